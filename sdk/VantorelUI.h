@@ -1,0 +1,88 @@
+/**
+ * @file VantorelUI.h
+ * C interface of the UI library, as far as libVantorelSystem uses it.
+ *
+ * On a product the maker's closed library implements it; on a desk the UI simulator does
+ * (simulators/ui). The library draws every screen; libVantorelSystem tells it what to show, asks it
+ * to render and passes its events on.
+ *
+ * Threads: UpdateThermalImage() and Render() are called under one lock by the caller; every other
+ * function must tolerate calls from several threads at once.
+ */
+#ifndef VANTORELUI_H
+#define VANTORELUI_H
+
+#include <stdbool.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** Events that the library raises, on whichever thread its input or rendering runs. */
+enum {
+    VANTORELUI_EVENT_TORCH_ON = 0,     /**< the user wants the torch switched */
+    VANTORELUI_EVENT_TORCH_OFF = 1,    /**< the user wants the torch switched */
+    VANTORELUI_EVENT_POWER_OFF = 2,    /**< the user wants the device off */
+    VANTORELUI_EVENT_UNITS_CHANGED = 3 /**< the user chose other temperature units */
+};
+
+/** Values of SetTemperatureUnits() and GetTemperatureUnits(). */
+enum { VANTORELUI_CELSIUS = 0, VANTORELUI_FAHRENHEIT = 1 };
+
+/** Sets the one handler of an event; `context` is passed to it. */
+void RegisterUIEvent(int event, void (*handler)(void* context), void* context);
+
+void SelectSplashScreen(void);   /**< shown until the first frame */
+void SelectTIScreen(void);       /**< the live thermal image */
+void SelectChargingScreen(void); /**< the battery charges */
+void SelectUpdateScreen(void);   /**< a USB host is attached; firmware may be updated */
+void SelectErrorScreen(void);    /**< the device cannot run: there is no battery */
+
+/** Chooses the units of every temperature shown. */
+void SetTemperatureUnits(int units);
+/** The units now in use. */
+int GetTemperatureUnits(void);
+
+void Button1Down(void);       /**< the power button went down */
+void Button1Up(void);         /**< the power button went up */
+void Button2Down(void);       /**< the torch button went down */
+void Button2Up(void);         /**< the torch button went up */
+void ButtonPinholeDown(void); /**< the reset button in its pinhole went down */
+void ButtonPinholeUp(void);   /**< the reset button in its pinhole went up */
+
+/** Takes over the newest thermal picture (KIROCAMERA_FORMAT_DISPLAY); copied before it returns. */
+void UpdateThermalImage(const uint8_t* pixels);
+/**
+ * Draws the current screen and returns it: pixels of 32 bits (0x00RRGGBB), rows without padding, in
+ * the size of the display; null when there is nothing to show. The image belongs to the library and
+ * is valid until the next call.
+ */
+uint32_t* Render(void);
+
+/** Battery charge in percent. */
+void SetBatteryState(uint8_t level);
+/** Whether the overheating mark is shown. */
+void SetOverheatingState(bool overheating);
+/** Temperature of the surroundings, degrees Celsius. */
+void SetEnvironmentTemp(float celsius);
+/** Temperature of the spot in the middle of the picture, degrees Celsius. */
+void SetReadoutTemp(float celsius);
+
+void SetChipID(const char* text);    /**< identity of the sensor chip; copied */
+void SetSKU(const char* text);       /**< identity of the product; copied */
+void SetVersion(const char* text);   /**< four-part version; copied */
+void SetDebugInfo(const char* text); /**< diagnostics, lines separated by '\n'; copied */
+
+/** Progress of a firmware update in percent. */
+void SetUpdateProgress(uint8_t percent);
+/** A firmware update is being written. */
+void SetUpdateUploading(void);
+/** A firmware update has ended, well or badly. */
+void SetUpdateComplete(bool success);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
