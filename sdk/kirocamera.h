@@ -19,7 +19,8 @@ extern "C" {
 
 /** A set of cameras being discovered, with the thread that reports them. Opaque. */
 typedef struct kirocamera_manager kirocamera_manager_t;
-/** One connected camera. Valid from its connect event until its disconnect event returns. Opaque. */
+/** One connected camera. Valid from its connect event until its disconnect event returns. Opaque.
+ */
 typedef struct kirocamera kirocamera_t;
 /** One captured frame in every format. Valid only during the frame callback. Opaque. */
 typedef struct kirocamera_frame kirocamera_frame_t;
@@ -29,11 +30,7 @@ typedef int32_t kirocamera_error_t;
 
 /** What happened to a camera; values not listed here are to be ignored. */
 typedef int kirocamera_manager_event_t;
-enum {
-    KIROCAMERA_EVENT_CONNECT = 0,
-    KIROCAMERA_EVENT_DISCONNECT = 1,
-    KIROCAMERA_EVENT_ERROR = 2
-};
+enum { KIROCAMERA_EVENT_CONNECT = 0, KIROCAMERA_EVENT_DISCONNECT = 1, KIROCAMERA_EVENT_ERROR = 2 };
 
 /** The processed thermal picture with its header; the one format this system asks for. */
 enum { KIROCAMERA_FORMAT_DISPLAY = 0x80 };
@@ -72,16 +69,12 @@ kirocamera_error_t kirocamera_manager_create(kirocamera_manager_t** manager,
 /** Ends all callbacks and destroys the manager with its cameras. */
 void kirocamera_manager_destroy(kirocamera_manager_t* manager);
 /** Sets the receiver of events; cameras already present are reported at once, as connect events. */
-kirocamera_error_t
-kirocamera_manager_register_event_callback(kirocamera_manager_t* manager,
-                                           kirocamera_manager_event_callback_t callback,
-                                           void* user);
+kirocamera_error_t kirocamera_manager_register_event_callback(
+    kirocamera_manager_t* manager, kirocamera_manager_event_callback_t callback, void* user);
 
 /** Sets the receiver of the camera's frames. */
-kirocamera_error_t
-kirocamera_register_frame_available_callback(kirocamera_t* camera,
-                                             kirocamera_frame_available_callback_t callback,
-                                             void* user);
+kirocamera_error_t kirocamera_register_frame_available_callback(
+    kirocamera_t* camera, kirocamera_frame_available_callback_t callback, void* user);
 /** Starts delivering frames that carry the given format. */
 kirocamera_error_t kirocamera_capture_session_start(kirocamera_t* camera, uint32_t format);
 /** Stops delivering frames. */
@@ -110,9 +103,8 @@ kirocamera_error_t kirocamera_get_serial_number(kirocamera_t* camera,
 kirocamera_error_t kirocamera_get_firmware_version(kirocamera_t* camera,
                                                    kirocamera_firmware_version_t* version);
 /** Reads the calibration block written in the factory. */
-kirocamera_error_t
-kirocamera_get_factory_settings(kirocamera_t* camera,
-                                uint8_t data[KIROCAMERA_FACTORY_SETTINGS_SIZE]);
+kirocamera_error_t kirocamera_get_factory_settings(kirocamera_t* camera,
+                                                   uint8_t data[KIROCAMERA_FACTORY_SETTINGS_SIZE]);
 
 /**
  * One image of a frame in one format. The SDK lays it out for a 32-bit processor; packing to four
@@ -162,7 +154,8 @@ uint8_t* kiroframe_get_data(const kiroframe_t* frame);          /**< first pixel
 uint8_t* kiroframe_get_row(const kiroframe_t* frame, uint32_t y);
 /** Pixel x of line y; null when there is no such pixel. */
 uint8_t* kiroframe_get_pixel(const kiroframe_t* frame, uint32_t x, uint32_t y);
-/** 1 when a dimension, the channels or the pixel depth is 0; pointer and sizes are not looked at. */
+/** 1 when a dimension, the channels or the pixel depth is 0; pointer and sizes are not looked at.
+ */
 uint32_t kiroframe_is_empty(const kiroframe_t* frame);
 
 #ifdef __cplusplus
