@@ -1,0 +1,48 @@
+# Rules about the sources that fail the build when they are broken.
+
+# Adds to a target the check that dependencies between subsystems run one way.
+function(vantorel_check_layers target)
+    file(GLOB_RECURSE sources CONFIGURE_DEPENDS
+        ${PROJECT_SOURCE_DIR}/vantorel/*.h ${PROJECT_SOURCE_DIR}/vantorel/*.cpp)
+    set(stamp ${CMAKE_BINARY_DIR}/layers.stamp)
+    add_custom_command(OUTPUT ${stamp}
+        COMMAND ${PROJECT_SOURCE_DIR}/cmake/check-layers ${PROJECT_SOURCE_DIR}
+        COMMAND ${CMAKE_COMMAND} -E touch ${stamp}
+        DEPENDS ${sources} ${PROJECT_SOURCE_DIR}/cmake/check-layers
+        COMMENT "Checking the order of the subsystems" VERBATIM)
+    add_custom_target(${target}_layers ALL DEPENDS ${stamp})
+endfunction()
+
+# Compiles every header on its own.
+function(vantorel_check_headers_alone target)
+    set(probes)
+    foreach(header IN LISTS ARGN)
+        file(RELATIVE_PATH name ${PROJECT_SOURCE_DIR} ${header})
+        set(probe ${CMAKE_BINARY_DIR}/headers-alone/${name}.cpp)
+        file(CONFIGURE OUTPUT ${probe} CONTENT "#include \"@name@\"\n" @ONLY)
+        list(APPEND probes ${probe})
+    endforeach()
+    add_library(${target} OBJECT ${probes})
+    target_link_libraries(${target} PRIVATE vantorel_options)
+    target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR}/sdk)
+endfunction()
+
+# Compares every source with what the formatter would make of it.
+find_program(VANTOREL_CLANG_FORMAT clang-format)
+if(VANTOREL_CLANG_FORMAT)
+    set(formatted)
+    foreach(folder IN ITEMS vantorel sdk simulators app tests host benchmarks)
+        file(GLOB_RECURSE found CONFIGURE_DEPENDS
+            ${PROJECT_SOURCE_DIR}/${folder}/*.h ${PROJECT_SOURCE_DIR}/${folder}/*.cpp)
+        list(APPEND formatted ${found})
+    endforeach()
+    set(stamp ${CMAKE_BINARY_DIR}/format.stamp)
+    add_custom_command(OUTPUT ${stamp}
+        COMMAND ${VANTOREL_CLANG_FORMAT} --dry-run --Werror ${formatted}
+        COMMAND ${CMAKE_COMMAND} -E touch ${stamp}
+        DEPENDS ${formatted} ${PROJECT_SOURCE_DIR}/.clang-format
+        COMMENT "Checking the formatting" VERBATIM)
+    add_custom_target(check_format ALL DEPENDS ${stamp})
+else()
+    message(WARNING "clang-format is not installed: the formatting is not checked")
+endif()

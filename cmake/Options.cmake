@@ -1,0 +1,34 @@
+# Compile options of every target in the project. Nothing of it reaches users of the package.
+
+option(VANTOREL_TESTS "Build the tests" ON)
+option(VANTOREL_WERROR "Treat warnings as errors" ON)
+set(VANTOREL_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize= takes them")
+
+if(NOT CMAKE_BUILD_TYPE)
+    set(CMAKE_BUILD_TYPE RelWithDebInfo)
+endif()
+
+find_package(Threads REQUIRED)
+
+add_library(vantorel_options INTERFACE)
+target_include_directories(vantorel_options INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_options(vantorel_options INTERFACE
+    -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+    # Only the multiplications and additions written as std::fma() may fuse: the same readings must
+    # come out on every machine.
+    -ffp-contract=off
+    $<$<BOOL:${VANTOREL_WERROR}>:-Werror>)
+# File offsets and times of 64 bits on 32-bit machines: dates past 2038, flash larger than 2 GiB.
+target_compile_definitions(vantorel_options INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
+target_link_libraries(vantorel_options INTERFACE Threads::Threads)
+
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # Remarks on how g++ changed passing arguments years ago; no mixed compilers here.
+    target_compile_options(vantorel_options INTERFACE -Wno-psabi)
+endif()
+
+if(VANTOREL_SANITIZE)
+    target_compile_options(vantorel_options INTERFACE
+        -fsanitize=${VANTOREL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(vantorel_options INTERFACE -fsanitize=${VANTOREL_SANITIZE})
+endif()

@@ -1,0 +1,39 @@
+#include "tests/support/ScriptedSys.h"
+
+#include "vantorel/service/private/SysFunctions.h"
+
+#include <atomic>
+#include <cerrno>
+
+namespace vantorel::test {
+namespace {
+
+std::atomic<SysHooks*> active{nullptr};
+
+} // namespace
+
+ScopedSys::ScopedSys() {
+    active = &hooks;
+}
+ScopedSys::~ScopedSys() {
+    active = nullptr;
+}
+
+int FailWith(int error) {
+    errno = error;
+    return -1;
+}
+
+} // namespace vantorel::test
+
+namespace vantorel::sys {
+
+#define VANTOREL_DEFINE_STAND_IN(result, name, target, parameters, arguments)                      \
+    result name parameters {                                                                       \
+        const test::SysHooks* hooks = test::active;                                                \
+        return hooks != nullptr && hooks->name ? hooks->name arguments : target arguments;         \
+    }
+VANTOREL_SYSTEM_CALLS(VANTOREL_DEFINE_STAND_IN)
+#undef VANTOREL_DEFINE_STAND_IN
+
+} // namespace vantorel::sys

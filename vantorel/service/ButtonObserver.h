@@ -1,0 +1,24 @@
+#pragma once
+
+#include "vantorel/service/Export.h"
+
+namespace vantorel {
+
+class Button;
+class Error;
+
+/**
+ * What a ButtonService reports, on the thread of that service.
+ */
+class VANTOREL_EXPORT ButtonObserver {
+public:
+    /** The key was released. */
+    virtual void OnButtonUp(Button& button) = 0;
+    /** The key was pressed. */
+    virtual void OnButtonDown(Button& button) = 0;
+    /** Waiting for the key failed; the service goes on. */
+    virtual void OnButtonError(Button& button, Error& error) = 0;
+    virtual ~ButtonObserver() = default;
+};
+
+} // namespace vantorel

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "vantorel/service/ConnectionState.h"
+#include "vantorel/service/Export.h"
+
+namespace vantorel {
+
+class Error;
+
+/**
+ * What the ConnectionManager reports, on its own thread.
+ */
+class VANTOREL_EXPORT ConnectionObserver {
+public:
+    /** The device enters a state; recorded after every observer has returned. */
+    virtual void OnConnectionStateChanged(ConnectionState newState, ConnectionState oldState) = 0;
+    /** A poll failed, or an observer threw; the manager keeps its state and polls again. */
+    virtual void OnConnectionError(Error& error) = 0;
+    virtual ~ConnectionObserver() = default;
+};
+
+} // namespace vantorel

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "vantorel/service/Export.h"
+
+#include <string>
+
+namespace vantorel {
+
+/**
+ * The one failure type of the library: an errno-style number, thrown by value after a failed system
+ * call and handed to the observers' error notifications by reference.
+ *
+ * No message text is attached; print ToString() where a failure is logged. Reentrant.
+ */
+class VANTOREL_EXPORT Error {
+public:
+    explicit Error(int number) : value(number) {}
+    Error(const Error&) = default;
+    Error& operator=(const Error&) = default;
+    virtual ~Error();
+
+    /** The number; the platform's errno numbering unless the thrower documents another one. */
+    int Value() const { return value; }
+
+    /**
+     * The platform's text for the number. Not virtual: an error of another numbering answers the
+     * text of the errno that happens to have its number.
+     */
+    std::string ToString() const;
+
+    /** Compares the numbers only; errors of different types with one number are equal. */
+    bool operator==(const Error& other) const { return value == other.value; }
+
+private:
+    int value;
+};
+
+} // namespace vantorel

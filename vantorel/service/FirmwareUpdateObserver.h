@@ -1,0 +1,33 @@
+#pragma once
+
+#include "vantorel/service/Export.h"
+
+#include <cstdint>
+
+namespace vantorel {
+
+class Error;
+class FirmwareUpdateManager;
+
+/**
+ * What the FirmwareUpdateManager reports, on its own thread.
+ */
+class VANTOREL_EXPORT FirmwareUpdateObserver {
+public:
+    /** An archive has been found on the drive and copied. */
+    virtual void OnFirmwareUpdateFileFound(FirmwareUpdateManager& manager) = 0;
+    /** The archive holds what an update needs. */
+    virtual void OnFirmwareUpdateFileValid(FirmwareUpdateManager& manager) = 0;
+    /** Flash is about to be written. */
+    virtual void OnFirmwareUpdateBegin(FirmwareUpdateManager& manager) = 0;
+    /** Writing has reached 25, 50, 75 or 100 percent. */
+    virtual void OnFirmwareUpdateInProgress(FirmwareUpdateManager& manager,
+                                            std::uint8_t percent) = 0;
+    /** The new firmware runs at the next boot. */
+    virtual void OnFirmwareUpdateComplete(FirmwareUpdateManager& manager) = 0;
+    /** The update has ended without effect. */
+    virtual void OnFirmwareUpdateError(FirmwareUpdateManager& manager, Error& error) = 0;
+    virtual ~FirmwareUpdateObserver() = default;
+};
+
+} // namespace vantorel

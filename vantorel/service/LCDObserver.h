@@ -1,0 +1,25 @@
+#pragma once
+
+#include "vantorel/service/Export.h"
+
+#include <cstdint>
+
+namespace vantorel {
+
+class Error;
+class LCD;
+
+/**
+ * What an LCDService asks for and reports, on its own thread.
+ */
+class VANTOREL_EXPORT LCDObserver {
+public:
+    /** Draw one full frame: Height() rows of Stride() bytes, 32-bit pixels, into memory that is not
+     * on screen. */
+    virtual void OnLCDDraw(LCD& lcd, std::uint32_t* pixels) = 0;
+    /** A page flip failed; the next cycle draws and flips again. */
+    virtual void OnLCDError(LCD& lcd, Error& error) = 0;
+    virtual ~LCDObserver() = default;
+};
+
+} // namespace vantorel

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <list>
+#include <utility>
+
+namespace vantorel {
+
+/**
+ * The observers of one subject: non-owning references in the order of registration.
+ *
+ * Nothing is checked (an observer registered twice is told twice) and nothing can be removed.
+ * Written during wiring, before the subject starts, and read without a lock afterwards.
+ */
+template <typename Observer>
+class ObserverList {
+public:
+    void Add(Observer& observer) { observers.emplace_back(observer); }
+
+    std::size_t Count() const { return observers.size(); }
+
+    /** Calls an operation on every observer, first to last, on the calling thread. */
+    template <typename... Parameters, typename... Arguments>
+    void Notify(void (Observer::*operation)(Parameters...), Arguments&&... arguments) const {
+        for (Observer& observer : observers) {
+            (observer.*operation)(arguments...);
+        }
+    }
+
+private:
+    std::list<std::reference_wrapper<Observer>> observers;
+};
+
+} // namespace vantorel

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "vantorel/service/Export.h"
+
+namespace vantorel {
+
+class Error;
+class Thermometer;
+
+/**
+ * What a ThermometerService reports, on its own thread.
+ */
+class VANTOREL_EXPORT ThermometerObserver {
+public:
+    /** A reading in degrees Celsius. */
+    virtual void OnThermometerTemperatureQuery(Thermometer& thermometer, float temperature) = 0;
+    /** Reading failed; the next cycle reads again. */
+    virtual void OnThermometerError(Thermometer& thermometer, Error& error) = 0;
+    virtual ~ThermometerObserver() = default;
+};
+
+} // namespace vantorel

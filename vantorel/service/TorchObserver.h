@@ -1,0 +1,24 @@
+#pragma once
+
+#include "vantorel/service/Export.h"
+
+namespace vantorel {
+
+class Error;
+class Torch;
+
+/**
+ * What a Torch reports, on the thread that switched it.
+ */
+class VANTOREL_EXPORT TorchObserver {
+public:
+    /** The torch is lit. */
+    virtual void OnTorchOn(Torch& torch) = 0;
+    /** The torch is dark. */
+    virtual void OnTorchOff(Torch& torch) = 0;
+    /** Reserved; the torch throws its errors at whoever switches it. */
+    virtual void OnTorchError(Torch& torch, Error& error) = 0;
+    virtual ~TorchObserver() = default;
+};
+
+} // namespace vantorel

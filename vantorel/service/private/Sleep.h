@@ -1,0 +1,11 @@
+#pragma once
+
+#include <chrono>
+
+namespace vantorel {
+
+/** Sleeps for the whole duration, however often signals interrupt it; zero or less returns at once.
+ */
+void SleepFor(std::chrono::milliseconds duration);
+
+} // namespace vantorel

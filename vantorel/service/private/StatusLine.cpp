@@ -1,0 +1,16 @@
+#include "vantorel/service/private/StatusLine.h"
+
+#include <iostream>
+#include <mutex>
+
+namespace vantorel {
+
+void WriteStatusLine(const std::string& text) {
+    static std::mutex mutex;
+    const std::string line = text + '\n';
+    const std::lock_guard lock(mutex);
+    // One write for the whole line: whoever reads the other end of a pipe sees lines, not pieces.
+    std::cout.write(line.data(), static_cast<std::streamsize>(line.size())).flush();
+}
+
+} // namespace vantorel

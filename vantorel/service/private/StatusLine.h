@@ -1,0 +1,22 @@
+#pragma once
+
+#include <sstream>
+#include <string>
+
+namespace vantorel {
+
+/** Writes one whole line to standard output and flushes it; thread-safe, lines never interleave. */
+void WriteStatusLine(const std::string& text);
+
+/**
+ * Composes a status line of its parts, for instance PrintStatus("USB CONNECTION STATE: ", state).
+ * A character-sized integer must be widened by the caller, or it prints as a character.
+ */
+template <typename... Parts>
+void PrintStatus(const Parts&... parts) {
+    std::ostringstream line;
+    (line << ... << parts);
+    WriteStatusLine(line.str());
+}
+
+} // namespace vantorel

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cstddef>
+#include <ctime>
+
+#include <poll.h>
+#include <sys/types.h>
+
+/**
+ * Every system call that the library makes, as X(result, name, system function, parameters,
+ * arguments). The list is the one place to look for what the library asks of the kernel, and what
+ * the tests' stand-in of this door is generated from: a call added here can be scripted and made to
+ * fail without further work.
+ *
+ * Each behaves as the function it stands for: -1 (MAP_FAILED for Mmap) and errno on failure, no
+ * retries. What a child does between fork and exec does not pass here.
+ */
+#define VANTOREL_SYSTEM_CALLS(X)                                                                   \
+    X(int, Open, ::open, (const char* path, int flags, unsigned mode), (path, flags, mode))        \
+    X(int, Close, ::close, (int fd), (fd))                                                         \
+    X(ssize_t, Read, ::read, (int fd, void* buffer, std::size_t size), (fd, buffer, size))         \
+    X(ssize_t, Write, ::write, (int fd, const void* data, std::size_t size), (fd, data, size))     \
+    X(off_t, Lseek, ::lseek, (int fd, off_t offset, int whence), (fd, offset, whence))             \
+    X(int, Ioctl, ::ioctl, (int fd, unsigned long request, void* argument),                        \
+      (fd, request, argument))                                                                     \
+    X(int, Poll, ::poll, (pollfd * fds, nfds_t count, int timeout), (fds, count, timeout))         \
+    X(void*, Mmap, ::mmap,                                                                         \
+      (void* address, std::size_t size, int protection, int flags, int fd, off_t offset),          \
+      (address, size, protection, flags, fd, offset))                                              \
+    X(int, Munmap, ::munmap, (void* address, std::size_t size), (address, size))                   \
+    X(int, Nanosleep, ::nanosleep, (const timespec* request, timespec* remaining),                 \
+      (request, remaining))                                                                        \
+    X(int, Access, ::access, (const char* path, int mode), (path, mode))                           \
+    X(int, Mkdir, ::mkdir, (const char* path, mode_t mode), (path, mode))                          \
+    X(int, Rmdir, ::rmdir, (const char* path), (path))                                             \
+    X(int, Unlink, ::unlink, (const char* path), (path))                                           \
+    X(int, Mount, ::mount,                                                                         \
+      (const char* source, const char* target, const char* type, unsigned long flags,              \
+       const void* data),                                                                          \
+      (source, target, type, flags, data))                                                         \
+    X(int, Umount, ::umount, (const char* target), (target))                                       \
+    X(ssize_t, Readlink, ::readlink, (const char* path, char* buffer, std::size_t size),           \
+      (path, buffer, size))                                                                        \
+    X(pid_t, Fork, ::fork, (), ())                                                                 \
+    X(pid_t, Waitpid, ::waitpid, (pid_t pid, int* status, int options), (pid, status, options))    \
+    X(void, Sync, ::sync, (), ())                                                                  \
+    X(int, Reboot, ::reboot, (int command), (command))
+
+namespace vantorel::sys {
+
+#define VANTOREL_DECLARE_SYSTEM_CALL(result, name, target, parameters, arguments)                  \
+    result name parameters;
+VANTOREL_SYSTEM_CALLS(VANTOREL_DECLARE_SYSTEM_CALL)
+#undef VANTOREL_DECLARE_SYSTEM_CALL
+
+} // namespace vantorel::sys

@@ -1,0 +1,12 @@
+#pragma once
+
+// What the functions named in VANTOREL_SYSTEM_CALLS are declared in; for the definitions of the
+// door and of its stand-in.
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <sys/mman.h>
+#include <sys/mount.h>
+#include <sys/reboot.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
