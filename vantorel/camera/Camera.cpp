@@ -1,0 +1,97 @@
+#include "vantorel/camera/Camera.h"
+
+#include "vantorel/service/private/StatusLine.h"
+
+namespace vantorel {
+
+using std::chrono::system_clock;
+
+Camera::Camera(kirocamera_t* camera) : handle(camera) {}
+
+Camera::~Camera() = default;
+
+float Camera::FrameRate() const {
+    const system_clock::duration elapsed =
+        system_clock::now().time_since_epoch() - system_clock::duration(captureStart.load());
+    const auto microseconds = std::chrono::duration_cast<std::chrono::microseconds>(elapsed);
+    return static_cast<float>(static_cast<double>(frameCounter.load()) * 1'000'000.0 /
+                              static_cast<double>(microseconds.count()));
+}
+
+void Camera::OnCameraConnect(Camera&) noexcept {
+    ::kirocamera_set_display_mode(handle, KIROCAMERA_DISPLAY_MODE_HANDHELD);
+}
+
+void Camera::OnCameraDisconnect(Camera&) noexcept {}
+void Camera::OnCameraCaptureSessionStart(Camera&) noexcept {}
+void Camera::OnCameraCaptureSessionStop(Camera&) noexcept {}
+
+void Camera::OnCameraFrameAvailable(Camera&, kirocamera_frame_t*) noexcept {
+    frames.release();
+    const std::uint32_t before = frameCounter.fetch_add(1);
+    if (before % 1000 == 0) {
+        PrintStatus("FPS: ", FrameRate());
+    }
+}
+
+void Camera::OnCameraError(Camera&, kirocamera_error_t) noexcept {
+    if (connectionState == ConnectionState::Battery) {
+        StopCaptureSession();
+        StartCaptureSession();
+    }
+}
+
+void Camera::OnConnectionStateChanged(ConnectionState newState, ConnectionState) noexcept {
+    connectionState = newState;
+    PrintStatus("CAMERA: CONNECTION_STATE_CHANGED ", static_cast<int>(newState));
+    if (newState == ConnectionState::Battery || newState == ConnectionState::NoHost) {
+        StartCaptureSession();
+    }
+}
+
+void Camera::OnConnectionError(Error&) noexcept {}
+
+void Camera::OnUSBGadgetStopCaptureSessionRequest(USBGadget&) noexcept {
+    StopCaptureSession();
+}
+void Camera::OnUSBGadgetStartCaptureSessionRequest(USBGadget&) noexcept {
+    StartCaptureSession();
+}
+void Camera::OnUSBGadgetError(USBGadget&, Error&) noexcept {}
+
+void Camera::OnUserInterfacePowerOffRequest() noexcept {}
+void Camera::OnUserInterfaceTorchOnRequest() noexcept {}
+void Camera::OnUserInterfaceTorchOffRequest() noexcept {}
+
+void Camera::OnUserInterfacePowerButtonDoubleClick() noexcept {
+    int mode = 0;
+    if (::kirocamera_get_sensor_mode(handle, &mode) != 0) {
+        return;
+    }
+    if (mode == 0 || mode == 1) {
+        ::kirocamera_set_sensor_mode(handle, 1 - mode);
+    }
+}
+
+void Camera::OnUserInterfaceTorchButtonDoubleClick() noexcept {
+    ::kirocamera_set_debug_display_mode(handle, debugDisplay.fetch_xor(1) ^ 1);
+}
+
+void Camera::StartCaptureSession() {
+    const std::lock_guard lock(sessionMutex);
+    frameCounter = 0;
+    captureStart = system_clock::now().time_since_epoch().count();
+    if (::kirocamera_capture_session_start(handle, KIROCAMERA_FORMAT_DISPLAY) == 0) {
+        observers.Notify(&CameraObserver::OnCameraCaptureSessionStart, *this);
+    }
+}
+
+void Camera::StopCaptureSession() {
+    const std::lock_guard lock(sessionMutex);
+    frames.acquire();
+    if (::kirocamera_capture_session_stop(handle) == 0) {
+        observers.Notify(&CameraObserver::OnCameraCaptureSessionStop, *this);
+    }
+}
+
+} // namespace vantorel

@@ -1,0 +1,98 @@
+#pragma once
+
+#include "vantorel/service/CameraObserver.h"
+#include "vantorel/service/ConnectionObserver.h"
+#include "vantorel/service/ObserverList.h"
+#include "vantorel/service/USBGadgetObserver.h"
+#include "vantorel/service/UserInterfaceObserver.h"
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <mutex>
+#include <semaphore>
+
+namespace vantorel {
+
+/**
+ * One connected camera: runs its capture session as the power situation, the USB host and the user
+ * ask for it, and counts its frames. Created by the CameraManager, which hands it everything below.
+ *
+ * The session runs in the states Battery and NoHost, is restarted when the camera fails on battery,
+ * and is started and stopped by a USB host. Failures of the SDK to start or stop it are not
+ * reported: the session notifications are then simply not sent.
+ *
+ * A stop waits for a frame that no earlier stop has used up, since the SDK must not be stopped
+ * before its first frame. A host that stops a session before the first frame therefore holds the
+ * session until a frame comes, and whoever starts or stops it next waits, too.
+ *
+ * Thread-safe: frames come on one thread of the SDK, its events on another, states, requests of the
+ * host and of the user on those of their subjects. An exception in any reaction ends the process.
+ */
+class VANTOREL_EXPORT Camera final : public CameraObserver,
+                                     public ConnectionObserver,
+                                     public USBGadgetObserver,
+                                     public UserInterfaceObserver {
+public:
+    /** @param camera the SDK's handle, borrowed until the camera's disconnect event has returned */
+    explicit Camera(kirocamera_t* camera);
+    Camera(const Camera&) = delete;
+    Camera& operator=(const Camera&) = delete;
+    ~Camera() override;
+
+    /** The SDK's handle, for queries. */
+    kirocamera_t* Handle() const { return handle; }
+
+    /** Frames per second since the session was started, on average; 0 before its first frame. */
+    float FrameRate() const;
+
+    /** Two objects are the same camera when the SDK's handles are. */
+    bool operator==(const Camera& other) const { return handle == other.handle; }
+
+    /** Adds a receiver of the session notifications; to be finished before the camera is used. */
+    void AddObserver(CameraObserver& observer) { observers.Add(observer); }
+
+    /** Selects the display processing for the handheld's screen. */
+    void OnCameraConnect(Camera& camera) noexcept override;
+    void OnCameraDisconnect(Camera& camera) noexcept override;
+    void OnCameraCaptureSessionStart(Camera& camera) noexcept override;
+    void OnCameraCaptureSessionStop(Camera& camera) noexcept override;
+    /** Counts the frame; prints the rate on the first frame of a session and every 1000 frames. */
+    void OnCameraFrameAvailable(Camera& camera, kirocamera_frame_t* frame) noexcept override;
+    /** Restarts the session when the device runs on battery. */
+    void OnCameraError(Camera& camera, kirocamera_error_t error) noexcept override;
+
+    /** Starts the session in the states Battery and NoHost. */
+    void OnConnectionStateChanged(ConnectionState newState,
+                                  ConnectionState oldState) noexcept override;
+    void OnConnectionError(Error& error) noexcept override;
+
+    void OnUSBGadgetStopCaptureSessionRequest(USBGadget& gadget) noexcept override;
+    void OnUSBGadgetStartCaptureSessionRequest(USBGadget& gadget) noexcept override;
+    void OnUSBGadgetError(USBGadget& gadget, Error& error) noexcept override;
+
+    void OnUserInterfacePowerOffRequest() noexcept override;
+    void OnUserInterfaceTorchOnRequest() noexcept override;
+    void OnUserInterfaceTorchOffRequest() noexcept override;
+    /** Switches the sensor between its two gain modes. */
+    void OnUserInterfacePowerButtonDoubleClick() noexcept override;
+    /** Switches the SDK's debug display on and off. */
+    void OnUserInterfaceTorchButtonDoubleClick() noexcept override;
+
+private:
+    void StartCaptureSession();
+    void StopCaptureSession();
+
+    kirocamera_t* const handle;
+    ObserverList<CameraObserver> observers;
+    // One permit a frame. Stops take theirs while they hold sessionMutex, so there is never more
+    // than one thread waiting; the semaphore of GCC 12 can lose a wake-up when there are several.
+    std::counting_semaphore<0x7fffffff> frames{0};
+    std::atomic<ConnectionState> connectionState{ConnectionState::Undetermined};
+    std::atomic<std::uint32_t> frameCounter{0};
+    std::atomic<std::chrono::system_clock::rep> captureStart{0};
+    std::mutex sessionMutex;
+    std::atomic<int> debugDisplay{0};
+};
+
+} // namespace vantorel

@@ -1,0 +1,11 @@
+#include "vantorel/camera/CameraError.h"
+
+namespace vantorel {
+
+CameraError::~CameraError() = default;
+
+std::string CameraError::Text() const {
+    return ::kirocamera_error_get_str(Value());
+}
+
+} // namespace vantorel

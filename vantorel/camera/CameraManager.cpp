@@ -1,0 +1,172 @@
+#include "vantorel/camera/CameraManager.h"
+
+#include "vantorel/camera/Camera.h"
+#include "vantorel/camera/CameraError.h"
+
+#include <utility>
+
+namespace vantorel {
+
+void CameraManager::ManagerDestroyer::operator()(kirocamera_manager_t* handle) const {
+    ::kirocamera_manager_destroy(handle);
+}
+
+CameraManager::CameraManager(unsigned int discoveryMode) {
+    wiring.Store(std::make_shared<const Wiring>());
+    kirocamera_manager_t* created = nullptr;
+    const kirocamera_error_t result = ::kirocamera_manager_create(&created, discoveryMode);
+    if (result != 0) {
+        throw CameraError(result);
+    }
+    manager.reset(created);
+}
+
+CameraManager::~CameraManager() {
+    manager.reset();
+}
+
+void CameraManager::Start() {
+    const kirocamera_error_t result =
+        ::kirocamera_manager_register_event_callback(manager.get(), &CameraManager::Event, this);
+    if (result != 0) {
+        throw CameraError(result);
+    }
+}
+
+void CameraManager::AddObserver(CameraObserver& observer) {
+    auto changed = std::make_shared<Wiring>(*CurrentWiring());
+    changed->observers.push_back(&observer);
+    wiring.Store(std::move(changed));
+}
+
+void CameraManager::Event(kirocamera_t* camera, kirocamera_manager_event_t event,
+                          kirocamera_error_t error, void* user) {
+    auto& self = *static_cast<CameraManager*>(user);
+    switch (event) {
+    case KIROCAMERA_EVENT_CONNECT:
+        self.Connect(camera);
+        break;
+    case KIROCAMERA_EVENT_DISCONNECT:
+        self.Disconnect();
+        break;
+    case KIROCAMERA_EVENT_ERROR:
+        self.Fail(error);
+        break;
+    default:
+        break;
+    }
+}
+
+void CameraManager::FrameAvailable(kirocamera_t*, kirocamera_frame_t* frame, void* user) {
+    const auto now = static_cast<CameraManager*>(user)->CurrentWiring();
+    if (now->camera == nullptr) {
+        return;
+    }
+    for (CameraObserver* observer : now->observers) {
+        observer->OnCameraFrameAvailable(*now->camera, frame);
+    }
+}
+
+void CameraManager::Connect(kirocamera_t* handle) {
+    const auto before = CurrentWiring();
+    if (before->camera != nullptr) {
+        return;
+    }
+    const auto camera = std::make_shared<Camera>(handle);
+    for (CameraObserver* observer : before->observers) {
+        camera->AddObserver(*observer); // so that they hear of its capture session
+    }
+    wiring.Store(std::make_shared<const Wiring>(Wiring{camera, before->observers}));
+
+    const kirocamera_error_t result = ::kirocamera_register_frame_available_callback(
+        handle, &CameraManager::FrameAvailable, this);
+    if (result != 0) {
+        throw CameraError(result);
+    }
+    auto connected = std::make_shared<Wiring>(*CurrentWiring());
+    connected->observers.push_back(camera.get());
+    wiring.Store(connected);
+    for (CameraObserver* observer : connected->observers) {
+        observer->OnCameraConnect(*camera);
+    }
+}
+
+void CameraManager::Disconnect() {
+    const auto before = CurrentWiring();
+    if (before->camera == nullptr) {
+        return;
+    }
+    for (CameraObserver* observer : before->observers) {
+        observer->OnCameraDisconnect(*before->camera);
+    }
+    // Every entry is taken for a Camera, whatever it is. The exception for one that is not is what
+    // makes the product restart after its camera was unplugged; an entry skipped here instead would
+    // leave a USB port and a vendor function that can never serve the next camera.
+    std::vector<CameraObserver*> remaining;
+    for (CameraObserver* observer : before->observers) {
+        if (!(dynamic_cast<Camera&>(*observer) == *before->camera)) {
+            remaining.push_back(observer);
+        }
+    }
+    wiring.Store(std::make_shared<const Wiring>(Wiring{nullptr, std::move(remaining)}));
+}
+
+void CameraManager::Fail(kirocamera_error_t error) {
+    const auto now = CurrentWiring();
+    if (now->camera == nullptr) {
+        return;
+    }
+    for (CameraObserver* observer : now->observers) {
+        observer->OnCameraError(*now->camera, error);
+    }
+}
+
+template <typename... Parameters, typename... Arguments>
+void CameraManager::Forward(void (Camera::*operation)(Parameters...) noexcept,
+                            Arguments&... arguments) const {
+    if (const auto camera = CurrentWiring()->camera) {
+        (*camera.*operation)(arguments...);
+    }
+}
+
+void CameraManager::OnConnectionStateChanged(ConnectionState newState, ConnectionState oldState) {
+    Forward(&Camera::OnConnectionStateChanged, newState, oldState);
+}
+
+void CameraManager::OnConnectionError(Error& error) {
+    Forward(&Camera::OnConnectionError, error);
+}
+
+void CameraManager::OnUSBGadgetStopCaptureSessionRequest(USBGadget& gadget) {
+    Forward(&Camera::OnUSBGadgetStopCaptureSessionRequest, gadget);
+}
+
+void CameraManager::OnUSBGadgetStartCaptureSessionRequest(USBGadget& gadget) {
+    Forward(&Camera::OnUSBGadgetStartCaptureSessionRequest, gadget);
+}
+
+void CameraManager::OnUSBGadgetError(USBGadget& gadget, Error& error) {
+    Forward(&Camera::OnUSBGadgetError, gadget, error);
+}
+
+void CameraManager::OnUserInterfacePowerOffRequest() {
+    Forward(&Camera::OnUserInterfacePowerOffRequest);
+}
+
+void CameraManager::OnUserInterfaceTorchOnRequest() {
+    Forward(&Camera::OnUserInterfaceTorchOnRequest);
+}
+
+void CameraManager::OnUserInterfaceTorchOffRequest() {
+    Forward(&Camera::OnUserInterfaceTorchOffRequest);
+}
+
+void CameraManager::OnUserInterfacePowerButtonDoubleClick() {
+    Forward(&Camera::OnUserInterfacePowerButtonDoubleClick);
+}
+
+void CameraManager::OnUserInterfaceTorchButtonDoubleClick() {
+    Forward(&Camera::OnUserInterfaceTorchButtonDoubleClick);
+}
+
+} // namespace vantorel

@@ -1,0 +1,105 @@
+#pragma once
+
+#include "vantorel/service/CameraObserver.h"
+#include "vantorel/service/ConnectionObserver.h"
+#include "vantorel/service/SharedSlot.h"
+#include "vantorel/service/USBGadgetObserver.h"
+#include "vantorel/service/UserInterfaceObserver.h"
+
+#include <memory>
+#include <vector>
+
+namespace vantorel {
+
+class Camera;
+
+/**
+ * Owner of the camera SDK: turns its callbacks into notifications of CameraObservers and passes
+ * what the other subjects say on to the camera connected at the moment. One camera is handled at a
+ * time; a second one is ignored until the first has gone.
+ *
+ * Notifications run on the SDK's threads, in the order of registration; the Camera itself is told
+ * last. The SDK has to deliver frames and events on different threads, because recovering from an
+ * error waits for a frame. A frame may reach observers before OnCameraConnect().
+ *
+ * A camera that leaves cannot be told from observers that are no Camera: with any of those
+ * registered, its disconnect event ends in std::bad_cast, after every observer has been told, with
+ * the camera still current. On the device that ends the process, and the product's supervisor
+ * starts it anew, which is how the system recovers from an unplugged camera.
+ */
+class VANTOREL_EXPORT CameraManager final : public ConnectionObserver,
+                                            public USBGadgetObserver,
+                                            public UserInterfaceObserver {
+public:
+    /**
+     * Creates the SDK's manager.
+     * @param discoveryMode passed to the SDK as it is
+     * @throws CameraError with the SDK's code
+     */
+    explicit CameraManager(unsigned int discoveryMode);
+    CameraManager(const CameraManager&) = delete;
+    CameraManager& operator=(const CameraManager&) = delete;
+    /** Ends the SDK's callbacks before anything else goes. */
+    ~CameraManager() override;
+
+    /**
+     * Lets events arrive; a camera already present is reported at once.
+     * @throws CameraError with the SDK's code
+     */
+    void Start();
+
+    /** Adds an observer, to be told from the next event or frame on; to be finished before Start().
+     */
+    void AddObserver(CameraObserver& observer);
+
+    /**
+     * The SDK's event callback; `user` is the manager.
+     * @throws CameraError when a new camera refuses the frame callback; it then stays current and
+     *         nobody is told of it
+     * @throws std::bad_cast at a disconnect, as described above
+     */
+    static void Event(kirocamera_t* camera, kirocamera_manager_event_t event,
+                      kirocamera_error_t error, void* user);
+    /** The SDK's frame callback; `user` is the manager. Without a current camera nothing happens.
+     */
+    static void FrameAvailable(kirocamera_t* camera, kirocamera_frame_t* frame, void* user);
+
+    void OnConnectionStateChanged(ConnectionState newState, ConnectionState oldState) override;
+    void OnConnectionError(Error& error) override;
+
+    void OnUSBGadgetStopCaptureSessionRequest(USBGadget& gadget) override;
+    void OnUSBGadgetStartCaptureSessionRequest(USBGadget& gadget) override;
+    void OnUSBGadgetError(USBGadget& gadget, Error& error) override;
+
+    void OnUserInterfacePowerOffRequest() override;
+    void OnUserInterfaceTorchOnRequest() override;
+    void OnUserInterfaceTorchOffRequest() override;
+    void OnUserInterfacePowerButtonDoubleClick() override;
+    void OnUserInterfaceTorchButtonDoubleClick() override;
+
+private:
+    /**
+     * The current camera and who is told of it, exchanged as a whole: the SDK's two threads and the
+     * subjects' threads each work on the wiring they found, and no camera dies under one of them.
+     */
+    struct Wiring {
+        std::shared_ptr<Camera> camera;
+        std::vector<CameraObserver*> observers;
+    };
+    struct ManagerDestroyer {
+        void operator()(kirocamera_manager_t* manager) const;
+    };
+
+    std::shared_ptr<const Wiring> CurrentWiring() const { return wiring.Load(); }
+    /** Calls an operation of the current camera, if there is one. */
+    template <typename... Parameters, typename... Arguments>
+    void Forward(void (Camera::*operation)(Parameters...) noexcept, Arguments&... arguments) const;
+    void Connect(kirocamera_t* handle);
+    void Disconnect();
+    void Fail(kirocamera_error_t error);
+
+    std::unique_ptr<kirocamera_manager_t, ManagerDestroyer> manager;
+    SharedSlot<const Wiring> wiring;
+};
+
+} // namespace vantorel
