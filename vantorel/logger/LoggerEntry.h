@@ -1,0 +1,44 @@
+#pragma once
+
+#include "vantorel/service/Export.h"
+
+#include <array>
+#include <cstdint>
+#include <string>
+
+namespace vantorel {
+
+/**
+ * One diagnostics sample: the newest camera frame header together with what the other subjects
+ * reported last. A value; its fields are zero until they are set.
+ */
+class VANTOREL_EXPORT LoggerEntry {
+public:
+    /** Bytes of the camera's frame header. */
+    static constexpr std::size_t headerSize = 2048;
+
+    LoggerEntry() = default;
+    LoggerEntry(const LoggerEntry&) = default;
+    LoggerEntry& operator=(const LoggerEntry&) = default;
+    virtual ~LoggerEntry();
+
+    /**
+     * The entry as one text of fourteen fields in a fixed order, numbers with one decimal.
+     * @param labels put a label such as "TCPU: " before each field
+     * @param units put the unit such as " C" after each field that has one
+     * @param separator stands between two fields
+     */
+    std::string ToString(bool labels, bool units, const std::string& separator) const;
+
+    std::array<std::uint8_t, headerSize> frameHeader{}; /**< verbatim */
+    double frameRate = 0;                               /**< frames per second */
+    std::uint32_t cameraErrorCount = 0;
+    float batteryVoltage = 0;        /**< volts */
+    float batteryTemperature = 0;    /**< degrees Celsius */
+    std::int16_t batteryCurrent = 0; /**< mA, negative while discharging */
+    std::uint8_t batteryLevel = 0;   /**< percent */
+    float boardTemperature = 0;      /**< degrees Celsius */
+    float processorTemperature = 0;  /**< degrees Celsius */
+};
+
+} // namespace vantorel

@@ -1,0 +1,25 @@
+#include "vantorel/power/PowerManager.h"
+
+#include "vantorel/service/private/Sys.h"
+
+#include <sys/reboot.h>
+
+namespace vantorel {
+
+PowerManager::PowerManager() = default;
+PowerManager::~PowerManager() = default;
+
+void PowerManager::OnUserInterfacePowerOffRequest() {
+    sys::Sync();
+    static_cast<void>(sys::Reboot(RB_POWER_OFF));
+}
+
+// Everything else happens without this class.
+void PowerManager::OnConnectionStateChanged(ConnectionState, ConnectionState) {}
+void PowerManager::OnConnectionError(Error&) {}
+void PowerManager::OnUserInterfaceTorchOnRequest() {}
+void PowerManager::OnUserInterfaceTorchOffRequest() {}
+void PowerManager::OnUserInterfacePowerButtonDoubleClick() {}
+void PowerManager::OnUserInterfaceTorchButtonDoubleClick() {}
+
+} // namespace vantorel

@@ -1,0 +1,292 @@
+#include "vantorel/ui/UserInterfaceManager.h"
+
+#include "vantorel/camera/Camera.h"
+#include "vantorel/devices/Button.h"
+#include "vantorel/devices/LCD.h"
+#include "vantorel/devices/Thermometer.h"
+#include "vantorel/logger/LoggerEntry.h"
+#include "vantorel/service/private/LittleEndian.h"
+#include "vantorel/ui/Version.h"
+#include "vantorel/ui/private/FrameCopy.h"
+
+#include <VantorelUI.h>
+
+#include <cmath>
+#include <cstring>
+#include <fstream>
+#include <string>
+
+namespace vantorel {
+namespace {
+
+constexpr const char* unitsFile = "/tmp/var/units";
+
+// Where the camera puts the two temperatures in its frame header.
+constexpr std::size_t environmentOffset = 107;
+constexpr std::size_t spotOffset = 131;
+// The header's temperatures move slowly; a push per frame would only make the numbers flicker.
+constexpr std::uint64_t framesPerTemperature = 5;
+
+// Above these the battery ages quickly and the board comes near the processor's limit.
+constexpr float boardLimit = 80.0F;
+constexpr float batteryLimit = 65.0F;
+
+UserInterfaceManager& Manager(void* context) {
+    return *static_cast<UserInterfaceManager*>(context);
+}
+
+/** Calls one of two functions of the UI library by the button's name; other buttons are unknown to
+ * it. */
+void PassOn(const Button& button, void (*power)(), void (*torch)(), void (*reset)()) {
+    const std::string& name = button.Name();
+    if (name == "vantorel.button.power") {
+        power();
+    } else if (name == "vantorel.button.torch") {
+        torch();
+    } else if (name == "vantorel.button.reset") {
+        reset();
+    }
+}
+
+/** Takes out of a battery temperature what the lit torch beside the battery adds to it. */
+float WithoutTorchHeat(float t) {
+    const float shifted = t - 0.955988F;
+    const float linear = std::fma(0.029888F, t, shifted);
+    return std::fma(-(0.001239F * t), t, linear);
+}
+
+} // namespace
+
+UserInterfaceManager::UserInterfaceManager() {
+    ::SetSKU(DeviceVersion().Sku().c_str());
+    ::SetVersion(VersionText(DeviceVersion()).c_str());
+    ::RegisterUIEvent(VANTORELUI_EVENT_TORCH_ON, &TorchOnRequest, this);
+    ::RegisterUIEvent(VANTORELUI_EVENT_TORCH_OFF, &TorchOffRequest, this);
+    ::RegisterUIEvent(VANTORELUI_EVENT_POWER_OFF, &PowerOffRequest, this);
+    ::RegisterUIEvent(VANTORELUI_EVENT_UNITS_CHANGED, &UnitsChanged, this);
+    TransitionToState(UserInterfaceState::Splash);
+}
+
+UserInterfaceManager::~UserInterfaceManager() = default;
+
+void UserInterfaceManager::TransitionToState(UserInterfaceState target) {
+    const std::lock_guard lock(transitionMutex);
+    const UserInterfaceState from = state;
+    const bool running =
+        from == UserInterfaceState::Splash || from == UserInterfaceState::ThermalImaging;
+    if (target == UserInterfaceState::Splash && from == UserInterfaceState::None) {
+        ::SelectSplashScreen();
+    } else if (target == UserInterfaceState::ThermalImaging && from == UserInterfaceState::Splash) {
+        ShowThermalImaging();
+    } else if (target == UserInterfaceState::Charging && running) {
+        ::SelectChargingScreen();
+    } else if (target == UserInterfaceState::Update && running) {
+        ::SelectUpdateScreen();
+    } else if (target == UserInterfaceState::Fault) {
+        ::SelectErrorScreen();
+    } else {
+        return;
+    }
+    state = target;
+}
+
+void UserInterfaceManager::ShowThermalImaging() {
+    std::string line;
+    std::ifstream file(unitsFile);
+    std::getline(file, line);
+    // Everything but the one letter means Fahrenheit, the units of the market that the product is
+    // made for; a device whose units were never chosen must come up with them.
+    ::SetTemperatureUnits(line == "C" ? VANTORELUI_CELSIUS : VANTORELUI_FAHRENHEIT);
+    ::SelectTIScreen();
+}
+
+void UserInterfaceManager::OnButtonDown(Button& button) noexcept {
+    PassOn(button, &::Button1Down, &::Button2Down, &::ButtonPinholeDown);
+}
+
+void UserInterfaceManager::OnButtonUp(Button& button) noexcept {
+    PassOn(button, &::Button1Up, &::Button2Up, &::ButtonPinholeUp);
+}
+
+void UserInterfaceManager::OnCameraConnect(Camera& camera) noexcept {
+    char chipId[KIROCAMERA_TEXT_SIZE + 1] = {}; // the SDK may fill its part without a terminator
+    ::kirocamera_get_chipid(camera.Handle(), chipId);
+    ::SetChipID(chipId);
+}
+
+void UserInterfaceManager::OnCameraDisconnect(Camera&) noexcept {
+    // Without frameMutex: the UI library may be rendering, and the SDK's event thread must not wait
+    // for it. A picture being drawn keeps its copy alive until it is done.
+    frameCopy.Store(nullptr);
+}
+
+void UserInterfaceManager::OnCameraFrameAvailable(Camera&, kirocamera_frame_t* frame) noexcept {
+    if (frameCount == 0) {
+        TransitionToState(UserInterfaceState::ThermalImaging);
+    }
+    const std::lock_guard lock(frameMutex);
+    kiroframe_t* image = nullptr;
+    if (::kirocamera_frame_get_frame_by_format(frame, KIROCAMERA_FORMAT_DISPLAY, &image) != 0) {
+        return;
+    }
+    const std::uint64_t before = frameCount++;
+    const std::uint8_t* header = ::kiroframe_get_header(image);
+    if (before % framesPerTemperature == 0 && header != nullptr &&
+        ::kiroframe_get_header_size(image) >= spotOffset + sizeof(float)) {
+        ::SetEnvironmentTemp(LoadLe<float>(header + environmentOffset));
+        ::SetReadoutTemp(LoadLe<float>(header + spotOffset));
+    }
+    if (image != nullptr) {
+        KeepFrame(*image);
+    }
+}
+
+void UserInterfaceManager::KeepFrame(const kiroframe_t& image) {
+    if (const auto kept = frameCopy.Load()) {
+        kept->Assign(image);
+    } else {
+        auto first = std::make_shared<FrameCopy>();
+        first->Assign(image);
+        frameCopy.Store(std::move(first));
+    }
+}
+
+void UserInterfaceManager::OnConnectionStateChanged(ConnectionState newState,
+                                                    ConnectionState oldState) noexcept {
+    switch (newState) {
+    case ConnectionState::Battery:
+        if (oldState == ConnectionState::BatteryCharger) {
+            PowerOffRequest(this);
+        }
+        break;
+    case ConnectionState::BatteryCharger:
+        TransitionToState(UserInterfaceState::Charging);
+        break;
+    case ConnectionState::Host:
+        TransitionToState(UserInterfaceState::Update);
+        break;
+    case ConnectionState::NoBattery:
+        TransitionToState(UserInterfaceState::Fault);
+        break;
+    default:
+        break;
+    }
+}
+
+void UserInterfaceManager::OnFirmwareUpdateBegin(FirmwareUpdateManager&) noexcept {
+    ::SetUpdateProgress(0);
+    ::SetUpdateUploading();
+}
+
+void UserInterfaceManager::OnFirmwareUpdateInProgress(FirmwareUpdateManager&,
+                                                      std::uint8_t percent) noexcept {
+    ::SetUpdateProgress(percent);
+}
+
+void UserInterfaceManager::OnFirmwareUpdateComplete(FirmwareUpdateManager&) noexcept {
+    ::SetUpdateComplete(true);
+}
+
+void UserInterfaceManager::OnFirmwareUpdateError(FirmwareUpdateManager&, Error&) noexcept {
+    ::SetUpdateComplete(false);
+}
+
+void UserInterfaceManager::OnFuelGaugeLevelQuery(FuelGauge&, std::uint8_t level) noexcept {
+    ::SetBatteryState(level);
+}
+
+void UserInterfaceManager::OnFuelGaugeTemperatureQuery(FuelGauge&, float temperature) noexcept {
+    batteryTemperature = torchOn ? WithoutTorchHeat(temperature) : temperature;
+    UpdateOverheatingIndicator();
+}
+
+void UserInterfaceManager::OnLCDDraw(LCD& lcd, std::uint32_t* pixels) noexcept {
+    {
+        const std::lock_guard lock(frameMutex);
+        if (const auto frame = frameCopy.Load()) {
+            ::UpdateThermalImage(::kiroframe_get_data(frame->Image()));
+        }
+        renderedImage = ::Render();
+    }
+    if (renderedImage != nullptr) {
+        const std::size_t pixelCount = std::size_t{lcd.Width()} * lcd.Height();
+        std::memcpy(pixels, renderedImage, pixelCount * sizeof *pixels);
+    }
+}
+
+void UserInterfaceManager::OnLoggerNewEntry(Logger&, LoggerEntry& entry) noexcept {
+    ::SetDebugInfo(entry.ToString(true, true, "\n").c_str());
+}
+
+void UserInterfaceManager::OnThermometerTemperatureQuery(Thermometer& thermometer,
+                                                         float temperature) noexcept {
+    if (thermometer.Name() == "vantorel.thermometer.board") {
+        boardTemperature = temperature;
+        UpdateOverheatingIndicator();
+    }
+}
+
+void UserInterfaceManager::UpdateOverheatingIndicator() {
+    ::SetOverheatingState(boardTemperature >= boardLimit || batteryTemperature >= batteryLimit);
+}
+
+void UserInterfaceManager::OnTorchOn(Torch&) noexcept {
+    torchOn = true;
+}
+void UserInterfaceManager::OnTorchOff(Torch&) noexcept {
+    torchOn = false;
+}
+
+void UserInterfaceManager::TorchOnRequest(void* context) {
+    Manager(context).observers.Notify(&UserInterfaceObserver::OnUserInterfaceTorchOnRequest);
+}
+
+void UserInterfaceManager::TorchOffRequest(void* context) {
+    Manager(context).observers.Notify(&UserInterfaceObserver::OnUserInterfaceTorchOffRequest);
+}
+
+void UserInterfaceManager::PowerOffRequest(void* context) {
+    Manager(context).observers.Notify(&UserInterfaceObserver::OnUserInterfacePowerOffRequest);
+}
+
+void UserInterfaceManager::UnitsChanged(void*) {
+    std::ofstream file(unitsFile);
+    switch (::GetTemperatureUnits()) {
+    case VANTORELUI_CELSIUS:
+        file << 'C';
+        break;
+    case VANTORELUI_FAHRENHEIT:
+        file << 'F';
+        break;
+    default:
+        break;
+    }
+}
+
+void UserInterfaceManager::PowerButtonDoubleClick(void* context) {
+    Manager(context).observers.Notify(
+        &UserInterfaceObserver::OnUserInterfacePowerButtonDoubleClick);
+}
+
+void UserInterfaceManager::TorchButtonDoubleClick(void* context) {
+    Manager(context).observers.Notify(
+        &UserInterfaceObserver::OnUserInterfaceTorchButtonDoubleClick);
+}
+
+// Of no interest to the screens.
+void UserInterfaceManager::OnButtonError(Button&, Error&) noexcept {}
+void UserInterfaceManager::OnCameraCaptureSessionStart(Camera&) noexcept {}
+void UserInterfaceManager::OnCameraCaptureSessionStop(Camera&) noexcept {}
+void UserInterfaceManager::OnCameraError(Camera&, kirocamera_error_t) noexcept {}
+void UserInterfaceManager::OnConnectionError(Error&) noexcept {}
+void UserInterfaceManager::OnFirmwareUpdateFileFound(FirmwareUpdateManager&) noexcept {}
+void UserInterfaceManager::OnFirmwareUpdateFileValid(FirmwareUpdateManager&) noexcept {}
+void UserInterfaceManager::OnFuelGaugeCurrentQuery(FuelGauge&, std::int16_t) noexcept {}
+void UserInterfaceManager::OnFuelGaugeVoltageQuery(FuelGauge&, float) noexcept {}
+void UserInterfaceManager::OnFuelGaugeError(FuelGauge&, Error&) noexcept {}
+void UserInterfaceManager::OnLCDError(LCD&, Error&) noexcept {}
+void UserInterfaceManager::OnLoggerError(Logger&, Error&) noexcept {}
+void UserInterfaceManager::OnThermometerError(Thermometer&, Error&) noexcept {}
+void UserInterfaceManager::OnTorchError(Torch&, Error&) noexcept {}
+
+} // namespace vantorel
