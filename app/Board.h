@@ -1,0 +1,47 @@
+#pragma once
+
+#include <chrono>
+
+/**
+ * Everything about the board and the product that the application chooses: where the hardware is,
+ * what the objects are called, how often the sensors are read. The paths below /dev/vantorel are
+ * links that the system image makes, so that no number of a bus or a chip appears here.
+ */
+namespace board {
+
+using std::chrono::milliseconds;
+
+// Directories of attributes end with a slash.
+inline constexpr const char* charger = "/sys/class/power_supply/vantorel-charger/";
+inline constexpr const char* torch = "/sys/class/leds/vantorel-torch/";
+inline constexpr const char* fuelGaugeBus = "/dev/vantorel/i2c";
+inline constexpr const char* gpioChip = "/dev/vantorel/gpio";
+inline constexpr unsigned fuelGaugeLine = 3; // first three lines: the test fixture
+inline constexpr const char* display = "/dev/vantorel/display";
+inline constexpr const char* buttons = "/dev/vantorel/buttons";
+inline constexpr const char* boardTemperature = "/dev/vantorel/temperature-board";
+inline constexpr const char* usbController = "dummy_udc.0";
+
+// Key codes of the input device: KEY_POWER, KEY_LIGHTS_TOGGLE, KEY_RESTART.
+inline constexpr int powerKey = 116;
+inline constexpr int torchKey = 0x21e;
+inline constexpr int resetKey = 0x198;
+
+// The user-interface manager knows buttons and thermometer by these names.
+inline constexpr const char* powerButtonName = "vantorel.button.power";
+inline constexpr const char* torchButtonName = "vantorel.button.torch";
+inline constexpr const char* resetButtonName = "vantorel.button.reset";
+inline constexpr const char* boardThermometerName = "vantorel.thermometer.board";
+
+// What the UI library draws; a display of another size would show it torn.
+inline constexpr int screenWidth = 480;
+inline constexpr int screenHeight = 640;
+
+inline constexpr unsigned cameraDiscoveryMode = 0;
+// A camera that comes later than this finds the device already running without it.
+inline constexpr milliseconds cameraWait{5000};
+
+inline constexpr milliseconds connectionInterval{500};
+inline constexpr milliseconds thermometerInterval{1000};
+
+} // namespace board

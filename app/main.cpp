@@ -1,0 +1,166 @@
+/**
+ * The reference application: the whole device wired up from the library's classes. It is meant to
+ * be read from top to bottom and copied: construct, register observers, start, wait, stop.
+ */
+#include "app/Board.h"
+#include "app/Latches.h"
+#include "vantorel/camera/CameraError.h"
+#include "vantorel/camera/CameraManager.h"
+#include "vantorel/devices/Button.h"
+#include "vantorel/devices/ButtonService.h"
+#include "vantorel/devices/Charger.h"
+#include "vantorel/devices/LCD.h"
+#include "vantorel/devices/LCDService.h"
+#include "vantorel/devices/Thermometer.h"
+#include "vantorel/devices/ThermometerService.h"
+#include "vantorel/devices/Torch.h"
+#include "vantorel/fuelgauge/FuelGauge.h"
+#include "vantorel/power/ConnectionManager.h"
+#include "vantorel/power/PowerManager.h"
+#include "vantorel/ui/UserInterfaceManager.h"
+#include "vantorel/usb/USB.h"
+#include "vantorel/usb/USBGadgetRndis.h"
+#include "vantorel/usb/USBGadgetSerial.h"
+
+#include <csignal>
+#include <exception>
+#include <iostream>
+
+#include <unistd.h>
+
+using namespace vantorel;
+
+namespace {
+
+/** Keeps the signals that end the application for WaitForTermination(), in every thread to come. */
+sigset_t BlockTerminationSignals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGTERM);
+    sigaddset(&signals, SIGINT);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    return signals;
+}
+
+void WaitForTermination(const sigset_t& signals) {
+    int received = 0;
+    sigwait(&signals, &received);
+}
+
+int Run() {
+    const sigset_t termination = BlockTerminationSignals();
+
+    // The hardware. Each constructor opens its device and throws when it is not there.
+    Charger charger("vantorel.charger", board::charger);
+    FuelGauge fuelGauge("vantorel.fuelgauge", board::fuelGaugeBus, board::gpioChip,
+                        board::fuelGaugeLine);
+    Button powerButton(board::powerButtonName, board::buttons, board::powerKey);
+    Button torchButton(board::torchButtonName, board::buttons, board::torchKey);
+    Button resetButton(board::resetButtonName, board::buttons, board::resetKey);
+    Torch torch("vantorel.torch", board::torch);
+    LCD lcd("vantorel.lcd", board::display);
+    Thermometer boardThermometer(board::boardThermometerName, board::boardTemperature);
+    if (lcd.Width() != board::screenWidth || lcd.Height() != board::screenHeight) {
+        std::cerr << "The display has " << lcd.Width() << " x " << lcd.Height()
+                  << " pixels, the user interface draws " << board::screenWidth << " x "
+                  << board::screenHeight << ".\n";
+        return 1;
+    }
+
+    // The USB port and its functions.
+    USB usb("vantorel.usb", board::usbController);
+    USBGadgetSerial serial("vantorel.usb.serial", board::usbController, false, true);
+    USBGadgetRndis network("vantorel.usb.network", board::usbController);
+
+    // The services that poll the hardware.
+    ButtonService powerButtonService(powerButton);
+    ButtonService torchButtonService(torchButton);
+    ButtonService resetButtonService(resetButton);
+    LCDService lcdService(lcd);
+    ThermometerService boardThermometerService(boardThermometer, board::thermometerInterval);
+
+    // The managers that decide.
+    UserInterfaceManager userInterface;
+    PowerManager power;
+    CameraManager camera(board::cameraDiscoveryMode);
+    ConnectionManager connection(charger, fuelGauge, usb, board::connectionInterval);
+    CameraLatch cameraLatch;
+    ConnectionLatch connectionLatch;
+
+    // Who hears of what. The order matters where it is told why.
+    connection.AddObserver(userInterface);
+    connection.AddObserver(power);
+    connection.AddObserver(camera);
+    // After those that may be told twice: a torch that cannot be switched throws, and the manager
+    // announces the state again.
+    connection.AddObserver(torch);
+    connection.AddObserver(connectionLatch);
+
+    // Without the USB port among the observers of the camera, binding it would wait for ever.
+    camera.AddObserver(userInterface);
+    camera.AddObserver(usb);
+    camera.AddObserver(cameraLatch);
+
+    userInterface.AddObserver(torch);
+    userInterface.AddObserver(camera);
+    userInterface.AddObserver(power); // last: it does not return
+
+    powerButtonService.AddObserver(userInterface);
+    torchButtonService.AddObserver(userInterface);
+    resetButtonService.AddObserver(userInterface);
+    lcdService.AddObserver(userInterface);
+    torch.AddObserver(userInterface);
+    boardThermometerService.AddObserver(userInterface);
+
+    // The port offers its functions in the reverse of this order; a network function has to come
+    // first on the bus for a Windows host to find its driver.
+    usb.AddGadget(serial);
+    usb.AddGadget(network);
+
+    // Everything is wired: let it run. The camera comes before the connection manager, whose first
+    // decision starts the capture session of whatever camera is there by then.
+    camera.Start();
+    lcdService.Start();
+    boardThermometerService.Start();
+    powerButtonService.Start();
+    torchButtonService.Start();
+    resetButtonService.Start();
+    if (!cameraLatch.WaitFor(board::cameraWait)) {
+        std::cerr << "No camera yet; going on without it.\n";
+    }
+    connection.Start();
+
+    WaitForTermination(termination);
+
+    // The end, in reverse. The connection manager cannot be stopped before its first decision: it
+    // may be waiting for a camera while it binds the port. The button services are left to the end
+    // of the process, for each would wait for one more press.
+    const ConnectionState state = connectionLatch.State();
+    if (state != ConnectionState::Undetermined) {
+        connection.Stop();
+    }
+    if (state == ConnectionState::Host || state == ConnectionState::NoHost) {
+        usb.UnbindGadgets();
+    }
+    boardThermometerService.Stop();
+    lcdService.Stop();
+    std::cout.flush();
+    // Threads of the buttons and of the camera still run; no destructor may pull the objects away
+    // from under them.
+    ::_exit(0);
+}
+
+} // namespace
+
+int main() {
+    try {
+        return Run();
+    } catch (const CameraError& error) {
+        std::cerr << "Camera: " << error.Text() << " (" << error.Value() << ")\n";
+    } catch (const Error& error) {
+        std::cerr << "Cannot start: " << error.ToString() << " (" << error.Value() << ")\n";
+    } catch (const std::exception& error) {
+        std::cerr << "Cannot start: " << error.what() << '\n';
+    }
+    return 1;
+}
