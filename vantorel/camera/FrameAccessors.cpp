@@ -3,6 +3,7 @@
 #include <kirocamera.h>
 
 #include <cstddef>
+#include <cstdint>
 
 // The SDK fills this record; its layout is the interface between the two libraries.
 static_assert(offsetof(kiroframe_t, width) == 0 && offsetof(kiroframe_t, height) == 2);

@@ -1,0 +1,219 @@
+#include "vantorel/camera/CameraManager.h"
+#include "tests/support/CameraSimulator.h"
+#include "vantorel/camera/Camera.h"
+#include "vantorel/camera/CameraError.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <thread>
+#include <typeinfo>
+#include <vector>
+
+namespace vantorel {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+/** Writes down what it is told. */
+class Recorder final : public CameraObserver {
+public:
+    Recorder(std::vector<std::string>& into, std::string as) : log(into), name(std::move(as)) {}
+    void OnCameraConnect(Camera&) override { log.push_back(name + " connect"); }
+    void OnCameraDisconnect(Camera&) override { log.push_back(name + " disconnect"); }
+    void OnCameraCaptureSessionStart(Camera&) override { log.push_back(name + " start"); }
+    void OnCameraCaptureSessionStop(Camera&) override { log.push_back(name + " stop"); }
+    void OnCameraFrameAvailable(Camera&, kirocamera_frame_t*) override {
+        log.push_back(name + " frame");
+    }
+    void OnCameraError(Camera&, kirocamera_error_t error) override {
+        log.push_back(name + " error " + std::to_string(error));
+    }
+
+private:
+    std::vector<std::string>& log;
+    std::string name;
+};
+
+class CameraManagerTest : public testing::Test {
+protected:
+    CameraManagerTest() {
+        testing::internal::CaptureStdout();
+        manager.Start();
+    }
+    ~CameraManagerTest() override { testing::internal::GetCapturedStdout(); }
+
+    std::string Output() {
+        std::string text = testing::internal::GetCapturedStdout();
+        testing::internal::CaptureStdout();
+        return text;
+    }
+    void Enter(ConnectionState state) {
+        manager.OnConnectionStateChanged(state, ConnectionState::Undetermined);
+    }
+
+    test::ManualCamera sdk;
+    CameraManager manager{7};
+    std::vector<std::string> log;
+    Recorder a{log, "a"};
+    Recorder b{log, "b"};
+};
+
+TEST(CameraManagerFailure, CarriesTheCodeAndTextOfTheSDK) {
+    test::ManualCamera sdk;
+    kirocamera_sim_set_result("kirocamera_manager_create", -5);
+    try {
+        CameraManager manager(0);
+        FAIL() << "a manager without an SDK";
+    } catch (const CameraError& error) {
+        EXPECT_EQ(error, Error(-5));
+        EXPECT_EQ(error.Text(), kirocamera_error_get_str(-5));
+        EXPECT_EQ(static_cast<const Error&>(error).ToString(), "Unknown error -5");
+    }
+    kirocamera_sim_set_result("kirocamera_manager_create", 0);
+    kirocamera_sim_set_result("kirocamera_manager_register_event_callback", -6);
+    CameraManager manager(0);
+    EXPECT_THROW(manager.Start(), CameraError);
+}
+
+TEST_F(CameraManagerTest, TellsEventsAndFramesInOrderOfRegistrationAndTheCameraLast) {
+    manager.AddObserver(a);
+    manager.AddObserver(b);
+    sdk.Connect();
+    EXPECT_THAT(log, ElementsAre("a connect", "b connect"));
+    EXPECT_THAT(sdk.Calls("kirocamera_set_display_mode"),
+                ElementsAre("kirocamera_set_display_mode(camera1, 4)"));
+    Enter(ConnectionState::Battery);
+    sdk.Frame();
+    sdk.Fail(-3);
+    EXPECT_THAT(log,
+                ElementsAre("a connect", "b connect", "a start", "b start", "a frame", "b frame",
+                            "a error -3", "b error -3", "a stop", "b stop", "a start", "b start"));
+}
+
+TEST_F(CameraManagerTest, IgnoresWhatComesWithoutACameraAndASecondCamera) {
+    manager.AddObserver(a);
+    sdk.Disconnect();
+    sdk.Fail(-1);
+    CameraManager::Event(nullptr, 3, 0, &manager);
+    CameraManager::FrameAvailable(nullptr, nullptr, &manager);
+    Enter(ConnectionState::Battery);
+    manager.OnUserInterfacePowerButtonDoubleClick();
+    EXPECT_THAT(log, IsEmpty());
+    sdk.Connect();
+    sdk.Connect();
+    EXPECT_THAT(log, ElementsAre("a connect"));
+}
+
+TEST_F(CameraManagerTest, KeepsTheCameraWhenADisconnectMeetsAnObserverThatIsNoCamera) {
+    manager.AddObserver(a);
+    sdk.Connect();
+    EXPECT_THROW(sdk.Disconnect(), std::bad_cast);
+    sdk.Connect(); // the old camera is still current
+    EXPECT_THAT(log, ElementsAre("a connect", "a disconnect"));
+}
+
+TEST_F(CameraManagerTest, TakesTheNextCameraWhenNothingButTheCameraObservesIt) {
+    sdk.Connect();
+    sdk.Disconnect();
+    sdk.Connect();
+    EXPECT_THAT(sdk.Calls("kirocamera_set_display_mode"), SizeIs(2));
+}
+
+TEST_F(CameraManagerTest, TellsNobodyOfACameraThatRefusesTheFrameCallback) {
+    manager.AddObserver(a);
+    kirocamera_sim_set_result("kirocamera_register_frame_available_callback", -2);
+    EXPECT_THROW(sdk.Connect(), CameraError);
+    EXPECT_THAT(log, IsEmpty());
+    sdk.Connect(); // ignored: the camera is current all the same
+    EXPECT_THAT(log, IsEmpty());
+    CameraManager::FrameAvailable(nullptr, nullptr, &manager);
+    EXPECT_THAT(log, ElementsAre("a frame"));
+    EXPECT_EQ(Output(), "") << "the camera itself is not told of frames";
+}
+
+TEST_F(CameraManagerTest, StartsTheSessionOnBatteryAndWithoutHostOnly) {
+    sdk.Connect();
+    for (const int state : {0, 1, 2, 3, 4, 5}) {
+        Enter(static_cast<ConnectionState>(state));
+        EXPECT_EQ(Output(), "CAMERA: CONNECTION_STATE_CHANGED " + std::to_string(state) + "\n");
+        EXPECT_THAT(sdk.Calls("kirocamera_capture_session_start"), SizeIs(state == 1 || state == 3))
+            << "state " << state;
+        kirocamera_sim_clear_log();
+    }
+}
+
+TEST_F(CameraManagerTest, RecoversFromErrorsOnBatteryOnlyAndSwallowsFailuresOfTheSession) {
+    manager.AddObserver(a);
+    sdk.Connect();
+    Enter(ConnectionState::Battery);
+    sdk.Frame();
+    Enter(ConnectionState::BatteryCharger);
+    log.clear();
+    sdk.Fail(-4);
+    EXPECT_THAT(log, ElementsAre("a error -4"));
+    kirocamera_sim_set_result("kirocamera_capture_session_start", -4);
+    kirocamera_sim_set_result("kirocamera_capture_session_stop", -4);
+    Enter(ConnectionState::Battery);
+    sdk.Fail(-4);
+    EXPECT_THAT(log, ElementsAre("a error -4", "a error -4"));
+}
+
+TEST_F(CameraManagerTest, StopsOnlyAfterAFrameThatNoOtherStopHasUsed) {
+    USBGadget* gadget = nullptr;
+    manager.AddObserver(a);
+    sdk.Connect();
+    Enter(ConnectionState::NoHost);
+    std::thread stop([&] { manager.OnUSBGadgetStopCaptureSessionRequest(*gadget); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    EXPECT_THAT(sdk.Calls("kirocamera_capture_session_stop"), IsEmpty());
+    sdk.Frame();
+    stop.join();
+    EXPECT_THAT(sdk.Calls("kirocamera_capture_session_stop"), SizeIs(1));
+    EXPECT_EQ(log.back(), "a stop");
+    manager.OnUSBGadgetStartCaptureSessionRequest(*gadget);
+    EXPECT_EQ(log.back(), "a start");
+}
+
+TEST_F(CameraManagerTest, PrintsTheFrameRateOnTheFirstAndEveryThousandthFrameOfASession) {
+    sdk.Connect();
+    Enter(ConnectionState::Battery);
+    Output();
+    for (int frame = 1; frame <= 1001; ++frame) {
+        CameraManager::FrameAvailable(nullptr, nullptr, &manager);
+        if (const std::string text = Output(); frame == 1 || frame == 1001) {
+            EXPECT_THAT(text, testing::MatchesRegex("FPS: [0-9.e+]+\n"));
+        } else {
+            ASSERT_EQ(text, "") << "frame " << frame;
+        }
+    }
+    Enter(ConnectionState::Battery); // a new session counts anew
+    Output();
+    CameraManager::FrameAvailable(nullptr, nullptr, &manager);
+    EXPECT_THAT(Output(), HasSubstr("FPS: "));
+}
+
+TEST_F(CameraManagerTest, DoubleClicksToggleSensorModeAndDebugDisplay) {
+    sdk.Connect();
+    manager.OnUserInterfacePowerButtonDoubleClick();
+    manager.OnUserInterfacePowerButtonDoubleClick();
+    EXPECT_THAT(sdk.Calls("kirocamera_set_sensor_mode"),
+                ElementsAre("kirocamera_set_sensor_mode(camera1, 1)",
+                            "kirocamera_set_sensor_mode(camera1, 0)"));
+    kirocamera_sim_set_result("kirocamera_get_sensor_mode", -1);
+    manager.OnUserInterfacePowerButtonDoubleClick();
+    EXPECT_THAT(sdk.Calls("kirocamera_set_sensor_mode"), SizeIs(2));
+    manager.OnUserInterfaceTorchButtonDoubleClick();
+    manager.OnUserInterfaceTorchButtonDoubleClick();
+    EXPECT_THAT(sdk.Calls("kirocamera_set_debug_display_mode"),
+                ElementsAre("kirocamera_set_debug_display_mode(camera1, 1)",
+                            "kirocamera_set_debug_display_mode(camera1, 0)"));
+}
+
+} // namespace
+} // namespace vantorel
