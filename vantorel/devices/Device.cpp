@@ -1,0 +1,16 @@
+#include "vantorel/devices/Device.h"
+
+#include "vantorel/devices/private/OpenFile.h"
+
+#include <utility>
+
+namespace vantorel {
+
+Device::Device(std::string deviceName) : name(std::move(deviceName)) {}
+
+Device::Device(std::string deviceName, std::string devicePath, int flags)
+    : fd(OpenFile(devicePath, flags)), name(std::move(deviceName)), path(std::move(devicePath)) {}
+
+Device::~Device() = default;
+
+} // namespace vantorel

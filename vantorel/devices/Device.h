@@ -1,0 +1,43 @@
+#pragma once
+
+#include "vantorel/service/Export.h"
+#include "vantorel/service/UniqueFd.h"
+
+#include <string>
+
+namespace vantorel {
+
+/**
+ * Base of every hardware class: a name, which observers use to tell devices apart, and the open
+ * device node or attribute, which is closed with the object.
+ *
+ * Descriptors are opened with O_CLOEXEC: a child that held the display or a bus would keep it busy.
+ */
+class VANTOREL_EXPORT Device {
+public:
+    /** A device that opens what it needs by itself; Path() stays empty. */
+    explicit Device(std::string deviceName);
+    /**
+     * Opens a device.
+     * @param deviceName the name, free to choose
+     * @param devicePath the device node or attribute file
+     * @param flags access mode as for open(), for instance O_RDONLY
+     * @throws Error with the errno of a failed open
+     */
+    Device(std::string deviceName, std::string devicePath, int flags);
+    Device(const Device&) = delete;
+    Device& operator=(const Device&) = delete;
+    virtual ~Device();
+
+    /** The name given at construction. Thread-safe. */
+    const std::string& Name() const { return name; }
+    /** The path given at construction. Thread-safe. */
+    const std::string& Path() const { return path; }
+
+protected:
+    UniqueFd fd;
+    std::string name;
+    std::string path;
+};
+
+} // namespace vantorel

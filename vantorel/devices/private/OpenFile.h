@@ -1,0 +1,12 @@
+#pragma once
+
+#include "vantorel/service/UniqueFd.h"
+
+#include <string>
+
+namespace vantorel {
+
+/** Opens an existing file for this process alone (O_CLOEXEC); throws Error(errno). */
+UniqueFd OpenFile(const std::string& path, int flags);
+
+} // namespace vantorel
