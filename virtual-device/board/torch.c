@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: GPL-2.0
+/* The torch: a LED that is on or off. */
+#include <linux/leds.h>
+
+#include "board.h"
+
+static enum led_brightness lit;
+
+static void torch_set(struct led_classdev *led, enum led_brightness brightness)
+{
+	WRITE_ONCE(lit, brightness);
+}
+
+static struct led_classdev torch = {
+	.name = "vantorel-torch",
+	.max_brightness = 1,
+	.brightness_set = torch_set,
+};
+
+static int torch_add(struct device *board)
+{
+	return devm_led_classdev_register(board, &torch);
+}
+
+static void torch_show(struct seq_file *state)
+{
+	seq_printf(state, "led %d\n", READ_ONCE(lit));
+}
+
+const struct board_part torch_part = {
+	.add = torch_add,
+	.show = torch_show,
+};

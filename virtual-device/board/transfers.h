@@ -1,0 +1,29 @@
+/* SPDX-License-Identifier: GPL-2.0 */
+/* Log of the bus: how much the software asks of the gauge can be counted here. */
+#ifndef VANTOREL_TRANSFERS_H
+#define VANTOREL_TRANSFERS_H
+
+#include <linux/fs.h>
+#include <linux/ktime.h>
+#include <linux/types.h>
+
+#define TRANSFER_DATA_MAX 16
+
+struct transfer {
+	ktime_t time;
+	int result;
+	u16 address;
+	bool read;
+	u8 reg;
+	u16 size;
+	u8 data[TRANSFER_DATA_MAX];
+};
+
+extern const struct file_operations transfers_fops;
+
+int transfers_init(void);
+void transfers_free(void *unused);
+void transfers_add(const struct transfer *transfer);
+unsigned int transfers_count(void);
+
+#endif
