@@ -1,0 +1,29 @@
+#ifndef KIROSIM_CALL_LOG_H
+#define KIROSIM_CALL_LOG_H
+
+#include <cstddef>
+#include <deque>
+#include <mutex>
+#include <string>
+
+namespace kirosim {
+
+/** The last calls that an application made, one line each. Thread-safe. */
+class CallLog {
+public:
+    static CallLog& Instance();
+
+    void Add(std::string line);
+    std::string Text() const;
+    void Clear();
+
+private:
+    static constexpr std::size_t MaxLines = 1000;
+
+    mutable std::mutex mutex_;
+    std::deque<std::string> lines_;
+};
+
+} // namespace kirosim
+
+#endif

@@ -1,0 +1,34 @@
+#ifndef KIROSIM_CONTROL_COMMAND_H
+#define KIROSIM_CONTROL_COMMAND_H
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+namespace kirosim {
+
+/** One order to the simulator, from outside of the application. */
+struct ControlCommand {
+    enum class Kind {
+        Connect,
+        Disconnect,
+        Error,   /**< value: the code to report */
+        Rate,    /**< value: frames per second, 0 stops them */
+        Announce /**< report cameras that the event callback has not heard of; has no text */
+    };
+    Kind kind = Kind::Announce;
+    std::int32_t value = 0;
+
+    static constexpr std::int32_t MaxRate = 240;
+
+    /** Reads `connect`, `disconnect`, `error CODE` or `rate HZ`; nothing when it is none of them.
+     */
+    static std::optional<ControlCommand> Parse(std::string_view line);
+};
+
+/** Reads a decimal number that fills the text and lies within the bounds. */
+std::optional<std::int32_t> ParseNumber(std::string_view text, std::int32_t low, std::int32_t high);
+
+} // namespace kirosim
+
+#endif

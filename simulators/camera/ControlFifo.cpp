@@ -1,0 +1,75 @@
+#include "ControlFifo.h"
+
+#include "Message.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace kirosim {
+
+namespace {
+constexpr std::size_t MaxLine = 128;
+}
+
+ControlFifo::ControlFifo(const std::string& path) : path_(path) {
+    created_ = ::mkfifo(path_.c_str(), 0666) == 0;
+    if (!created_ && errno != EEXIST) {
+        Message("cannot create control pipe " + path_ + ": " + std::strerror(errno));
+        return;
+    }
+    // Being a writer as well keeps the pipe from reporting its end whenever a shell closes it.
+    descriptor_ = ::open(path_.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK);
+    struct stat status {};
+    if (descriptor_ < 0) {
+        Message("cannot open control pipe " + path_ + ": " + std::strerror(errno));
+    } else if (::fstat(descriptor_, &status) != 0 || !S_ISFIFO(status.st_mode)) {
+        Message("not a pipe, no control: " + path_);
+        Close();
+    }
+}
+
+ControlFifo::~ControlFifo() {
+    Close();
+    if (created_)
+        ::unlink(path_.c_str());
+}
+
+void ControlFifo::Close() {
+    if (descriptor_ >= 0)
+        ::close(descriptor_);
+    descriptor_ = -1;
+}
+
+void ControlFifo::Read(const LineHandler& handler) {
+    char bytes[256];
+    const ssize_t count = ::read(descriptor_, bytes, sizeof(bytes));
+    if (count > 0) {
+        Append({bytes, static_cast<std::size_t>(count)}, handler);
+    } else if (count < 0 && errno != EAGAIN && errno != EINTR) {
+        Message("cannot read control pipe " + path_ + ": " + std::strerror(errno));
+        Close();
+    }
+}
+
+void ControlFifo::Append(std::string_view bytes, const LineHandler& handler) {
+    for (const char byte : bytes) {
+        if (byte != '\n') {
+            if (line_.size() < MaxLine)
+                line_.push_back(byte);
+            else
+                overlong_ = true;
+            continue;
+        }
+        if (overlong_)
+            Message("ignored an overlong line");
+        else
+            handler(line_);
+        line_.clear();
+        overlong_ = false;
+    }
+}
+
+} // namespace kirosim

@@ -1,0 +1,40 @@
+#ifndef KIROSIM_CONTROL_FIFO_H
+#define KIROSIM_CONTROL_FIFO_H
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+namespace kirosim {
+
+/** A named pipe from which whole lines are read. Trouble goes to stderr and never ends anything. */
+class ControlFifo {
+public:
+    using LineHandler = std::function<void(std::string_view)>;
+
+    /** Creates the pipe unless there is one. */
+    explicit ControlFifo(const std::string& path);
+    /** Removes the pipe if it was created here. */
+    ~ControlFifo();
+    ControlFifo(const ControlFifo&) = delete;
+    ControlFifo& operator=(const ControlFifo&) = delete;
+
+    /** To be polled for input; -1 when there is nothing to read from. */
+    int Descriptor() const { return descriptor_; }
+    /** Reads what has arrived and hands on the lines that are complete, without their ends. */
+    void Read(const LineHandler& handler);
+
+private:
+    void Append(std::string_view bytes, const LineHandler& handler);
+    void Close();
+
+    std::string path_;
+    int descriptor_ = -1;
+    bool created_ = false;
+    std::string line_;
+    bool overlong_ = false;
+};
+
+} // namespace kirosim
+
+#endif

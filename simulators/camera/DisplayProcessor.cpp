@@ -1,0 +1,124 @@
+#include "DisplayProcessor.h"
+
+#include "TestPattern.h"
+#include "kirocamera.h"
+
+#include <algorithm>
+
+namespace kirosim {
+
+namespace {
+
+/** Low gain trades resolution for a range that takes in hot objects. */
+struct Gain {
+    int step; /**< power of two */
+    int low;
+    int high;
+    int noiseShift;
+};
+constexpr Gain Gains[] = {{4, -2000, 6000, 0}, {64, -2000, 32000, 2}};
+
+constexpr int FixedLow = 0;
+constexpr int FixedHigh = 6000;
+
+/** The histogram spans -20 to about 62 degrees; hotter scenes saturate the picture anyway. */
+constexpr int HistogramLow = -2000;
+constexpr int HistogramShift = 4;
+/** Every second pixel of every second line is enough to know a scene's range. */
+constexpr std::size_t SampleStep = 2;
+constexpr int Samples = static_cast<int>(ScenePixels / (SampleStep * SampleStep));
+
+} // namespace
+
+DisplayProcessor::DisplayProcessor() {
+    for (std::int8_t& noise : noise_) {
+        // The sum of four even distributions is close enough to a normal one: sigma 0.09 degrees.
+        const std::uint32_t random = Random();
+        int sum = 0;
+        for (unsigned shift = 0; shift < 32; shift += 8)
+            sum += static_cast<int>((random >> shift) & 15U);
+        noise = static_cast<std::int8_t>(sum - 30);
+    }
+}
+
+void DisplayProcessor::Process(const ThermalScene& scene, const Modes& modes,
+                               std::span<std::uint8_t, ScenePixels> picture) {
+    Measure(scene, modes.sensor);
+    if (modes.display == KIROCAMERA_DISPLAY_MODE_HANDHELD) {
+        const Range range = SceneRange();
+        const bool first = previous_.display != modes.display || previous_.sensor != modes.sensor;
+        const auto follow = [first](int& value, int target) {
+            // Following slowly keeps the background from flickering when the body turns.
+            value = first ? target : value + (target - value) / 8;
+        };
+        follow(automatic_.low, range.low);
+        follow(automatic_.high, range.high);
+        Map(automatic_, picture);
+    } else {
+        Map({FixedLow, FixedHigh}, picture);
+    }
+    if (modes.debug != 0)
+        DrawTestPattern(picture);
+    previous_ = modes;
+}
+
+void DisplayProcessor::Measure(const ThermalScene& scene, int sensorMode) {
+    const Gain& gain = Gains[sensorMode != 0 ? 1 : 0];
+    const CentiDegrees* source = scene.Differences().data();
+    CentiDegrees* target = measured_.data();
+    const int ambient = scene.Ambient();
+    const int mask = ~(gain.step - 1);
+    for (int y = 0; y < SceneHeight; ++y) {
+        const std::size_t entry = Random() % (noise_.size() - SceneWidth);
+        const std::int8_t* noise = &noise_[entry];
+        for (int x = 0; x < SceneWidth; ++x) {
+            const int value = *source++ + ambient + (*noise++ >> gain.noiseShift);
+            *target++ = static_cast<CentiDegrees>(std::clamp(value & mask, gain.low, gain.high));
+        }
+    }
+
+    int sum = 0;
+    for (int y = SceneHeight / 2 - 1; y <= SceneHeight / 2 + 1; ++y)
+        for (int x = SceneWidth / 2 - 1; x <= SceneWidth / 2 + 1; ++x)
+            sum += measured_[static_cast<std::size_t>(y * SceneWidth + x)];
+    spot_ = static_cast<float>(sum) / 900.0F;
+}
+
+DisplayProcessor::Range DisplayProcessor::SceneRange() {
+    histogram_.fill(0);
+    for (std::size_t y = 0; y < SceneHeight; y += SampleStep) {
+        for (std::size_t x = 0; x < SceneWidth; x += SampleStep) {
+            const int bin = (measured_[y * SceneWidth + x] - HistogramLow) >> HistogramShift;
+            ++histogram_[static_cast<std::size_t>(
+                std::clamp(bin, 0, static_cast<int>(histogram_.size()) - 1))];
+        }
+    }
+    // Leaving out the extremes gives the body more of the greys than a small hot thing.
+    const auto percentile = [this](int count) {
+        std::size_t bin = 0;
+        while (bin + 1 < histogram_.size() && (count -= histogram_[bin]) > 0)
+            ++bin;
+        return HistogramLow + (static_cast<int>(bin) << HistogramShift);
+    };
+    Range range{percentile(Samples / 200), percentile(Samples - Samples / 150)};
+    range.high = std::max(range.high, range.low + 400); // an even scene must not become all noise
+    return range;
+}
+
+void DisplayProcessor::Map(const Range& range, std::span<std::uint8_t, ScenePixels> picture) const {
+    const int scale = (255 << 16) / (range.high - range.low);
+    std::uint8_t* target = picture.data();
+    for (const CentiDegrees value : measured_) {
+        const int span = std::clamp<int>(value, range.low, range.high) - range.low;
+        *target++ = static_cast<std::uint8_t>((span * scale) >> 16);
+    }
+}
+
+std::uint32_t DisplayProcessor::Random() {
+    random_ ^= random_ << 13;
+    random_ ^= random_ >> 17;
+    random_ ^= random_ << 5;
+    return random_;
+}
+
+} // namespace kirosim

@@ -1,0 +1,55 @@
+#ifndef KIROSIM_DISPLAY_PROCESSOR_H
+#define KIROSIM_DISPLAY_PROCESSOR_H
+
+#include "ThermalScene.h"
+
+#include <array>
+#include <cstdint>
+#include <span>
+
+namespace kirosim {
+
+/** What an application selects on a camera. */
+struct Modes {
+    int display = 0; /**< 0 fixed range, 4 contrast follows the scene */
+    int sensor = 0;  /**< 0 high gain, 1 low gain */
+    int debug = 0;   /**< 1 test pattern over the picture */
+};
+
+/** The camera behind its lens: measures a scene with a sensor and makes a grey picture of it. */
+class DisplayProcessor {
+public:
+    DisplayProcessor();
+
+    void Process(const ThermalScene& scene, const Modes& modes,
+                 std::span<std::uint8_t, ScenePixels> picture);
+
+    /** Mean of the middle of the picture processed last. */
+    float SpotCelsius() const { return spot_; }
+
+private:
+    struct Range {
+        int low = 0;
+        int high = 0;
+        friend bool operator==(const Range&, const Range&) = default;
+    };
+
+    void Measure(const ThermalScene& scene, int sensorMode);
+    Range SceneRange();
+    void Map(const Range& range, std::span<std::uint8_t, ScenePixels> picture) const;
+    std::uint32_t Random();
+
+    /** Temperatures as the sensor sees them. */
+    std::array<CentiDegrees, ScenePixels> measured_{};
+    /** Noise of a pixel, drawn once; every line of every frame enters it at a random place. */
+    std::array<std::int8_t, 4096> noise_{};
+    std::array<std::uint16_t, 512> histogram_{};
+    std::uint32_t random_ = 0x2545F491;
+    Modes previous_;
+    Range automatic_;
+    float spot_ = 0.0F;
+};
+
+} // namespace kirosim
+
+#endif

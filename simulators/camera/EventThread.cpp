@@ -1,0 +1,131 @@
+#include "Manager.h"
+#include "Message.h"
+
+#include <cstdlib>
+#include <poll.h>
+#include <string>
+
+using kirosim::ControlCommand;
+using kirosim::Message;
+
+namespace {
+
+int EnvironmentNumber(const char* name, int low, int high, int byDefault) {
+    const char* const text = std::getenv(name);
+    if (text == nullptr)
+        return byDefault;
+    const auto value = kirosim::ParseNumber(text, low, high);
+    if (!value)
+        Message(std::string("ignored ") + name + "=" + text);
+    return value.value_or(byDefault);
+}
+
+} // namespace
+
+void kirocamera_manager::ReadEnvironment() {
+    rate_ = EnvironmentNumber("KIROCAMERA_SIM_RATE", 0, ControlCommand::MaxRate, rate_);
+    if (EnvironmentNumber("KIROCAMERA_SIM_CONNECTED", 0, 1, 1) == 1)
+        AddCamera();
+    const char* const path = std::getenv("KIROCAMERA_SIM_CONTROL");
+    if (path != nullptr && *path != '\0')
+        fifo_.emplace(path);
+}
+
+void kirocamera_manager::EventLoop() {
+    const auto handler = [this](std::string_view line) { ExecuteLine(line); };
+    for (;;) {
+        pollfd sources[] = {{wakeUp_.Descriptor(), POLLIN, 0},
+                            {fifo_ ? fifo_->Descriptor() : -1, POLLIN, 0}};
+        if (::poll(sources, 2, -1) < 0)
+            continue; // interrupted
+        {
+            const std::lock_guard lock(mutex_);
+            if (quit_)
+                return;
+        }
+        if (sources[0].revents != 0)
+            ExecutePending();
+        if (sources[1].revents != 0)
+            fifo_->Read(handler);
+    }
+}
+
+void kirocamera_manager::Post(const ControlCommand& command) {
+    if (manual_) {
+        Execute(command);
+        return;
+    }
+    {
+        const std::lock_guard lock(mutex_);
+        pending_.push_back(command);
+    }
+    wakeUp_.Signal();
+}
+
+void kirocamera_manager::ExecutePending() {
+    wakeUp_.Clear();
+    std::unique_lock lock(mutex_);
+    while (!quit_ && !pending_.empty()) {
+        const ControlCommand command = pending_.front();
+        pending_.pop_front();
+        lock.unlock();
+        Execute(command);
+        lock.lock();
+    }
+}
+
+void kirocamera_manager::ExecuteLine(std::string_view line) {
+    if (const auto command = ControlCommand::Parse(line))
+        Execute(*command);
+    else
+        Message("ignored command: " + std::string(line));
+}
+
+void kirocamera_manager::Execute(const ControlCommand& command) {
+    kirocamera_t* const camera = CurrentCamera();
+    switch (command.kind) {
+    case ControlCommand::Kind::Connect:
+        if (camera != nullptr)
+            Message("already connected");
+        else
+            SendEvent(nullptr, KIROCAMERA_EVENT_CONNECT, 0);
+        break;
+    case ControlCommand::Kind::Disconnect:
+        if (camera == nullptr)
+            Message("not connected");
+        else
+            SendEvent(camera, KIROCAMERA_EVENT_DISCONNECT, 0);
+        break;
+    case ControlCommand::Kind::Error:
+        if (camera == nullptr)
+            Message("not connected");
+        else
+            SendEvent(camera, KIROCAMERA_EVENT_ERROR, command.value);
+        break;
+    case ControlCommand::Kind::Rate:
+        SetRate(command.value);
+        break;
+    case ControlCommand::Kind::Announce:
+        Announce();
+        break;
+    }
+}
+
+void kirocamera_manager::Announce() {
+    std::unique_lock lock(mutex_);
+    // By index: the callback may make the list longer.
+    for (std::size_t i = 0; i < cameras_.size(); ++i) {
+        kirocamera* const camera = cameras_[i].get();
+        if (!camera->connected || camera->announced)
+            continue;
+        lock.unlock();
+        SendEvent(camera, KIROCAMERA_EVENT_CONNECT, 0);
+        lock.lock();
+    }
+}
+
+void kirocamera_manager::SetRate(int rate) {
+    const std::lock_guard lock(mutex_);
+    rate_ = rate;
+    PaceAnew();
+}

@@ -1,0 +1,92 @@
+#include "FrameBuilder.h"
+
+#include "FrameHeader.h"
+
+#include <algorithm>
+
+namespace kirosim {
+
+namespace {
+
+kiroframe_t NativeGeometry() {
+    kiroframe_t image{};
+    image.width = SceneWidth;
+    image.height = SceneHeight;
+    image.channels = 1;
+    image.pixel_depth = 8;
+    image.line_stride = SceneWidth;
+    image.pixel_size = 1;
+    image.data_size = ScenePixels;
+    image.header_size = KIROCAMERA_SIM_HEADER_SIZE;
+    return image;
+}
+
+} // namespace
+
+kirocamera_frame& FrameBuilder::Build(const FrameRequest& request) {
+    const std::uint32_t version = Settings::Instance().FrameVersion();
+    if (version != settingsVersion_) {
+        settings_ = Settings::Instance().Frames();
+        settingsVersion_ = version;
+    }
+    kirocamera_frame& frame = frames_[next_];
+    next_ ^= 1U;
+    frame.format = request.format;
+    Prepare(frame);
+    scene_.Update(request.uptimeNanoseconds);
+    WritePixels(frame, request.modes);
+    WriteHeader(frame, request); // after the pixels: it tells the spot temperature of this picture
+    return frame;
+}
+
+void FrameBuilder::Prepare(kirocamera_frame& frame) {
+    frame.image = settings_.geometry.value_or(NativeGeometry());
+    const std::size_t size = std::size_t{frame.image.header_size} + frame.image.data_size;
+    // Exactly the size that the record promises, so that address checkers see reads beyond it.
+    if (frame.storage.size() != size + settings_.misalignment)
+        frame.storage = std::vector<std::uint8_t>(size + settings_.misalignment);
+    frame.image.buffer = frame.storage.data() + settings_.misalignment;
+}
+
+void FrameBuilder::WritePixels(kirocamera_frame& frame, const Modes& modes) {
+    if (settings_.geometry) {
+        processor_.Process(scene_, modes, picture_);
+        Resample(frame.image);
+    } else {
+        std::uint8_t* const pixels = frame.image.buffer + frame.image.header_size;
+        processor_.Process(scene_, modes,
+                           std::span<std::uint8_t, ScenePixels>(pixels, ScenePixels));
+    }
+}
+
+void FrameBuilder::Resample(const kiroframe_t& image) const {
+    const std::span data(image.buffer + image.header_size, image.data_size);
+    for (std::size_t y = 0; y < image.height; ++y) {
+        const std::size_t line = y * SceneHeight / image.height * SceneWidth;
+        for (std::size_t x = 0; x < image.width; ++x) {
+            const std::size_t offset = y * image.line_stride + x * image.pixel_size;
+            if (offset < data.size())
+                data[offset] = picture_[line + x * SceneWidth / image.width];
+        }
+    }
+}
+
+void FrameBuilder::WriteHeader(kirocamera_frame& frame, const FrameRequest& request) {
+    const std::span bytes(frame.image.buffer, frame.image.header_size);
+    FrameHeader header;
+    header.uptimeNanoseconds = request.uptimeNanoseconds;
+    header.chipId = settings_.identity.chip_id;
+    header.frameCount = request.frameCount;
+    header.environmentCelsius = static_cast<float>(scene_.Ambient()) / 100.0F;
+    header.spotCelsius = processor_.SpotCelsius();
+    // The voltage across a diode, and with it the count, falls as the sensor gets warmer.
+    header.diodeCounts = static_cast<std::uint32_t>(9000 - scene_.Ambient() * 2 / 5);
+    header.Write(bytes);
+    if (settings_.headerMask.any()) {
+        for (std::size_t i = 0; i < std::min(bytes.size(), settings_.headerMask.size()); ++i)
+            if (settings_.headerMask.test(i))
+                bytes[i] = settings_.headerBytes[i];
+    }
+}
+
+} // namespace kirosim

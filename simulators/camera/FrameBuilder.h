@@ -1,0 +1,52 @@
+#ifndef KIROSIM_FRAME_BUILDER_H
+#define KIROSIM_FRAME_BUILDER_H
+
+#include "DisplayProcessor.h"
+#include "Settings.h"
+#include "ThermalScene.h"
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+/** A frame as the callback gets it. */
+struct kirocamera_frame {
+    std::uint32_t format = 0;
+    kiroframe_t image{};
+    std::vector<std::uint8_t> storage;
+};
+
+namespace kirosim {
+
+/** What distinguishes one frame from the others of a camera. */
+struct FrameRequest {
+    std::uint32_t format = 0;
+    std::uint64_t uptimeNanoseconds = 0;
+    std::uint32_t frameCount = 0;
+    Modes modes;
+};
+
+/** Makes frames in two buffers by turns; allocates only when a test changed the geometry. */
+class FrameBuilder {
+public:
+    /** The frame stays as it is until the second call after this one. */
+    kirocamera_frame& Build(const FrameRequest& request);
+
+private:
+    void Prepare(kirocamera_frame& frame);
+    void WriteHeader(kirocamera_frame& frame, const FrameRequest& request);
+    void WritePixels(kirocamera_frame& frame, const Modes& modes);
+    void Resample(const kiroframe_t& image) const;
+
+    ThermalScene scene_;
+    DisplayProcessor processor_;
+    FrameSettings settings_;
+    std::uint32_t settingsVersion_ = 0;
+    std::array<std::uint8_t, ScenePixels> picture_{};
+    std::array<kirocamera_frame, 2> frames_;
+    std::size_t next_ = 0;
+};
+
+} // namespace kirosim
+
+#endif

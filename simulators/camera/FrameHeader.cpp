@@ -1,0 +1,40 @@
+#include "FrameHeader.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstddef>
+
+namespace kirosim {
+
+namespace {
+
+constexpr std::size_t UptimeOffset = 22;
+constexpr std::size_t ChipIdOffset = 30;
+constexpr std::size_t FrameCountOffset = 99;
+constexpr std::size_t DiodeOffset = 103;
+constexpr std::size_t EnvironmentOffset = 107;
+constexpr std::size_t SpotOffset = 131;
+
+/** Fields beyond a header that a test made shorter are left out. */
+template <typename Unsigned>
+void Store(std::span<std::uint8_t> bytes, std::size_t offset, Unsigned value) {
+    if (offset + sizeof(value) > bytes.size())
+        return;
+    for (std::size_t i = 0; i < sizeof(value); ++i)
+        bytes[offset + i] = static_cast<std::uint8_t>(value >> (8U * i));
+}
+
+} // namespace
+
+void FrameHeader::Write(std::span<std::uint8_t> bytes) const {
+    std::fill(bytes.begin(), bytes.end(), std::uint8_t{0});
+    Store(bytes, UptimeOffset, uptimeNanoseconds);
+    if (bytes.size() > ChipIdOffset + chipId.size())
+        std::copy(chipId.begin(), chipId.end(), bytes.begin() + ChipIdOffset);
+    Store(bytes, FrameCountOffset, frameCount);
+    Store(bytes, DiodeOffset, diodeCounts);
+    Store(bytes, EnvironmentOffset, std::bit_cast<std::uint32_t>(environmentCelsius));
+    Store(bytes, SpotOffset, std::bit_cast<std::uint32_t>(spotCelsius));
+}
+
+} // namespace kirosim

@@ -1,0 +1,25 @@
+#ifndef KIROSIM_FRAME_HEADER_H
+#define KIROSIM_FRAME_HEADER_H
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+namespace kirosim {
+
+/** The header fields that applications read. */
+struct FrameHeader {
+    std::uint64_t uptimeNanoseconds = 0;
+    std::string_view chipId;
+    std::uint32_t frameCount = 0;
+    std::uint32_t diodeCounts = 0;
+    float environmentCelsius = 0.0F;
+    float spotCelsius = 0.0F;
+
+    /** Little-endian, packed without alignment; all other bytes become 0. */
+    void Write(std::span<std::uint8_t> bytes) const;
+};
+
+} // namespace kirosim
+
+#endif

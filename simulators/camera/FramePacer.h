@@ -1,0 +1,40 @@
+#ifndef KIROSIM_FRAME_PACER_H
+#define KIROSIM_FRAME_PACER_H
+
+#include <chrono>
+#include <cstdint>
+
+namespace kirosim {
+
+/** Deadlines at an even rate. Each is computed from the start, so that errors do not add up. */
+class FramePacer {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    /** The first deadline is one period after `now`; the rate is not 0. */
+    void Start(Clock::time_point now, int rate) {
+        start_ = now;
+        rate_ = rate;
+        count_ = 1;
+    }
+
+    Clock::time_point Deadline() const {
+        return start_ + std::chrono::nanoseconds(1'000'000'000LL * count_ / rate_);
+    }
+
+    /** Goes on to the first deadline after `now`: frames that are missed are not made up for. */
+    void Advance(Clock::time_point now) {
+        ++count_;
+        if (Deadline() <= now)
+            count_ = (now - start_) / std::chrono::nanoseconds(1) * rate_ / 1'000'000'000LL + 1;
+    }
+
+private:
+    Clock::time_point start_;
+    int rate_ = 1;
+    std::int64_t count_ = 1;
+};
+
+} // namespace kirosim
+
+#endif

@@ -1,0 +1,96 @@
+#ifndef KIROSIM_MANAGER_H
+#define KIROSIM_MANAGER_H
+
+#include "Camera.h"
+#include "ControlCommand.h"
+#include "ControlFifo.h"
+#include "FrameBuilder.h"
+#include "WakeUp.h"
+
+#include <condition_variable>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <vector>
+
+/**
+ * The cameras, and unless the simulator is in manual mode two threads: one delivers events, the
+ * other one frames, so that a handler of an event can wait for the next frame.
+ *
+ * Locks: the mutex of the frames is taken before the one of the state; callbacks are called without
+ * the latter, so that they can use every function of the SDK.
+ */
+struct kirocamera_manager {
+public:
+    explicit kirocamera_manager(bool manual);
+    ~kirocamera_manager();
+    kirocamera_manager(const kirocamera_manager&) = delete;
+    kirocamera_manager& operator=(const kirocamera_manager&) = delete;
+
+    /** Starts the threads; to be called once. */
+    void Start();
+
+    void Register(kirocamera_manager_event_callback_t callback, void* user);
+    kirocamera_error_t SendEvent(kirocamera_t* camera, kirocamera_manager_event_t event,
+                                 kirocamera_error_t error);
+    kirocamera_error_t SendFrame();
+    void Post(const kirosim::ControlCommand& command);
+    kirocamera_t* CurrentCamera();
+
+    /** Runs `action` on the camera under the lock; the frame thread notices what it changed. */
+    template <typename Action>
+    kirocamera_error_t Change(kirocamera& camera, Action action) {
+        const std::lock_guard lock(mutex_);
+        if (!camera.connected)
+            return KIROCAMERA_SIM_ERROR_DISCONNECTED;
+        const bool session = camera.session;
+        const kirocamera_error_t result = action(camera);
+        if (camera.session != session)
+            PaceAnew();
+        return result;
+    }
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    void EventLoop();
+    void ReadEnvironment();
+    void ExecutePending();
+    void ExecuteLine(std::string_view line);
+    void Execute(const kirosim::ControlCommand& command);
+    void Announce();
+    void SetRate(int rate);
+
+    void FrameLoop();
+    bool FramesWanted();
+
+    // With the lock held:
+    void PaceAnew();
+    kirocamera& AddCamera();
+    kirocamera* LastCamera(bool kirocamera::*property);
+    kirosim::FrameRequest NextRequest(kirocamera& camera) const;
+
+    const bool manual_;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    bool quit_ = false;
+    int rate_ = 30;
+    unsigned pace_ = 0; /**< counts the reasons to start the frame deadlines anew */
+    std::vector<std::unique_ptr<kirocamera>> cameras_; /**< kept: callbacks may still hold them */
+    kirocamera_manager_event_callback_t callback_ = nullptr;
+    void* user_ = nullptr;
+    std::deque<kirosim::ControlCommand> pending_;
+
+    kirosim::WakeUp wakeUp_;
+    std::optional<kirosim::ControlFifo> fifo_;
+
+    std::mutex frameMutex_;
+    kirosim::FrameBuilder builder_;
+
+    std::thread eventThread_;
+    std::thread frameThread_;
+};
+
+#endif

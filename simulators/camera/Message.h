@@ -1,0 +1,13 @@
+#ifndef KIROSIM_MESSAGE_H
+#define KIROSIM_MESSAGE_H
+
+#include <string>
+
+namespace kirosim {
+
+/** Prints one line on stderr; what is not printable becomes '?'. */
+void Message(std::string text);
+
+} // namespace kirosim
+
+#endif

@@ -1,0 +1,25 @@
+#include "Registry.h"
+
+namespace kirosim {
+
+Registry& Registry::Instance() {
+    static Registry* const registry = new Registry; // outlives threads that still run at the end
+    return *registry;
+}
+
+void Registry::Add(kirocamera_manager& manager) {
+    const std::lock_guard lock(mutex_);
+    managers_.push_back(&manager);
+}
+
+void Registry::Remove(kirocamera_manager& manager) {
+    const std::lock_guard lock(mutex_);
+    std::erase(managers_, &manager);
+}
+
+kirocamera_manager* Registry::Latest() const {
+    const std::lock_guard lock(mutex_);
+    return managers_.empty() ? nullptr : managers_.back();
+}
+
+} // namespace kirosim

@@ -1,0 +1,28 @@
+#ifndef KIROSIM_REGISTRY_H
+#define KIROSIM_REGISTRY_H
+
+#include "Manager.h"
+
+#include <mutex>
+#include <vector>
+
+namespace kirosim {
+
+/** The managers that exist, for tests, which do not see those that the code under test creates. */
+class Registry {
+public:
+    static Registry& Instance();
+
+    void Add(kirocamera_manager& manager);
+    void Remove(kirocamera_manager& manager);
+    /** The one created last, or null. */
+    kirocamera_manager* Latest() const;
+
+private:
+    mutable std::mutex mutex_;
+    std::vector<kirocamera_manager*> managers_;
+};
+
+} // namespace kirosim
+
+#endif

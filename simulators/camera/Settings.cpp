@@ -1,0 +1,131 @@
+#include "Settings.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace kirosim {
+
+namespace {
+
+/** The functions of the SDK that can fail. */
+constexpr const char* Functions[] = {
+    "kirocamera_manager_create",
+    "kirocamera_manager_register_event_callback",
+    "kirocamera_register_frame_available_callback",
+    "kirocamera_capture_session_start",
+    "kirocamera_capture_session_stop",
+    "kirocamera_set_display_mode",
+    "kirocamera_get_sensor_mode",
+    "kirocamera_set_sensor_mode",
+    "kirocamera_set_debug_display_mode",
+    "kirocamera_get_roic_id",
+    "kirocamera_get_chipid",
+    "kirocamera_get_serial_number",
+    "kirocamera_get_firmware_version",
+    "kirocamera_get_factory_settings",
+    "kirocamera_frame_get_frame_by_format",
+};
+
+constexpr kirocamera_sim_identity_t DefaultIdentity{
+    1402, "4B1D0C7A92E5", "KC1402-00731", {{2, 5, 1, 38}}};
+
+} // namespace
+
+Settings::Settings() {
+    for (const char* function : Functions)
+        results_.emplace(function, 0);
+    frames_.identity = DefaultIdentity;
+}
+
+Settings& Settings::Instance() {
+    // Never destroyed: the threads of a manager that an application leaves running at its end
+    // still look here.
+    static Settings* const settings = new Settings;
+    return *settings;
+}
+
+void Settings::Reset() {
+    const std::lock_guard lock(mutex_);
+    manual_ = false;
+    factory_.reset();
+    for (auto& [function, result] : results_)
+        result = 0;
+    frames_ = {};
+    frames_.identity = DefaultIdentity;
+    ++frameVersion_;
+}
+
+kirocamera_sim_identity_t Settings::Identity() const {
+    const std::lock_guard lock(mutex_);
+    return frames_.identity;
+}
+
+void Settings::SetIdentity(const kirocamera_sim_identity_t& identity) {
+    const std::lock_guard lock(mutex_);
+    frames_.identity = identity;
+    frames_.identity.chip_id[KIROCAMERA_TEXT_SIZE - 1] = '\0';
+    frames_.identity.serial_number[KIROCAMERA_TEXT_SIZE - 1] = '\0';
+    ++frameVersion_;
+}
+
+FactorySettings Settings::Factory() const {
+    const std::lock_guard lock(mutex_);
+    if (factory_)
+        return *factory_;
+    FactorySettings factory;
+    for (std::uint32_t i = 0; i < factory.size(); ++i)
+        factory[i] = KIROCAMERA_SIM_FACTORY_BYTE(i);
+    return factory;
+}
+
+void Settings::SetFactory(const std::uint8_t* data) {
+    const std::lock_guard lock(mutex_);
+    factory_.reset();
+    if (data != nullptr)
+        std::memcpy(factory_.emplace().data(), data, factory_->size());
+}
+
+kirocamera_error_t Settings::Result(std::string_view function) const {
+    const std::lock_guard lock(mutex_);
+    const auto entry = results_.find(function);
+    return entry == results_.end() ? 0 : entry->second;
+}
+
+bool Settings::SetResult(std::string_view function, kirocamera_error_t result) {
+    const std::lock_guard lock(mutex_);
+    const auto entry = results_.find(function);
+    if (entry == results_.end())
+        return false;
+    entry->second = result;
+    return true;
+}
+
+FrameSettings Settings::Frames() const {
+    const std::lock_guard lock(mutex_);
+    return frames_;
+}
+
+bool Settings::SetHeader(std::uint32_t offset, std::span<const std::uint8_t> bytes) {
+    if (offset > frames_.headerBytes.size() || bytes.size() > frames_.headerBytes.size() - offset)
+        return false;
+    const std::lock_guard lock(mutex_);
+    std::copy(bytes.begin(), bytes.end(), frames_.headerBytes.begin() + offset);
+    for (std::size_t i = 0; i < bytes.size(); ++i)
+        frames_.headerMask.set(offset + i);
+    ++frameVersion_;
+    return true;
+}
+
+void Settings::SetGeometry(std::optional<kiroframe_t> geometry) {
+    const std::lock_guard lock(mutex_);
+    frames_.geometry = geometry;
+    ++frameVersion_;
+}
+
+void Settings::SetMisalignment(std::uint32_t bytes) {
+    const std::lock_guard lock(mutex_);
+    frames_.misalignment = bytes;
+    ++frameVersion_;
+}
+
+} // namespace kirosim

@@ -1,0 +1,70 @@
+#ifndef KIROSIM_SETTINGS_H
+#define KIROSIM_SETTINGS_H
+
+#include "kirocamera_sim.h"
+
+#include <array>
+#include <atomic>
+#include <bitset>
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace kirosim {
+
+using FactorySettings = std::array<std::uint8_t, KIROCAMERA_FACTORY_SETTINGS_SIZE>;
+
+/** What tests changed about frames. */
+struct FrameSettings {
+    kirocamera_sim_identity_t identity{};
+    std::optional<kiroframe_t> geometry;
+    std::uint32_t misalignment = 0;
+    std::array<std::uint8_t, KIROCAMERA_SIM_HEADER_SIZE> headerBytes{};
+    std::bitset<KIROCAMERA_SIM_HEADER_SIZE> headerMask;
+};
+
+/** Everything that tests set, for the whole process. Thread-safe. */
+class Settings {
+public:
+    static Settings& Instance();
+
+    void Reset();
+
+    bool Manual() const { return manual_; }
+    void SetManual(bool manual) { manual_ = manual; }
+
+    kirocamera_sim_identity_t Identity() const;
+    void SetIdentity(const kirocamera_sim_identity_t& identity);
+    FactorySettings Factory() const;
+    void SetFactory(const std::uint8_t* data);
+
+    /** The result that a test forces on an SDK function, 0 when none. */
+    kirocamera_error_t Result(std::string_view function) const;
+    /** False when there is no such function. */
+    bool SetResult(std::string_view function, kirocamera_error_t result);
+
+    /** Changes with every change of the frame settings: frames need no lock and copy to compare. */
+    std::uint32_t FrameVersion() const { return frameVersion_; }
+    FrameSettings Frames() const;
+    bool SetHeader(std::uint32_t offset, std::span<const std::uint8_t> bytes);
+    void SetGeometry(std::optional<kiroframe_t> geometry);
+    void SetMisalignment(std::uint32_t bytes);
+
+private:
+    Settings();
+
+    mutable std::mutex mutex_;
+    std::atomic<bool> manual_ = false;
+    std::atomic<std::uint32_t> frameVersion_ = 1;
+    std::optional<FactorySettings> factory_;
+    std::map<std::string, kirocamera_error_t, std::less<>> results_;
+    FrameSettings frames_;
+};
+
+} // namespace kirosim
+
+#endif

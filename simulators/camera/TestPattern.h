@@ -1,0 +1,16 @@
+#ifndef KIROSIM_TEST_PATTERN_H
+#define KIROSIM_TEST_PATTERN_H
+
+#include "ThermalScene.h"
+
+#include <cstdint>
+#include <span>
+
+namespace kirosim {
+
+/** Draws a frame, a cross in the middle and a wedge of 16 greys over a picture. */
+void DrawTestPattern(std::span<std::uint8_t, ScenePixels> picture);
+
+} // namespace kirosim
+
+#endif

@@ -1,0 +1,59 @@
+#ifndef KIROSIM_THERMAL_SCENE_H
+#define KIROSIM_THERMAL_SCENE_H
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+namespace kirosim {
+
+inline constexpr int SceneWidth = 160;
+inline constexpr int SceneHeight = 120;
+inline constexpr std::size_t ScenePixels = std::size_t{SceneWidth} * SceneHeight;
+
+/** A temperature, or a difference of two, in hundredths of a degree Celsius. */
+using CentiDegrees = std::int16_t;
+
+/**
+ * A room with a window, in which somebody walks to and fro past something hot.
+ *
+ * All pixel work is in integers: the usual host of the simulator is an emulated processor whose
+ * floating point costs many times as much.
+ */
+class ThermalScene {
+public:
+    ThermalScene();
+
+    /** Computes the scene at a time since the camera was switched on. */
+    void Update(std::uint64_t nanoseconds);
+
+    /** Differences from the ambient temperature, line by line. */
+    const std::array<CentiDegrees, ScenePixels>& Differences() const { return differences_; }
+    CentiDegrees Ambient() const { return ambient_; }
+
+private:
+    struct Point {
+        float x;
+        float y;
+    };
+    /** Weights of 256 by the squared distance from the middle, in 64ths of the squared radius. */
+    using Profile = std::array<std::uint16_t, 64>;
+
+    void DrawBody(float seconds);
+    void DrawHotSpot(float seconds);
+    void DrawCapsule(Point from, Point to, float radius, int warmth, const Profile& profile);
+
+    static std::array<CentiDegrees, ScenePixels> Room();
+    static Profile SkinProfile();
+    static Profile GlowProfile();
+
+    const std::array<CentiDegrees, ScenePixels> room_ = Room();
+    const Profile skin_ = SkinProfile();
+    const Profile glow_ = GlowProfile();
+    std::array<CentiDegrees, ScenePixels> differences_{};
+    CentiDegrees ambient_ = 2200;
+};
+
+} // namespace kirosim
+
+#endif
