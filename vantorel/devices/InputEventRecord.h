@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace vantorel {
+
+/**
+ * One event of an input device as the kernel of the 32-bit device delivers it. The kernel's own
+ * declaration is not used because it has another size on a 64-bit development machine.
+ */
+struct InputEventRecord {
+    std::uint32_t seconds;
+    std::uint32_t microseconds;
+    std::uint16_t type;
+    std::uint16_t code;
+    std::int32_t value; /**< for a key: 0 released, 1 pressed, 2 repeated */
+};
+
+static_assert(sizeof(InputEventRecord) == 16);
+static_assert(offsetof(InputEventRecord, type) == 8 && offsetof(InputEventRecord, code) == 10 &&
+              offsetof(InputEventRecord, value) == 12);
+
+} // namespace vantorel

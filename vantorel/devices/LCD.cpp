@@ -1,0 +1,163 @@
+#include "vantorel/devices/LCD.h"
+
+#include "vantorel/devices/private/DrmRequests.h"
+#include "vantorel/devices/private/WaitForInput.h"
+#include "vantorel/service/Error.h"
+#include "vantorel/service/private/LittleEndian.h"
+#include "vantorel/service/private/Sys.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <limits>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+
+namespace vantorel {
+namespace {
+
+template <typename Request>
+void Issue(const UniqueFd& card, typename Request::Record& record) {
+    if (sys::Ioctl(card.Get(), Request::number, &record) < 0) {
+        throw Error(errno);
+    }
+}
+
+/**
+ * Makes room for as many entries as the card has announced and answers its address for the kernel.
+ * At least one zeroed entry is there in any case: a card without connectors, CRTCs or modes yields
+ * identifier 0 or an empty mode, which the kernel refuses in the step that uses it. The kernel
+ * itself writes no more than the announced count, should there be more by the time it is asked.
+ */
+template <typename Entry>
+std::uint64_t Allocate(std::vector<Entry>& entries, std::uint32_t count) {
+    entries.assign(std::max<std::uint32_t>(count, 1), Entry{});
+    // By way of uintptr_t: a 32-bit address must not be extended by its sign.
+    return reinterpret_cast<std::uintptr_t>(entries.data());
+}
+
+std::uint32_t FirstId(const std::vector<std::uint64_t>& ids) {
+    return LoadLe<std::uint32_t>(reinterpret_cast<const std::uint8_t*>(ids.data()));
+}
+
+} // namespace
+
+void UnmapPixels::operator()(std::uint32_t* pixels) const noexcept {
+    static_cast<void>(sys::Munmap(pixels, size));
+}
+
+LCD::LCD(std::string deviceName, std::string devicePath)
+    : Device(std::move(deviceName), std::move(devicePath), O_RDWR) {
+    // Whoever opens the card first is its master anyway; where another one is, a later step fails.
+    static_cast<void>(sys::Ioctl(fd.Get(), drm::setMaster, nullptr));
+    ReadResources();
+    ReadConnector();
+    ReadCrtc();
+    bufferA = CreateBuffer(recordsA);
+    bufferB = CreateBuffer(recordsB);
+    ShowFirstBuffer();
+    backBuffer = bufferB.get();
+}
+
+LCD::~LCD() {
+    static_cast<void>(sys::Ioctl(fd.Get(), drm::dropMaster, nullptr));
+    // The kernel releases framebuffers and buffers with the descriptor.
+}
+
+void LCD::ReadResources() {
+    Issue<drm::GetResources>(fd, resources);
+    resources.framebufferIdPointer = Allocate(framebuffers, resources.countFramebuffers);
+    resources.crtcIdPointer = Allocate(crtcs, resources.countCrtcs);
+    resources.connectorIdPointer = Allocate(connectors, resources.countConnectors);
+    resources.encoderIdPointer = Allocate(encoders, resources.countEncoders);
+    Issue<drm::GetResources>(fd, resources);
+}
+
+void LCD::ReadConnector() {
+    connector.connectorId = FirstId(connectors);
+    Issue<drm::GetConnector>(fd, connector);
+    connector.modesPointer = Allocate(modes, connector.countModes);
+    connector.propertiesPointer = Allocate(properties, connector.countProperties);
+    connector.propertyValuesPointer = Allocate(propertyValues, connector.countProperties);
+    connector.encodersPointer = Allocate(connectorEncoders, connector.countEncoders);
+    Issue<drm::GetConnector>(fd, connector);
+    mode = modes.front();
+}
+
+void LCD::ReadCrtc() {
+    crtc.crtcId = FirstId(crtcs);
+    Issue<drm::GetCrtc>(fd, crtc);
+}
+
+MappedPixels LCD::CreateBuffer(BufferRecords& records) {
+    records.create.height = mode.vdisplay;
+    records.create.width = mode.hdisplay;
+    records.create.bitsPerPixel = 32;
+    Issue<drm::CreateDumbRequest>(fd, records.create);
+
+    records.framebuffer.width = records.create.width;
+    records.framebuffer.height = records.create.height;
+    records.framebuffer.pitch = records.create.pitch;
+    records.framebuffer.bitsPerPixel = 32;
+    records.framebuffer.depth = 24;
+    records.framebuffer.handle = records.create.handle;
+    Issue<drm::AddFramebufferRequest>(fd, records.framebuffer);
+
+    records.map.handle = records.create.handle;
+    Issue<drm::MapDumbRequest>(fd, records.map);
+    return MapBuffer(records);
+}
+
+MappedPixels LCD::MapBuffer(const BufferRecords& records) {
+    const std::uint64_t size = records.create.size;
+    // Observers draw Height() rows of Stride() bytes without asking again.
+    if (size < std::uint64_t{Stride()} * Height() ||
+        size > std::numeric_limits<std::size_t>::max()) {
+        throw Error(EINVAL);
+    }
+    const auto bytes = static_cast<std::size_t>(size);
+    void* address = sys::Mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED, fd.Get(),
+                              static_cast<off_t>(records.map.offset));
+    if (address == MAP_FAILED) {
+        throw Error(errno);
+    }
+    return MappedPixels(static_cast<std::uint32_t*>(address), UnmapPixels{bytes});
+}
+
+void LCD::ShowFirstBuffer() {
+    crtc.setConnectorsPointer = resources.connectorIdPointer;
+    crtc.countConnectors = 1;
+    crtc.framebufferId = recordsA.framebuffer.framebufferId;
+    crtc.mode = mode;
+    crtc.modeValid = 1;
+    Issue<drm::SetCrtc>(fd, crtc);
+}
+
+void LCD::SwapBuffers() {
+    if (backBuffer == bufferA.get()) {
+        FlipTo(recordsA);
+        backBuffer = bufferB.get();
+    } else if (backBuffer == bufferB.get()) {
+        FlipTo(recordsB);
+        backBuffer = bufferA.get();
+    }
+}
+
+void LCD::FlipTo(const BufferRecords& records) {
+    drm::PageFlip flip{};
+    flip.crtcId = crtc.crtcId;
+    flip.framebufferId = records.framebuffer.framebufferId;
+    flip.flags = drm::pageFlipEvent;
+    Issue<drm::PageFlipRequest>(fd, flip);
+}
+
+void LCD::WaitForVSYNC() {
+    WaitForInput(fd);
+    // The only event ever asked for is the end of a flip, so nothing in it is news.
+    drm::FlipEvent event{};
+    static_cast<void>(sys::Read(fd.Get(), &event, sizeof event));
+}
+
+} // namespace vantorel

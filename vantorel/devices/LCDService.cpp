@@ -1,0 +1,28 @@
+#include "vantorel/devices/LCDService.h"
+
+#include "vantorel/devices/LCD.h"
+#include "vantorel/service/Error.h"
+
+#include <cerrno>
+
+namespace vantorel {
+
+LCDService::LCDService(LCD& display) : Service(std::chrono::milliseconds::zero()), lcd(display) {}
+
+LCDService::~LCDService() {
+    TerminateIfJoinable();
+}
+
+void LCDService::ServiceFunction() {
+    observers.Notify(&LCDObserver::OnLCDDraw, lcd, lcd.BackBuffer());
+    try {
+        lcd.SwapBuffers();
+        lcd.WaitForVSYNC();
+    } catch (Error& error) {
+        if (error.Value() != EINTR && error.Value() != ETIMEDOUT) {
+            observers.Notify(&LCDObserver::OnLCDError, lcd, error);
+        }
+    }
+}
+
+} // namespace vantorel

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "vantorel/service/Export.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+namespace vantorel {
+
+/** Unmaps pixels that were mapped from a display's buffer. */
+struct VANTOREL_EXPORT UnmapPixels {
+    std::size_t size = 0; /**< of the mapping, in bytes */
+    void operator()(std::uint32_t* pixels) const noexcept;
+};
+
+/** Owner of a mapped buffer of 32-bit pixels. */
+using MappedPixels = std::unique_ptr<std::uint32_t, UnmapPixels>;
+
+} // namespace vantorel

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "vantorel/devices/Connection.h"
+#include "vantorel/devices/Device.h"
+
+#include <string>
+
+#include <linux/gpio.h>
+
+namespace vantorel {
+
+/**
+ * The test fixture of the factory, which pulls one or more of the first three lines of a GPIO chip
+ * low. To be asked by one thread.
+ *
+ * The lines stay requested until the process ends, also when the object is gone: nobody else can
+ * drive them against the fixture.
+ */
+class VANTOREL_EXPORT TestFixture final : public Connection, public Device {
+public:
+    /**
+     * Requests lines 0 to 2 as inputs, active when low.
+     * @param deviceName the name, whose first 32 bytes also label the lines
+     * @param devicePath the GPIO chip's character device
+     * @throws Error with the errno of the failed open or request
+     */
+    TestFixture(std::string deviceName, std::string devicePath);
+
+    /**
+     * Whether any of the three lines is active.
+     * @throws Error with the errno of a failed request
+     */
+    bool IsConnected() override;
+
+private:
+    int lineFd = -1; // never closed, see above
+    gpio_v2_line_request request{};
+};
+
+} // namespace vantorel

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "vantorel/devices/Device.h"
+
+#include <string>
+
+namespace vantorel {
+
+/** A temperature sensor, read from a sysfs attribute in millidegrees. To be used by one thread. */
+class VANTOREL_EXPORT Thermometer final : public Device {
+public:
+    /**
+     * @param deviceName the name by which observers know the sensor
+     * @param attributePath the full path of the attribute, for instance of a thermal zone
+     * @throws Error with the errno of a failed open
+     */
+    Thermometer(std::string deviceName, std::string attributePath);
+
+    /**
+     * The temperature in degrees Celsius; 0 when the attribute holds no number.
+     * @throws Error with the errno of a failed read
+     */
+    float Temperature();
+};
+
+} // namespace vantorel

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "vantorel/service/ObserverList.h"
+#include "vantorel/service/Service.h"
+#include "vantorel/service/ThermometerObserver.h"
+
+#include <chrono>
+
+namespace vantorel {
+
+class Thermometer;
+
+/** Reads a thermometer once an interval and reports the reading, on the service's thread. */
+class VANTOREL_EXPORT ThermometerService final : public Service {
+public:
+    /**
+     * @param read the thermometer, borrowed for the life of the service
+     * @param pause the time between two readings
+     */
+    ThermometerService(Thermometer& read, std::chrono::milliseconds pause);
+    ~ThermometerService() override;
+
+    /** Adds an observer; to be finished before Start(). */
+    void AddObserver(ThermometerObserver& observer) { observers.Add(observer); }
+
+    /** Takes one reading and reports it, or the error. */
+    void ServiceFunction() override;
+
+private:
+    Thermometer& thermometer;
+    ObserverList<ThermometerObserver> observers;
+};
+
+} // namespace vantorel

@@ -1,0 +1,103 @@
+#include "vantorel/devices/Torch.h"
+
+#include "vantorel/devices/private/Attribute.h"
+#include "vantorel/service/Error.h"
+#include "vantorel/service/private/Sys.h"
+
+#include <cerrno>
+#include <utility>
+
+#include <fcntl.h>
+
+namespace vantorel {
+namespace {
+
+constexpr char lit = '1';
+constexpr char dark = '0';
+
+} // namespace
+
+Torch::Torch(std::string deviceName, const std::string& directory)
+    : Device(std::move(deviceName), directory + "brightness", O_RDWR) {
+    char first = 0;
+    ReadFromStart(fd, &first, sizeof first);
+    brightness = first;
+}
+
+void Torch::On() {
+    if (!disabled) {
+        Switch(lit);
+    }
+}
+
+void Torch::Off() {
+    if (!disabled) {
+        Switch(dark);
+    }
+}
+
+void Torch::Toggle() {
+    // A third position, as a dimmed LED has, is nothing that a switch could turn over.
+    const char position = brightness;
+    if (position == lit) {
+        Off();
+    } else if (position == dark) {
+        On();
+    }
+}
+
+void Torch::Switch(char position) {
+    // Noted before it is written: after a failure the user's next request goes the other way
+    // instead of repeating what the LED refuses.
+    brightness = position;
+    // An attribute takes each write for its whole text, wherever the file position is.
+    if (sys::Write(fd.Get(), &position, sizeof position) < 0) {
+        throw Error(errno);
+    }
+    Report(position);
+}
+
+void Torch::Report(char position) {
+    if (position == lit) {
+        observers.Notify(&TorchObserver::OnTorchOn, *this);
+    } else if (position == dark) {
+        observers.Notify(&TorchObserver::OnTorchOff, *this);
+    }
+}
+
+void Torch::OnConnectionStateChanged(ConnectionState newState, ConnectionState /*oldState*/) {
+    switch (newState) {
+    case ConnectionState::Undetermined:
+        break;
+    case ConnectionState::Battery:
+        disabled = false;
+        // The LED stays as it is; whoever shows the torch learns the position it is found in.
+        Report(brightness);
+        break;
+    case ConnectionState::BatteryCharger:
+    case ConnectionState::NoHost:
+    case ConnectionState::Host:
+    case ConnectionState::NoBattery:
+        Off();
+        disabled = true;
+        break;
+    }
+}
+
+void Torch::OnConnectionError(Error& /*error*/) {}
+
+void Torch::OnUserInterfaceTorchOnRequest() {
+    Toggle();
+}
+
+void Torch::OnUserInterfaceTorchOffRequest() {
+    Toggle();
+}
+
+void Torch::OnUserInterfacePowerOffRequest() {}
+
+void Torch::OnUserInterfacePowerButtonDoubleClick() {}
+
+void Torch::OnUserInterfaceTorchButtonDoubleClick() {}
+
+} // namespace vantorel

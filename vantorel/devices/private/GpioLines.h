@@ -1,0 +1,26 @@
+#pragma once
+
+#include <initializer_list>
+#include <string>
+
+#include <linux/gpio.h>
+
+namespace vantorel {
+
+class UniqueFd;
+
+/**
+ * Fills a request for lines of a GPIO chip.
+ * @param consumer shown as the lines' user, cut to the 32 bytes that the kernel has for it
+ * @param flags GPIO_V2_LINE_FLAG_...
+ */
+void PrepareLineRequest(gpio_v2_line_request& request, const std::string& consumer,
+                        std::initializer_list<unsigned> offsets, __u64 flags);
+
+/**
+ * Requests the lines from the chip and answers their descriptor, which the caller has to close and
+ * which children do not inherit. Throws Error(errno).
+ */
+int RequestLines(const UniqueFd& chip, gpio_v2_line_request& request);
+
+} // namespace vantorel

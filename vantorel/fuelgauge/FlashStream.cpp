@@ -1,0 +1,128 @@
+// The maintenance half of the fuel gauge: playing a flash stream against it.
+
+#include "vantorel/fuelgauge/FuelGauge.h"
+#include "vantorel/service/private/Sleep.h"
+#include "vantorel/service/private/StatusLine.h"
+#include "vantorel/system/Tools.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace vantorel {
+namespace {
+
+constexpr const char* streamFile = "/tmp/var/update/bqfs";
+
+// The messages are searched for in the logs of returned devices, spelling mistake included.
+constexpr const char* writeUnreadable = "FUEL FAUGE UPDATE: FAILED TO PARSE WRITE CMD!";
+constexpr const char* writeFailed = "FUEL FAUGE UPDATE: FAILED WRITE CMD!";
+constexpr const char* waitUnreadable = "FUEL FAUGE UPDATE: FAILED TO PARSE WAIT CMD!";
+constexpr const char* compareUnreadable = "FUEL GAUGE UPDATE: FAILED TO PARSE COMPARE CMD!";
+constexpr const char* compareFailed = "FUEL GAUGE UPDATE: FAILED COMPARE CMD!";
+
+/** A line "W: AA RR DD DD ..." or "C: AA RR DD DD ...". */
+struct Transfer {
+    std::uint8_t address; // 7 bits
+    std::uint8_t command;
+    std::vector<std::uint8_t> data;
+};
+
+/** @throws std::invalid_argument, std::out_of_range for a line that is too short or no number */
+Transfer ParseTransfer(const std::string& line) {
+    const auto number = [](const std::string& text) { return std::stoi(text, nullptr, 16); };
+    Transfer transfer{};
+    transfer.address = static_cast<std::uint8_t>((number(line.substr(3, 2)) & 0x1ff) >> 1);
+    transfer.command = static_cast<std::uint8_t>(number(line.substr(6, 2)));
+    std::istringstream pieces(line.substr(9));
+    for (std::string piece; std::getline(pieces, piece, ' ');) {
+        transfer.data.push_back(static_cast<std::uint8_t>(number(piece)));
+    }
+    if (transfer.data.empty()) {
+        throw std::invalid_argument("no data");
+    }
+    return transfer;
+}
+
+/** Does something; when that throws, prints the message and lets the exception pass. */
+template <typename Action>
+auto Reporting(const char* message, Action action) {
+    try {
+        return action();
+    } catch (...) {
+        PrintStatus(message);
+        throw;
+    }
+}
+
+} // namespace
+
+void FuelGauge::ExecuteFlashStream() {
+    std::ifstream stream(streamFile);
+    for (std::string line; std::getline(stream, line);) {
+        switch (line.empty() ? '\0' : line[0]) {
+        case 'W':
+            ExecuteWrite(line);
+            break;
+        case 'C':
+            ExecuteCompare(line);
+            break;
+        case 'X':
+            SleepFor(std::chrono::milliseconds(
+                Reporting(waitUnreadable, [&] { return std::stoi(line.substr(3)); })));
+            break;
+        default: // comments and whatever else a stream carries
+            break;
+        }
+    }
+}
+
+void FuelGauge::ExecuteWrite(const std::string& line) {
+    const Transfer transfer = Reporting(writeUnreadable, [&] { return ParseTransfer(line); });
+    Reporting(writeFailed, [&] {
+        SetAddress(transfer.address);
+        WriteRegister(transfer.command, transfer.data.data(), transfer.data.size());
+    });
+}
+
+void FuelGauge::ExecuteCompare(const std::string& line) {
+    const Transfer expected = Reporting(compareUnreadable, [&] { return ParseTransfer(line); });
+    Reporting(compareFailed, [&] {
+        std::vector<std::uint8_t> actual(expected.data.size());
+        SetAddress(expected.address);
+        ReadRegister(expected.command, actual.data(), actual.size());
+        if (actual != expected.data) {
+            throw int{EINVAL};
+        }
+    });
+}
+
+void FuelGauge::Update() {
+    if (IsUpdated()) {
+        return;
+    }
+    bool unsealed = true;
+    try {
+        Unseal();
+    } catch (...) {
+        unsealed = false; // an interrupted update has left it in ROM mode already
+    }
+    if (unsealed) {
+        try {
+            EnterRomMode();
+        } catch (...) {
+            // The stream's first compare tells.
+        }
+    }
+    Reporting("FUEL GAUGE: FLASH UPDATE FAILED", [&] {
+        ExecuteFlashStream();
+        ExitRomMode();
+    });
+    Tools::Unlink(streamFile);
+}
+
+} // namespace vantorel

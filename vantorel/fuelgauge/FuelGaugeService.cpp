@@ -1,0 +1,77 @@
+#include "vantorel/fuelgauge/FuelGaugeService.h"
+
+#include "vantorel/fuelgauge/FuelGauge.h"
+#include "vantorel/service/Error.h"
+#include "vantorel/service/private/StatusLine.h"
+
+#include <cerrno>
+
+namespace vantorel {
+
+FuelGaugeService::FuelGaugeService(FuelGauge& polled, std::chrono::milliseconds interval)
+    : Service(interval), gauge(polled) {}
+
+FuelGaugeService::~FuelGaugeService() {
+    Stop();
+}
+
+void FuelGaugeService::OnConnectionStateChanged(ConnectionState newState,
+                                                ConnectionState oldState) noexcept {
+    if (oldState != ConnectionState::Undetermined ||
+        (newState != ConnectionState::Battery && newState != ConnectionState::BatteryCharger)) {
+        return;
+    }
+    if (!gauge.IsUpdated()) {
+        ApplyPendingUpdate();
+    }
+    PrintStatus("FUEL GAUGE SERVICE START");
+    ResetGauge();
+    Start();
+}
+
+void FuelGaugeService::ApplyPendingUpdate() {
+    PrintStatus("FUEL GAUGE UPDATING...");
+    try {
+        gauge.Update();
+        PrintStatus("FUEL GAUGE UPDATE COMPLETE!");
+    } catch (...) {
+        // The stream is kept for the next start; until then the device runs with the gauge it has.
+        PrintStatus("FUEL GAUGE UPDATE FAILED!");
+    }
+}
+
+void FuelGaugeService::ResetGauge() {
+    try {
+        gauge.Reset();
+    } catch (const Error& error) {
+        // A gauge that a failed update left in ROM mode acknowledges nothing here, and it must not
+        // keep the device from starting: only a start can take up its update again.
+        if (error.Value() != ENXIO) {
+            throw;
+        }
+    }
+}
+
+void FuelGaugeService::OnConnectionError(Error&) {}
+
+void FuelGaugeService::ServiceFunction() {
+    Query(&FuelGauge::Level, &FuelGaugeObserver::OnFuelGaugeLevelQuery);
+    Query(&FuelGauge::Current, &FuelGaugeObserver::OnFuelGaugeCurrentQuery);
+    Query(&FuelGauge::Voltage, &FuelGaugeObserver::OnFuelGaugeVoltageQuery);
+    Query(&FuelGauge::Temperature, &FuelGaugeObserver::OnFuelGaugeTemperatureQuery);
+}
+
+template <typename Reading, typename Value>
+void FuelGaugeService::Query(Reading (FuelGauge::*read)(),
+                             void (FuelGaugeObserver::*tell)(FuelGauge&, Value)) {
+    Reading reading{};
+    try {
+        reading = (gauge.*read)();
+    } catch (Error& error) {
+        observers.Notify(&FuelGaugeObserver::OnFuelGaugeError, gauge, error);
+        return;
+    }
+    observers.Notify(tell, gauge, reading);
+}
+
+} // namespace vantorel

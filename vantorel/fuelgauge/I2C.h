@@ -1,0 +1,52 @@
+#pragma once
+
+#include "vantorel/devices/Device.h"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace vantorel {
+
+/**
+ * One device on an I2C bus, spoken to through the bus's character device.
+ *
+ * All operations throw Error with the errno of the failed call; ENXIO (6) means that nobody
+ * acknowledged. Threads may share the object: each transfer is one call that carries the address.
+ */
+class VANTOREL_EXPORT I2C : public Device {
+public:
+    /**
+     * @param deviceName the name, free to choose
+     * @param devicePath the bus
+     * @param slaveAddress the 7-bit address of the device
+     */
+    I2C(std::string deviceName, std::string devicePath, std::uint8_t slaveAddress);
+    ~I2C() override;
+
+    /** Sends all further transfers, of every thread, to another address. */
+    void SetAddress(std::uint8_t slaveAddress);
+
+    /**
+     * Writes a command byte and, after a repeated start, reads the answer.
+     * @throws Error EINVAL for a null buffer or more bytes than a message can have
+     */
+    void ReadRegister(std::uint8_t command, std::uint8_t* buffer, std::size_t length);
+
+    /**
+     * Writes a command byte and data in one message.
+     * @throws Error EINVAL for more bytes than a message can have
+     */
+    void WriteRegister(std::uint8_t command, const std::uint8_t* data, std::size_t length);
+
+    /** Reads without a command; answers the number of bytes. */
+    std::size_t Read(std::uint8_t* buffer, std::size_t length);
+    /** Writes without a command; answers the number of bytes. */
+    std::size_t Write(const std::uint8_t* data, std::size_t length);
+
+private:
+    std::atomic<std::uint8_t> address;
+};
+
+} // namespace vantorel
