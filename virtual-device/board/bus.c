@@ -225,9 +225,10 @@ static int run_i2c_error(int argc, char **argv)
 {
 	struct bus_fault fault = { 0 };
 
-	if (board_parse(argv[0], 1, ERRNO_MAX, &fault.error) ||
+	if (board_parse(argv[0], 0, ERRNO_MAX, &fault.error) ||
 	    board_parse(argv[1], 0, SKIP_MAX, &fault.count) ||
-	    (argc == 3 && board_parse(argv[2], 0, SKIP_MAX, &fault.skip)))
+	    (argc == 3 && board_parse(argv[2], 0, SKIP_MAX, &fault.skip)) ||
+	    (fault.count && !fault.error))
 		return -EINVAL;
 	mutex_lock(&bus.lock);
 	bus.fault = fault;
