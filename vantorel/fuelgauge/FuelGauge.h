@@ -69,7 +69,25 @@ public:
     /** Whether no flash stream waits in /tmp/var/update/bqfs to be written to the gauge. */
     bool IsUpdated() const;
 
+    /**
+     * Plays the waiting flash stream line by line: writes, compares and waits. The first line that
+     * fails is reported on standard output and ends it.
+     * @throws Error of a transfer, std::logic_error for a line that cannot be read, int 22 (EINVAL)
+     *         for a compare that differs
+     */
+    void ExecuteFlashStream();
+
+    /**
+     * The whole update: brings the gauge into ROM mode, plays the stream, leaves ROM mode and
+     * deletes the stream; nothing when none waits. A failed update keeps the stream for the next
+     * try.
+     * @throws what ExecuteFlashStream() and the transfers throw
+     */
+    void Update();
+
 private:
+    void ExecuteWrite(const std::string& line);
+    void ExecuteCompare(const std::string& line);
     void WriteControl(std::uint16_t subcommand);
     bool ReadIfAcknowledged(std::uint8_t command, std::uint8_t* buffer, std::size_t length);
     std::optional<std::uint16_t> ReadWord(std::uint8_t command);

@@ -8,8 +8,8 @@
 
 namespace vantorel {
 
-FuelGaugeService::FuelGaugeService(FuelGauge& polled, std::chrono::milliseconds interval)
-    : Service(interval), gauge(polled) {}
+FuelGaugeService::FuelGaugeService(FuelGauge& polled, std::chrono::milliseconds pause)
+    : Service(pause), gauge(polled) {}
 
 FuelGaugeService::~FuelGaugeService() {
     Stop();

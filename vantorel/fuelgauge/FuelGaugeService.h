@@ -23,7 +23,7 @@ namespace vantorel {
 class VANTOREL_EXPORT FuelGaugeService final : public ConnectionObserver, public Service {
 public:
     /** @param polled borrowed for the life of the service */
-    FuelGaugeService(FuelGauge& polled, std::chrono::milliseconds interval);
+    FuelGaugeService(FuelGauge& polled, std::chrono::milliseconds pause);
     /** Stops polling first. */
     ~FuelGaugeService() override;
 

@@ -17,8 +17,8 @@ constexpr std::chrono::milliseconds hostCheckPause{100};
 } // namespace
 
 ConnectionManager::ConnectionManager(Connection& powerSource, FuelGauge& gauge, USB& port,
-                                     std::chrono::milliseconds interval)
-    : Service(interval), charger(powerSource), fuelGauge(gauge), usb(port) {}
+                                     std::chrono::milliseconds pause)
+    : Service(pause), charger(powerSource), fuelGauge(gauge), usb(port) {}
 
 ConnectionManager::~ConnectionManager() {
     TerminateIfJoinable();

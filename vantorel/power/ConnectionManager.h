@@ -35,10 +35,10 @@ public:
      * @param powerSource the charger, or anything else that tells whether external power is there
      * @param gauge tells whether a battery is present
      * @param port is bound and asked for a host
-     * @param interval the pause between two polls
+     * @param pause between two polls
      */
     ConnectionManager(Connection& powerSource, FuelGauge& gauge, USB& port,
-                      std::chrono::milliseconds interval);
+                      std::chrono::milliseconds pause);
     ~ConnectionManager() override;
 
     /** Adds an observer; to be finished before Start(). */

@@ -30,6 +30,7 @@
     X(int, Munmap, ::munmap, (void* address, std::size_t size), (address, size))                   \
     X(int, Nanosleep, ::nanosleep, (const timespec* request, timespec* remaining),                 \
       (request, remaining))                                                                        \
+    X(int, Ftruncate, ::ftruncate, (int fd, off_t size), (fd, size))                               \
     X(int, Access, ::access, (const char* path, int mode), (path, mode))                           \
     X(int, Mkdir, ::mkdir, (const char* path, mode_t mode), (path, mode))                          \
     X(int, Rmdir, ::rmdir, (const char* path), (path))                                             \
@@ -44,7 +45,9 @@
     X(pid_t, Fork, ::fork, (), ())                                                                 \
     X(pid_t, Waitpid, ::waitpid, (pid_t pid, int* status, int options), (pid, status, options))    \
     X(void, Sync, ::sync, (), ())                                                                  \
-    X(int, Reboot, ::reboot, (int command), (command))
+    X(int, Reboot, ::reboot, (int command), (command))                                             \
+    X(int, Eventfd, ::eventfd, (unsigned initial, int flags), (initial, flags))                    \
+    X(int, Klogctl, ::klogctl, (int action, char* buffer, int size), (action, buffer, size))
 
 namespace vantorel::sys {
 

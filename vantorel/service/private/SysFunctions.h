@@ -3,7 +3,9 @@
 // What the functions named in VANTOREL_SYSTEM_CALLS are declared in; for the definitions of the
 // door and of its stand-in.
 #include <fcntl.h>
+#include <sys/eventfd.h>
 #include <sys/ioctl.h>
+#include <sys/klog.h>
 #include <sys/mman.h>
 #include <sys/mount.h>
 #include <sys/reboot.h>

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+namespace vantorel::test {
+
+/** A fresh directory that goes with the object. */
+class TemporaryDirectory {
+public:
+    TemporaryDirectory() {
+        std::string name = (std::filesystem::temp_directory_path() / "vantorel-XXXXXX").string();
+        path = ::mkdtemp(name.data());
+    }
+    ~TemporaryDirectory() { std::filesystem::remove_all(path); }
+    TemporaryDirectory(const TemporaryDirectory&) = delete;
+    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+
+    /** The path of an entry; the directory itself, with a trailing slash, for an empty name. */
+    std::string operator/(const std::string& name) const { return path + "/" + name; }
+
+    std::string Write(const std::string& name, const std::string& content) const {
+        std::ofstream(*this / name, std::ios::binary) << content;
+        return *this / name;
+    }
+
+    std::string Read(const std::string& name) const {
+        std::ostringstream content;
+        content << std::ifstream(*this / name, std::ios::binary).rdbuf();
+        return content.str();
+    }
+
+private:
+    std::string path;
+};
+
+} // namespace vantorel::test

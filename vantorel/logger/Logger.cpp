@@ -1,0 +1,124 @@
+#include "vantorel/logger/Logger.h"
+
+#include "vantorel/camera/Camera.h"
+#include "vantorel/devices/Thermometer.h"
+#include "vantorel/service/Error.h"
+#include "vantorel/service/private/StatusLine.h"
+#include "vantorel/system/Tools.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+namespace vantorel {
+
+Logger::Logger(std::string directory) : logDirectory(std::move(directory)) {
+    kernelLog.open("/dev/kmsg");
+    Tools::Mkdir(logDirectory);
+    log.open(logDirectory + "debug.csv", std::ios::out | std::ios::app | std::ios::ate);
+    if (log.fail()) {
+        throw Error(EIO);
+    }
+    if (log.tellp() == std::streampos(0)) {
+        WriteColumnNames();
+    }
+    BeginSession();
+}
+
+Logger::~Logger() = default;
+
+void Logger::WriteColumnNames() {
+    // The last name carries two percent signs; the service tools in the field look for it so.
+    log << "Session ID,Uptime (s),Uptime (ns),ChipID,FPA Frame Count,FPA Error Count,"
+           "Framerate (fps),FPA Tdiode (Counts),FPA Temp (degC),FPA Spot Temp (degC),"
+           "CPU Temp (degC),Board Temp (degC),Battery Temp (degC),Battery Voltage (V),"
+           "Battery Current (+/- mA),Battery Level (%%)\n"
+        << std::flush;
+}
+
+void Logger::BeginSession() {
+    const std::string path = logDirectory + "session";
+    sessionInput.open(path);
+    sessionOutput.open(path, std::ios::out | std::ios::app);
+    if (sessionInput.fail()) {
+        sessionOutput.seekp(0);
+        sessionOutput << sessionId << '\n' << std::flush;
+    } else {
+        sessionInput.seekg(0);
+        sessionInput >> sessionId;
+    }
+    sessionInput.close();
+    sessionOutput.close();
+
+    ++sessionId;
+
+    sessionOutput.open(path, std::ios::out | std::ios::trunc);
+    sessionOutput.seekp(0);
+    sessionOutput << sessionId << '\n' << std::flush;
+    sessionOutput.close();
+}
+
+LoggerEntry Logger::CreateEntry() const {
+    LoggerEntry entry;
+    entry.frameHeader = frameHeader.load();
+    entry.frameRate = frameRate;
+    entry.cameraErrorCount = cameraErrorCount;
+    entry.batteryVoltage = batteryVoltage;
+    entry.batteryTemperature = batteryTemperature;
+    entry.batteryCurrent = batteryCurrent;
+    entry.batteryLevel = batteryLevel;
+    entry.boardTemperature = boardTemperature;
+    entry.processorTemperature = processorTemperature;
+    return entry;
+}
+
+void Logger::AddEntry(LoggerEntry& entry, std::chrono::milliseconds uptime) {
+    log << sessionId << ',' << uptime.count() / 1000 << ',' << entry.ToString(false, false, ",")
+        << '\n';
+    PrintStatus("SESSION: ", sessionId, " ", entry.ToString(true, true, " "));
+}
+
+void Logger::OnCameraFrameAvailable(Camera& camera, kirocamera_frame_t* frame) noexcept {
+    kiroframe_t* image = nullptr;
+    if (::kirocamera_frame_get_frame_by_format(frame, KIROCAMERA_FORMAT_DISPLAY, &image) == 0) {
+        if (const std::uint8_t* header = ::kiroframe_get_header(image)) {
+            FrameHeader copy{};
+            const std::size_t size =
+                std::min<std::size_t>(::kiroframe_get_header_size(image), copy.size());
+            std::copy_n(header, size, copy.begin());
+            frameHeader.store(copy);
+        }
+    }
+    // In any case: the rate of a camera whose frames cannot be converted is still its rate.
+    frameRate = camera.FrameRate();
+}
+
+void Logger::OnCameraError(Camera&, kirocamera_error_t) {
+    ++cameraErrorCount;
+}
+
+void Logger::OnFuelGaugeLevelQuery(FuelGauge&, std::uint8_t level) {
+    batteryLevel = level;
+}
+void Logger::OnFuelGaugeCurrentQuery(FuelGauge&, std::int16_t current) {
+    batteryCurrent = current;
+}
+void Logger::OnFuelGaugeVoltageQuery(FuelGauge&, float voltage) {
+    batteryVoltage = voltage;
+}
+void Logger::OnFuelGaugeTemperatureQuery(FuelGauge&, float temperature) {
+    batteryTemperature = temperature;
+}
+void Logger::OnFuelGaugeError(FuelGauge&, Error&) {}
+
+void Logger::OnThermometerTemperatureQuery(Thermometer& thermometer, float temperature) {
+    if (thermometer.Name() == "thermometer.board") {
+        boardTemperature = temperature;
+    } else if (thermometer.Name() == "thermometer.cpu") {
+        processorTemperature = temperature;
+    }
+}
+
+void Logger::OnThermometerError(Thermometer&, Error&) {}
+
+} // namespace vantorel

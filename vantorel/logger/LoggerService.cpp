@@ -1,0 +1,31 @@
+#include "vantorel/logger/LoggerService.h"
+
+#include "vantorel/logger/Logger.h"
+
+namespace vantorel {
+
+LoggerService::LoggerService(Logger& sampled, std::chrono::milliseconds pause)
+    : Service(pause), logger(sampled) {}
+
+LoggerService::~LoggerService() {
+    Stop();
+}
+
+void LoggerService::OnConnectionStateChanged(ConnectionState newState,
+                                             ConnectionState oldState) noexcept {
+    if (oldState == ConnectionState::Undetermined &&
+        (newState == ConnectionState::Battery || newState == ConnectionState::BatteryCharger)) {
+        Start();
+    }
+}
+
+void LoggerService::OnConnectionError(Error&) {}
+
+void LoggerService::ServiceFunction() {
+    LoggerEntry entry = logger.CreateEntry();
+    observers.Notify(&LoggerObserver::OnLoggerNewEntry, logger, entry);
+    logger.AddEntry(entry, uptime);
+    uptime += Interval();
+}
+
+} // namespace vantorel

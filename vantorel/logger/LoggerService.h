@@ -1,0 +1,43 @@
+#pragma once
+
+#include "vantorel/service/ConnectionObserver.h"
+#include "vantorel/service/LoggerObserver.h"
+#include "vantorel/service/ObserverList.h"
+#include "vantorel/service/Service.h"
+
+#include <chrono>
+
+namespace vantorel {
+
+/**
+ * Samples a Logger once an interval: shows each sample to its observers, then has it written with
+ * the time that this service has been running, counted in intervals.
+ *
+ * It starts itself when the connection manager's first decision finds a battery, and is never
+ * stopped by a later one; its destruction stops it. Observers run on the service's thread. Any
+ * exception in a cycle ends the process.
+ */
+class VANTOREL_EXPORT LoggerService final : public ConnectionObserver, public Service {
+public:
+    /** @param sampled borrowed for the life of the service */
+    LoggerService(Logger& sampled, std::chrono::milliseconds pause);
+    /** Stops the service first. */
+    ~LoggerService() override;
+
+    /** Adds an observer; to be finished before the first connection state is announced. */
+    void AddObserver(LoggerObserver& observer) { observers.Add(observer); }
+
+    void OnConnectionStateChanged(ConnectionState newState,
+                                  ConnectionState oldState) noexcept override;
+    void OnConnectionError(Error& error) override;
+
+    /** One sample. */
+    void ServiceFunction() override;
+
+private:
+    Logger& logger;
+    ObserverList<LoggerObserver> observers;
+    std::chrono::milliseconds uptime{0};
+};
+
+} // namespace vantorel

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "vantorel/service/Export.h"
+
+#include <string>
+
+namespace vantorel {
+
+/**
+ * One mounted file system whose lifetime is the object's: construction loads the modules that the
+ * type needs, attaches an image file to a free loop device if asked to, makes the mount point and
+ * mounts; destruction unmounts and removes the mount point.
+ *
+ * What construction has done before a step fails stays done, and the loop device stays bound. A
+ * failure in the destructor ends the process, for the mount would outlive its owner. Thread-bound.
+ */
+class VANTOREL_EXPORT Filesystem {
+public:
+    /**
+     * @param blockDevice what to mount, an image file when a loop device is used
+     * @param directory mount point
+     * @param fileSystemType for instance "vfat"
+     * @param throughLoop whether to attach an image to a loop device first
+     * @param mountReadOnly whether to mount read-only
+     * @throws Error with the errno of the step that failed
+     */
+    Filesystem(std::string blockDevice, std::string directory, std::string fileSystemType,
+               bool throughLoop, bool mountReadOnly);
+    Filesystem(const Filesystem&) = delete;
+    Filesystem& operator=(const Filesystem&) = delete;
+    virtual ~Filesystem();
+
+    /**
+     * Unmounts and mounts again, to see what somebody else has changed underneath, such as a USB
+     * host on the image.
+     * @throws Error; when the second mount fails, the file system stays unmounted
+     */
+    void Remount();
+
+    /** The block device; the loop device when one is used. */
+    std::string Device() const { return device; }
+    /** The mount point with a slash added, ready for a file name. */
+    std::string MountPoint() const { return mountPoint + "/"; }
+    std::string Type() const { return type; }
+
+private:
+    void LoadModules() const;
+    void AttachLoopDevice();
+
+    std::string device;
+    std::string mountPoint;
+    std::string type;
+    bool useLoop;
+    bool readOnly;
+};
+
+} // namespace vantorel

@@ -1,0 +1,50 @@
+#include "vantorel/system/Firstboot.h"
+
+#include "vantorel/service/private/StatusLine.h"
+
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <string>
+
+namespace vantorel {
+namespace {
+
+constexpr const char* markerFile = "/tmp/var/firstboot";
+
+void Write(char flag) {
+    std::ofstream(markerFile) << flag << '\n';
+}
+
+bool IsNonZero(const std::string& text) {
+    try {
+        return std::stoi(text) != 0;
+    } catch (const std::invalid_argument&) {
+        return false;
+    } catch (const std::out_of_range&) {
+        return false;
+    }
+}
+
+} // namespace
+
+Firstboot::Firstboot() = default;
+Firstboot::~Firstboot() = default;
+
+void Firstboot::Reset() {
+    Write('1');
+}
+void Firstboot::Clear() {
+    Write('0');
+}
+
+bool Firstboot::Value() const {
+    std::ifstream file(markerFile);
+    const std::string text{std::istreambuf_iterator<char>(file), {}};
+    PrintStatus("FIRSTBOOT STR: ", text);
+    const bool value = IsNonZero(text);
+    PrintStatus("FIRSTBOOT: ", value);
+    return value;
+}
+
+} // namespace vantorel

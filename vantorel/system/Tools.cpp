@@ -1,0 +1,166 @@
+#include "vantorel/system/Tools.h"
+
+#include "vantorel/service/Error.h"
+#include "vantorel/service/private/Sys.h"
+#include "vantorel/system/private/ChildProcess.h"
+
+#include <array>
+#include <cerrno>
+#include <fstream>
+#include <utility>
+#include <vector>
+
+#include <mntent.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
+
+namespace vantorel {
+namespace {
+
+constexpr unsigned long readOnlyFlag = MS_RDONLY;
+
+/** The command line of a BusyBox applet. */
+std::vector<std::string> Applet(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), "/bin/busybox");
+    return arguments;
+}
+
+/**
+ * For programs whose success matters. The error carries the whole status, which is what callers in
+ * the field compare with, and a program killed by a signal passes.
+ */
+void ThrowIfFailed(int status) {
+    if (WIFEXITED(status) && WEXITSTATUS(status) != 0) {
+        throw Error(status);
+    }
+}
+
+void ThrowIfError(int result) {
+    if (result == -1) {
+        throw Error(errno);
+    }
+}
+
+} // namespace
+
+void Tools::Ln(std::string a, std::string b, std::string c) {
+    RunAndWait(Applet({"ln", std::move(a), std::move(b), std::move(c)}));
+}
+
+void Tools::Modprobe(std::string module) {
+    RunAndWait({"/sbin/modprobe", std::move(module)});
+}
+
+void Tools::Modprobe(std::string module, std::string p1, std::string p2, std::string p3,
+                     std::string p4, std::string p5) {
+    RunAndWait({"/sbin/modprobe", std::move(module), std::move(p1), std::move(p2), std::move(p3),
+                std::move(p4), std::move(p5)});
+}
+
+void Tools::Rmmod(std::string module) {
+    RunAndWait(Applet({"rmmod", std::move(module)}));
+}
+
+void Tools::Hostname(std::string file) {
+    RunAndWait(Applet({"hostname", "-F", std::move(file)}));
+}
+
+pid_t Tools::Ifup(std::string interface) {
+    return StartChild(Applet({"ifup", std::move(interface)}));
+}
+
+pid_t Tools::Ifdown(std::string interface) {
+    return StartChild(Applet({"ifdown", std::move(interface)}));
+}
+
+pid_t Tools::GettyStart(std::string line, std::string speed) {
+    // -n: no question for a name; -l: the shell instead of a log-in.
+    return StartSupervised(
+        Applet({"getty", "-n", "-l", "/bin/sh", std::move(line), std::move(speed)}));
+}
+
+pid_t Tools::GdbserverStart(std::string comm) {
+    return StartChild({"/usr/bin/gdbserver", "--multi", std::move(comm)});
+}
+
+void Tools::MkfsVfat(std::string device, std::string label) {
+    RunAndWait(Applet({"mkfs.vfat", "-n", std::move(label), std::move(device)}));
+}
+
+void Tools::FwSetEnv(std::string name, std::string value) {
+    ThrowIfFailed(RunAndWait({"/usr/bin/fw_setenv", std::move(name), std::move(value)}));
+}
+
+void Tools::Untar(std::string archive, std::string directory) {
+    ThrowIfFailed(
+        RunAndWait(Applet({"tar", "-xf", std::move(archive), "-C", std::move(directory)})));
+}
+
+void Tools::InitdStart(std::string name) {
+    RunAndWait(Applet({"sh", "/etc/init.d/" + name, "start"}));
+}
+
+void Tools::InitdStop(std::string name) {
+    RunAndWait(Applet({"sh", "/etc/init.d/" + name, "stop"}));
+}
+
+pid_t Tools::ShStart(std::string term) {
+    return StartChild(Applet({"sh"}), {"HOME=/", "TERM=" + term});
+}
+
+void Tools::Mkdir(std::string path) {
+    // 0600 for directories, too: only root, to whom it does not matter, has business in them.
+    if (sys::Mkdir(path.c_str(), 0600) == -1 && errno != EEXIST) {
+        throw Error(errno);
+    }
+}
+
+void Tools::Rmdir(std::string path) {
+    ThrowIfError(sys::Rmdir(path.c_str()));
+}
+
+void Tools::Unlink(std::string path) {
+    ThrowIfError(sys::Unlink(path.c_str()));
+}
+
+void Tools::Mount(std::string source, std::string target, std::string type, bool readOnly) {
+    if (IsMounted(target, type)) {
+        return;
+    }
+    ThrowIfError(sys::Mount(source.c_str(), target.c_str(), type.c_str(),
+                            readOnly ? readOnlyFlag : 0UL, nullptr));
+}
+
+void Tools::Remount(std::string target, bool readOnly) {
+    ThrowIfError(sys::Mount(nullptr, target.c_str(), nullptr,
+                            MS_REMOUNT | (readOnly ? readOnlyFlag : 0UL), nullptr));
+}
+
+void Tools::Umount(std::string target) {
+    ThrowIfError(sys::Umount(target.c_str()));
+}
+
+bool Tools::IsMounted(std::string target, std::string type) {
+    std::FILE* const table = ::setmntent("/etc/mtab", "re");
+    if (table == nullptr) {
+        return false;
+    }
+    bool found = false;
+    mntent entry{};
+    std::array<char, 8192> texts{}; // not the function's own buffer, which all threads share
+    while (!found && ::getmntent_r(table, &entry, texts.data(), int{texts.size()}) != nullptr) {
+        found = target == entry.mnt_dir && type == entry.mnt_type;
+    }
+    ::endmntent(table);
+    return found;
+}
+
+void Tools::Cp(std::string source, std::string destination) {
+    std::ifstream from(source, std::ios::binary);
+    std::ofstream to(destination, std::ios::binary | std::ios::trunc);
+    to << from.rdbuf();
+}
+
+void Tools::BalanceIrqs() {}
+
+} // namespace vantorel

@@ -1,0 +1,102 @@
+#pragma once
+
+#include "vantorel/service/Export.h"
+
+#include <string>
+
+#include <sys/types.h>
+
+namespace vantorel {
+
+/**
+ * The one place where the system runs other programs and makes raw file-system calls. Programs are
+ * started by absolute path and argument list, never through a shell's command line; applets as
+ * arguments of "/bin/busybox".
+ *
+ * Unless an operation says otherwise, a failed fork, wait or system call throws Error with its
+ * errno, and how a program ends is not looked at. Operations that wait do so without a time-out.
+ * All are stateless and may be called on any thread. Children of operations that do not wait are
+ * never reaped here; their ids stay valid for a wait by the caller.
+ */
+class VANTOREL_EXPORT Tools {
+public:
+    Tools() = delete;
+
+    // Programs.
+
+    /** Runs ln with three arguments, for instance "-s", target, link; waits. */
+    static void Ln(std::string a, std::string b, std::string c);
+    /** Loads a kernel module; waits. */
+    static void Modprobe(std::string module);
+    /** Loads a kernel module with five parameters, each passed as it is; waits. */
+    static void Modprobe(std::string module, std::string p1, std::string p2, std::string p3,
+                         std::string p4, std::string p5);
+    /** Unloads a kernel module; waits. */
+    static void Rmmod(std::string module);
+    /** Sets the host name from a file; waits. */
+    static void Hostname(std::string file);
+    /** Brings a network interface up; answers the process id without waiting. */
+    static pid_t Ifup(std::string interface);
+    /** Takes a network interface down; answers the process id without waiting. */
+    static pid_t Ifdown(std::string interface);
+    /**
+     * Puts a root shell on a serial line, a new one whenever the last one has ended, without delay
+     * or limit; answers the process id of the child that sees to it.
+     */
+    static pid_t GettyStart(std::string line, std::string speed);
+    /** Starts a debug server on a line; answers its process id without waiting. */
+    static pid_t GdbserverStart(std::string comm);
+    /** Formats a device or image as FAT; waits. */
+    static void MkfsVfat(std::string device, std::string label);
+    /**
+     * Sets a boot-loader variable; waits.
+     * @throws Error with the raw wait status (256 for exit code 1) when the program fails; being
+     *         killed by a signal does not count as failing
+     */
+    static void FwSetEnv(std::string name, std::string value);
+    /** Unpacks an archive into a directory; waits. @throws Error as FwSetEnv() */
+    static void Untar(std::string archive, std::string directory);
+    /** Runs "/etc/init.d/NAME start"; waits. */
+    static void InitdStart(std::string name);
+    /** Runs "/etc/init.d/NAME stop"; waits. */
+    static void InitdStop(std::string name);
+    /** Starts a shell with HOME=/ and the given TERM; answers its process id without waiting. */
+    static pid_t ShStart(std::string term);
+
+    // File system.
+
+    /** Makes a directory for the owner only (0600); one that exists is fine. */
+    static void Mkdir(std::string path);
+    static void Rmdir(std::string path);
+    static void Unlink(std::string path);
+    /** Mounts, unless something of that type is mounted there already, from whatever source. */
+    static void Mount(std::string source, std::string target, std::string type, bool readOnly);
+    static void Remount(std::string target, bool readOnly);
+    static void Umount(std::string target);
+    /** Whether the mount table has a mount of that type on that directory. Never throws. */
+    static bool IsMounted(std::string target, std::string type);
+    /** Copies a file; nothing is reported, and a missing source leaves an empty destination. */
+    static void Cp(std::string source, std::string destination);
+    /** Nothing, on purpose: a hook for boards whose interrupts want to be spread over processors.
+     */
+    static void BalanceIrqs();
+
+    // Queries.
+
+    /** The first process whose executable is exactly this path, or -1. */
+    static pid_t PidOf(std::string executable);
+    /**
+     * The device ("/dev/mtd3") of the first line of "/proc/mtd" that contains the name, or an empty
+     * text. The name must be unique in the table as a part of its lines.
+     */
+    static std::string MtdOf(std::string partitionName);
+    /** The first descriptor of a process that is open on exactly this path, or -1. */
+    static int GetFd(pid_t pid, std::string target);
+    /**
+     * The running slot: the one character after "image_select=" on the kernel's command line.
+     * @throws std::out_of_range when the command line has no such parameter
+     */
+    static std::string ImageSelect();
+};
+
+} // namespace vantorel

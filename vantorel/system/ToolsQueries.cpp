@@ -1,0 +1,100 @@
+// The half of Tools that looks things up in /proc.
+
+#include "vantorel/service/private/Sys.h"
+#include "vantorel/system/Tools.h"
+
+#include <array>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <optional>
+
+#include <dirent.h>
+
+namespace vantorel {
+namespace {
+
+struct DirectoryCloser {
+    void operator()(DIR* directory) const { ::closedir(directory); }
+};
+using Directory = std::unique_ptr<DIR, DirectoryCloser>;
+
+/** Where a link points to, or nothing when it cannot be read. */
+std::optional<std::string> LinkTarget(const std::string& link) {
+    std::array<char, 4096> text{};
+    const ssize_t length = sys::Readlink(link.c_str(), text.data(), text.size());
+    if (length < 0) {
+        return std::nullopt;
+    }
+    return std::string(text.data(), static_cast<std::size_t>(length));
+}
+
+/** The name of the next entry but "." and "..", or null at the end. */
+const char* NextEntry(const Directory& directory) {
+    while (const dirent* entry = ::readdir(directory.get())) {
+        const std::string name(entry->d_name);
+        if (name != "." && name != "..") {
+            return entry->d_name;
+        }
+    }
+    return nullptr;
+}
+
+} // namespace
+
+pid_t Tools::PidOf(std::string executable) {
+    const Directory processes(::opendir("/proc/"));
+    if (!processes) {
+        return -1;
+    }
+    while (const char* name = NextEntry(processes)) {
+        // Without a link: no process, a kernel thread or somebody else's.
+        if (LinkTarget("/proc/" + std::string(name) + "/exe") == executable) {
+            return std::atoi(name);
+        }
+    }
+    return -1;
+}
+
+int Tools::GetFd(pid_t pid, std::string target) {
+    const std::string path = "/proc/" + std::to_string(pid) + "/fd/";
+    const Directory descriptors(::opendir(path.c_str()));
+    if (!descriptors) {
+        return -1;
+    }
+    while (const char* name = NextEntry(descriptors)) {
+        const auto link = LinkTarget(path + name);
+        if (!link) {
+            return -1; // the process is going: what it still shows is no longer to be relied on
+        }
+        if (*link == target) {
+            return std::atoi(name);
+        }
+    }
+    return -1;
+}
+
+std::string Tools::MtdOf(std::string partitionName) {
+    std::ifstream table("/proc/mtd");
+    for (std::string line; std::getline(table, line);) {
+        if (line.find(partitionName) != std::string::npos) {
+            return "/dev/" + line.substr(0, line.find(':'));
+        }
+    }
+    return "";
+}
+
+std::string Tools::ImageSelect() {
+    std::ifstream file("/proc/cmdline");
+    std::string text{std::istreambuf_iterator<char>(file), {}};
+    if (text.ends_with('\n')) {
+        text.pop_back(); // the kernel's, not a value after a '=' at the end
+    }
+    // Throws when the parameter is missing; without a '=' after it the search ends at "npos", one
+    // further is 0, and the answer the first letter of the key, which no slot is called.
+    const std::string parameter = text.substr(text.find("image_select"));
+    return parameter.substr(parameter.find('=') + 1, 1);
+}
+
+} // namespace vantorel

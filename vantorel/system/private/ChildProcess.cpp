@@ -1,0 +1,125 @@
+#include "vantorel/system/private/ChildProcess.h"
+
+#include "vantorel/service/Error.h"
+#include "vantorel/service/private/Sys.h"
+
+#include <algorithm>
+#include <cerrno>
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace vantorel {
+namespace {
+
+// The exit code of a shell that cannot find a command.
+constexpr int cannotRun = 127;
+
+// More descriptors than any process of the device has; a supervisor must not spend its start on a
+// limit of a million.
+constexpr int descriptorCap = 4096;
+
+/**
+ * Text lists in the form that exec wants. Built before the fork: the process has many threads, so
+ * in the child another one may hold the allocator's lock for ever.
+ */
+class ExecList {
+public:
+    explicit ExecList(const std::vector<std::string>& texts) {
+        for (const std::string& text : texts) {
+            // exec takes them as not const for historic reasons and changes nothing.
+            pointers.push_back(const_cast<char*>(text.c_str()));
+        }
+        pointers.push_back(nullptr);
+    }
+    char* const* Get() const { return pointers.data(); }
+
+private:
+    std::vector<char*> pointers;
+};
+
+std::string NameOf(const std::string& entry) {
+    return entry.substr(0, entry.find('=') + 1);
+}
+
+std::vector<std::string> Inherited(const std::vector<std::string>& replacements) {
+    std::vector<std::string> entries(replacements);
+    for (char** entry = ::environ; entry != nullptr && *entry != nullptr; ++entry) {
+        const std::string text(*entry);
+        if (std::ranges::none_of(replacements, [&](const std::string& replacement) {
+                return NameOf(replacement) == NameOf(text);
+            })) {
+            entries.push_back(text);
+        }
+    }
+    return entries;
+}
+
+pid_t Fork() {
+    const pid_t child = sys::Fork();
+    if (child == -1) {
+        throw Error(errno);
+    }
+    return child;
+}
+
+/** What an exec would close: a supervisor never execs, and would keep the library's descriptors. */
+void CloseAsAnExecWould() {
+    for (int fd = 3; fd < descriptorCap; ++fd) {
+        const int flags = ::fcntl(fd, F_GETFD);
+        if (flags != -1 && (flags & FD_CLOEXEC) != 0) {
+            ::close(fd);
+        }
+    }
+}
+
+/** Runs in a child of a process with threads: system calls only. */
+[[noreturn]] void Supervise(char* const* arguments) {
+    CloseAsAnExecWould();
+    while (true) {
+        const pid_t child = ::_Fork();
+        if (child == 0) {
+            ::execv(arguments[0], arguments);
+            ::_exit(cannotRun);
+        }
+        if (child > 0) {
+            ::waitpid(child, nullptr, 0);
+        }
+    }
+}
+
+} // namespace
+
+pid_t StartChild(const std::vector<std::string>& arguments,
+                 const std::vector<std::string>& environment) {
+    const std::vector<std::string> entries = Inherited(environment);
+    const ExecList argumentList(arguments);
+    const ExecList environmentList(entries);
+    const pid_t child = Fork();
+    if (child == 0) {
+        ::execve(argumentList.Get()[0], argumentList.Get(), environmentList.Get());
+        ::_exit(cannotRun);
+    }
+    return child;
+}
+
+int RunAndWait(const std::vector<std::string>& arguments) {
+    const pid_t child = StartChild(arguments);
+    int status = 0;
+    if (sys::Waitpid(child, &status, 0) == -1) {
+        throw Error(errno);
+    }
+    return status;
+}
+
+pid_t StartSupervised(const std::vector<std::string>& arguments) {
+    const ExecList argumentList(arguments);
+    const pid_t child = Fork();
+    if (child == 0) {
+        Supervise(argumentList.Get());
+    }
+    return child;
+}
+
+} // namespace vantorel

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <sys/types.h>
+
+namespace vantorel {
+
+/**
+ * Starts a program with fork and exec; the first argument is its absolute path. The child inherits
+ * the caller's descriptors and environment, but none of the library's own descriptors, which are
+ * all closed by the exec. Nothing reaps it unless the caller does.
+ * @param environment "NAME=value" entries that replace those of the inherited environment
+ * @throws Error with the errno of a failed fork
+ */
+pid_t StartChild(const std::vector<std::string>& arguments,
+                 const std::vector<std::string>& environment = {});
+
+/**
+ * Starts a program and waits for its end, without a time-out.
+ * @return the status as waitpid() gives it; 127 as its exit code when the program cannot be run
+ * @throws Error with the errno of a failed fork or wait
+ */
+int RunAndWait(const std::vector<std::string>& arguments);
+
+/**
+ * Starts a child that runs a program over and over, a new one as soon as the last one has ended.
+ * The child keeps none of the library's descriptors.
+ * @return the process id of that child
+ * @throws Error with the errno of a failed fork
+ */
+pid_t StartSupervised(const std::vector<std::string>& arguments);
+
+} // namespace vantorel

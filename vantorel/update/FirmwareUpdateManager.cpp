@@ -1,0 +1,232 @@
+#include "vantorel/update/FirmwareUpdateManager.h"
+
+#include "vantorel/service/Error.h"
+#include "vantorel/service/private/StatusLine.h"
+#include "vantorel/service/private/Sys.h"
+#include "vantorel/system/Filesystem.h"
+#include "vantorel/system/Firstboot.h"
+#include "vantorel/system/Tools.h"
+
+#include <cerrno>
+#include <exception>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace vantorel {
+namespace {
+
+constexpr std::chrono::milliseconds pollInterval{250};
+constexpr const char* gaugeStreamMember = "bqfs";
+constexpr const char* gaugeStreamFile = "/tmp/var/update/bqfs";
+
+bool Exists(const std::string& path) {
+    return sys::Access(path.c_str(), F_OK) == 0;
+}
+
+/** A link or a directory by the name of a member would be read through to something else. */
+bool IsRegularFile(const std::string& path) {
+    struct stat status {};
+    return Exists(path) && ::lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+/** The slot that runs, or nothing when the boot loader did not say. */
+std::string RunningSlot() {
+    try {
+        return Tools::ImageSelect();
+    } catch (const std::exception&) {
+        return "";
+    }
+}
+
+} // namespace
+
+FirmwareUpdateManager::FirmwareUpdateManager(Filesystem& drive)
+    : Service(pollInterval),
+      filesystem(drive),
+      updateDirectory("/tmp/update/"),
+      imageName("THERMAL.STR") {
+    Tools::Mkdir(updateDirectory);
+    const std::string slot = RunningSlot();
+    PrintStatus("IMAGE_SELECT: ", slot);
+    if (slot == "0" || slot == "1") {
+        const std::string other = slot == "0" ? "1" : "0";
+        fit = {"fit", "FIT_" + other};
+        rootfs = {"rootfs", "rootfs_" + other};
+    } else {
+        disabled = true;
+    }
+}
+
+FirmwareUpdateManager::~FirmwareUpdateManager() {
+    TerminateIfJoinable();
+}
+
+void FirmwareUpdateManager::OnConnectionStateChanged(ConnectionState newState,
+                                                     ConnectionState) noexcept {
+    if (newState == ConnectionState::Host && !disabled) {
+        Start();
+    }
+}
+
+void FirmwareUpdateManager::OnConnectionError(Error&) {}
+
+void FirmwareUpdateManager::TransitionToState(FirmwareUpdateState newState) {
+    using enum FirmwareUpdateState;
+    PrintStatus("FW UPDATE TRANSITION TO STATE: ", static_cast<int>(newState));
+    const auto follows = [&](FirmwareUpdateState required) { return state == required; };
+    switch (newState) {
+    case Idle:
+        state = Idle;
+        break;
+    case FileFound:
+        if (follows(Idle)) {
+            state = newState;
+            observers.Notify(&FirmwareUpdateObserver::OnFirmwareUpdateFileFound, *this);
+        }
+        break;
+    case FileValid:
+        if (follows(FileFound)) {
+            state = newState;
+            observers.Notify(&FirmwareUpdateObserver::OnFirmwareUpdateFileValid, *this);
+        }
+        break;
+    case Begin:
+        if (follows(FileValid)) {
+            state = newState;
+            observers.Notify(&FirmwareUpdateObserver::OnFirmwareUpdateBegin, *this);
+        }
+        break;
+    case InProgress:
+        if (follows(Begin)) {
+            state = newState;
+        }
+        break;
+    case Complete:
+        if (follows(InProgress)) {
+            state = newState;
+            observers.Notify(&FirmwareUpdateObserver::OnFirmwareUpdateComplete, *this);
+        }
+        break;
+    case Failed: {
+        state = newState;
+        Error error(EBADE);
+        observers.Notify(&FirmwareUpdateObserver::OnFirmwareUpdateError, *this, error);
+        break;
+    }
+    }
+}
+
+void FirmwareUpdateManager::ServiceFunction() {
+    using enum FirmwareUpdateState;
+    switch (state) {
+    case Idle:
+        if (IsUpdateImagePresent()) {
+            TransitionToState(FileFound);
+        }
+        break;
+    case FileFound:
+        try {
+            // A bad archive is no error: the host may still be copying it, so the next poll looks
+            // again.
+            TransitionToState(IsUpdateImageValid() ? FileValid : Idle);
+        } catch (...) {
+            TransitionToState(Failed);
+        }
+        break;
+    case FileValid:
+        TransitionToState(Begin);
+        break;
+    case Begin:
+        TransitionToState(InProgress);
+        EraseFlash();
+        break;
+    case InProgress:
+        try {
+            WriteFlash();
+            VerifyFlash();
+            UpdateImageSelect();
+            Firstboot().Reset();
+            TransitionToState(Complete);
+        } catch (...) {
+            TransitionToState(Failed);
+        }
+        break;
+    case Complete:
+    case Failed:
+        break;
+    }
+}
+
+bool FirmwareUpdateManager::IsUpdateImagePresent() {
+    try {
+        filesystem
+            .Remount(); // or the kernel goes on showing the drive as it was before the host wrote
+    } catch (const Error&) {
+        return false;
+    }
+    const std::string image = filesystem.MountPoint() + imageName;
+    if (!Exists(image)) {
+        return false;
+    }
+    Tools::Cp(image, updateDirectory + imageName);
+    return true;
+}
+
+bool FirmwareUpdateManager::IsUpdateImageValid() {
+    try {
+        ExtractImage();
+        return true;
+    } catch (...) {
+        return false;
+    }
+}
+
+void FirmwareUpdateManager::ExtractImage() {
+    // Members left by an earlier archive would complete this one: old and new firmware mixed.
+    for (const std::string& member : {fit.member, rootfs.member, std::string(gaugeStreamMember)}) {
+        static_cast<void>(sys::Unlink((updateDirectory + member).c_str()));
+    }
+    Tools::Untar(updateDirectory + imageName, updateDirectory);
+    if (!IsRegularFile(updateDirectory + rootfs.member) ||
+        !IsRegularFile(updateDirectory + fit.member)) {
+        throw int{ENOENT};
+    }
+    if (IsRegularFile(updateDirectory + gaugeStreamMember)) {
+        try {
+            Tools::Mkdir("/tmp/var/update");
+        } catch (const Error&) {
+            // The copy then fails as silently as it does on a full disk.
+        }
+        Tools::Cp(updateDirectory + gaugeStreamMember, gaugeStreamFile);
+    }
+}
+
+void FirmwareUpdateManager::EraseFlash() {}
+
+void FirmwareUpdateManager::WriteFlash() {
+    const auto progress = [this](std::uint8_t percent) {
+        observers.Notify(&FirmwareUpdateObserver::OnFirmwareUpdateInProgress, *this, percent);
+    };
+    progress(25);
+    fit.Write(updateDirectory);
+    progress(50);
+    rootfs.Write(updateDirectory);
+    progress(75);
+}
+
+void FirmwareUpdateManager::VerifyFlash() {}
+
+void FirmwareUpdateManager::UpdateImageSelect() {
+    const std::string slot = Tools::ImageSelect();
+    if (slot == "0") {
+        Tools::FwSetEnv("image_select", "1");
+    } else if (slot == "1") {
+        Tools::FwSetEnv("image_select", "0");
+    } else {
+        throw Error(EINVAL);
+    }
+    observers.Notify(&FirmwareUpdateObserver::OnFirmwareUpdateInProgress, *this, std::uint8_t{100});
+}
+
+} // namespace vantorel

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "vantorel/service/Export.h"
+
+#include <string>
+
+namespace vantorel {
+
+/** One member of an update archive and the flash partition that it is written to. A value. */
+struct VANTOREL_EXPORT FlashPartition {
+    std::string member;    /**< file name in the archive */
+    std::string partition; /**< name of the MTD partition, unique in "/proc/mtd" */
+
+    /**
+     * Erases the partition, writes the member to it and verifies it, by the flash copy tool.
+     * @param directory where the archive was unpacked, with a trailing slash
+     * @throws Error EBADE for an unknown partition, the tool's wait status when it fails or is
+     *         killed, errno when it cannot be run
+     */
+    void Write(const std::string& directory) const;
+};
+
+} // namespace vantorel

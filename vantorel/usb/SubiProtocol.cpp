@@ -1,0 +1,325 @@
+// The control protocol of the vendor function: one event of endpoint zero per call.
+
+#include "vantorel/service/private/LittleEndian.h"
+#include "vantorel/service/private/StatusLine.h"
+#include "vantorel/service/private/Sys.h"
+#include "vantorel/ui/Version.h"
+#include "vantorel/usb/USBGadgetSubi.h"
+#include "vantorel/usb/private/SubiDescriptors.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+#include <stdexcept>
+#include <string>
+
+#include <poll.h>
+
+namespace vantorel {
+namespace {
+
+constexpr std::uint32_t success = 0;
+constexpr std::uint32_t kernelLogFailed = 0x30000;
+constexpr std::uint32_t stopRefused = 0x30300;
+constexpr std::uint32_t unsupported = 0x50000;
+
+constexpr std::uint8_t setupEvent = 4;
+constexpr std::uint8_t deviceToHost = 0x80;
+
+// Actions of klogctl(): read and remove from the log (blocks on an empty one), size of the unread.
+constexpr int klogRead = 2;
+constexpr int klogSizeUnread = 9;
+
+constexpr std::size_t factoryTailOffset = 4884;
+constexpr std::size_t factoryTailSize = 64;
+
+/** Thermal values travel as 32nds of a degree in 16 bits; what they cannot hold is sent as 0. */
+std::uint16_t In32nds(float value) {
+    const double scaled = static_cast<double>(value) * 32.0;
+    if (!(std::abs(scaled) < 2147483648.0)) {
+        return 0;
+    }
+    return static_cast<std::uint16_t>(std::lround(scaled));
+}
+
+} // namespace
+
+void USBGadgetSubi::ServiceFunction() {
+    if (!WaitForEvent()) {
+        return;
+    }
+    std::array<std::uint8_t, 12> event{};
+    const ssize_t size = sys::Read(endpointZero.Get(), event.data(), event.size());
+    if (size < 0) {
+        const int error = errno;
+        PrintStatus("SUBI: ep0 read failed errno: ", error);
+        return;
+    }
+    if (size == static_cast<ssize_t>(event.size()) && event[8] == setupEvent) {
+        Answer({event[0], event[1], LoadLe<std::uint16_t>(&event[6])});
+    }
+}
+
+/** False when the wait was ended by OnRemove(). */
+bool USBGadgetSubi::WaitForEvent() const {
+    // A thread that blocks in the read itself would hold up every unbinding of the port: the kernel
+    // waits for such a read before it lets go of the function.
+    pollfd waits[] = {{endpointZero.Get(), POLLIN, 0}, {wake.Get(), POLLIN, 0}};
+    if (endpointZero && sys::Poll(waits, 2, -1) >= 0) {
+        return (waits[1].revents & POLLIN) == 0;
+    }
+    return true; // let the read say what is wrong
+}
+
+void USBGadgetSubi::Answer(const SetupRequest& setup) {
+    struct Row {
+        std::uint8_t request;
+        int length; // -1: any
+    };
+    static constexpr Row rows[] = {{53, 4},  {54, 12}, {60, 2}, {61, 2}, {62, 2},
+                                   {63, 2},  {78, -1}, {84, 2}, {85, 2}, {86, 6},
+                                   {88, -1}, {89, 2},  {90, 2}, {91, 2}, {93, 64}};
+    const auto row = std::ranges::find(rows, setup.request, &Row::request);
+    if (row == std::end(rows)) {
+        return Refuse(setup, unsupported);
+    }
+    if (row->length >= 0 && row->length != setup.length) {
+        return Stall(setup);
+    }
+    switch (setup.request) {
+    case 53:
+        Reply(&status, sizeof status);
+        status = success;
+        break;
+    case 54:
+        return AnswerChipId(setup);
+    case 60:
+        return TakeSessionState();
+    case 61:
+        return ReplyWord(captureSessionState);
+    case 63:
+        return ReplyWord(8);
+    case 78:
+        return AnswerSelected(setup);
+    case 84:
+        return TakeStopRequest(setup);
+    case 85:
+        Take(&subSelector, sizeof subSelector);
+        status = success;
+        break;
+    case 86:
+        return TakeFactoryRange(setup);
+    case 88:
+        return AnswerFactoryRange(setup);
+    case 93:
+        if (request93Flag != 0) {
+            return Refuse(setup, unsupported);
+        }
+        return AnswerFactoryTail(setup);
+    default: // 62, 89, 90, 91
+        return Discard();
+    }
+}
+
+void USBGadgetSubi::AnswerSelected(const SetupRequest& setup) {
+    const auto with = [&](std::uint16_t length, auto answer) {
+        setup.length == length ? answer() : Stall(setup);
+    };
+    if (subSelector > 27) {
+        return; // hosts in the field probe for later selectors and take silence for "not yet"
+    }
+    switch (subSelector) {
+    case 0:
+        return with(36, [&] { AnswerVersion(setup); });
+    case 13:
+        return with(4, [&] { FetchKernelLog(setup); });
+    case 14:
+        return AnswerKernelLog(setup);
+    case 17:
+        return with(2, [&] { ReplyWord(2); });
+    case 18:
+        return with(2, [&] {
+            ReplyWord(LoadLe<std::uint16_t>(&subi::descriptors[subi::packetSizeOffset]));
+        });
+    case 19:
+        return with(2, [&] {
+            const auto known = identity.Load();
+            known ? ReplyWord(known->roicId) : Refuse(setup, unsupported);
+        });
+    case 21:
+        return with(factoryTailSize, [&] { AnswerFactoryTail(setup); });
+    case 23:
+        return with(66, [&] { AnswerIdentityRecord(setup); });
+    case 26:
+        return with(2, [&] { ReplyWord(In32nds(latestHeaderValue)); });
+    default:
+        return Refuse(setup, unsupported);
+    }
+}
+
+void USBGadgetSubi::AnswerChipId(const SetupRequest& setup) {
+    const auto known = identity.Load();
+    const std::string text =
+        known ? std::string(known->chipId.data(), ::strnlen(known->chipId.data(), Text().size()))
+              : std::string();
+    std::array<std::uint16_t, 6> words{};
+    if (text.size() < 2 * words.size()) {
+        return Refuse(setup, unsupported);
+    }
+    try {
+        for (std::size_t pair = 0; pair < words.size(); ++pair) {
+            const int number = std::stoi(text.substr(2 * pair, 2), nullptr, 16);
+            words[words.size() - 1 - pair] = static_cast<std::uint8_t>(number);
+        }
+    } catch (const std::logic_error&) { // invalid_argument, out_of_range
+        return Refuse(setup, unsupported);
+    }
+    Reply(words.data(), sizeof words);
+    status = success;
+}
+
+void USBGadgetSubi::AnswerVersion(const SetupRequest&) {
+    std::array<char, 36> record{};
+    const auto version = VersionBytes(DeviceVersion()); // what it throws ends the process
+    std::ranges::copy(version, record.begin());
+    static_assert(sizeof __DATE__ <= 16 && sizeof __TIME__ <= 16);
+    std::memcpy(&record[4], __DATE__, sizeof __DATE__);
+    std::memcpy(&record[20], __TIME__, sizeof __TIME__);
+    Reply(record.data(), record.size());
+    status = success;
+}
+
+void USBGadgetSubi::AnswerIdentityRecord(const SetupRequest& setup) {
+    const auto known = identity.Load();
+    if (!known) {
+        return Refuse(setup, unsupported);
+    }
+    std::array<std::uint8_t, 66> record{};
+    std::ranges::copy(known->chipId, &record[0]);
+    std::ranges::copy(known->serialNumber, &record[16]);
+    record[32] = static_cast<std::uint8_t>(known->roicId & 0xff);
+    record[33] = static_cast<std::uint8_t>(known->roicId >> 8);
+    record[34] = 27;
+    Reply(record.data(), record.size());
+    status = success;
+}
+
+void USBGadgetSubi::AnswerFactoryTail(const SetupRequest& setup) {
+    const auto known = identity.Load();
+    if (!known) {
+        return Refuse(setup, unsupported);
+    }
+    Reply(&known->factorySettings[factoryTailOffset], factoryTailSize);
+    status = success;
+}
+
+void USBGadgetSubi::AnswerFactoryRange(const SetupRequest& setup) {
+    const auto known = identity.Load();
+    const std::uint32_t begin = 2U * factoryReadRange.offset;
+    // The range is the host's; what would leave the settings is refused, or it would read our heap.
+    if (factoryReadRange.remaining < setup.length / 2 || !known ||
+        begin + setup.length > known->factorySettings.size()) {
+        return Stall(setup);
+    }
+    Reply(known->factorySettings.data() + begin, setup.length);
+    const auto words = static_cast<std::uint16_t>(setup.length / 2);
+    factoryReadRange.remaining = static_cast<std::uint16_t>(factoryReadRange.remaining - words);
+    factoryReadRange.offset = static_cast<std::uint16_t>(factoryReadRange.offset + words);
+}
+
+void USBGadgetSubi::FetchKernelLog(const SetupRequest& setup) {
+    // Reading an empty log waits for the next line, and with it every other request would.
+    int count = sys::Klogctl(klogSizeUnread, nullptr, 0);
+    if (count != 0) {
+        count = sys::Klogctl(klogRead, kernelLog.data(), static_cast<int>(kernelLog.size()));
+    }
+    kernelLogCount = std::clamp(count, 0, static_cast<int>(kernelLog.size()));
+    if (count < 0) {
+        return Refuse(setup, kernelLogFailed);
+    }
+    Reply(&kernelLogCount, sizeof kernelLogCount);
+    status = success;
+}
+
+void USBGadgetSubi::AnswerKernelLog(const SetupRequest& setup) {
+    if (setup.length > kernelLogCount) {
+        return Refuse(setup, kernelLogFailed);
+    }
+    Reply(kernelLog.data(), static_cast<std::size_t>(kernelLogCount));
+    kernelLog.fill(0);
+    kernelLogCount = 0;
+    status = success;
+}
+
+void USBGadgetSubi::TakeSessionState() {
+    std::uint16_t wanted = 0;
+    Take(&wanted, sizeof wanted);
+    if (wanted != captureSessionState) {
+        if (wanted == 1) {
+            observers.Notify(&USBGadgetObserver::OnUSBGadgetStartCaptureSessionRequest, *this);
+        } else if (wanted == 0) {
+            observers.Notify(&USBGadgetObserver::OnUSBGadgetStopCaptureSessionRequest, *this);
+        }
+        // Other values start and stop nothing and are reported back all the same.
+        captureSessionState = wanted;
+    }
+    status = success;
+}
+
+void USBGadgetSubi::TakeStopRequest(const SetupRequest& setup) {
+    std::uint16_t value = 3; // what a host without data asks for
+    Take(&value, sizeof value);
+    if (value == 3) {
+        return Refuse(setup, stopRefused);
+    }
+    observers.Notify(&USBGadgetObserver::OnUSBGadgetStopCaptureSessionRequest, *this);
+}
+
+void USBGadgetSubi::TakeFactoryRange(const SetupRequest& setup) {
+    Take(&factoryReadRange, sizeof factoryReadRange);
+    if (factoryReadRange.flag != 0) {
+        Stall(setup); // the range stays set
+    }
+}
+
+void USBGadgetSubi::Discard() {
+    std::uint16_t ignored = 0;
+    Take(&ignored, sizeof ignored);
+    status = success;
+}
+
+void USBGadgetSubi::Reply(const void* data, std::size_t size) {
+    static_cast<void>(sys::Write(endpointZero.Get(), data, size));
+}
+
+void USBGadgetSubi::ReplyWord(std::uint16_t word) {
+    Reply(&word, sizeof word);
+    status = success;
+}
+
+/** Takes the data stage; what did not arrive keeps the value it had. */
+void USBGadgetSubi::Take(void* data, std::size_t size) {
+    std::array<std::uint8_t, 8> received{};
+    const ssize_t count = sys::Read(endpointZero.Get(), received.data(), size);
+    if (count > 0) {
+        std::memcpy(data, received.data(), std::min(size, static_cast<std::size_t>(count)));
+    }
+}
+
+/** Refuses the request as FunctionFS wants it: by moving no data in the wrong direction. */
+void USBGadgetSubi::Stall(const SetupRequest& setup) {
+    std::uint8_t nothing = 0;
+    if ((setup.requestType & deviceToHost) != 0) {
+        static_cast<void>(sys::Read(endpointZero.Get(), &nothing, 0));
+    } else {
+        static_cast<void>(sys::Write(endpointZero.Get(), &nothing, 0));
+    }
+}
+
+void USBGadgetSubi::Refuse(const SetupRequest& setup, std::uint32_t reason) {
+    status = reason;
+    Stall(setup);
+}
+
+} // namespace vantorel

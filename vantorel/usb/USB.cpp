@@ -1,0 +1,156 @@
+#include "vantorel/usb/USB.h"
+
+#include "vantorel/camera/Camera.h"
+#include "vantorel/service/Error.h"
+#include "vantorel/service/private/StatusLine.h"
+#include "vantorel/service/private/Sys.h"
+#include "vantorel/system/Tools.h"
+#include "vantorel/usb/USBGadget.h"
+#include "vantorel/usb/private/ConfigFs.h"
+
+#include <cerrno>
+#include <cstring>
+#include <sstream>
+#include <utility>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace vantorel {
+namespace {
+
+/** Whether the camera is the smaller of the two models. */
+bool IsSmallModel(std::uint16_t chip) {
+    return chip == 1201 || chip == 1402;
+}
+
+} // namespace
+
+USB::USB(std::string portName, std::string controller)
+    : Device(std::move(portName), "/sys/class/udc/" + controller + "/state", O_RDONLY),
+      gadgetIndex(configfs::GadgetIndex(controller)),
+      controllerName(std::move(controller)),
+      gadgetDirectory(configfs::GadgetDirectory(gadgetIndex)),
+      stringsDirectory(gadgetDirectory + "/strings/0x409/"),
+      configurationDirectory(gadgetDirectory + "/configs/g" + gadgetIndex + ".1") {
+    Tools::Mkdir(gadgetDirectory);
+    Write(gadgetDirectory + "idVendor", VANTOREL_USB_VENDOR_ID);
+    Tools::Mkdir(stringsDirectory);
+    Write(stringsDirectory + "manufacturer", VANTOREL_COMPANY_NAME);
+    Tools::Mkdir(configurationDirectory);
+}
+
+USB::~USB() {
+    PrintStatus("USB DTOR!");
+}
+
+void USB::AddGadget(USBGadget& gadget) {
+    gadgets.emplace_front(gadget);
+}
+
+void USB::RemoveGadget(USBGadget& gadget) {
+    gadget.OnRemove();
+}
+
+void USB::BindGadgets() {
+    PrintStatus("USB BIND GADGETS");
+    for (USBGadget& gadget : gadgets) {
+        gadget.OnAdd();
+    }
+    // One camera in the object's life, and so one binding: a second one fails here.
+    const std::uint16_t connectedChip = chipIdPromise.get_future().get();
+    serialNumberPromise.get_future().get();
+    DescribeToHost(connectedChip);
+    Write(gadgetDirectory + "UDC", controllerName);
+    for (USBGadget& gadget : gadgets) {
+        gadget.OnBind();
+    }
+}
+
+void USB::DescribeToHost(std::uint16_t connectedChip) {
+    const bool small = IsSmallModel(connectedChip);
+    Write(gadgetDirectory + "idProduct", small ? "32" : "33");
+    Write(gadgetDirectory + "bcdDevice", "512");
+    Write(stringsDirectory + "product", small ? "TCM150 Thermal Camera" : "TCM300 Thermal Camera");
+    Write(stringsDirectory + "serialnumber", SerialNumberText());
+    Write(gadgetDirectory + "os_desc/use", "1");
+    Write(gadgetDirectory + "os_desc/b_vendor_code", "205");
+    Write(gadgetDirectory + "os_desc/qw_sign", "MSFT100");
+}
+
+std::string USB::SerialNumberText() const {
+    // The address of the buffer, not the text in it. Host software in the field has known devices
+    // by numbers of this form from the first one on, so it must not become the camera's own.
+    std::ostringstream text;
+    const std::lock_guard lock(identityMutex);
+    text << static_cast<const void*>(serialNumber.get());
+    return text.str();
+}
+
+void USB::UnbindGadgets() {
+    PrintStatus("USB UNBIND GADGETS");
+    for (USBGadget& gadget : gadgets) {
+        gadget.OnUnbind();
+    }
+    Write(gadgetDirectory + "UDC", "\n");
+}
+
+bool USB::IsConnected() {
+    sys::Lseek(fd.Get(), 0, SEEK_SET);
+    std::array<char, 16> buffer{};
+    const ssize_t size = sys::Read(fd.Get(), buffer.data(), buffer.size());
+    if (size < 0) {
+        throw Error(errno);
+    }
+    std::string state(buffer.data(), ::strnlen(buffer.data(), static_cast<std::size_t>(size)));
+    if (!state.empty()) {
+        state.pop_back(); // the newline of the kernel
+    }
+    PrintStatus("USB CONNECTION STATE: ", state);
+    return state == "configured";
+}
+
+void USB::OnCameraConnect(Camera& camera) {
+    auto chip = std::make_unique<std::uint16_t>(std::uint16_t{0});
+    ::kirocamera_get_roic_id(camera.Handle(), chip.get());
+    const std::uint16_t connectedChip = *chip;
+    {
+        const std::lock_guard lock(identityMutex);
+        chipId = std::move(chip);
+    }
+    chipIdPromise.set_value(connectedChip);
+
+    auto number = std::make_unique<SerialNumber>();
+    ::kirocamera_get_serial_number(camera.Handle(), number->data());
+    {
+        const std::lock_guard lock(identityMutex);
+        serialNumber = std::move(number);
+    }
+    serialNumberPromise.set_value();
+}
+
+void USB::OnCameraDisconnect(Camera&) {
+    const std::lock_guard lock(identityMutex);
+    chipId.reset();
+    serialNumber.reset();
+}
+
+void USB::OnFirmwareUpdateBegin(FirmwareUpdateManager&) noexcept {
+    UnbindGadgets();
+}
+
+void USB::Write(const std::string& attribute, const std::string& value) {
+    configfs::WriteAttribute(attributeStream, attribute, value);
+}
+
+// Nothing to do for the port.
+void USB::OnCameraCaptureSessionStop(Camera&) {}
+void USB::OnCameraFrameAvailable(Camera&, kirocamera_frame_t*) {}
+void USB::OnCameraError(Camera&, kirocamera_error_t) {}
+void USB::OnFirmwareUpdateFileFound(FirmwareUpdateManager&) {}
+void USB::OnFirmwareUpdateFileValid(FirmwareUpdateManager&) {}
+void USB::OnFirmwareUpdateInProgress(FirmwareUpdateManager&, std::uint8_t) {}
+void USB::OnFirmwareUpdateComplete(FirmwareUpdateManager&) {}
+void USB::OnFirmwareUpdateError(FirmwareUpdateManager&, Error&) {}
+
+} // namespace vantorel

@@ -1,0 +1,61 @@
+#pragma once
+
+#include "vantorel/devices/Device.h"
+
+#include <fstream>
+#include <string>
+
+namespace vantorel {
+
+/**
+ * Base of every function of the USB port: where it stands in the kernel's gadget configuration file
+ * system, mounted on "/config", and the steps that create it there and link it into the one
+ * configuration.
+ *
+ * The port calls the virtual operations when it composes, binds and unbinds its functions, on the
+ * thread that does so. The object must outlive the port, which keeps it in its list even after
+ * removal.
+ */
+class VANTOREL_EXPORT USBGadget : public Device {
+public:
+    /**
+     * Touches no file.
+     * @param gadgetName name of this object
+     * @param functionType the kernel's name of the function, for instance "acm"
+     * @param controller USB device controller; what follows its last dot numbers the gadget
+     */
+    USBGadget(std::string gadgetName, const std::string& functionType, std::string controller);
+    ~USBGadget() override;
+
+    /** Creates the function and links it into the configuration. */
+    virtual void OnAdd() = 0;
+    /** Takes the function out of the configuration and removes it. */
+    virtual void OnRemove() = 0;
+    /** The port has been bound to its controller. */
+    virtual void OnBind() = 0;
+    /** The port is about to be unbound. */
+    virtual void OnUnbind() = 0;
+
+protected:
+    /** @throws Error */
+    void CreateFunction() const;
+    /** @throws Error */
+    void RemoveFunction() const;
+    /** Failures are not reported. @throws Error only when no child can be run */
+    void LinkFunction() const;
+    /** @throws Error */
+    void UnlinkFunction() const;
+    /** Writes a value without a newline to an attribute of the function; failures are not reported.
+     */
+    void WriteFunctionAttribute(const std::string& attribute, const std::string& value);
+
+    std::ofstream attributeStream;
+    std::string gadgetIndex;
+    std::string controllerName;
+    std::string gadgetDirectory;
+    std::string functionsDirectory;
+    std::string configurationDirectory;
+    std::string functionInstance;
+};
+
+} // namespace vantorel

@@ -1,0 +1,69 @@
+#include "vantorel/usb/USBGadgetMassStorage.h"
+
+#include "vantorel/service/Error.h"
+#include "vantorel/service/UniqueFd.h"
+#include "vantorel/service/private/Sys.h"
+#include "vantorel/system/Filesystem.h"
+#include "vantorel/system/Tools.h"
+
+#include <cerrno>
+#include <utility>
+
+#include <fcntl.h>
+
+namespace vantorel {
+namespace {
+
+constexpr const char* workingDirectory = "/tmp/mass_storage";
+constexpr const char* imagePath = "/tmp/mass_storage/lun0";
+constexpr const char* mountPoint = "/tmp/mass_storage/lun0.fs";
+
+// 600 in decimal, that is 01130. Service scripts in the field look for images with this odd mode,
+// so it must not become 0600.
+constexpr mode_t imageMode = 600;
+
+} // namespace
+
+USBGadgetMassStorage::USBGadgetMassStorage(std::string gadgetName, std::string controller,
+                                           std::string volumeLabel, unsigned int size,
+                                           bool hostReadOnly)
+    : USBGadget(std::move(gadgetName), "mass_storage", std::move(controller)),
+      readOnly(hostReadOnly),
+      backingFile(imagePath),
+      label(std::move(volumeLabel)) {
+    Tools::Mkdir(workingDirectory);
+    MakeImage(size);
+    Tools::MkfsVfat(backingFile, label);
+    {
+        const Filesystem seeding(backingFile, mountPoint, "vfat", true, false);
+        Tools::Cp("/etc/kiro/LICENSE.TXT", std::string(mountPoint) + "/LICENSE.TXT");
+    }
+    storage = std::make_unique<Filesystem>(backingFile, mountPoint, "vfat", true, !readOnly);
+}
+
+USBGadgetMassStorage::~USBGadgetMassStorage() = default;
+
+void USBGadgetMassStorage::MakeImage(unsigned int size) const {
+    const UniqueFd image(sys::Open(backingFile.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, imageMode));
+    if (!image || sys::Ftruncate(image.Get(), static_cast<off_t>(size)) == -1) {
+        throw Error(errno);
+    }
+}
+
+void USBGadgetMassStorage::OnAdd() noexcept {
+    CreateFunction();
+    WriteFunctionAttribute("lun.0/ro", readOnly ? "1" : "0");
+    WriteFunctionAttribute("lun.0/file", backingFile);
+    WriteFunctionAttribute("lun.0/inquiry_string", label);
+    LinkFunction();
+}
+
+void USBGadgetMassStorage::OnRemove() noexcept {
+    UnlinkFunction();
+    RemoveFunction();
+}
+
+void USBGadgetMassStorage::OnBind() noexcept {}
+void USBGadgetMassStorage::OnUnbind() noexcept {}
+
+} // namespace vantorel

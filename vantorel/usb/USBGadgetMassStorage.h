@@ -1,0 +1,56 @@
+#pragma once
+
+#include "vantorel/usb/USBGadget.h"
+
+#include <memory>
+#include <string>
+
+namespace vantorel {
+
+class Filesystem;
+
+/**
+ * A small USB disk: a FAT image in "/tmp/mass_storage/lun0" that every construction creates afresh,
+ * holding only the licence text, and that stays mounted on the device's side at
+ * "/tmp/mass_storage/lun0.fs".
+ *
+ * Either the host may write it or the device may, never both: with readOnly false the host writes
+ * and the device's mount is read-only, with readOnly true it is the other way round. What the host
+ * wrote shows on the device's side after Storage().Remount().
+ *
+ * Constructed on the application's thread; the other operations run on the thread that composes the
+ * gadget. A failure in OnAdd() or OnRemove() ends the process.
+ */
+class VANTOREL_EXPORT USBGadgetMassStorage final : public USBGadget {
+public:
+    /**
+     * @param gadgetName name of this object
+     * @param controller USB device controller
+     * @param volumeLabel label of the FAT volume and of the disk, at most 11 characters
+     * @param size bytes of the image
+     * @param hostReadOnly whether the host sees a read-only disk
+     * @throws Error when the image cannot be made, formatted or mounted
+     */
+    USBGadgetMassStorage(std::string gadgetName, std::string controller, std::string volumeLabel,
+                         unsigned int size, bool hostReadOnly);
+    /** Unmounts the device's side; the image stays. */
+    ~USBGadgetMassStorage() override;
+
+    /** The device's side of the disk; lives as long as this object. */
+    Filesystem& Storage() { return *storage; }
+
+    void OnAdd() noexcept override;
+    void OnRemove() noexcept override;
+    void OnBind() noexcept override;
+    void OnUnbind() noexcept override;
+
+private:
+    void MakeImage(unsigned int size) const;
+
+    bool readOnly;
+    std::string backingFile;
+    std::string label;
+    std::unique_ptr<Filesystem> storage;
+};
+
+} // namespace vantorel

@@ -1,0 +1,64 @@
+#include "vantorel/usb/USBGadgetRndis.h"
+
+#include "vantorel/service/Error.h"
+#include "vantorel/service/private/Sleep.h"
+#include "vantorel/system/Tools.h"
+
+#include <chrono>
+#include <thread>
+#include <utility>
+
+namespace vantorel {
+namespace {
+
+constexpr const char* networkInterface = "usb0";
+constexpr const char* hostNameFile = "/etc/hostname";
+constexpr const char* sshServer = "dropbear";
+constexpr const char* dhcpServer = "busybox-udhcpd";
+// Each step finds the one before it settled.
+constexpr std::chrono::seconds stepPause{1};
+
+} // namespace
+
+USBGadgetRndis::USBGadgetRndis(std::string gadgetName, std::string controller)
+    : USBGadget(std::move(gadgetName), "rndis", std::move(controller)) {}
+
+USBGadgetRndis::~USBGadgetRndis() = default;
+
+void USBGadgetRndis::OnAdd() noexcept {
+    CreateFunction();
+    WriteFunctionAttribute("os_desc/interface.rndis/compatible_id", "RNDIS");
+    WriteFunctionAttribute("os_desc/interface.rndis/sub_compatible_id", "5162001");
+    LinkFunction();
+}
+
+void USBGadgetRndis::OnRemove() noexcept {
+    UnlinkFunction();
+    RemoveFunction();
+}
+
+void USBGadgetRndis::OnBind() noexcept {
+    std::thread(BringUp).detach();
+}
+
+void USBGadgetRndis::OnUnbind() noexcept {
+    Tools::Ifdown(networkInterface);
+    Tools::InitdStop(dhcpServer);
+    Tools::InitdStop(sshServer);
+}
+
+void USBGadgetRndis::BringUp() {
+    try {
+        Tools::Hostname(hostNameFile);
+        SleepFor(stepPause);
+        Tools::InitdStart(sshServer);
+        SleepFor(stepPause);
+        Tools::InitdStart(dhcpServer);
+        SleepFor(stepPause);
+        Tools::Ifup(networkInterface);
+    } catch (const Error&) {
+        // No process to be had: the port is there without its network.
+    }
+}
+
+} // namespace vantorel

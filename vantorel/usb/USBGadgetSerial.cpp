@@ -1,0 +1,66 @@
+#include "vantorel/usb/USBGadgetSerial.h"
+
+#include "vantorel/service/Error.h"
+#include "vantorel/service/private/Sleep.h"
+#include "vantorel/system/Tools.h"
+
+#include <chrono>
+#include <thread>
+#include <utility>
+
+namespace vantorel {
+namespace {
+
+// The kernel makes the line's node while the host enumerates the port.
+constexpr std::chrono::seconds lineDelay{2};
+
+} // namespace
+
+std::atomic<int> USBGadgetSerial::_count{0};
+
+USBGadgetSerial::USBGadgetSerial(std::string gadgetName, std::string controller, bool withDebugger,
+                                 bool withGetty)
+    : USBGadget(std::move(gadgetName), "acm", std::move(controller)),
+      debugger(withDebugger),
+      getty(withGetty) {}
+
+USBGadgetSerial::~USBGadgetSerial() = default;
+
+void USBGadgetSerial::OnAdd() noexcept {
+    CreateFunction();
+    LinkFunction();
+}
+
+void USBGadgetSerial::OnRemove() noexcept {
+    UnlinkFunction();
+    RemoveFunction();
+}
+
+void USBGadgetSerial::OnBind() noexcept {
+    std::thread(ServeLine, debugger, getty).detach();
+}
+
+void USBGadgetSerial::OnUnbind() noexcept {
+    --_count;
+}
+
+// Detached, so without the object: it may be gone before the delay is over.
+void USBGadgetSerial::ServeLine(bool withDebugger, bool withGetty) {
+    if (!withDebugger && !withGetty) {
+        ++_count; // its line exists all the same
+        return;
+    }
+    SleepFor(lineDelay);
+    const std::string line = "/dev/ttyGS" + std::to_string(_count.fetch_add(1));
+    try {
+        if (withDebugger) {
+            Tools::GdbserverStart(line);
+        } else {
+            Tools::GettyStart(line, "115200");
+        }
+    } catch (const Error&) {
+        // No process to be had: the line is there without a server.
+    }
+}
+
+} // namespace vantorel

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "vantorel/usb/USBGadget.h"
+
+#include <atomic>
+#include <string>
+
+namespace vantorel {
+
+/**
+ * A CDC ACM serial port. Two seconds after it has been bound, its line on the device's side,
+ * "/dev/ttyGS" and a number, carries a debug server or a root shell without log-in, or nothing.
+ *
+ * Lines are numbered over all objects, in the order in which their workers run; each unbinding
+ * gives one number back. What was started on a line keeps running. One serial function per
+ * controller: the function's name in the configuration does not tell two apart.
+ */
+class VANTOREL_EXPORT USBGadgetSerial final : public USBGadget {
+public:
+    /**
+     * @param gadgetName name of this object
+     * @param controller USB device controller
+     * @param withDebugger start a debug server on the line
+     * @param withGetty start a shell on the line, unless a debug server is wanted as well
+     */
+    USBGadgetSerial(std::string gadgetName, std::string controller, bool withDebugger,
+                    bool withGetty);
+    ~USBGadgetSerial() override;
+
+    void OnAdd() noexcept override;
+    void OnRemove() noexcept override;
+    /** Starts a detached worker that puts the server or shell on the line. */
+    void OnBind() noexcept override;
+    void OnUnbind() noexcept override;
+
+private:
+    static void ServeLine(bool withDebugger, bool withGetty);
+
+    static std::atomic<int> _count;
+
+    bool debugger;
+    bool getty;
+};
+
+} // namespace vantorel

@@ -1,0 +1,124 @@
+#include "vantorel/usb/USBGadgetSubi.h"
+
+#include "vantorel/camera/Camera.h"
+#include "vantorel/service/Error.h"
+#include "vantorel/service/private/LittleEndian.h"
+#include "vantorel/service/private/Sys.h"
+#include "vantorel/system/Tools.h"
+#include "vantorel/usb/private/SubiDescriptors.h"
+
+#include <cerrno>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/eventfd.h>
+
+namespace vantorel {
+namespace {
+
+constexpr std::size_t spotOffset = 131; // of the spot temperature in the camera's frame header
+
+} // namespace
+
+USBGadgetSubi::USBGadgetSubi(std::string gadgetName, std::string controller)
+    : USBGadget(std::move(gadgetName), "ffs.subi", std::move(controller)),
+      Service(std::chrono::milliseconds(0)),
+      wake(sys::Eventfd(0, EFD_CLOEXEC)) {
+    if (!wake) {
+        throw Error(errno);
+    }
+}
+
+USBGadgetSubi::~USBGadgetSubi() {
+    TerminateIfJoinable();
+}
+
+void USBGadgetSubi::OnAdd() {
+    CreateFunction();
+    Tools::Mkdir(mountDirectory);
+    Tools::Mount("subi.usb" + gadgetIndex, mountDirectory, "functionfs", false);
+    if (!OpenEndpointZero()) {
+        return;
+    }
+    LinkFunction(); // the kernel accepts it only after the descriptors
+
+    auto roicId = roicIdPromise.get_future().get();
+    auto chipId = chipIdPromise.get_future().get();
+    auto serialNumber = serialNumberPromise.get_future().get();
+    auto firmware = firmwarePromise.get_future().get();
+    auto factorySettings = factorySettingsPromise.get_future().get();
+    identity.Store(std::make_shared<const Identity>(
+        Identity{*roicId, *chipId, *serialNumber, *firmware, *factorySettings}));
+    Start();
+}
+
+bool USBGadgetSubi::OpenEndpointZero() {
+    UniqueFd opened(sys::Open((mountDirectory + "/ep0").c_str(), O_RDWR | O_CLOEXEC, 0));
+    if (!opened ||
+        sys::Write(opened.Get(), subi::descriptors.data(), subi::descriptors.size()) < 0 ||
+        sys::Write(opened.Get(), subi::strings.data(), subi::strings.size()) < 0) {
+        return false; // a function already up keeps the descriptor it serves
+    }
+    endpointZero = std::move(opened);
+    return true;
+}
+
+void USBGadgetSubi::OnRemove() noexcept {
+    const std::uint64_t one = 1;
+    static_cast<void>(sys::Write(wake.Get(), &one, sizeof one));
+    Stop();
+    endpointZero.Reset();
+    UnlinkFunction();
+    Tools::Umount(mountDirectory);
+    RemoveFunction();
+}
+
+void USBGadgetSubi::OnBind() noexcept {}
+void USBGadgetSubi::OnUnbind() noexcept {}
+
+void USBGadgetSubi::OnCameraConnect(Camera& camera) {
+    auto roicId = std::make_unique<std::uint16_t>(std::uint16_t{0});
+    ::kirocamera_get_roic_id(camera.Handle(), roicId.get());
+    roicIdPromise.set_value(std::move(roicId));
+
+    auto chipId = std::make_unique<Text>();
+    ::kirocamera_get_chipid(camera.Handle(), chipId->data());
+    chipIdPromise.set_value(std::move(chipId));
+
+    auto serialNumber = std::make_unique<Text>();
+    ::kirocamera_get_serial_number(camera.Handle(), serialNumber->data());
+    serialNumberPromise.set_value(std::move(serialNumber));
+
+    auto firmware = std::make_unique<kirocamera_firmware_version_t>();
+    ::kirocamera_get_firmware_version(camera.Handle(), firmware.get());
+    firmwarePromise.set_value(std::move(firmware));
+
+    auto factorySettings = std::make_unique<FactorySettings>();
+    ::kirocamera_get_factory_settings(camera.Handle(), factorySettings->data());
+    factorySettingsPromise.set_value(std::move(factorySettings));
+}
+
+void USBGadgetSubi::OnCameraDisconnect(Camera&) noexcept {
+    identity.Store(nullptr);
+}
+void USBGadgetSubi::OnCameraCaptureSessionStart(Camera&) noexcept {
+    captureSessionState = 1;
+}
+void USBGadgetSubi::OnCameraCaptureSessionStop(Camera&) noexcept {
+    captureSessionState = 0;
+}
+
+void USBGadgetSubi::OnCameraFrameAvailable(Camera&, kirocamera_frame_t* frame) noexcept {
+    kiroframe_t* image = nullptr;
+    if (::kirocamera_frame_get_frame_by_format(frame, KIROCAMERA_FORMAT_DISPLAY, &image) != 0) {
+        return;
+    }
+    const std::uint8_t* header = ::kiroframe_get_header(image);
+    if (header != nullptr && ::kiroframe_get_header_size(image) >= spotOffset + sizeof(float)) {
+        latestHeaderValue = LoadLe<float>(header + spotOffset);
+    }
+}
+
+void USBGadgetSubi::OnCameraError(Camera&, kirocamera_error_t) noexcept {}
+
+} // namespace vantorel

@@ -1,0 +1,145 @@
+#pragma once
+
+#include "vantorel/service/CameraObserver.h"
+#include "vantorel/service/ObserverList.h"
+#include "vantorel/service/Service.h"
+#include "vantorel/service/SharedSlot.h"
+#include "vantorel/service/USBGadgetObserver.h"
+#include "vantorel/service/UniqueFd.h"
+#include "vantorel/usb/USBGadget.h"
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <future>
+#include <memory>
+#include <string>
+
+namespace vantorel {
+
+/**
+ * The vendor control function "Subi": a vendor-specific USB interface whose control requests let a
+ * host read the camera's identity and factory settings, the kernel log and the system's version,
+ * and start or stop the capture session.
+ *
+ * It is a function in user space: FunctionFS is mounted on "/dev/subi", descriptors and strings are
+ * written to its endpoint zero, and the service thread answers the control requests that arrive
+ * there. The bulk endpoint of the interface is declared for hosts that look for one and never used.
+ *
+ * OnAdd() and OnRemove() belong to the thread that composes the gadget; the camera's notifications
+ * arrive on the SDK's threads; ServiceFunction() owns the state of the protocol.
+ *
+ * A request is refused by a stall; the host reads the reason with request 53. A host is not
+ * trusted: no request reaches outside the buffers it names.
+ */
+class VANTOREL_EXPORT USBGadgetSubi final : public USBGadget,
+                                            public CameraObserver,
+                                            public Service {
+public:
+    /**
+     * @param gadgetName name of this object
+     * @param controller USB device controller, for instance "ci_hdrc.0"
+     */
+    USBGadgetSubi(std::string gadgetName, std::string controller);
+    /** The function must have been removed, or never have come up. */
+    ~USBGadgetSubi() override;
+
+    /**
+     * Brings the function up and waits, without a limit, until a camera has connected. Returns
+     * silently, with nothing serving, when endpoint zero cannot be opened or refuses the
+     * descriptors.
+     * @throws Error from creating the function, the directory or the mount
+     * @throws std::future_error when it is called again after it has come up
+     */
+    void OnAdd() override;
+    /** Takes the function down again; only after an OnAdd() that came up. */
+    void OnRemove() noexcept override;
+    void OnBind() noexcept override;
+    void OnUnbind() noexcept override;
+
+    /** Waits for one event of endpoint zero and answers it when it is a control request. */
+    void ServiceFunction() override;
+
+    /** Adds a receiver of the host's session requests; to be finished before OnAdd(). */
+    void AddObserver(USBGadgetObserver& observer) { observers.Add(observer); }
+
+    /**
+     * Gathers the camera's identity; what the SDK fails to tell stays zero.
+     * @throws std::future_error at the second camera: a USB device cannot change its identity
+     */
+    void OnCameraConnect(Camera& camera) override;
+    /** Forgets the identity; the requests for it are refused from now on. */
+    void OnCameraDisconnect(Camera& camera) noexcept override;
+    void OnCameraCaptureSessionStart(Camera& camera) noexcept override;
+    void OnCameraCaptureSessionStop(Camera& camera) noexcept override;
+    void OnCameraFrameAvailable(Camera& camera, kirocamera_frame_t* frame) noexcept override;
+    void OnCameraError(Camera& camera, kirocamera_error_t error) noexcept override;
+
+private:
+    using Text = std::array<char, KIROCAMERA_TEXT_SIZE>;
+    using FactorySettings = std::array<std::uint8_t, KIROCAMERA_FACTORY_SETTINGS_SIZE>;
+
+    struct Identity {
+        std::uint16_t roicId;
+        Text chipId;
+        Text serialNumber;
+        kirocamera_firmware_version_t firmware;
+        FactorySettings factorySettings;
+    };
+    struct SetupRequest {
+        std::uint8_t requestType;
+        std::uint8_t request;
+        std::uint16_t length;
+    };
+    /** What request 86 asks for and request 88 reads, in 16-bit words. */
+    struct FactoryReadRange {
+        std::uint16_t remaining = 0;
+        std::uint16_t offset = 0;
+        std::uint16_t flag = 0;
+    };
+
+    bool OpenEndpointZero();
+    bool WaitForEvent() const;
+
+    void Answer(const SetupRequest& setup);
+    void AnswerSelected(const SetupRequest& setup);
+    void AnswerChipId(const SetupRequest& setup);
+    void AnswerVersion(const SetupRequest& setup);
+    void AnswerIdentityRecord(const SetupRequest& setup);
+    void AnswerFactoryRange(const SetupRequest& setup);
+    void AnswerFactoryTail(const SetupRequest& setup);
+    void FetchKernelLog(const SetupRequest& setup);
+    void AnswerKernelLog(const SetupRequest& setup);
+    void TakeSessionState();
+    void TakeStopRequest(const SetupRequest& setup);
+    void TakeFactoryRange(const SetupRequest& setup);
+    void Discard();
+
+    void Reply(const void* data, std::size_t size);
+    void ReplyWord(std::uint16_t word);
+    void Take(void* data, std::size_t size);
+    void Stall(const SetupRequest& setup);
+    void Refuse(const SetupRequest& setup, std::uint32_t reason);
+
+    UniqueFd endpointZero;
+    const std::string mountDirectory = "/dev/subi";
+    std::atomic<float> latestHeaderValue{0.0F};
+    SharedSlot<const Identity> identity;
+    std::promise<std::unique_ptr<std::uint16_t>> roicIdPromise;
+    std::promise<std::unique_ptr<Text>> chipIdPromise;
+    std::promise<std::unique_ptr<Text>> serialNumberPromise;
+    std::promise<std::unique_ptr<kirocamera_firmware_version_t>> firmwarePromise;
+    std::promise<std::unique_ptr<FactorySettings>> factorySettingsPromise;
+    std::uint32_t status = 0;
+    std::atomic<std::uint16_t> captureSessionState{0};
+    std::uint16_t subSelector = 0;
+    FactoryReadRange factoryReadRange;
+    std::uint32_t request93Flag = 0;
+    std::int32_t kernelLogCount = 0;
+    std::array<char, 64> kernelLog{};
+    ObserverList<USBGadgetObserver> observers;
+    UniqueFd wake; // an event counter: ends the wait for a control request
+};
+
+} // namespace vantorel
