@@ -1,0 +1,108 @@
+#include "vantorel/devices/Button.h"
+
+#include "tests/support/TemporaryDirectory.h"
+#include "vantorel/devices/ButtonService.h"
+#include "vantorel/service/Error.h"
+
+#include <gtest/gtest.h>
+
+#include <latch>
+#include <thread>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace vantorel {
+namespace {
+
+constexpr std::uint16_t typeSync = 0;
+constexpr std::uint16_t typeKey = 1;
+constexpr std::uint16_t typeMisc = 4;
+constexpr std::uint16_t power = 116;
+constexpr std::uint16_t other = 115;
+
+class ButtonTest : public testing::Test {
+protected:
+    ButtonTest() {
+        ::mkfifo(node.c_str(), 0600);
+        writer.Reset(::open(node.c_str(), O_RDWR | O_CLOEXEC));
+    }
+
+    void Send(std::uint16_t type, std::uint16_t code, std::int32_t value) {
+        const InputEventRecord record{7, 8, type, code, value};
+        ASSERT_EQ(::write(writer.Get(), &record, sizeof record), ssize_t{16});
+    }
+
+    test::TemporaryDirectory directory;
+    std::string node = directory / "event0";
+    UniqueFd writer;
+};
+
+TEST_F(ButtonTest, PicksTheEventsOfItsKey) {
+    Button button("power", node, power);
+    Send(typeKey, other, 1);
+    Send(typeSync, 0, 0);
+    Send(typeKey, power, 1);
+    Send(typeMisc, power, 42); // the code alone decides
+    EXPECT_EQ(button.WaitForEvent().value, 1);
+    const InputEventRecord event = button.WaitForEvent();
+    EXPECT_EQ(event.value, 42);
+    EXPECT_EQ(event.type, typeMisc);
+    EXPECT_EQ(event.seconds, 7u);
+    EXPECT_EQ(event.microseconds, 8u);
+}
+
+TEST_F(ButtonTest, DoesNotWaitForTheCodeOfNoKey) {
+    Button button("none", node, 0);
+    const InputEventRecord event = button.WaitForEvent();
+    EXPECT_EQ(event.code, 0);
+    EXPECT_EQ(event.value, 0);
+}
+
+TEST_F(ButtonTest, IsTheSameForOneKeyOfOneNode) {
+    const std::string link = directory / "event1";
+    ASSERT_EQ(::symlink(node.c_str(), link.c_str()), 0);
+    const Button button("one", node, power);
+    EXPECT_TRUE(button == Button("two", node, power));
+    EXPECT_FALSE(button == Button("one", node, other));
+    EXPECT_FALSE(button == Button("one", link, power));
+}
+
+class Recorder final : public ButtonObserver {
+public:
+    void OnButtonUp(Button&) override {
+        heard += 'U';
+        released.count_down();
+    }
+    void OnButtonDown(Button&) override { heard += 'D'; }
+    void OnButtonError(Button&, Error&) override { heard += 'E'; }
+    std::string heard;
+    std::latch released{1};
+};
+
+TEST_F(ButtonTest, IsReportedPressedAndReleasedOnceDespiteAutoRepeat) {
+    Button button("power", node, power);
+    ButtonService service(button);
+    Recorder recorder;
+    service.AddObserver(recorder);
+    service.Start();
+    for (const std::int32_t value : {1, 2, 2, 0}) {
+        Send(typeKey, other, 1);
+        Send(typeKey, power, value);
+        Send(typeSync, 0, 0);
+    }
+    recorder.released.wait();
+    // The service ends with the event that follows the request to stop.
+    const std::jthread repeats([this](const std::stop_token& end) {
+        while (!end.stop_requested()) {
+            Send(typeKey, power, 2);
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+    });
+    service.Stop();
+    EXPECT_EQ(recorder.heard, "DU");
+}
+
+} // namespace
+} // namespace vantorel

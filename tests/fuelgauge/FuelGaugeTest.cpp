@@ -1,0 +1,213 @@
+#include "vantorel/fuelgauge/FuelGauge.h"
+
+#include "tests/fuelgauge/FakeBus.h"
+#include "tests/support/OpenDescriptors.h"
+#include "vantorel/service/Error.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <optional>
+#include <thread>
+
+#include <fcntl.h>
+#include <linux/gpio.h>
+#include <unistd.h>
+
+namespace vantorel {
+namespace {
+
+using test::FailWith;
+using testing::ElementsAre;
+
+template <typename Action>
+int ErrorOf(Action action) {
+    try {
+        action();
+    } catch (const Error& error) {
+        return error.Value();
+    }
+    return 0;
+}
+
+class FuelGaugeTest : public testing::Test {
+protected:
+    FuelGaugeTest() {
+        bus.ioctls.On<gpio_v2_line_request>(0xc250b407, [this](gpio_v2_line_request& record) {
+            requested = record;
+            record.fd = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+            return 0;
+        });
+        Build("gauge");
+        bus.Take();
+    }
+    void Build(const std::string& name) {
+        gauge.reset();
+        gauge.emplace(name, "/dev/null", "/dev/null", 3u);
+    }
+    // Answers of the readings, the floats exactly.
+    std::vector<float> Readings() {
+        return {static_cast<float>(gauge->Level()), static_cast<float>(gauge->Current()),
+                gauge->Voltage(), gauge->Temperature()};
+    }
+
+    test::ScopedSys sys;
+    test::FakeBus bus{sys};
+    gpio_v2_line_request requested{};
+    std::optional<FuelGauge> gauge;
+};
+
+TEST_F(FuelGaugeTest, HoldsItsLineAsAnOutputForItsLife) {
+    gauge.reset();
+    const auto before = test::CountOpenDescriptors();
+    const std::string name = "a name that is longer than the label of a line";
+    Build(name);
+    EXPECT_THAT(bus.Take(), ElementsAre("address 55"));
+    EXPECT_EQ(requested.num_lines, 1u);
+    EXPECT_EQ(requested.offsets[0], 3u);
+    EXPECT_EQ(requested.config.flags, 8u);
+    EXPECT_EQ(requested.config.num_attrs, 0u);
+    EXPECT_EQ(std::string(requested.consumer, 32), name.substr(0, 32));
+    EXPECT_EQ(test::CountOpenDescriptors(), before + 2); // bus and line, not the chip
+    gauge.reset();
+    EXPECT_EQ(test::CountOpenDescriptors(), before);
+
+    bus.ioctls.FailAfter(0, EBUSY);
+    EXPECT_EQ(ErrorOf([&] { Build(name); }), EBUSY);
+    bus.slaveError = EACCES;
+    EXPECT_EQ(ErrorOf([&] { Build(name); }), EACCES);
+    EXPECT_EQ(ErrorOf([] { FuelGauge("gauge", "/dev/null/none", "/dev/null", 3u); }), ENOTDIR);
+    EXPECT_EQ(test::CountOpenDescriptors(), before);
+}
+
+TEST_F(FuelGaugeTest, ReadsItsRegisters) {
+    bus.Answer(0x55, 0x20, {87});
+    bus.Answer(0x55, 0x22, {0x9C, 0xFF});
+    bus.Answer(0x55, 0x08, {0x74, 0x0E});
+    bus.Answer(0x55, 0x06, {0xA5, 0x0B});
+    EXPECT_THAT(Readings(), ElementsAre(87.0f, -100.0f, 3.7f, 24.95001f));
+    EXPECT_THAT(bus.Take(),
+                ElementsAre("55 w 20 r 1", "55 w 22 r 2", "55 w 08 r 2", "55 w 06 r 2"));
+
+    bus.Answer(0x55, 0x20, {255});
+    bus.Answer(0x55, 0x22, {0xFF, 0x7F});
+    bus.Answer(0x55, 0x08, {0xFF, 0xFF});
+    bus.Answer(0x55, 0x06, {0, 0});
+    EXPECT_THAT(Readings(), ElementsAre(255.0f, 32767.0f, 65.535f, -273.15f));
+}
+
+TEST_F(FuelGaugeTest, ReadsAsNothingWithoutAnAcknowledgeButNotForOtherErrors) {
+    bus.answering.clear();
+    EXPECT_THAT(Readings(), ElementsAre(0.0f, 0.0f, 0.0f, 0.0f));
+    bus.errors = {{"55 w 20 r 1", EIO}, {"55 w 22 r 2", ETIMEDOUT}, {"55 w 06 r 2", EREMOTEIO}};
+    EXPECT_EQ(ErrorOf([&] { gauge->Level(); }), EIO);
+    EXPECT_EQ(ErrorOf([&] { gauge->Current(); }), ETIMEDOUT);
+    EXPECT_EQ(ErrorOf([&] { gauge->Temperature(); }), EREMOTEIO);
+}
+
+TEST_F(FuelGaugeTest, FindsTheBatteryByItsFlag) {
+    for (const int flags : {0x00, 0x08, 0xF7, 0xFF}) {
+        bus.Answer(0x55, 0x0A, {static_cast<std::uint8_t>(flags)});
+        EXPECT_EQ(gauge->IsBatteryConnected(), (flags & 8) != 0) << flags;
+    }
+    bus.errors = {{"55 w 0a r 1", EIO}};
+    EXPECT_EQ(ErrorOf([&] { gauge->IsBatteryConnected(); }), EIO);
+    EXPECT_THAT(bus.Take(), testing::Each("55 w 0a r 1"));
+}
+
+TEST_F(FuelGaugeTest, FindsAGaugeInRomModeAndStaysWithIt) {
+    bus.answering = {0x0B};
+    bus.Answer(0x0B, 0x20, {42});
+    EXPECT_TRUE(gauge->IsBatteryConnected());
+    EXPECT_EQ(gauge->Level(), 42);
+    EXPECT_THAT(bus.Take(), ElementsAre("55 w 0a r 1", "address 0b", "0b w 00 r 1", "0b w 20 r 1"));
+
+    bus.answering.clear();
+    EXPECT_FALSE(gauge->IsBatteryConnected());
+    bus.errors = {{"0b w 00 r 1", EIO}};
+    EXPECT_FALSE(gauge->IsBatteryConnected());
+    bus.slaveError = EBUSY;
+    EXPECT_FALSE(gauge->IsBatteryConnected());
+}
+
+TEST_F(FuelGaugeTest, IsMaintainedByItsSequences) {
+    gauge->SetAddress(0x0B);
+    bus.Take();
+    gauge->Unseal();
+    const std::vector<std::string> unseal{"address 55",    "55 w 00 21 5c", "55 w 00 47 1e",
+                                          "55 w 00 b4 b4", "55 w 00 b4 b4", "sleep 1000"};
+    EXPECT_EQ(bus.Take(), unseal);
+
+    bus.answering.insert(0x0B);
+    gauge->EnterRomMode();
+    gauge->ExitRomMode();
+    EXPECT_THAT(bus.Take(), ElementsAre("address 55", "55 w 00 00 0f", "sleep 1000", "address 0b",
+                                        "0b w 00 0f", "0b w 64 0f 00", "sleep 4000", "address 55"));
+
+    bus.errors = {{"55 w 00 41 00", ENXIO}}; // as the gauge restarts
+    EXPECT_EQ(ErrorOf([&] { gauge->Reset(); }), 0);
+    auto reset = unseal;
+    reset.push_back("55 w 00 41 00");
+    EXPECT_EQ(bus.Take(), reset);
+    bus.errors = {{"55 w 00 41 00", EIO}};
+    EXPECT_EQ(ErrorOf([&] { gauge->Reset(); }), EIO);
+    bus.answering.clear(); // not acknowledging the keys is no restart
+    EXPECT_EQ(ErrorOf([&] { gauge->Reset(); }), ENXIO);
+}
+
+TEST_F(FuelGaugeTest, RefusesWhatNoMessageCanHold) {
+    std::vector<std::uint8_t> bytes(0x10000);
+    EXPECT_EQ(ErrorOf([&] { gauge->ReadRegister(0, nullptr, 1); }), EINVAL);
+    EXPECT_EQ(ErrorOf([&] { gauge->ReadRegister(0, bytes.data(), 0xffff); }), EINVAL);
+    EXPECT_EQ(ErrorOf([&] { gauge->WriteRegister(0, bytes.data(), 0xffff); }), EINVAL);
+    EXPECT_THAT(bus.Take(), ElementsAre());
+    EXPECT_EQ(ErrorOf([&] { gauge->WriteRegister(0, bytes.data(), 0xfffe); }), 0);
+}
+
+TEST_F(FuelGaugeTest, IsUpToDateWhileNoFlashStreamWaits) {
+    int result = 0;
+    sys->Access = [&](const char* path, int mode) {
+        EXPECT_STREQ(path, "/tmp/var/update/bqfs");
+        EXPECT_EQ(mode, F_OK);
+        return result == 0 ? 0 : FailWith(result);
+    };
+    EXPECT_FALSE(gauge->IsUpdated());
+    result = ENOENT;
+    EXPECT_TRUE(gauge->IsUpdated());
+}
+
+// The connection manager looks for the battery while the gauge's own service reads it.
+TEST(FuelGaugeThreads, ProbeAndReadAtOnce) {
+    test::ScopedSys sys;
+    std::atomic<int> wrongAddresses{0};
+    sys->Ioctl = [&](int, unsigned long request, void* argument) {
+        if (request == I2C_RDWR) {
+            const auto& transfer = *static_cast<i2c_rdwr_ioctl_data*>(argument);
+            const auto address = transfer.msgs[0].addr;
+            wrongAddresses += address != 0x55 && address != 0x0B;
+            wrongAddresses += address != transfer.msgs[transfer.nmsgs - 1].addr;
+            return FailWith(ENXIO);
+        }
+        if (request == GPIO_V2_GET_LINE_IOCTL) {
+            static_cast<gpio_v2_line_request*>(argument)->fd = -1;
+        }
+        return 0;
+    };
+    FuelGauge gauge("gauge", "/dev/null", "/dev/null", 3u);
+    {
+        const std::jthread reader([&] {
+            for (int i = 0; i < 500; ++i) {
+                EXPECT_EQ(gauge.Level(), 0);
+            }
+        });
+        for (int i = 0; i < 500; ++i) {
+            EXPECT_FALSE(gauge.IsBatteryConnected());
+            gauge.SetAddress(0x55);
+        }
+    }
+    EXPECT_EQ(wrongAddresses, 0);
+}
+
+} // namespace
+} // namespace vantorel

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "tests/support/ScriptedSys.h"
+
+#include <cerrno>
+#include <functional>
+#include <map>
+#include <utility>
+#include <vector>
+
+namespace vantorel::test {
+
+/**
+ * Stands in for the drivers behind ioctl(): answers requests by number and remembers their order.
+ * A request without an answer fails with ENOTTY, as with a driver that does not know it.
+ */
+class IoctlRecorder {
+public:
+    explicit IoctlRecorder(ScopedSys& sys) {
+        sys->Ioctl = [this](int, unsigned long request, void* argument) {
+            requests.push_back(request);
+            if (std::exchange(failAt, failAt - 1) == 0) {
+                return FailWith(failure);
+            }
+            const auto answer = answers.find(request);
+            return answer == answers.end() ? FailWith(ENOTTY) : answer->second(argument);
+        };
+    }
+
+    /** Sets the answer to a request: a function of its record that returns what ioctl() does. */
+    template <typename Record, typename Answer>
+    void On(unsigned long request, Answer answer) {
+        answers[request] = [answer](void* argument) {
+            return answer(*static_cast<Record*>(argument));
+        };
+    }
+
+    /** Lets one of the coming requests fail, after a number of others. */
+    void FailAfter(int others, int error) {
+        failAt = others;
+        failure = error;
+    }
+
+    std::vector<unsigned long> requests;
+
+private:
+    std::map<unsigned long, std::function<int(void*)>> answers;
+    int failAt = -1;
+    int failure = 0;
+};
+
+} // namespace vantorel::test
