@@ -100,7 +100,7 @@ DisplayProcessor::Range DisplayProcessor::SceneRange() {
             ++bin;
         return HistogramLow + (static_cast<int>(bin) << HistogramShift);
     };
-    Range range{percentile(Samples / 200), percentile(Samples - Samples / 150)};
+    Range range{percentile(Samples / 200), percentile(Samples - Samples / 100)};
     range.high = std::max(range.high, range.low + 400); // an even scene must not become all noise
     return range;
 }
@@ -110,7 +110,7 @@ void DisplayProcessor::Map(const Range& range, std::span<std::uint8_t, ScenePixe
     std::uint8_t* target = picture.data();
     for (const CentiDegrees value : measured_) {
         const int span = std::clamp<int>(value, range.low, range.high) - range.low;
-        *target++ = static_cast<std::uint8_t>((span * scale) >> 16);
+        *target++ = static_cast<std::uint8_t>((span * scale + (1 << 15)) >> 16);
     }
 }
 

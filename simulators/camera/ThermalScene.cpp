@@ -76,7 +76,7 @@ void ThermalScene::DrawHotSpot(float seconds) {
     const Point middle{134.0F + 4.0F * std::cos(Tau * seconds / 12.0F),
                        80.0F + 3.0F * std::sin(Tau * seconds / 6.0F)};
     const int warmth = static_cast<int>(4600.0F + 600.0F * std::sin(Tau * seconds / 5.0F));
-    DrawCapsule(middle, {middle.x, middle.y + 7.0F}, 10.0F, warmth, glow_);
+    DrawCapsule(middle, {middle.x, middle.y + 5.0F}, 8.0F, warmth, glow_);
 }
 
 void ThermalScene::DrawCapsule(Point from, Point to, float radius, int warmth,
