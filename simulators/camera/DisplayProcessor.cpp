@@ -100,7 +100,7 @@ DisplayProcessor::Range DisplayProcessor::SceneRange() {
             ++bin;
         return HistogramLow + (static_cast<int>(bin) << HistogramShift);
     };
-    Range range{percentile(Samples / 200), percentile(Samples - Samples / 100)};
+    Range range{percentile(Samples / 200), percentile(Samples - Samples / 160)};
     range.high = std::max(range.high, range.low + 400); // an even scene must not become all noise
     return range;
 }
