@@ -67,11 +67,8 @@ static u16 control_status(const struct gauge *gauge)
 	return status;
 }
 
-/*
- * A key opens only as two consecutive words. Returns whether the word completed
- * one, which uses it up: two keys never share a word.
- */
-static bool try_keys(struct gauge *gauge, u16 first, u16 second)
+/* A key opens only as two consecutive words of Control, and only in its turn. */
+static void try_keys(struct gauge *gauge, u16 first, u16 second)
 {
 	if (gauge->access == GAUGE_SEALED && first == CONTROL_UNSEAL_1 &&
 	    second == CONTROL_UNSEAL_2)
@@ -79,18 +76,15 @@ static bool try_keys(struct gauge *gauge, u16 first, u16 second)
 	else if (gauge->access == GAUGE_UNSEALED && first == CONTROL_FULL_ACCESS &&
 		 second == CONTROL_FULL_ACCESS)
 		gauge->access = GAUGE_FULL_ACCESS;
-	else
-		return false;
-	return true;
 }
 
 static void execute_control(struct gauge *gauge)
 {
 	u16 control = gauge_word(gauge, GAUGE_CONTROL);
-	bool opened = try_keys(gauge, gauge->previous_control, control);
 	u16 answer = 0;
 
-	gauge->previous_control = opened ? 0 : control;
+	try_keys(gauge, gauge->previous_control, control);
+	gauge->previous_control = control;
 	switch (control) {
 	case CONTROL_STATUS:
 		answer = control_status(gauge);
