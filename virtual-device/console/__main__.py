@@ -1,0 +1,216 @@
+"""Runs the virtual device for ./run; see its --help."""
+
+import argparse
+import os
+import select
+import signal
+import socket
+import subprocess
+import sys
+import termios
+import time
+import tty
+from pathlib import Path
+
+from commands import Console, Quit
+from machine import Failure, Machine
+
+PROJECT = Path(__file__).resolve().parents[2]
+TEST_TIME_LIMIT = 120  # seconds a test program may take
+
+
+def say(text: str):
+    print(text, flush=True)
+
+
+def answer(console: Console, line: str) -> bool:
+    """Carries out a line and answers it; false for an error."""
+    try:
+        console.execute(line)
+    except Failure as failure:
+        say(f"error {failure}")
+        return False
+    if line.strip() and not line.lstrip().startswith("#"):
+        say("ok")
+    return True
+
+
+def run_script(console: Console, path: Path) -> int:
+    for number, line in enumerate(path.read_text().splitlines(), 1):
+        if line.strip() and not line.lstrip().startswith("#"):
+            say(f"> {line.strip()}")
+        try:
+            if not answer(console, line):
+                say(f"{path}:{number}: {line.strip()}")
+                return 1
+        except Quit:
+            break
+    return 0
+
+
+def converse(console: Console) -> int:
+    """Takes commands from the terminal until quit, its end, Ctrl-C or the device's end."""
+    end, at_end = socket.socketpair()
+    console.machine.on_end = lambda: end.send(b"!")
+    pending = b""
+    while not console.machine.ended.is_set():
+        ready, _, _ = select.select([sys.stdin, at_end], [], [])
+        if sys.stdin not in ready:
+            break
+        data = os.read(sys.stdin.fileno(), 4096)
+        pending += data
+        *lines, pending = pending.split(b"\n")
+        if not data and pending:
+            lines.append(pending)
+        try:
+            for line in lines:
+                answer(console, line.decode(errors="replace"))
+        except Quit:
+            say("ok")
+            return 0
+        if not data:
+            return 0
+    return tell_end(console.machine)
+
+
+def tell_end(machine: Machine) -> int:
+    if machine.end_reason == "guest-shutdown":
+        say("The device has powered off.")
+        return 0
+    say(f"The device has ended: {machine.end_reason}; see {machine.work}/console.log")
+    return 1
+
+
+def show_it(console: Console, began: float):
+    """What a person sees who just types ./run."""
+    pictures = console.machine.work / "pictures"
+    pictures.mkdir(exist_ok=True)
+    for line in ("battery level 80", "start", "expect FPS: 30"):
+        console.execute(line)
+    for number in (1, 2, 3):
+        time.sleep(0.5)
+        picture = pictures / f"thermal-{number}.png"
+        console.execute(f"screenshot {picture}")
+        if number == 1:
+            say(f"The thermal image is on the display, {time.monotonic() - began:.1f} s after the "
+                "start.")
+        say(f"picture: {os.path.relpath(picture)}")
+    say('Type "help" for the commands, "quit" to end.')
+
+
+def run_tests(machine: Machine, programs: list) -> int:
+    machine.check("cp /host/lib/*.so* /usr/lib/")
+    failed = []
+    for program in programs:
+        name = machine.install_test(Path(program))
+        # In namespaces of its own each, as on the development machine: tests mount and bind.
+        status, output = machine.run(
+            f"cd /host/tests && timeout {TEST_TIME_LIMIT} unshare -m -p -f sh -c "
+            f"'mount -t proc proc /proc; exec ./{name}'")
+        say(output.rstrip("\n"))
+        if status != 0:
+            failed.append(f"{name} ended with status {status}")
+    for line in failed:
+        say(f"FAILED: {line}")
+    return int(bool(failed))
+
+
+def shell(machine: Machine) -> int:
+    """Joins the terminal to the device's serial line."""
+    say("A shell on the device; Ctrl-] leaves it and ends the device.")
+    line = socket.socket(socket.AF_UNIX)
+    line.connect(f"{machine.work}/serial.sock")
+    line.sendall(b"\n")
+    interactive = sys.stdin.isatty()
+    if interactive:
+        saved = termios.tcgetattr(sys.stdin)
+        tty.setraw(sys.stdin)
+    try:
+        while True:
+            ready, _, _ = select.select([sys.stdin, line], [], [])
+            source = line if line in ready else sys.stdin
+            data = line.recv(4096) if source is line else os.read(sys.stdin.fileno(), 4096)
+            if not data or (source is sys.stdin and b"\x1d" in data):
+                return 0
+            if source is line:
+                os.write(sys.stdout.fileno(), data)
+            else:
+                line.sendall(data)
+    finally:
+        if interactive:
+            termios.tcsetattr(sys.stdin, termios.TCSADRAIN, saved)
+
+
+def debug(machine: Machine, program, port: int) -> int:
+    """Runs the application or a test program under the debug server and waits for its end."""
+    machine.check("cp /host/lib/*.so* /usr/lib/")
+    path = f"/host/tests/{machine.install_test(Path(program))}" if program else \
+        "/host/bin/vantorel-app"
+    local = program or machine.artifacts / "app" / "vantorel-app"
+    say(f"In another terminal: gdb-multiarch -ex 'target remote 127.0.0.1:{port}' {local}")
+    status, output = machine.run(f"KIROCAMERA_SIM_CONTROL=/run/camera gdbserver --once "
+                                 f"/dev/vantorel/debug {path} 2>&1")
+    say(output.rstrip("\n"))
+    return status
+
+
+def arguments():
+    parser = argparse.ArgumentParser(prog="run", description="Starts the virtual device.")
+    what = parser.add_mutually_exclusive_group()
+    what.add_argument("--script", type=Path, metavar="FILE",
+                      help="carry out the commands in FILE; exit 0 when each was answered ok")
+    what.add_argument("--shell", action="store_true", help="a shell in the device")
+    what.add_argument("--test", nargs="+", metavar="PROGRAM",
+                      help="run armhf test programs in the device")
+    what.add_argument("--debug", nargs="?", const="", metavar="PROGRAM",
+                      help="the application or a test program under the debug server")
+    parser.add_argument("--port", type=int, default=2345, help="for --debug (2345)")
+    parser.add_argument("--work", type=Path, default=PROJECT / "build" / "device",
+                        help="folder of this device's flash, files and logs (build/device)")
+    return parser.parse_args()
+
+
+def work(options, machine: Machine, began: float) -> int:
+    machine.prepare()
+    machine.start(options.port if options.debug is not None else None)
+    machine.wait_until_ready(60)
+    if options.test:
+        return run_tests(machine, options.test)
+    if options.shell:
+        return shell(machine)
+    if options.debug is not None:
+        return debug(machine, options.debug, options.port)
+    say(f"The virtual device has started, {time.monotonic() - began:.1f} s after the start.")
+    console = Console(machine, say)
+    machine.on_line = say
+    if options.script:
+        return run_script(console, options.script)
+    show_it(console, began)
+    return converse(console)
+
+
+def main() -> int:
+    began = time.monotonic() - float(os.environ.get("VANTOREL_RUN_SECONDS", "0"))
+    options = arguments()
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
+    machine = Machine(PROJECT / "build" / "virtual-device", PROJECT / "build" / "armhf",
+                      options.work.resolve())
+    try:
+        return work(options, machine, began)
+    except Failure as failure:
+        print(f"run: {failure}", file=sys.stderr)
+        return 1
+    except subprocess.CalledProcessError as failure:
+        print(f"run: {failure}", file=sys.stderr)
+        return 1
+    except KeyboardInterrupt:
+        say("")
+        return 130
+    finally:
+        machine.on_line = lambda line: None
+        machine.stop()
+
+
+if __name__ == "__main__":
+    sys.stdout.reconfigure(line_buffering=True)
+    sys.exit(main())

@@ -1,0 +1,250 @@
+"""The console protocol: one command a line, answered "ok" or "error REASON"."""
+
+import shlex
+import time
+from pathlib import Path
+
+from machine import Failure, Machine
+from picture import ppm_to_png
+
+HELP = """\
+battery on|off|level PERCENT|current MA|voltage MV|temperature C
+gauge nack on|off
+charger on|off
+fixture 0..2 on|off
+temperature board|cpu C
+button power|torch|reset down|up|click|hold SECONDS|doubleclick
+camera connect|disconnect|error CODE|rate HZ
+cable plug|unplug           whether a USB host is at the other end of the cable
+start                       start the application; set initial conditions before
+expect TEXT [SECONDS]       wait for a status line that contains TEXT (10 s)
+expect-poweroff [SECONDS]   wait until the device has powered off (10 s)
+screenshot FILE.png         what the display shows
+shell COMMAND               on the device
+host COMMAND                on the USB host's side
+wait SECONDS
+quit"""
+
+BOARD = "/sys/kernel/debug/vantorel-board/ctl"
+KEYS = {"power": 116, "torch": 0x21E, "reset": 0x198}
+CLICK = 0.08  # seconds that a finger stays on a button
+BETWEEN_CLICKS = 0.12
+
+
+class Quit(Exception):
+    """The person has had enough."""
+
+
+def _number(text: str, low: float, high: float, kind=int):
+    try:
+        value = kind(text)
+    except ValueError:
+        raise Failure(f"{text!r} is not a number") from None
+    if not low <= value <= high:
+        raise Failure(f"{text} is not within {low} and {high}")
+    return value
+
+
+def _switch(text: str) -> int:
+    if text not in ("on", "off"):
+        raise Failure(f"{text!r} is neither on nor off")
+    return int(text == "on")
+
+
+def _need(arguments: list, count: int, usage: str):
+    if len(arguments) != count:
+        raise Failure(f"usage: {usage}")
+
+
+class Console:
+    def __init__(self, machine: Machine, say=print):
+        self.machine = machine
+        self.say = say
+        self.camera = {}  # initial conditions of the camera
+        self.seen = 0  # status lines that an expect has passed
+
+    def execute(self, line: str):
+        """Carries out one line; Failure says what was wrong with it."""
+        line = line.strip()
+        if not line or line.startswith("#"):
+            return
+        name, _, rest = line.partition(" ")
+        method = getattr(self, "do_" + name.replace("-", "_"), None)
+        if method is None:
+            raise Failure(f"unknown command {name!r}; help lists them")
+        if name in ("shell", "host"):
+            method(rest.strip())
+            return
+        try:
+            arguments = shlex.split(rest)
+        except ValueError as error:
+            raise Failure(str(error)) from None
+        method(*[arguments])
+
+    # --- the board --------------------------------------------------------------------------------
+
+    def board(self, command: str):
+        self.machine.check(f"echo '{command}' > {BOARD}")
+
+    def do_battery(self, arguments):
+        usage = "battery on|off|level PERCENT|current MA|voltage MV|temperature C"
+        if arguments in (["on"], ["off"]):
+            self.board(f"battery {_switch(arguments[0])}")
+            return
+        _need(arguments, 2, usage)
+        what, value = arguments
+        if what == "level":
+            self.board(f"level {_number(value, 0, 100)}")
+        elif what == "current":
+            self.board(f"current {_number(value, -32768, 32767)}")
+        elif what == "voltage":
+            self.board(f"voltage {_number(value, 0, 65535)}")
+        elif what == "temperature":
+            kelvin = _number(value, -273.15, 6280, float) + 273.15
+            self.board(f"gauge-temperature {round(kelvin * 10)}")
+        else:
+            raise Failure(f"usage: {usage}")
+
+    def do_gauge(self, arguments):
+        if len(arguments) != 2 or arguments[0] != "nack":
+            raise Failure("usage: gauge nack on|off")
+        self.board(f"nack {_switch(arguments[1])}")
+
+    def do_charger(self, arguments):
+        _need(arguments, 1, "charger on|off")
+        self.board(f"charger {_switch(arguments[0])}")
+
+    def do_fixture(self, arguments):
+        _need(arguments, 2, "fixture 0..2 on|off")
+        self.board(f"fixture {_number(arguments[0], 0, 2)} {_switch(arguments[1])}")
+
+    def do_temperature(self, arguments):
+        if len(arguments) != 2 or arguments[0] not in ("board", "cpu"):
+            raise Failure("usage: temperature board|cpu C")
+        celsius = _number(arguments[1], -273.15, 1000, float)
+        self.board(f"temperature {arguments[0]} {round(celsius * 1000)}")
+
+    def do_button(self, arguments):
+        usage = "usage: button power|torch|reset down|up|click|hold SECONDS|doubleclick"
+        if len(arguments) not in (2, 3) or arguments[0] not in KEYS:
+            raise Failure(usage)
+        key, action = KEYS[arguments[0]], arguments[1]
+        if action == "hold" and len(arguments) == 3:
+            self._press(key, _number(arguments[2], 0, 60, float))
+        elif len(arguments) == 3:
+            raise Failure(usage)
+        elif action in ("down", "up"):
+            self.board(f"key {key} {int(action == 'down')}")
+        elif action == "click":
+            self._press(key, CLICK)
+        elif action == "doubleclick":
+            self._press(key, CLICK)
+            time.sleep(BETWEEN_CLICKS)
+            self._press(key, CLICK)
+        else:
+            raise Failure(usage)
+
+    def _press(self, key: int, seconds: float):
+        self.board(f"key {key} 1")
+        # A long press may power the device off under the finger.
+        self.machine.ended.wait(seconds)
+        if not self.machine.ended.is_set():
+            self.board(f"key {key} 0")
+
+    # --- camera, cable, application ---------------------------------------------------------------
+
+    def do_camera(self, arguments):
+        usage = "usage: camera connect|disconnect|error CODE|rate HZ"
+        if arguments in (["connect"], ["disconnect"]):
+            self.camera["KIROCAMERA_SIM_CONNECTED"] = str(int(arguments[0] == "connect"))
+        elif len(arguments) == 2 and arguments[0] == "rate":
+            self.camera["KIROCAMERA_SIM_RATE"] = str(_number(arguments[1], 1, 1000))
+        elif len(arguments) == 2 and arguments[0] == "error":
+            _number(arguments[1], -2**31, 2**31 - 1)
+            if not self.application_runs():
+                raise Failure("the application does not run")
+        else:
+            raise Failure(usage)
+        if self.application_runs():
+            self.machine.check(f"echo {' '.join(arguments)} > /run/camera")
+
+    def do_cable(self, arguments):
+        if arguments not in (["plug"], ["unplug"]):
+            raise Failure("usage: cable plug|unplug")
+        disabled = int(arguments[0] == "unplug")
+        self.machine.check(f"echo {disabled} > /sys/bus/usb/devices/usb1/1-0:1.0/usb1-port1/disable")
+
+    def application_runs(self) -> bool:
+        return self.machine.run("pidof vantorel-app")[0] == 0
+
+    def do_start(self, arguments):
+        _need(arguments, 0, "start")
+        if self.application_runs():
+            raise Failure("the application runs already")
+        settings = " ".join(f"{name}={value}" for name, value in self.camera.items())
+        self.machine.check(f"/usr/libexec/vantorel/start {settings}")
+
+    # --- looking and waiting ----------------------------------------------------------------------
+
+    def do_expect(self, arguments):
+        if len(arguments) not in (1, 2):
+            raise Failure("usage: expect TEXT [SECONDS]")
+        text = arguments[0]
+        seconds = _number(arguments[1], 0, 3600, float) if len(arguments) == 2 else 10
+        deadline = time.monotonic() + seconds
+        machine = self.machine
+        with machine.changed:
+            while True:
+                for index in range(self.seen, len(machine.lines)):
+                    if text in machine.lines[index]:
+                        self.seen = index + 1
+                        return
+                remaining = deadline - time.monotonic()
+                if remaining <= 0 or machine.ended.is_set():
+                    raise Failure(f"no status line with {text!r} in {seconds:g} s")
+                machine.changed.wait(remaining)
+
+    def do_expect_poweroff(self, arguments):
+        if len(arguments) > 1:
+            raise Failure("usage: expect-poweroff [SECONDS]")
+        seconds = _number(arguments[0], 0, 3600, float) if arguments else 10
+        if not self.machine.ended.wait(seconds):
+            raise Failure(f"the device is still on after {seconds:g} s")
+        if self.machine.end_reason != "guest-shutdown":
+            raise Failure(f"the device ended by {self.machine.end_reason}")
+
+    def do_screenshot(self, arguments):
+        _need(arguments, 1, "screenshot FILE.png")
+        target = Path(arguments[0])
+        if target.suffix != ".png":
+            raise Failure("the file's name must end in .png")
+        if not target.parent.is_dir():
+            raise Failure(f"no folder {target.parent}")
+        self.machine.check("screenshot /dev/vantorel/display /host/out/screen.ppm")
+        ppm_to_png(self.machine.share / "out" / "screen.ppm", target)
+
+    def do_shell(self, command):
+        self._shell(command)
+
+    def do_host(self, command):
+        self._shell("exec nsenter -t $(cat /run/host-namespace) -n sh -c "
+                    + shlex.quote(command) if command else "")
+
+    def _shell(self, command):
+        if not command:
+            raise Failure("usage: shell COMMAND, host COMMAND")
+        status, output = self.machine.run(command)
+        if output:
+            self.say(output.rstrip("\n"))
+        if status != 0:
+            raise Failure(f"exit status {status}")
+
+    def do_wait(self, arguments):
+        _need(arguments, 1, "wait SECONDS")
+        self.machine.ended.wait(_number(arguments[0], 0, 3600, float))
+
+    def do_help(self, _arguments):
+        self.say(HELP)
+
+    def do_quit(self, _arguments):
+        raise Quit

@@ -1,0 +1,211 @@
+"""The QEMU machine: its command line, its life, and the lines of text that come out of it."""
+
+import ctypes
+import json
+import os
+import shutil
+import signal
+import socket
+import subprocess
+import threading
+import time
+from pathlib import Path
+
+import environment
+
+PARTITIONS = {"FIT_0": 16, "rootfs_0": 64, "FIT_1": 16, "rootfs_1": 64, "env": 1}  # MiB
+
+
+class Failure(Exception):
+    """Something that the person at the console is told as "error REASON"."""
+
+
+def _die_with_parent():
+    """A machine must not outlive its console, however that ends."""
+    os.setpgid(0, 0)  # Ctrl-C at the terminal is for the console
+    ctypes.CDLL(None).prctl(1, signal.SIGKILL)
+
+
+class Machine:
+    """One virtual device with its files below `work`; `artifacts` is a build folder for armhf."""
+
+    def __init__(self, image: Path, artifacts: Path, work: Path):
+        self.image = image
+        self.artifacts = artifacts
+        self.work = work
+        self.share = work / "share"
+        self.flash = work / "flash"
+        self.lines = []  # status lines of the application since the start
+        self.changed = threading.Condition()
+        self.on_line = lambda line: None
+        self.on_end = lambda: None
+        self.ended = threading.Event()
+        self.end_reason = None
+        self._process = None
+        self._control = None
+        self._number = 0
+        self._lock = threading.Lock()
+
+    # --- preparation ------------------------------------------------------------------------------
+
+    def prepare(self):
+        for folder in (self.share / "lib", self.share / "bin", self.share / "tests", self.flash,
+                       self.share / "out", self.share / "var"):
+            folder.mkdir(parents=True, exist_ok=True)
+        for name, size in PARTITIONS.items():
+            disk = self.flash / f"{name}.raw"
+            if not disk.exists():
+                with open(disk, "wb") as file:
+                    file.truncate(size << 20)
+                if name == "env":
+                    environment.write(disk, {"image_select": "0"})
+        for library in self.artifacts.glob("**/lib*.so*"):
+            if not library.is_symlink():
+                self._install(library, self.share / "lib" / self._soname(library))
+        application = self.artifacts / "app" / "vantorel-app"
+        if application.exists():
+            self._install(application, self.share / "bin" / "vantorel-app")
+
+    def _soname(self, library: Path) -> str:
+        """libX.so.1.2.3 is looked for as libX.so.1."""
+        stem, _, version = library.name.partition(".so")
+        major = version.lstrip(".").split(".")[0]
+        return f"{stem}.so.{major}" if major else library.name
+
+    def _install(self, source: Path, target: Path):
+        """Copies without debugging information: the device loads it over a slow file system."""
+        if target.exists() and target.stat().st_mtime >= source.stat().st_mtime:
+            return
+        subprocess.run(["arm-linux-gnueabihf-strip", "-o", target, source], check=True)
+
+    def install_test(self, source: Path) -> str:
+        if not source.is_file():
+            raise Failure(f"no test program {source}")
+        shutil.copy(source, self.share / "tests" / source.name)
+        return source.name
+
+    # --- life -------------------------------------------------------------------------------------
+
+    def start(self, debug_port=None):
+        kernel = (self.image / "kernel-version").read_text().strip()
+        slot = environment.read(self.flash / "env.raw").get("image_select", "0")
+        for name in ("control", "status", "monitor", "serial"):
+            (self.work / f"{name}.sock").unlink(missing_ok=True)
+        debug = (f"socket,id=debug,host=127.0.0.1,port={debug_port},server=on,wait=off"
+                 if debug_port else "null,id=debug")
+        command = [
+            "qemu-system-arm", "-M", "virt,highmem=off", "-cpu", "cortex-a15", "-smp", "1",
+            "-m", "512", "-display", "none", "-nodefaults", "-no-reboot",
+            "-kernel", f"{self.image}/kernel/boot/vmlinuz-{kernel}",
+            "-initrd", f"{self.image}/initrd.gz",
+            "-append", f"console=ttyAMA0 quiet panic=-1 image_select={slot}",
+            "-global", "virtio-mmio.force-legacy=false",
+            "-fsdev", f"local,id=h,path={self.share},security_model=none,multidevs=remap",
+            "-device", "virtio-9p-device,fsdev=h,mount_tag=host",
+            "-chardev", f"socket,id=serial,path={self.work}/serial.sock,server=on,wait=off,"
+                        f"logfile={self.work}/console.log",
+            "-serial", "chardev:serial",
+            "-qmp", f"unix:{self.work}/monitor.sock,server=on,wait=off",
+            "-device", "virtio-serial-device",
+        ]
+        for name in ("control", "status"):
+            command += ["-chardev", f"socket,id={name},path={self.work}/{name}.sock,"
+                                    "server=on,wait=off"]
+        command += ["-chardev", debug]
+        for name in ("control", "status", "debug"):
+            command += ["-device", f"virtserialport,chardev={name},name=vantorel.{name}"]
+        for name in PARTITIONS:
+            command += ["-drive", f"if=none,format=raw,id={name},file={self.flash}/{name}.raw",
+                        "-device", f"virtio-blk-device,drive={name},serial={name}"]
+        errors = open(self.work / "qemu.log", "wb")
+        self._process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=errors,
+                                         stderr=errors, preexec_fn=_die_with_parent)
+        threading.Thread(target=self._wait_for_end, daemon=True).start()
+        self._control = self._connect("control").makefile("rw", encoding="ascii", newline="\n")
+        self._watch(self._connect("status"), self._read_status)
+        self._watch(self._connect("monitor"), self._read_monitor)
+
+    def wait_until_ready(self, seconds: float):
+        """The agent's first word; the machine has booted."""
+        timer = threading.Timer(seconds, self.stop)
+        timer.start()
+        try:
+            if self._control.readline().strip() != "ready":
+                raise Failure(f"the virtual device did not start; see {self.work}/console.log "
+                              f"and {self.work}/qemu.log")
+        finally:
+            timer.cancel()
+
+    def stop(self):
+        if self._process and self._process.poll() is None:
+            self._process.terminate()
+            try:
+                self._process.wait(5)
+            except subprocess.TimeoutExpired:
+                self._process.kill()
+
+    def _connect(self, name: str) -> socket.socket:
+        deadline = time.monotonic() + 10
+        while True:
+            connection = socket.socket(socket.AF_UNIX)
+            try:
+                connection.connect(f"{self.work}/{name}.sock")
+                return connection
+            except OSError as error:
+                connection.close()
+                if time.monotonic() > deadline or self._process.poll() is not None:
+                    raise Failure(f"QEMU did not start: {error}; see {self.work}/qemu.log")
+                time.sleep(0.02)
+
+    def _watch(self, connection, reader):
+        threading.Thread(target=reader, args=(connection,), daemon=True).start()
+
+    def _wait_for_end(self):
+        self._process.wait()
+        time.sleep(0.1)  # let the monitor's last word arrive
+        self.ended.set()
+        with self.changed:
+            self.changed.notify_all()
+        self.on_end()
+
+    def _read_status(self, connection):
+        with open(self.work / "status.log", "w", encoding="utf-8") as log:
+            for line in connection.makefile("r", encoding="utf-8", errors="replace"):
+                line = line.rstrip("\r\n")
+                print(line, file=log, flush=True)
+                with self.changed:
+                    self.lines.append(line)
+                    self.changed.notify_all()
+                self.on_line(line)
+
+    def _read_monitor(self, connection):
+        connection.sendall(b'{"execute":"qmp_capabilities"}')
+        for line in connection.makefile("r"):
+            event = json.loads(line)
+            if event.get("event") == "SHUTDOWN":
+                self.end_reason = event["data"]["reason"]
+
+    # --- requests ---------------------------------------------------------------------------------
+
+    def run(self, command: str) -> tuple[int, str]:
+        """Runs a shell command on the device; answers its exit status and output."""
+        import base64
+        with self._lock:
+            self._number += 1
+            encoded = base64.b64encode(command.encode()).decode()
+            try:
+                self._control.write(f"{self._number} {encoded}\n")
+                self._control.flush()
+                answer = self._control.readline().split()
+            except OSError:
+                answer = []
+        if len(answer) < 2:
+            raise Failure("the device is off")
+        output = base64.b64decode(answer[2]) if len(answer) > 2 else b""
+        return int(answer[1]), output.decode(errors="replace")
+
+    def check(self, command: str) -> str:
+        status, output = self.run(command)
+        if status != 0:
+            raise Failure(output.strip() or f"exit status {status}")
+        return output
