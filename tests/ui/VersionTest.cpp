@@ -36,6 +36,10 @@ const Device devices[] = {
     {"nothing at all", {}, {}, {}, "", ""},
 };
 
+void PrintTo(const Device& device, std::ostream* out) {
+    *out << device.what;
+}
+
 class VersionTest : public testing::TestWithParam<Device> {
 protected:
     void SetUp() override {
@@ -84,9 +88,5 @@ TEST(VersionRange, OverflowsAsTheNumberConversionDoes) {
 }
 
 } // namespace
-
-void PrintTo(const Device& device, std::ostream* out) {
-    *out << device.what;
-}
 
 } // namespace vantorel
