@@ -1,0 +1,68 @@
+#pragma once
+
+#include "Clock.h"
+#include "Events.h"
+#include "HoldTimer.h"
+#include "UiState.h"
+
+#include <cstdint>
+#include <mutex>
+#include <optional>
+
+namespace vantorelui {
+
+/** Clicks and double clicks of one button. */
+class ClickDetector {
+public:
+    struct Release {
+        bool click = false;
+        bool doubleClick = false; ///< the click was the second of two
+    };
+
+    /** False when the button was down already: input devices repeat a key that is held. */
+    bool Down(std::int64_t now);
+    /** Nothing when the button was not down. */
+    std::optional<Release> Up(std::int64_t now);
+    /** How long the button has been down; nothing when it is not. */
+    std::optional<std::int64_t> Held(std::int64_t now) const;
+
+private:
+    std::optional<std::int64_t> downAt_;
+    std::optional<std::int64_t> clickedAt_; ///< end of a click that may become a double click
+    bool continues_ = false;                ///< the current press followed a click quickly
+};
+
+/**
+ * Turns the buttons' movements into the user's requests. No lock is held while an event is raised,
+ * so that a handler may call back into the library.
+ */
+class Buttons {
+public:
+    Buttons(const Clock& clock, SharedState& state, EventTable& events);
+
+    void PowerDown();
+    void PowerUp();
+    void TorchDown();
+    void TorchUp();
+    void PinholeDown();
+    void PinholeUp();
+
+    /** Looks at an advanced clock; returns when the handlers of what was due have returned. */
+    void Settle() { timer_.Settle(); }
+    void Reset();
+
+private:
+    bool TakeLongPress();
+
+    const Clock& clock_;
+    SharedState& state_;
+    EventTable& events_;
+    std::mutex mutex_;
+    ClickDetector power_;
+    ClickDetector torch_;
+    ClickDetector pinhole_;
+    bool powerOffRaised_ = false; ///< for the current press
+    HoldTimer timer_;
+};
+
+} // namespace vantorelui

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <VantorelUI_sim.h>
+
+#include <atomic>
+#include <cstddef>
+#include <mutex>
+#include <vector>
+
+namespace vantorelui {
+
+/** What a call passed; a function has one of them at most, RegisterUIEvent() two. */
+struct CallArguments {
+    const char* text = nullptr;
+    double number = 0;
+    const void* pointer = nullptr;
+};
+
+/** Records the application's calls; while switched off it costs one test per call. */
+class CallLog {
+public:
+    void Switch(bool on);
+    void Add(const char* function, const CallArguments& arguments = {}) {
+        if (on_.load(std::memory_order_relaxed)) {
+            Record(function, arguments);
+        }
+    }
+    std::size_t Count() const;
+    bool Get(std::size_t index, vantorelui_sim_call_t& call) const;
+
+private:
+    void Record(const char* function, const CallArguments& arguments);
+
+    std::atomic<bool> on_ = false;
+    mutable std::mutex mutex_;
+    std::vector<vantorelui_sim_call_t> calls_; ///< a ring once it is full
+    std::size_t count_ = 0;
+};
+
+} // namespace vantorelui

@@ -1,0 +1,170 @@
+#include "Canvas.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace vantorelui {
+
+namespace {
+
+float RoundedRectDistance(Point p, const Rect& area, float radius) {
+    const float halfWidth = static_cast<float>(area.width) / 2;
+    const float halfHeight = static_cast<float>(area.height) / 2;
+    const float dx = std::fabs(p.x - static_cast<float>(area.x) - halfWidth) - halfWidth + radius;
+    const float dy = std::fabs(p.y - static_cast<float>(area.y) - halfHeight) - halfHeight + radius;
+    const float outside = std::hypot(std::max(dx, 0.0F), std::max(dy, 0.0F));
+    return outside + std::min(std::max(dx, dy), 0.0F) - radius;
+}
+
+float SegmentDistance(Point p, Point a, Point b) {
+    const Point along{b.x - a.x, b.y - a.y};
+    const Point toP{p.x - a.x, p.y - a.y};
+    const float lengthSquared = along.x * along.x + along.y * along.y;
+    const float t =
+        lengthSquared > 0
+            ? std::clamp((toP.x * along.x + toP.y * along.y) / lengthSquared, 0.0F, 1.0F)
+            : 0.0F;
+    return std::hypot(toP.x - along.x * t, toP.y - along.y * t);
+}
+
+float PolygonDistance(Point p, std::span<const Point> corners) {
+    float distance = std::numeric_limits<float>::max();
+    bool inside = false;
+    for (std::size_t i = 0, j = corners.size() - 1; i < corners.size(); j = i++) {
+        const Point a = corners[i];
+        const Point b = corners[j];
+        distance = std::min(distance, SegmentDistance(p, a, b));
+        if ((a.y > p.y) != (b.y > p.y) && p.x < (b.x - a.x) * (p.y - a.y) / (b.y - a.y) + a.x) {
+            inside = !inside;
+        }
+    }
+    return inside ? -distance : distance;
+}
+
+/** The pixels that a shape between two corners can touch, its soft edge included. */
+Rect Around(Point least, Point most) {
+    const int x = static_cast<int>(std::floor(least.x)) - 1;
+    const int y = static_cast<int>(std::floor(least.y)) - 1;
+    return {x, y, static_cast<int>(std::ceil(most.x)) + 1 - x,
+            static_cast<int>(std::ceil(most.y)) + 1 - y};
+}
+
+} // namespace
+
+Canvas::Canvas(int width, int height)
+    : width_(width),
+      height_(height),
+      pixels_(static_cast<std::size_t>(width) * static_cast<std::size_t>(height)) {}
+
+Rect Canvas::Clip(const Rect& area) const {
+    const int left = std::max(area.x, 0);
+    const int top = std::max(area.y, 0);
+    return {left, top, std::max(0, std::min(area.x + area.width, width_) - left),
+            std::max(0, std::min(area.y + area.height, height_) - top)};
+}
+
+/** Fills where the signed distance to the edge is negative; half a pixel around it is blended. */
+template <typename Distance>
+void Canvas::Shape(const Rect& bounds, Color color, Distance&& distance) {
+    const Rect area = Clip(bounds);
+    for (int y = area.y; y < area.y + area.height; ++y) {
+        std::uint32_t* row = Row(y);
+        for (int x = area.x; x < area.x + area.width; ++x) {
+            const Point center{static_cast<float>(x) + 0.5F, static_cast<float>(y) + 0.5F};
+            const float coverage = 0.5F - distance(center);
+            if (coverage >= 1) {
+                row[x] = color;
+            } else if (coverage > 0) {
+                row[x] = Mix(row[x], color, static_cast<unsigned>(coverage * 256));
+            }
+        }
+    }
+}
+
+void Canvas::Fill(const Rect& area, Color color) {
+    const Rect clipped = Clip(area);
+    for (int y = clipped.y; y < clipped.y + clipped.height; ++y) {
+        std::fill_n(Row(y) + clipped.x, clipped.width, color);
+    }
+}
+
+void Canvas::Tint(const Rect& area, Color color, unsigned alpha) {
+    const Rect clipped = Clip(area);
+    for (int y = clipped.y; y < clipped.y + clipped.height; ++y) {
+        std::uint32_t* row = Row(y) + clipped.x;
+        std::for_each(row, row + clipped.width,
+                      [&](std::uint32_t& pixel) { pixel = Mix(pixel, color, alpha); });
+    }
+}
+
+void Canvas::RoundedRect(const Rect& area, float radius, Color color) {
+    // Only the corners need the costly distance; most of the area is a plain fill.
+    const int corner = std::min(static_cast<int>(std::ceil(radius)), area.height / 2);
+    const auto distance = [&](Point p) { return RoundedRectDistance(p, area, radius); };
+    Fill({area.x, area.y + corner, area.width, area.height - 2 * corner}, color);
+    for (const int y : {area.y, area.y + area.height - corner}) {
+        const int inner = std::max(0, area.width - 2 * corner);
+        Fill({area.x + corner, y, inner, corner}, color);
+        Shape({area.x, y, corner, corner}, color, distance);
+        Shape({area.x + corner + inner, y, area.width - corner - inner, corner}, color, distance);
+    }
+}
+
+void Canvas::RoundedFrame(const Rect& area, float radius, float thickness, Color color) {
+    Shape(area, color, [&](Point p) {
+        const float middle = RoundedRectDistance(p, area, radius) + thickness / 2;
+        return std::fabs(middle) - thickness / 2;
+    });
+}
+
+void Canvas::Disc(Point center, float radius, Color color) {
+    Shape(Around({center.x - radius, center.y - radius}, {center.x + radius, center.y + radius}),
+          color, [&](Point p) { return std::hypot(p.x - center.x, p.y - center.y) - radius; });
+}
+
+void Canvas::Ring(Point center, float radius, float thickness, Color color) {
+    const float reach = radius + thickness / 2;
+    Shape(Around({center.x - reach, center.y - reach}, {center.x + reach, center.y + reach}), color,
+          [&](Point p) {
+              const float middle = std::hypot(p.x - center.x, p.y - center.y) - radius;
+              return std::fabs(middle) - thickness / 2;
+          });
+}
+
+void Canvas::Line(Point from, Point to, float thickness, Color color) {
+    const float half = thickness / 2;
+    Shape(Around({std::min(from.x, to.x) - half, std::min(from.y, to.y) - half},
+                 {std::max(from.x, to.x) + half, std::max(from.y, to.y) + half}),
+          color, [&](Point p) { return SegmentDistance(p, from, to) - half; });
+}
+
+void Canvas::Polygon(std::span<const Point> corners, Color color) {
+    if (corners.size() < 3) {
+        return;
+    }
+    Point least = corners.front();
+    Point most = least;
+    for (const Point& corner : corners) {
+        least = {std::min(least.x, corner.x), std::min(least.y, corner.y)};
+        most = {std::max(most.x, corner.x), std::max(most.y, corner.y)};
+    }
+    Shape(Around(least, most), color, [&](Point p) { return PolygonDistance(p, corners); });
+}
+
+void Canvas::Stencil(const Rect& area, const std::uint8_t* coverage, Color color) {
+    const Rect clipped = Clip(area);
+    for (int y = clipped.y; y < clipped.y + clipped.height; ++y) {
+        const std::uint8_t* alpha = coverage + (y - area.y) * area.width - area.x;
+        std::uint32_t* row = Row(y);
+        for (int x = clipped.x; x < clipped.x + clipped.width; ++x) {
+            if (alpha[x] == 0xFF) {
+                row[x] = color;
+            } else if (alpha[x] != 0) {
+                row[x] = Mix(row[x], color, alpha[x]);
+            }
+        }
+    }
+}
+
+} // namespace vantorelui

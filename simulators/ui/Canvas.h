@@ -1,0 +1,68 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace vantorelui {
+
+using Color = std::uint32_t; ///< 0x00RRGGBB
+
+struct Point {
+    float x;
+    float y;
+};
+
+struct Rect {
+    int x;
+    int y;
+    int width;
+    int height;
+};
+
+/** Mixes two colours; `alpha` runs from 0 (all `below`) to 256 (all `above`). */
+constexpr Color Mix(Color below, Color above, unsigned alpha) {
+    const unsigned rest = 256 - alpha;
+    const Color redBlue = ((below & 0xFF00FF) * rest + (above & 0xFF00FF) * alpha) >> 8;
+    const Color green = ((below & 0x00FF00) * rest + (above & 0x00FF00) * alpha) >> 8;
+    return (redBlue & 0xFF00FF) | (green & 0x00FF00);
+}
+
+/**
+ * The picture of the display and the shapes that the screens are made of. Edges are anti-aliased,
+ * everything is clipped to the picture.
+ */
+class Canvas {
+public:
+    Canvas(int width, int height);
+
+    int Width() const { return width_; }
+    int Height() const { return height_; }
+    std::uint32_t* Pixels() { return pixels_.data(); }
+    std::uint32_t* Row(int y) { return pixels_.data() + y * width_; }
+
+    void Fill(const Rect& area, Color color);
+    /** Lays a colour over an area; `alpha` as in Mix(). */
+    void Tint(const Rect& area, Color color, unsigned alpha);
+    void RoundedRect(const Rect& area, float radius, Color color);
+    /** Only the edge of a rounded rectangle; `thickness` reaches inwards. */
+    void RoundedFrame(const Rect& area, float radius, float thickness, Color color);
+    void Disc(Point center, float radius, Color color);
+    void Ring(Point center, float radius, float thickness, Color color);
+    /** A line with round ends. */
+    void Line(Point from, Point to, float thickness, Color color);
+    void Polygon(std::span<const Point> corners, Color color);
+    /** Draws through a stencil of 8-bit coverage, as glyphs are. */
+    void Stencil(const Rect& area, const std::uint8_t* coverage, Color color);
+
+private:
+    Rect Clip(const Rect& area) const;
+    template <typename Distance>
+    void Shape(const Rect& bounds, Color color, Distance&& distance);
+
+    int width_;
+    int height_;
+    std::vector<std::uint32_t> pixels_;
+};
+
+} // namespace vantorelui

@@ -1,0 +1,20 @@
+#include "Clock.h"
+
+#include <chrono>
+
+namespace vantorelui {
+
+std::int64_t Clock::Now() const {
+    if (manual_) {
+        return time_;
+    }
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
+}
+
+void Clock::MakeManual() {
+    time_ = 0;
+    manual_ = true;
+}
+
+} // namespace vantorelui

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+namespace vantorelui {
+
+/** Milliseconds of a monotonic clock, or of one that a test advances by hand. */
+class Clock {
+public:
+    std::int64_t Now() const;
+    bool IsManual() const { return manual_; }
+    /** From now on the clock stands still, starting from 0, until Advance(). */
+    void MakeManual();
+    void MakeReal() { manual_ = false; }
+    void Advance(std::int64_t milliseconds) { time_ += milliseconds; }
+
+private:
+    std::atomic<bool> manual_ = false;
+    std::atomic<std::int64_t> time_ = 0;
+};
+
+} // namespace vantorelui

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <array>
+#include <mutex>
+
+namespace vantorelui {
+
+/** The registered handlers. They are called without any lock held and may throw. */
+class EventTable {
+public:
+    using Handler = void (*)(void* context);
+
+    void Register(int event, Handler handler, void* context);
+    /** Calls the event's handler on this thread; false when there is none. */
+    bool Raise(int event) const;
+    void Reset();
+
+private:
+    struct Entry {
+        Handler handler = nullptr;
+        void* context = nullptr;
+    };
+
+    mutable std::mutex mutex_;
+    std::array<Entry, 6> entries_;
+};
+
+} // namespace vantorelui

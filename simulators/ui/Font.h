@@ -1,0 +1,65 @@
+#pragma once
+
+#include "Canvas.h"
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+namespace vantorelui {
+
+enum class Align { Left, Center, Right };
+
+/**
+ * One typeface in one size. A glyph is rasterised when it is first needed and kept, so that text
+ * costs no more than copying stencils. Characters beyond Latin-1 appear as a question mark.
+ */
+class Font {
+public:
+    /** `typeface` is a TrueType file in memory that outlives the font; `size` is in pixels. */
+    Font(const unsigned char* typeface, float size);
+    ~Font();
+    Font(const Font&) = delete;
+    Font& operator=(const Font&) = delete;
+
+    /** Draws UTF-8 text with its baseline at `anchor.y`; `spacing` widens every character. */
+    void Draw(Canvas& canvas, Point anchor, std::string_view text, Color color,
+              Align align = Align::Left, float spacing = 0);
+    float Width(std::string_view text, float spacing = 0);
+    /** How many bytes of the text fit into a line; at least one character. */
+    std::size_t Fit(std::string_view text, float width);
+    /** Rasterises glyphs ahead of time, for text that changes while the picture is live. */
+    void Prepare(std::string_view characters);
+
+private:
+    struct Glyph {
+        bool ready = false;
+        float advance = 0;
+        Rect box{}; ///< relative to the pen on the baseline
+        std::vector<std::uint8_t> coverage;
+    };
+    struct Typeface;
+
+    const Glyph& At(std::uint32_t codepoint);
+
+    std::unique_ptr<Typeface> typeface_;
+    std::array<Glyph, 256> glyphs_;
+};
+
+/** Every size of type that the screens use. */
+struct Fonts {
+    Fonts();
+
+    Font wordmark;
+    Font display;
+    Font reading;
+    Font heading;
+    Font value;
+    Font label;
+    Font body;
+    Font small;
+};
+
+} // namespace vantorelui

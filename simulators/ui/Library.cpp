@@ -1,0 +1,48 @@
+#include "Library.h"
+
+namespace vantorelui {
+
+Library& Library::Get() {
+    static Library& library = *new Library;
+    return library;
+}
+
+Library::RenderControl Library::Control() const {
+    const std::lock_guard lock(controlMutex_);
+    return control_;
+}
+
+std::uint32_t* Library::Render() {
+    if (const RenderControl control = Control(); control.hook != nullptr) {
+        control.hook(control.context);
+    }
+    // Asked again: the hook may have waited until the test had set another image.
+    if (const auto image = Control().image) {
+        return *image;
+    }
+    return renderer.Render(state, clock.Now());
+}
+
+void Library::SetRenderImage(std::optional<std::uint32_t*> image) {
+    const std::lock_guard lock(controlMutex_);
+    control_.image = image;
+}
+
+void Library::SetRenderHook(void (*hook)(void*), void* context) {
+    const std::lock_guard lock(controlMutex_);
+    control_.hook = hook;
+    control_.context = context;
+}
+
+void Library::Reset() {
+    events.Reset();
+    buttons.Reset();
+    clock.MakeReal();
+    calls.Switch(false);
+    SetRenderImage(std::nullopt);
+    SetRenderHook(nullptr, nullptr);
+    state.Modify([](UiState& current) { current = {}; });
+    renderer.Reset();
+}
+
+} // namespace vantorelui

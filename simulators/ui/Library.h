@@ -1,0 +1,49 @@
+#pragma once
+
+#include "Buttons.h"
+#include "CallLog.h"
+#include "Clock.h"
+#include "Events.h"
+#include "Renderer.h"
+#include "UiState.h"
+
+#include <cstdint>
+#include <mutex>
+#include <optional>
+
+namespace vantorelui {
+
+/** The parts of the library, behind its C functions. */
+class Library {
+public:
+    /** Never destroyed: the timer's thread and threads of the application may outlive main(). */
+    static Library& Get();
+
+    /** Draws, unless a test has set another image. */
+    std::uint32_t* Render();
+    void Reset();
+
+    void SetRenderImage(std::optional<std::uint32_t*> image);
+    void SetRenderHook(void (*hook)(void*), void* context);
+
+    CallLog calls;
+    Clock clock;
+    SharedState state;
+    EventTable events;
+    Buttons buttons{clock, state, events};
+    Renderer renderer;
+
+private:
+    struct RenderControl {
+        void (*hook)(void*) = nullptr;
+        void* context = nullptr;
+        std::optional<std::uint32_t*> image;
+    };
+
+    RenderControl Control() const;
+
+    mutable std::mutex controlMutex_;
+    RenderControl control_;
+};
+
+} // namespace vantorelui

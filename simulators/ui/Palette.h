@@ -1,0 +1,10 @@
+#pragma once
+
+#include "Canvas.h"
+
+namespace vantorelui {
+
+/** The false colour of a heat between 0 (coldest) and 1 (hottest). */
+Color PaletteColor(float heat);
+
+} // namespace vantorelui

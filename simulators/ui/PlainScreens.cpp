@@ -1,0 +1,114 @@
+#include "PlainScreens.h"
+
+#include "Symbols.h"
+#include "Theme.h"
+
+#include <algorithm>
+
+namespace vantorelui {
+
+namespace {
+
+constexpr float middle = theme::width / 2.0F;
+constexpr Rect whole{0, 0, theme::width, theme::height};
+
+constexpr int segments = 10;
+constexpr Rect battery{160, 124, 160, 304};
+
+Rect Segment(int index) {
+    constexpr int pitch = 28;
+    return {battery.x + 14, battery.y + battery.height - 14 - 24 - index * pitch,
+            battery.width - 28, 24};
+}
+
+} // namespace
+
+void IdentityFooter::Refresh(Scene& scene) {
+    const UiState& state = scene.state;
+    if (!shown_.Changes({state.sku, state.version})) {
+        return;
+    }
+    scene.canvas.Fill({0, 580, theme::width, 60}, theme::background);
+    scene.fonts.value.Draw(scene.canvas, {middle, 600}, state.sku.View(), theme::muted,
+                           Align::Center);
+    scene.fonts.small.Draw(scene.canvas, {middle, 622}, state.version.View(), theme::muted,
+                           Align::Center);
+}
+
+void SplashScreen::Enter(Scene& scene) {
+    Canvas& canvas = scene.canvas;
+    canvas.Fill(whole, theme::background);
+    DrawEmblem(canvas, middle - 42, 190);
+    scene.fonts.wordmark.Draw(canvas, {middle, 338}, "VANTOREL", theme::text, Align::Center, 6);
+    DrawPaletteStrip(canvas, {60, 360, 360, 4});
+    scene.fonts.label.Draw(canvas, {middle, 392}, "HANDHELD THERMAL IMAGING", theme::muted,
+                           Align::Center, 4);
+    footer_.Forget();
+}
+
+void SplashScreen::Refresh(Scene& scene) {
+    footer_.Refresh(scene);
+}
+
+void ChargingScreen::Enter(Scene& scene) {
+    Canvas& canvas = scene.canvas;
+    canvas.Fill(whole, theme::background);
+    canvas.RoundedRect({theme::width / 2 - 30, battery.y - 18, 60, 24}, 6, theme::rule);
+    canvas.RoundedRect(battery, 20, theme::rule);
+    canvas.RoundedRect({battery.x + 6, battery.y + 6, battery.width - 12, battery.height - 12}, 15,
+                       theme::background);
+    scene.fonts.display.Prepare("0123456789- %");
+    level_.Forget();
+    fill_.Forget();
+    footer_.Forget();
+}
+
+void ChargingScreen::Refresh(Scene& scene) {
+    const auto& level = scene.state.battery;
+    const int filled = level ? (*level * segments + 50) / 100 : 0;
+    constexpr std::int64_t step = 220;
+    const int left = segments - filled;
+    const int pulsing = left > 0 ? static_cast<int>(scene.milliseconds / step % (left + 2)) : 0;
+    const Fill fill{filled, std::min(pulsing, left), level ? BatteryColor(*level) : theme::muted};
+    if (fill_.Changes(fill)) {
+        DrawSegments(scene, fill.filled, fill.pulsing, fill.color);
+    }
+    if (level_.Changes(level)) {
+        const bool full = level && *level >= 100;
+        scene.canvas.Fill({0, 446, theme::width, 124}, theme::background);
+        scene.fonts.display.Draw(scene.canvas, {middle, 508}, Readout::Percent(level).View(),
+                                 theme::text, Align::Center);
+        scene.fonts.label.Draw(scene.canvas, {middle, 546}, full ? "FULLY CHARGED" : "CHARGING",
+                               full ? theme::good : theme::muted, Align::Center, 4);
+    }
+    footer_.Refresh(scene);
+}
+
+void ChargingScreen::DrawSegments(Scene& scene, int filled, int pulsing, Color color) const {
+    for (int i = 0; i < segments; ++i) {
+        const Color shade = i < filled             ? color
+                            : i < filled + pulsing ? Mix(theme::background, color, 90)
+                                                   : theme::panel;
+        scene.canvas.Fill(Segment(i), shade);
+    }
+    DrawFlash(scene.canvas, {middle, battery.y + battery.height / 2.0F}, 92, theme::text);
+}
+
+void ErrorScreen::Enter(Scene& scene) {
+    Canvas& canvas = scene.canvas;
+    canvas.Fill(whole, theme::background);
+    canvas.RoundedRect({302, 226, 14, 44}, 4, theme::rule);
+    canvas.RoundedFrame({144, 188, 156, 120}, 18, 8, theme::rule);
+    DrawWarning(canvas, 178, 200, 88, theme::bad, theme::background);
+    scene.fonts.heading.Draw(canvas, {middle, 384}, "No battery", theme::text, Align::Center);
+    scene.fonts.body.Draw(canvas, {middle, 422}, "Insert a charged battery", theme::muted,
+                          Align::Center);
+    scene.fonts.body.Draw(canvas, {middle, 448}, "to use the camera.", theme::muted, Align::Center);
+    footer_.Forget();
+}
+
+void ErrorScreen::Refresh(Scene& scene) {
+    footer_.Refresh(scene);
+}
+
+} // namespace vantorelui

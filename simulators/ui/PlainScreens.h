@@ -1,0 +1,63 @@
+#pragma once
+
+#include "Readout.h"
+#include "Screen.h"
+
+namespace vantorelui {
+
+/** SKU and version at the bottom of the screens without a live picture. */
+class IdentityFooter {
+public:
+    void Forget() { shown_.Forget(); }
+    void Refresh(Scene& scene);
+
+private:
+    struct Identity {
+        FixedText<64> sku;
+        FixedText<64> version;
+        bool operator==(const Identity&) const = default;
+    };
+    Shown<Identity> shown_;
+};
+
+/** The product's name, until the camera delivers. */
+class SplashScreen : public Screen {
+public:
+    void Enter(Scene& scene) override;
+    void Refresh(Scene& scene) override;
+
+private:
+    IdentityFooter footer_;
+};
+
+/** A battery that fills. */
+class ChargingScreen : public Screen {
+public:
+    void Enter(Scene& scene) override;
+    void Refresh(Scene& scene) override;
+
+private:
+    void DrawSegments(Scene& scene, int filled, int pulsing, Color color) const;
+
+    struct Fill {
+        int filled;
+        int pulsing; ///< segments above the filled ones that are lit by the animation
+        Color color;
+        bool operator==(const Fill&) const = default;
+    };
+    Shown<std::optional<std::uint8_t>> level_;
+    Shown<Fill> fill_;
+    IdentityFooter footer_;
+};
+
+/** There is no battery. */
+class ErrorScreen : public Screen {
+public:
+    void Enter(Scene& scene) override;
+    void Refresh(Scene& scene) override;
+
+private:
+    IdentityFooter footer_;
+};
+
+} // namespace vantorelui

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+namespace vantorelui {
+
+/** A number as it is shown, such as "36.6 °C" or "80 %". Made without allocation. */
+class Readout {
+public:
+    /** One digit after the point; dashes for a temperature that is missing or no number. */
+    static Readout Temperature(std::optional<float> celsius, bool fahrenheit);
+    static Readout Percent(std::optional<std::uint8_t> level);
+
+    std::string_view View() const { return {text_.data(), length_}; }
+    bool operator==(const Readout& other) const { return View() == other.View(); }
+
+private:
+    std::array<char, 20> text_{};
+    std::size_t length_ = 0;
+};
+
+} // namespace vantorelui

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "Canvas.h"
+#include "Font.h"
+#include "PlainScreens.h"
+#include "ThermalScreen.h"
+#include "ThermalView.h"
+#include "UiState.h"
+#include "UpdateScreen.h"
+
+#include <cstdint>
+
+namespace vantorelui {
+
+/** Owns the image and keeps it up to date with the state. The caller serialises its use. */
+class Renderer {
+public:
+    Renderer();
+
+    void UpdateThermalImage(const std::uint8_t* pixels) { thermal_.Update(pixels); }
+    /** The current image; null while no screen is selected. */
+    std::uint32_t* Render(const SharedState& shared, std::int64_t milliseconds);
+    void Reset();
+
+private:
+    Screen* Find(ScreenId id);
+
+    Canvas canvas_;
+    Fonts fonts_;
+    ThermalView thermal_;
+    SplashScreen splash_;
+    ThermalScreen thermalScreen_;
+    ChargingScreen charging_;
+    UpdateScreen update_;
+    ErrorScreen error_;
+    UiState state_;
+    std::uint64_t generation_ = 0; ///< of the state in `state_`
+    ScreenId shown_ = ScreenId::None;
+};
+
+} // namespace vantorelui

@@ -1,0 +1,51 @@
+#pragma once
+
+#include "Canvas.h"
+#include "Font.h"
+#include "ThermalView.h"
+#include "UiState.h"
+
+#include <cstdint>
+#include <optional>
+
+namespace vantorelui {
+
+/** What a screen draws with and from. */
+struct Scene {
+    Canvas& canvas;
+    Fonts& fonts;
+    ThermalView& thermal;
+    const UiState& state;
+    std::int64_t milliseconds; ///< drives animations
+};
+
+/** What one region of a screen shows now; tells when it has to be drawn again. */
+template <typename Content>
+class Shown {
+public:
+    /** Takes over the content; true when it differs from what was drawn. */
+    bool Changes(const Content& content) {
+        if (content_ == content) {
+            return false;
+        }
+        content_ = content;
+        return true;
+    }
+    void Forget() { content_.reset(); }
+
+private:
+    std::optional<Content> content_;
+};
+
+/** One screen. It draws its background once and later only the regions whose content changed. */
+class Screen {
+public:
+    virtual ~Screen() = default;
+
+    /** Draws everything, on a canvas that shows anything at all. */
+    virtual void Enter(Scene& scene) = 0;
+    /** Draws what has changed since the last call. */
+    virtual void Refresh(Scene& scene) = 0;
+};
+
+} // namespace vantorelui

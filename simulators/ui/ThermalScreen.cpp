@@ -1,0 +1,142 @@
+#include "ThermalScreen.h"
+
+#include "Symbols.h"
+#include "Theme.h"
+
+namespace vantorelui {
+
+namespace {
+
+constexpr float right = theme::width - 20.0F;
+constexpr int pictureTop = 56;
+constexpr int pictureEnd = pictureTop + ThermalView::height;
+constexpr int readingsTop = pictureEnd + 6;
+constexpr int readingsHeight = 92;
+constexpr int diagnosticsTop = readingsTop + readingsHeight;
+constexpr int identityTop = 612;
+
+constexpr int centerX = ThermalView::width / 2;
+constexpr int centerY = pictureTop + ThermalView::height / 2;
+
+// The label of the spot covers whole source rows, so that they alone can be restored below it.
+constexpr int labelRow = 70;
+constexpr int labelRows = 10;
+constexpr int labelTop = pictureTop + labelRow * ThermalView::scale;
+constexpr int labelHeight = labelRows * ThermalView::scale;
+
+} // namespace
+
+void ThermalScreen::Enter(Scene& scene) {
+    Canvas& canvas = scene.canvas;
+    canvas.Fill({0, 0, theme::width, theme::height}, theme::background);
+    DrawPaletteStrip(canvas, {0, pictureEnd, theme::width, 6});
+    scene.thermal.DrawAll(canvas, pictureTop);
+    // Readings change while the picture is live, when a frame must not wait for the rasteriser.
+    for (Font* font : {&scene.fonts.display, &scene.fonts.reading, &scene.fonts.value}) {
+        font->Prepare("0123456789.- %\u00B0CF");
+    }
+    status_.Forget();
+    spot_.Forget();
+    environment_.Forget();
+    diagnostics_.Forget();
+    identity_.Forget();
+}
+
+void ThermalScreen::Refresh(Scene& scene) {
+    const UiState& state = scene.state;
+    if (status_.Changes({state.battery, state.torchLit, state.overheating, state.sku})) {
+        DrawStatus(scene);
+    }
+    const bool spotChanged = spot_.Changes(Readout::Temperature(state.spot, state.fahrenheit));
+    const bool environmentChanged =
+        environment_.Changes(Readout::Temperature(state.environment, state.fahrenheit));
+    if (scene.thermal.IsNew() || spotChanged) {
+        DrawPicture(scene, spotChanged);
+    }
+    if (spotChanged || environmentChanged) {
+        DrawReadings(scene);
+    }
+    if (diagnostics_.Changes(state.debug)) {
+        DrawDiagnostics(scene);
+    }
+    if (identity_.Changes({state.chip, state.version})) {
+        DrawIdentity(scene);
+    }
+}
+
+void ThermalScreen::DrawStatus(Scene& scene) const {
+    const UiState& state = scene.state;
+    Canvas& canvas = scene.canvas;
+    canvas.Fill({0, 0, theme::width, pictureTop}, theme::panel);
+    scene.fonts.value.Draw(canvas, {20, 35}, state.sku.View(), theme::text);
+    DrawBattery(canvas, 416, 17, state.battery);
+    scene.fonts.value.Draw(canvas, {406, 35}, Readout::Percent(state.battery).View(), theme::text,
+                           Align::Right);
+    if (state.torchLit) {
+        DrawTorch(canvas, 300, 17, theme::warning);
+    }
+    if (state.overheating) {
+        DrawWarning(canvas, 250, 12, 32, theme::bad, theme::text);
+    }
+}
+
+void ThermalScreen::DrawPicture(Scene& scene, bool spotChanged) const {
+    Canvas& canvas = scene.canvas;
+    if (scene.thermal.IsNew()) {
+        scene.thermal.DrawAll(canvas, pictureTop);
+    } else if (spotChanged) {
+        scene.thermal.DrawRows(canvas, pictureTop, labelRow, labelRows);
+    }
+    DrawCrossHair(canvas, centerX, centerY);
+    const Readout spot = Readout::Temperature(scene.state.spot, scene.state.fahrenheit);
+    const int width = static_cast<int>(scene.fonts.value.Width(spot.View())) + 20;
+    canvas.Tint({centerX - width / 2, labelTop, width, labelHeight}, 0x000000, 150);
+    scene.fonts.value.Draw(canvas, {centerX, labelTop + 22}, spot.View(), 0xFFFFFF, Align::Center);
+}
+
+void ThermalScreen::DrawReadings(Scene& scene) const {
+    const UiState& state = scene.state;
+    Canvas& canvas = scene.canvas;
+    canvas.Fill({0, readingsTop, theme::width, readingsHeight}, theme::panel);
+    scene.fonts.label.Draw(canvas, {20, readingsTop + 24}, "SPOT", theme::accent, Align::Left, 2);
+    scene.fonts.display.Draw(canvas, {18, readingsTop + 78},
+                             Readout::Temperature(state.spot, state.fahrenheit).View(),
+                             theme::text);
+    scene.fonts.label.Draw(canvas, {right, readingsTop + 24}, "ENVIRONMENT", theme::muted,
+                           Align::Right, 2);
+    scene.fonts.reading.Draw(canvas, {right, readingsTop + 78},
+                             Readout::Temperature(state.environment, state.fahrenheit).View(),
+                             theme::text, Align::Right);
+}
+
+void ThermalScreen::DrawDiagnostics(Scene& scene) const {
+    constexpr int lineHeight = 18;
+    Canvas& canvas = scene.canvas;
+    canvas.Fill({0, diagnosticsTop, theme::width, identityTop - diagnosticsTop}, theme::background);
+    std::string_view rest = scene.state.debug.View();
+    for (int baseline = diagnosticsTop + 22; !rest.empty() && baseline < identityTop;
+         baseline += lineHeight) {
+        const std::string_view line = rest.substr(0, rest.find('\n'));
+        const std::string_view fitting =
+            line.substr(0, scene.fonts.small.Fit(line, theme::width - 40.0F));
+        scene.fonts.small.Draw(canvas, {20, static_cast<float>(baseline)}, fitting, theme::muted);
+        rest.remove_prefix(fitting.size());
+        if (!rest.empty() && rest.front() == '\n') {
+            rest.remove_prefix(1);
+        }
+    }
+}
+
+void ThermalScreen::DrawIdentity(Scene& scene) const {
+    Canvas& canvas = scene.canvas;
+    canvas.Fill({0, identityTop, theme::width, theme::height - identityTop}, theme::panel);
+    const float baseline = identityTop + 19;
+    Font& font = scene.fonts.small;
+    if (!scene.state.chip.View().empty()) {
+        font.Draw(canvas, {20, baseline}, "Chip", theme::muted);
+        font.Draw(canvas, {58, baseline}, scene.state.chip.View(), theme::text);
+    }
+    font.Draw(canvas, {right, baseline}, scene.state.version.View(), theme::muted, Align::Right);
+}
+
+} // namespace vantorelui

@@ -1,0 +1,74 @@
+#include "ThermalView.h"
+
+#include "Palette.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace vantorelui {
+
+ThermalView::ThermalView() {
+    for (int level = 0; level < levels; ++level) {
+        palette_[static_cast<std::size_t>(level)] =
+            PaletteColor(static_cast<float>(level) / static_cast<float>(levels - 1));
+    }
+}
+
+void ThermalView::Update(const std::uint8_t* pixels) {
+    if (std::memcmp(picture_.data(), pixels, picture_.size()) != 0) {
+        std::memcpy(picture_.data(), pixels, picture_.size());
+        isNew_ = true;
+    }
+}
+
+void ThermalView::Clear() {
+    picture_.fill(0);
+    isNew_ = true;
+}
+
+void ThermalView::DrawAll(Canvas& canvas, int top) {
+    DrawRows(canvas, top, 0, sourceHeight);
+    isNew_ = false;
+}
+
+void ThermalView::DrawRows(Canvas& canvas, int top, int firstRow, int rows) const {
+    WideRow buffers[3];
+    WideRow* above = &buffers[0];
+    WideRow* here = &buffers[1];
+    WideRow* below = &buffers[2];
+    Widen(firstRow - 1, *above);
+    Widen(firstRow, *here);
+    const Color* palette = palette_.data();
+    for (int row = firstRow; row < firstRow + rows; ++row) {
+        Widen(row + 1, *below);
+        std::uint32_t* out = canvas.Row(top + row * scale);
+        for (std::size_t x = 0; x < width; ++x) {
+            const unsigned level = (*here)[x];
+            out[x] = palette[2 * level + (*above)[x]];
+            out[x + width] = palette[3 * level];
+            out[x + 2 * width] = palette[2 * level + (*below)[x]];
+        }
+        std::swap(above, here);
+        std::swap(here, below);
+    }
+}
+
+/** Interpolates one source row to the full width; rows beyond the edge repeat it. */
+void ThermalView::Widen(int row, WideRow& wide) const {
+    const int y = std::clamp(row, 0, sourceHeight - 1);
+    const std::uint8_t* source = picture_.data() + y * sourceWidth;
+    std::uint16_t* out = wide.data();
+    unsigned left = source[0];
+    unsigned here = left;
+    for (int x = 0; x < sourceWidth; ++x) {
+        const unsigned right = x + 1 < sourceWidth ? source[x + 1] : here;
+        *out++ = static_cast<std::uint16_t>(2 * here + left);
+        *out++ = static_cast<std::uint16_t>(3 * here);
+        *out++ = static_cast<std::uint16_t>(2 * here + right);
+        left = here;
+        here = right;
+    }
+}
+
+} // namespace vantorelui

@@ -1,0 +1,51 @@
+#pragma once
+
+#include "Canvas.h"
+
+#include <array>
+#include <cstdint>
+
+namespace vantorelui {
+
+/**
+ * The thermal picture in false colours, three times as large as the camera's.
+ *
+ * Interpolation by thirds needs no division: across, 3a, 2a+b; down, the same again, so that an
+ * interpolated grey level is a whole number of ninths and indexes the palette directly.
+ */
+class ThermalView {
+public:
+    static constexpr int sourceWidth = 160;
+    static constexpr int sourceHeight = 120;
+    static constexpr int scale = 3;
+    static constexpr int width = sourceWidth * scale;
+    static constexpr int height = sourceHeight * scale;
+
+    ThermalView();
+
+    /**
+     * Keeps a copy of a picture. The display refreshes more often than the camera, so that the same
+     * picture comes again and again; only a different one counts as new.
+     */
+    void Update(const std::uint8_t* pixels);
+    /** Back to the uniform picture from before the first one. */
+    void Clear();
+    /** Whether Update() brought a picture that DrawAll() has not drawn yet. */
+    bool IsNew() const { return isNew_; }
+
+    void DrawAll(Canvas& canvas, int top);
+    /** Draws the lines of some source rows, to restore what an overlay covered. */
+    void DrawRows(Canvas& canvas, int top, int firstRow, int rows) const;
+
+private:
+    using WideRow = std::array<std::uint16_t, width>;
+    static constexpr int levels = 255 * scale * scale + 1;
+
+    void Widen(int row, WideRow& wide) const;
+
+    std::array<std::uint8_t, std::size_t{sourceWidth} * sourceHeight> picture_{};
+    std::array<Color, levels> palette_;
+    bool isNew_ = true;
+};
+
+} // namespace vantorelui

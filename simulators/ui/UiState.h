@@ -1,0 +1,82 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <mutex>
+#include <optional>
+#include <string_view>
+
+namespace vantorelui {
+
+/** Text in a fixed buffer: copying the state for a frame must not allocate. */
+template <std::size_t Capacity>
+class FixedText {
+public:
+    /** Null counts as empty; what does not fit is cut off. */
+    void Assign(const char* text) {
+        length_ = text == nullptr ? 0 : strnlen(text, Capacity);
+        std::copy_n(text, length_, text_.data());
+    }
+    std::string_view View() const { return {text_.data(), length_}; }
+    bool operator==(const FixedText& other) const { return View() == other.View(); }
+
+private:
+    std::array<char, Capacity> text_{};
+    std::size_t length_ = 0;
+};
+
+/** Values as in vantorelui_sim_screen(). */
+enum class ScreenId { None, Splash, Thermal, Charging, Update, Error };
+enum class UpdatePhase { Waiting, Uploading, Succeeded, Failed };
+
+/** Everything that the screens show, apart from the thermal picture. */
+struct UiState {
+    ScreenId screen = ScreenId::None;
+    bool fahrenheit = false;
+    bool torchLit = false;
+    bool overheating = false;
+    std::optional<std::uint8_t> battery;
+    std::optional<float> spot;
+    std::optional<float> environment;
+    FixedText<32> chip;
+    FixedText<64> sku;
+    FixedText<64> version;
+    FixedText<640> debug;
+    UpdatePhase updatePhase = UpdatePhase::Waiting;
+    std::uint8_t updateProgress = 0;
+};
+
+/** The state as the application's threads change it and the renderer reads it. */
+class SharedState {
+public:
+    template <typename Change>
+    auto Modify(Change&& change) {
+        const std::lock_guard lock(mutex_);
+        ++generation_;
+        return change(state_);
+    }
+    template <typename Question>
+    auto Ask(Question&& question) const {
+        const std::lock_guard lock(mutex_);
+        return question(state_);
+    }
+    /** Refreshes a copy that is as old as `generation`; an unchanged state costs next to nothing.
+     */
+    void Refresh(UiState& copy, std::uint64_t& generation) const {
+        const std::lock_guard lock(mutex_);
+        if (generation != generation_) {
+            generation = generation_;
+            copy = state_;
+        }
+    }
+
+private:
+    mutable std::mutex mutex_;
+    UiState state_;
+    std::uint64_t generation_ = 1;
+};
+
+} // namespace vantorelui

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "PlainScreens.h"
+
+namespace vantorelui {
+
+/** A computer is attached: it may hand over a firmware file, whose writing is shown. */
+class UpdateScreen : public Screen {
+public:
+    void Enter(Scene& scene) override;
+    void Refresh(Scene& scene) override;
+
+private:
+    void DrawPhase(Scene& scene) const;
+
+    Shown<UpdatePhase> phase_;
+    Shown<int> dots_;              ///< animation of the wait
+    Shown<std::uint8_t> progress_; ///< percent, while uploading
+    IdentityFooter footer_;
+};
+
+} // namespace vantorelui
