@@ -1,0 +1,112 @@
+#pragma once
+
+#include "tests/support/PrivateMounts.h"
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <ranges>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <sys/stat.h>
+
+namespace vantorel::test {
+
+inline std::string ReadFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+inline void WriteFile(const std::string& path, const std::string& content) {
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    std::ofstream(path, std::ios::binary) << content;
+}
+
+/** Waits for what another thread or process is about to do; false when it does not. */
+template <typename Condition>
+bool Eventually(Condition condition) {
+    for (int tries = 0; tries < 2000; ++tries) {
+        if (condition()) {
+            return true;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return false;
+}
+
+/** A place in the file system that a fake program waits for before it ends. */
+inline void MakeFifo(const std::string& path) {
+    if (::mkfifo(path.c_str(), 0600) != 0) {
+        throw std::runtime_error("no fifo " + path);
+    }
+}
+
+/**
+ * Moves the process into an empty root directory of its own, in which stand, in the place of the
+ * device's programs, scripts that write down how they were called. Of the machine there are only
+ * libraries, /dev and /proc. For tests that VANTOREL_NEED_PRIVATE_MOUNTS(); may be entered again,
+ * from the last one, for every test.
+ */
+class PrivateRoot {
+public:
+    PrivateRoot() {
+        CoverWithTmpfs("/tmp");
+        for (const char* directory : {"/lib", "/lib64", "/usr/lib", "/dev", "/proc"}) {
+            if (std::filesystem::exists(directory)) {
+                const std::string inside = std::string("/tmp") + directory;
+                std::filesystem::create_directories(inside);
+                Must(::mount(directory, inside.c_str(), nullptr, MS_BIND | MS_REC, nullptr));
+            }
+        }
+        for (const char* directory : {"bin", "sbin", "usr/bin", "etc", "tmp", "calls"}) {
+            std::filesystem::create_directories(std::string("/tmp/") + directory);
+        }
+        for (const char* tool : {"/bin/sh", "/bin/ln"}) {
+            std::filesystem::copy_file(tool, std::string("/tmp") + tool);
+        }
+        Must(::chroot("/tmp"));
+        Must(::chdir("/"));
+        for (const char* program :
+             {"/bin/busybox", "/sbin/modprobe", "/usr/bin/fw_setenv", "/usr/bin/gdbserver"}) {
+            WriteFile(program, script);
+            std::filesystem::permissions(program, std::filesystem::perms::owner_all);
+        }
+    }
+
+    /** Shell commands that the fake programs run after they have written down their call. */
+    void Behave(const std::string& commands) const { WriteFile("/behaviour", commands); }
+
+    /** The calls in the order in which the programs were started, as "/sbin/modprobe|loop". */
+    std::vector<std::string> Calls() const {
+        std::vector<std::pair<int, std::string>> calls;
+        for (const auto& entry : std::filesystem::directory_iterator("/calls")) {
+            calls.emplace_back(std::stoi(entry.path().filename()), ReadFile(entry.path()));
+        }
+        std::ranges::sort(calls);
+        std::vector<std::string> texts;
+        std::ranges::copy(calls | std::views::values, std::back_inserter(texts));
+        return texts;
+    }
+
+private:
+    static void Must(int result) {
+        if (result != 0) {
+            throw std::runtime_error(std::string("private root: ") + std::strerror(errno));
+        }
+    }
+
+    // Process numbers rise, so they keep the order even of programs that run at the same time.
+    static constexpr const char* script = R"(#!/bin/sh
+line=$0
+for argument; do line="$line|$argument"; done
+printf %s "$line" >/calls/$$
+if [ -f /behaviour ]; then . /behaviour; fi
+)";
+};
+
+} // namespace vantorel::test
