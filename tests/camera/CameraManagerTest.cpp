@@ -1,5 +1,6 @@
 #include "vantorel/camera/CameraManager.h"
 #include "tests/support/CameraSimulator.h"
+#include "tests/support/CapturedOutput.h"
 #include "vantorel/camera/Camera.h"
 #include "vantorel/camera/CameraError.h"
 
@@ -42,21 +43,14 @@ private:
 
 class CameraManagerTest : public testing::Test {
 protected:
-    CameraManagerTest() {
-        testing::internal::CaptureStdout();
-        manager.Start();
-    }
-    ~CameraManagerTest() override { testing::internal::GetCapturedStdout(); }
+    CameraManagerTest() { manager.Start(); }
 
-    std::string Output() {
-        std::string text = testing::internal::GetCapturedStdout();
-        testing::internal::CaptureStdout();
-        return text;
-    }
+    std::string Output() { return output.Take(); }
     void Enter(ConnectionState state) {
         manager.OnConnectionStateChanged(state, ConnectionState::Undetermined);
     }
 
+    test::CapturedOutput output;
     test::ManualCamera sdk;
     CameraManager manager{7};
     std::vector<std::string> log;

@@ -1,4 +1,5 @@
 #include "tests/support/CameraSimulator.h"
+#include "tests/support/CapturedOutput.h"
 #include "vantorel/camera/Camera.h"
 #include "vantorel/camera/CameraManager.h"
 
@@ -14,7 +15,7 @@ namespace {
 // The simulator's own threads deliver frames while other subjects connect, disconnect and request:
 // no camera may be freed under any of them. Meant for the thread and address sanitizers.
 TEST(CameraThreads, SurviveConnectsFramesAndRequestsAtOnce) {
-    testing::internal::CaptureStdout();
+    const test::CapturedOutput output;
     kirocamera_sim_reset();
     std::atomic<bool> end{false};
     {
@@ -45,7 +46,6 @@ TEST(CameraThreads, SurviveConnectsFramesAndRequestsAtOnce) {
             thread.join();
         }
     }
-    testing::internal::GetCapturedStdout();
     kirocamera_sim_reset();
 }
 

@@ -1,6 +1,8 @@
 #include "vantorel/logger/Logger.h"
 #include "tests/support/CameraSimulator.h"
+#include "tests/support/CapturedOutput.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/Unused.h"
 #include "vantorel/camera/CameraManager.h"
 #include "vantorel/devices/Thermometer.h"
 #include "vantorel/logger/LoggerService.h"
@@ -31,19 +33,14 @@ constexpr const char* columns =
 
 class LoggerTest : public testing::Test {
 protected:
-    LoggerTest() { testing::internal::CaptureStdout(); }
-    ~LoggerTest() override { testing::internal::GetCapturedStdout(); }
-
     Thermometer& Named(const char* name) {
         thermometer.emplace(name, directory.Write("sensor", "0\n"));
         return *thermometer;
     }
-    /** Observer operations take a gauge that this class never looks at. */
-    FuelGauge& AnyGauge() { return *reinterpret_cast<FuelGauge*>(&gaugeStorage); }
 
+    test::CapturedOutput output;
     test::TemporaryDirectory directory;
     std::optional<Thermometer> thermometer;
-    alignas(16) char gaugeStorage[16] = {};
 };
 
 TEST_F(LoggerTest, CountsSessionsAndWritesTheColumnNamesOnce) {
@@ -87,10 +84,10 @@ TEST_F(LoggerTest, JoinsWhatAllSubjectsReported) {
     ASSERT_EQ(sdk.Frame(), 0);
     sdk.Frame();
     sdk.Fail(-1);
-    logger.OnFuelGaugeLevelQuery(AnyGauge(), 100);
-    logger.OnFuelGaugeCurrentQuery(AnyGauge(), -350);
-    logger.OnFuelGaugeVoltageQuery(AnyGauge(), 3.87F);
-    logger.OnFuelGaugeTemperatureQuery(AnyGauge(), 24.95F);
+    logger.OnFuelGaugeLevelQuery(test::Unused<FuelGauge>(), 100);
+    logger.OnFuelGaugeCurrentQuery(test::Unused<FuelGauge>(), -350);
+    logger.OnFuelGaugeVoltageQuery(test::Unused<FuelGauge>(), 3.87F);
+    logger.OnFuelGaugeTemperatureQuery(test::Unused<FuelGauge>(), 24.95F);
     logger.OnThermometerTemperatureQuery(Named("thermometer.board"), 41.04F);
     logger.OnThermometerTemperatureQuery(Named("thermometer.cpu"), 55.55F);
     logger.OnThermometerTemperatureQuery(Named("vantorel.thermometer.board"), 99.0F);
@@ -102,11 +99,9 @@ TEST_F(LoggerTest, JoinsWhatAllSubjectsReported) {
               "UPTIME: 1234567890123456789 ns|CID: 0123456789AB|NFIELD: 4000000000|NERR: 1|"
               "FPS: 30.0|TDIODE: 70000|TENV: -12.3 C|TSPOT: 36.7 C|TCPU: 55.5 C|TBRD: 41.0 C|"
               "TBAT: 25.0 C|VBAT: 3.9 V|IBAT: -350 mA|LBAT: 100 %");
-    testing::internal::GetCapturedStdout();
-    testing::internal::CaptureStdout();
+    output.Take();
     logger.AddEntry(entry, 0ms);
-    const std::string printed = testing::internal::GetCapturedStdout();
-    testing::internal::CaptureStdout();
+    const std::string printed = output.Take();
     EXPECT_THAT(printed, StartsWith("SESSION: 1 UPTIME: 1234567890123456789 ns CID: "));
     EXPECT_THAT(printed, testing::EndsWith(" LBAT: 100 %\n"));
 }
@@ -177,9 +172,7 @@ TEST_F(LoggerTest, ServiceShowsAnEntryBeforeItIsWrittenAndCountsItsIntervals) {
             service.ServiceFunction();
         }
     }
-    const std::string printed = testing::internal::GetCapturedStdout();
-    testing::internal::CaptureStdout();
-    EXPECT_THAT(printed, testing::MatchesRegex("(SHOWN\nSESSION: 1 [^\n]*\n){3}"));
+    EXPECT_THAT(output.Take(), testing::MatchesRegex("(SHOWN\nSESSION: 1 [^\n]*\n){3}"));
     EXPECT_THAT(directory.Read("debug.csv"),
                 testing::ContainsRegex("\n1,0,[^\n]*\n1,1,[^\n]*\n1,3,[^\n]*\n$"));
 }

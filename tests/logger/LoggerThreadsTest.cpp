@@ -1,4 +1,5 @@
 #include "tests/support/CameraSimulator.h"
+#include "tests/support/CapturedOutput.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "vantorel/camera/CameraManager.h"
 #include "vantorel/logger/Logger.h"
@@ -15,7 +16,7 @@ namespace {
 
 // Each frame's header holds one value in all of its bytes; a sample with two values is torn.
 TEST(LoggerThreads, NeverSampleATornHeader) {
-    testing::internal::CaptureStdout();
+    const test::CapturedOutput output;
     test::ManualCamera sdk;
     test::TemporaryDirectory directory;
     Logger logger(directory / "");
@@ -39,7 +40,6 @@ TEST(LoggerThreads, NeverSampleATornHeader) {
     }
     end = true;
     camera.join();
-    testing::internal::GetCapturedStdout();
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "vantorel/power/ConnectionManager.h"
 #include "tests/support/CameraSimulator.h"
+#include "tests/support/CapturedOutput.h"
 #include "tests/support/ScriptedSys.h"
 #include "vantorel/camera/Camera.h"
 #include "vantorel/devices/Connection.h"
@@ -56,7 +57,6 @@ struct Announcement final : ConnectionObserver {
 class ConnectionManagerTest : public testing::Test {
 protected:
     ConnectionManagerTest() {
-        testing::internal::CaptureStdout();
         sys->Open = [](const char*, int, unsigned) { return 1000; };
         sys->Close = [](int) { return 0; };
         sys->Mkdir = [](const char*, mode_t) { return 0; };
@@ -84,8 +84,6 @@ protected:
         manager->AddObserver(first);
         manager->AddObserver(second);
     }
-    ~ConnectionManagerTest() override { testing::internal::GetCapturedStdout(); }
-
     int Transfer(void* argument) {
         if (gaugeFailure != 0) {
             return test::FailWith(gaugeFailure);
@@ -111,12 +109,9 @@ protected:
         usb->OnCameraConnect(camera);
     }
 
-    std::string Output() {
-        std::string text = testing::internal::GetCapturedStdout();
-        testing::internal::CaptureStdout();
-        return text;
-    }
+    std::string Output() { return output.Take(); }
 
+    test::CapturedOutput output;
     test::ManualCamera sdk;
     test::ScopedSys sys;
     PowerSource charger;
