@@ -20,6 +20,8 @@ inline constexpr unsigned fuelGaugeLine = 3; // first three lines: the test fixt
 inline constexpr const char* display = "/dev/vantorel/display";
 inline constexpr const char* buttons = "/dev/vantorel/buttons";
 inline constexpr const char* boardTemperature = "/dev/vantorel/temperature-board";
+inline constexpr const char* processorTemperature = "/dev/vantorel/temperature-cpu";
+inline constexpr const char* logDirectory = "/tmp/var/log/";
 inline constexpr const char* usbController = "dummy_udc.0";
 
 // Key codes of the input device: KEY_POWER, KEY_LIGHTS_TOGGLE, KEY_RESTART.
@@ -27,11 +29,14 @@ inline constexpr int powerKey = 116;
 inline constexpr int torchKey = 0x21e;
 inline constexpr int resetKey = 0x198;
 
-// The user-interface manager knows buttons and thermometer by these names.
+// The user-interface manager knows buttons and its thermometer by these names, the logger its own two
+// thermometers by others.
 inline constexpr const char* powerButtonName = "vantorel.button.power";
 inline constexpr const char* torchButtonName = "vantorel.button.torch";
 inline constexpr const char* resetButtonName = "vantorel.button.reset";
 inline constexpr const char* boardThermometerName = "vantorel.thermometer.board";
+inline constexpr const char* boardLogThermometerName = "thermometer.board";
+inline constexpr const char* processorLogThermometerName = "thermometer.cpu";
 
 // What the UI library draws; a display of another size would show it torn.
 inline constexpr int screenWidth = 480;
@@ -43,5 +48,7 @@ inline constexpr milliseconds cameraWait{5000};
 
 inline constexpr milliseconds connectionInterval{500};
 inline constexpr milliseconds thermometerInterval{1000};
+inline constexpr milliseconds fuelGaugeInterval{1000};
+inline constexpr milliseconds loggerInterval{5000};
 
 } // namespace board

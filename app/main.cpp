@@ -15,6 +15,9 @@
 #include "vantorel/devices/ThermometerService.h"
 #include "vantorel/devices/Torch.h"
 #include "vantorel/fuelgauge/FuelGauge.h"
+#include "vantorel/fuelgauge/FuelGaugeService.h"
+#include "vantorel/logger/Logger.h"
+#include "vantorel/logger/LoggerService.h"
 #include "vantorel/power/ConnectionManager.h"
 #include "vantorel/power/PowerManager.h"
 #include "vantorel/ui/UserInterfaceManager.h"
@@ -60,6 +63,9 @@ int Run() {
     Torch torch("vantorel.torch", board::torch);
     LCD lcd("vantorel.lcd", board::display);
     Thermometer boardThermometer(board::boardThermometerName, board::boardTemperature);
+    Thermometer boardLogThermometer(board::boardLogThermometerName, board::boardTemperature);
+    Thermometer processorThermometer(board::processorLogThermometerName,
+                                     board::processorTemperature);
     if (lcd.Width() != board::screenWidth || lcd.Height() != board::screenHeight) {
         std::cerr << "The display has " << lcd.Width() << " x " << lcd.Height()
                   << " pixels, the user interface draws " << board::screenWidth << " x "
@@ -78,6 +84,11 @@ int Run() {
     ButtonService resetButtonService(resetButton);
     LCDService lcdService(lcd);
     ThermometerService boardThermometerService(boardThermometer, board::thermometerInterval);
+    ThermometerService boardLogService(boardLogThermometer, board::thermometerInterval);
+    ThermometerService processorLogService(processorThermometer, board::thermometerInterval);
+    FuelGaugeService fuelGaugeService(fuelGauge, board::fuelGaugeInterval);
+    Logger logger(board::logDirectory);
+    LoggerService loggerService(logger, board::loggerInterval);
 
     // The managers that decide.
     UserInterfaceManager userInterface;
@@ -91,13 +102,17 @@ int Run() {
     connection.AddObserver(userInterface);
     connection.AddObserver(power);
     connection.AddObserver(camera);
+    connection.AddObserver(loggerService);
     // After those that may be told twice: a torch that cannot be switched throws, and the manager
     // announces the state again.
     connection.AddObserver(torch);
+    // Last, and so told once: it resets the gauge, which takes a second, and starts polling it.
     connection.AddObserver(connectionLatch);
+    connection.AddObserver(fuelGaugeService);
 
     // Without the USB port among the observers of the camera, binding it would wait for ever.
     camera.AddObserver(userInterface);
+    camera.AddObserver(logger);
     camera.AddObserver(usb);
     camera.AddObserver(cameraLatch);
 
@@ -111,6 +126,11 @@ int Run() {
     lcdService.AddObserver(userInterface);
     torch.AddObserver(userInterface);
     boardThermometerService.AddObserver(userInterface);
+    boardLogService.AddObserver(logger);
+    processorLogService.AddObserver(logger);
+    fuelGaugeService.AddObserver(userInterface);
+    fuelGaugeService.AddObserver(logger);
+    loggerService.AddObserver(userInterface);
 
     // The port offers its functions in the reverse of this order; a network function has to come
     // first on the bus for a Windows host to find its driver.
@@ -118,10 +138,13 @@ int Run() {
     usb.AddGadget(network);
 
     // Everything is wired: let it run. The camera comes before the connection manager, whose first
-    // decision starts the capture session of whatever camera is there by then.
+    // decision starts the capture session of whatever camera is there by then. Fuel gauge and log
+    // start themselves when that decision finds a battery.
     camera.Start();
     lcdService.Start();
     boardThermometerService.Start();
+    boardLogService.Start();
+    processorLogService.Start();
     powerButtonService.Start();
     torchButtonService.Start();
     resetButtonService.Start();
@@ -142,6 +165,10 @@ int Run() {
     if (state == ConnectionState::Host || state == ConnectionState::NoHost) {
         usb.UnbindGadgets();
     }
+    fuelGaugeService.Stop();
+    loggerService.Stop();
+    processorLogService.Stop();
+    boardLogService.Stop();
     boardThermometerService.Stop();
     lcdService.Stop();
     std::cout.flush();

@@ -275,7 +275,7 @@ TEST_F(UserInterfaceManagerTest, TellsChipUpdateBatteryAndDebugTexts) {
     camera.AddObserver(*manager);
     camera.Start();
     sdk.Connect();
-    EXPECT_EQ(ui.Calls().back().text, std::string(16, 'A'));
+    EXPECT_EQ(ui.Calls().back().text, std::string(15, 'A'));
     auto& update = Unused<FirmwareUpdateManager>();
     Error error(EBADE);
     LoggerEntry entry;
