@@ -17,6 +17,7 @@ from machine import Failure, Machine
 
 PROJECT = Path(__file__).resolve().parents[2]
 TEST_TIME_LIMIT = 120  # seconds a test program may take
+DEBUG_TIME_LIMIT = 24 * 3600
 
 
 def say(text: str):
@@ -105,8 +106,8 @@ def run_tests(machine: Machine, programs: list) -> int:
         name = machine.install_test(Path(program))
         # In namespaces of its own each, as on the development machine: tests mount and bind.
         status, output = machine.run(
-            f"cd /host/tests && timeout {TEST_TIME_LIMIT} unshare -m -p -f sh -c "
-            f"'mount -t proc proc /proc; exec ./{name}'")
+            f"cd /host/tests && unshare -m -p -f sh -c 'mount -t proc proc /proc; exec ./{name}'",
+            TEST_TIME_LIMIT)
         say(output.rstrip("\n"))
         if status != 0:
             failed.append(f"{name} ended with status {status}")
@@ -118,8 +119,7 @@ def run_tests(machine: Machine, programs: list) -> int:
 def shell(machine: Machine) -> int:
     """Joins the terminal to the device's serial line."""
     say("A shell on the device; Ctrl-] leaves it and ends the device.")
-    line = socket.socket(socket.AF_UNIX)
-    line.connect(f"{machine.work}/serial.sock")
+    line = machine.connect("serial")
     line.sendall(b"\n")
     interactive = sys.stdin.isatty()
     if interactive:
@@ -147,10 +147,12 @@ def debug(machine: Machine, program, port: int) -> int:
     path = f"/host/tests/{machine.install_test(Path(program))}" if program else \
         "/host/bin/vantorel-app"
     local = program or machine.artifacts / "app" / "vantorel-app"
-    say(f"In another terminal: gdb-multiarch -ex 'target remote 127.0.0.1:{port}' {local}")
-    status, output = machine.run(f"KIROCAMERA_SIM_CONTROL=/run/camera gdbserver --once "
-                                 f"/dev/vantorel/debug {path} 2>&1")
-    say(output.rstrip("\n"))
+    libraries = os.path.relpath(machine.image / "root")
+    say(f"In another terminal: gdb-multiarch -ex 'set sysroot {libraries}' "
+        f"-ex 'target remote 127.0.0.1:{port}' {os.path.relpath(local)}")
+    machine.on_line = say
+    status, _ = machine.run("KIROCAMERA_SIM_CONTROL=/run/camera gdbserver --once "
+                            f"/dev/vantorel/debug {path} >&4 2>&1", DEBUG_TIME_LIMIT)
     return status
 
 

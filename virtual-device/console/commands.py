@@ -20,7 +20,7 @@ start                       start the application; set initial conditions before
 expect TEXT [SECONDS]       wait for a status line that contains TEXT (10 s)
 expect-poweroff [SECONDS]   wait until the device has powered off (10 s)
 screenshot FILE.png         what the display shows
-shell COMMAND               on the device
+shell COMMAND               on the device, for up to 60 s
 host COMMAND                on the USB host's side
 wait SECONDS
 quit"""
@@ -29,6 +29,7 @@ BOARD = "/sys/kernel/debug/vantorel-board/ctl"
 KEYS = {"power": 116, "torch": 0x21E, "reset": 0x198}
 CLICK = 0.08  # seconds that a finger stays on a button
 BETWEEN_CLICKS = 0.12
+SHELL_TIME_LIMIT = 60  # seconds; a command that hangs must not hold up a script for ever
 
 
 class Quit(Exception):
@@ -218,10 +219,12 @@ class Console:
         target = Path(arguments[0])
         if target.suffix != ".png":
             raise Failure("the file's name must end in .png")
-        if not target.parent.is_dir():
-            raise Failure(f"no folder {target.parent}")
         self.machine.check("screenshot /dev/vantorel/display /host/out/screen.ppm")
-        ppm_to_png(self.machine.share / "out" / "screen.ppm", target)
+        try:
+            target.parent.mkdir(parents=True, exist_ok=True)
+            ppm_to_png(self.machine.share / "out" / "screen.ppm", target)
+        except OSError as error:
+            raise Failure(str(error)) from None
 
     def do_shell(self, command):
         self._shell(command)
@@ -233,7 +236,7 @@ class Console:
     def _shell(self, command):
         if not command:
             raise Failure("usage: shell COMMAND, host COMMAND")
-        status, output = self.machine.run(command)
+        status, output = self.machine.run(command, SHELL_TIME_LIMIT)
         if output:
             self.say(output.rstrip("\n"))
         if status != 0:

@@ -1,6 +1,8 @@
 """The QEMU machine: its command line, its life, and the lines of text that come out of it."""
 
+import base64
 import ctypes
+import fcntl
 import json
 import os
 import shutil
@@ -14,6 +16,8 @@ from pathlib import Path
 import environment
 
 PARTITIONS = {"FIT_0": 16, "rootfs_0": 64, "FIT_1": 16, "rootfs_1": 64, "env": 1}  # MiB
+
+TIMED_OUT = 143  # exit status of a command whose time was up
 
 
 class Failure(Exception):
@@ -45,10 +49,19 @@ class Machine:
         self._control = None
         self._number = 0
         self._lock = threading.Lock()
+        self._folder = None  # descriptor of the work folder, locked while the device is on
 
     # --- preparation ------------------------------------------------------------------------------
 
     def prepare(self):
+        self.work.mkdir(parents=True, exist_ok=True)
+        self._folder = os.open(self.work, os.O_RDONLY | os.O_DIRECTORY)
+        try:
+            # Two machines on one flash would ruin it.
+            fcntl.flock(self._folder, fcntl.LOCK_EX | fcntl.LOCK_NB)
+        except BlockingIOError:
+            raise Failure(f"another device runs in {self.work}; choose a folder with --work") \
+                from None
         for folder in (self.share / "lib", self.share / "bin", self.share / "tests", self.flash,
                        self.share / "out", self.share / "var"):
             folder.mkdir(parents=True, exist_ok=True)
@@ -102,15 +115,13 @@ class Machine:
             "-global", "virtio-mmio.force-legacy=false",
             "-fsdev", f"local,id=h,path={self.share},security_model=none,multidevs=remap",
             "-device", "virtio-9p-device,fsdev=h,mount_tag=host",
-            "-chardev", f"socket,id=serial,path={self.work}/serial.sock,server=on,wait=off,"
-                        f"logfile={self.work}/console.log",
+            "-chardev", "socket,id=serial,path=serial.sock,server=on,wait=off,logfile=console.log",
             "-serial", "chardev:serial",
-            "-qmp", f"unix:{self.work}/monitor.sock,server=on,wait=off",
+            "-qmp", "unix:monitor.sock,server=on,wait=off",
             "-device", "virtio-serial-device",
         ]
         for name in ("control", "status"):
-            command += ["-chardev", f"socket,id={name},path={self.work}/{name}.sock,"
-                                    "server=on,wait=off"]
+            command += ["-chardev", f"socket,id={name},path={name}.sock,server=on,wait=off"]
         command += ["-chardev", debug]
         for name in ("control", "status", "debug"):
             command += ["-device", f"virtserialport,chardev={name},name=vantorel.{name}"]
@@ -118,12 +129,12 @@ class Machine:
             command += ["-drive", f"if=none,format=raw,id={name},file={self.flash}/{name}.raw",
                         "-device", f"virtio-blk-device,drive={name},serial={name}"]
         errors = open(self.work / "qemu.log", "wb")
-        self._process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=errors,
+        self._process = subprocess.Popen(command, cwd=self.work, stdin=subprocess.DEVNULL, stdout=errors,
                                          stderr=errors, preexec_fn=_die_with_parent)
         threading.Thread(target=self._wait_for_end, daemon=True).start()
-        self._control = self._connect("control").makefile("rw", encoding="ascii", newline="\n")
-        self._watch(self._connect("status"), self._read_status)
-        self._watch(self._connect("monitor"), self._read_monitor)
+        self._control = self.connect("control").makefile("rw", encoding="ascii", newline="\n")
+        self._watch(self.connect("status"), self._read_status)
+        self._watch(self.connect("monitor"), self._read_monitor)
 
     def wait_until_ready(self, seconds: float):
         """The agent's first word; the machine has booted."""
@@ -144,12 +155,14 @@ class Machine:
             except subprocess.TimeoutExpired:
                 self._process.kill()
 
-    def _connect(self, name: str) -> socket.socket:
+    def connect(self, name: str) -> socket.socket:
+        """One of the machine's sockets, by a path that stays short in a deep work folder."""
+        path = f"/proc/self/fd/{self._folder}/{name}.sock"
         deadline = time.monotonic() + 10
         while True:
             connection = socket.socket(socket.AF_UNIX)
             try:
-                connection.connect(f"{self.work}/{name}.sock")
+                connection.connect(path)
                 return connection
             except OSError as error:
                 connection.close()
@@ -187,14 +200,13 @@ class Machine:
 
     # --- requests ---------------------------------------------------------------------------------
 
-    def run(self, command: str) -> tuple[int, str]:
+    def run(self, command: str, seconds: int = 10) -> tuple[int, str]:
         """Runs a shell command on the device; answers its exit status and output."""
-        import base64
         with self._lock:
             self._number += 1
             encoded = base64.b64encode(command.encode()).decode()
             try:
-                self._control.write(f"{self._number} {encoded}\n")
+                self._control.write(f"{self._number} {seconds} {encoded}\n")
                 self._control.flush()
                 answer = self._control.readline().split()
             except OSError:
@@ -202,6 +214,8 @@ class Machine:
         if len(answer) < 2:
             raise Failure("the device is off")
         output = base64.b64decode(answer[2]) if len(answer) > 2 else b""
+        if int(answer[1]) == TIMED_OUT:
+            output += f"ended after {seconds} s\n".encode()
         return int(answer[1]), output.decode(errors="replace")
 
     def check(self, command: str) -> str:
