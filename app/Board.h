@@ -29,8 +29,8 @@ inline constexpr int powerKey = 116;
 inline constexpr int torchKey = 0x21e;
 inline constexpr int resetKey = 0x198;
 
-// The user-interface manager knows buttons and its thermometer by these names, the logger its own two
-// thermometers by others.
+// The user-interface manager knows buttons and its thermometer by these names, the logger its own
+// two thermometers by others.
 inline constexpr const char* powerButtonName = "vantorel.button.power";
 inline constexpr const char* torchButtonName = "vantorel.button.torch";
 inline constexpr const char* resetButtonName = "vantorel.button.reset";
