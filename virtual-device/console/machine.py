@@ -111,7 +111,8 @@ class Machine:
             "-m", "512", "-display", "none", "-nodefaults", "-no-reboot",
             "-kernel", f"{self.image}/kernel/boot/vmlinuz-{kernel}",
             "-initrd", f"{self.image}/initrd.gz",
-            "-append", f"console=ttyAMA0 quiet panic=-1 image_select={slot}",
+            "-append", "console=ttyAMA0 quiet panic=-1 cryptomgr.notests "
+                       f"image_select={slot}",
             "-global", "virtio-mmio.force-legacy=false",
             "-fsdev", f"local,id=h,path={self.share},security_model=none,multidevs=remap",
             "-device", "virtio-9p-device,fsdev=h,mount_tag=host",
