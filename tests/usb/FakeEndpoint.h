@@ -1,0 +1,197 @@
+#pragma once
+
+#include "tests/support/ScriptedSys.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <condition_variable>
+#include <cstdint>
+#include <cstring>
+#include <deque>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <unistd.h>
+
+namespace vantorel::test {
+
+using Bytes = std::vector<std::uint8_t>;
+
+/** How a request was refused: by a read of nothing, by a write of nothing, or not at all. */
+enum class Stall { None, In, Out };
+
+/** What a host saw of one request. */
+struct Outcome {
+    std::optional<Bytes> reply;
+    Stall stall = Stall::None;
+    bool operator==(const Outcome&) const = default;
+};
+
+/**
+ * Stands in for the kernel's side of endpoint zero and of everything else that the vendor function
+ * asks of it. The function's own thread answers; a request returns when that thread waits for the
+ * next one.
+ */
+class FakeEndpoint {
+public:
+    FakeEndpoint() {
+        sys->Eventfd = [](unsigned, int) { return wakeFd; };
+        sys->Mkdir = [this](const char* path, mode_t) {
+            return Step(std::string("mkdir ") + path);
+        };
+        sys->Rmdir = [this](const char* path) { return Step(std::string("rmdir ") + path); };
+        sys->Unlink = [this](const char* path) { return Step(std::string("unlink ") + path); };
+        sys->Umount = [this](const char* path) { return Step(std::string("umount ") + path); };
+        sys->Mount = [this](const char* source, const char* target, const char* type, unsigned long,
+                            const void*) {
+            return Step(std::string("mount ") + type + " " + source + " " + target);
+        };
+        sys->Fork = [this] { return Step("link") < 0 ? -1 : 4242; };
+        sys->Waitpid = [](pid_t child, int* status, int) { return *status = 0, child; };
+        sys->Open = [this](const char* path, int, unsigned) {
+            return Step(std::string("open ") + path) < 0 ? -1 : endpointFd;
+        };
+        sys->Close = [this](int fd) {
+            return fd == endpointFd ? Step("close ep0") : fd == wakeFd ? 0 : ::close(fd);
+        };
+        sys->Poll = [this](pollfd* waits, nfds_t, int) { return Wait(waits); };
+        sys->Read = [this](int fd, void* data, std::size_t size) { return Read(fd, data, size); };
+        sys->Write = [this](int fd, const void* data, std::size_t size) {
+            return Write(fd, data, size);
+        };
+        sys->Klogctl = [](int, char*, int) { return FailWith(EPERM); };
+    }
+
+    /** Sends one event and waits until it has been dealt with. */
+    Outcome Send(Bytes event, std::optional<Bytes> hostData = {}) {
+        std::unique_lock lock(mutex);
+        outcome = {};
+        outData = std::move(hostData);
+        events.push_back(std::move(event));
+        changed.notify_all();
+        changed.wait(lock, [&] { return events.empty() && waiting; });
+        return outcome;
+    }
+
+    /** A control request; one with data goes from host to device. */
+    Outcome In(std::uint8_t request, std::size_t length) {
+        return Send(Setup(0xc1, request, length));
+    }
+    Outcome Out(std::uint8_t request, std::size_t length, std::optional<Bytes> data) {
+        return Send(Setup(0x41, request, length), std::move(data));
+    }
+    Outcome Out(std::uint8_t request, const Bytes& data) { return Out(request, data.size(), data); }
+
+    static Bytes Setup(std::uint8_t type, std::uint8_t request, std::size_t length) {
+        return {type,
+                request,
+                0x12,
+                0x34,
+                0x56,
+                0x78,
+                static_cast<std::uint8_t>(length & 0xff),
+                static_cast<std::uint8_t>(length >> 8),
+                4,
+                0xaa,
+                0xaa,
+                0xaa};
+    }
+
+    /** The status that the host reads with request 53. */
+    std::uint32_t Status() {
+        const Outcome read = In(53, 4);
+        std::uint32_t status = 0xdead;
+        if (read.reply && read.reply->size() == sizeof status) {
+            std::memcpy(&status, read.reply->data(), sizeof status);
+        }
+        return status;
+    }
+
+    ScopedSys sys;
+    std::vector<std::string> steps; // to be looked at while no request is under way
+    std::string failingStep;        // the beginning of the step that fails
+    std::vector<Bytes> written;     // to endpoint zero, before it answers requests
+    int readError = 0;              // of the next event
+
+    static constexpr int endpointFd = 9001;
+    static constexpr int wakeFd = 9002;
+
+private:
+    int Step(const std::string& step) {
+        steps.push_back(step);
+        return !failingStep.empty() && step.starts_with(failingStep) ? FailWith(EPERM) : 0;
+    }
+
+    int Wait(pollfd* waits) {
+        std::unique_lock lock(mutex);
+        waiting = true;
+        changed.notify_all();
+        changed.wait(lock, [&] { return woken || !events.empty(); });
+        waiting = false;
+        waits[0].revents = events.empty() ? short{0} : short{POLLIN};
+        waits[1].revents = woken ? short{POLLIN} : short{0};
+        return 1;
+    }
+
+    ssize_t Read(int fd, void* data, std::size_t size) {
+        const std::lock_guard lock(mutex);
+        if (fd != endpointFd) {
+            return FailWith(EBADF);
+        }
+        if (size == 0) {
+            outcome.stall = Stall::In;
+            return FailWith(EL2HLT);
+        }
+        if (size == 12) {
+            const Bytes event = events.front();
+            events.pop_front();
+            if (readError != 0) {
+                return FailWith(std::exchange(readError, 0));
+            }
+            std::memcpy(data, event.data(), event.size());
+            return static_cast<ssize_t>(event.size());
+        }
+        if (!outData) {
+            return FailWith(EIDRM);
+        }
+        std::memset(data, 0xee, size); // what a short transfer leaves behind is not the host's
+        const std::size_t count = std::min(size, outData->size());
+        std::memcpy(data, outData->data(), count);
+        return static_cast<ssize_t>(count);
+    }
+
+    ssize_t Write(int fd, const void* data, std::size_t size) {
+        const std::lock_guard lock(mutex);
+        if (fd == wakeFd) {
+            woken = true;
+            changed.notify_all();
+            return static_cast<ssize_t>(size);
+        }
+        const auto* bytes = static_cast<const std::uint8_t*>(data);
+        written.emplace_back(bytes, bytes + size);
+        if (written.size() <= 2) {
+            return Step(written.size() == 1 ? "descriptors" : "strings") < 0
+                       ? -1
+                       : static_cast<ssize_t>(size);
+        }
+        if (size == 0) {
+            outcome.stall = Stall::Out;
+            return FailWith(EL2HLT);
+        }
+        outcome.reply.emplace(bytes, bytes + size);
+        return static_cast<ssize_t>(size);
+    }
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::deque<Bytes> events;
+    std::optional<Bytes> outData;
+    Outcome outcome;
+    bool waiting = false;
+    bool woken = false;
+};
+
+} // namespace vantorel::test
