@@ -1,0 +1,11 @@
+#pragma once
+
+#include <atomic>
+
+namespace vantorel::test {
+
+/** While true, the allocations of the thread that set it are counted. */
+extern thread_local bool countAllocations;
+extern std::atomic<int> allocations;
+
+} // namespace vantorel::test
