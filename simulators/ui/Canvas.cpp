@@ -8,16 +8,21 @@ namespace vantorelui {
 
 namespace {
 
+float Length(float x, float y) {
+    return std::sqrt(x * x + y * y);
+}
+
 float RoundedRectDistance(Point p, const Rect& area, float radius) {
     const float halfWidth = static_cast<float>(area.width) / 2;
     const float halfHeight = static_cast<float>(area.height) / 2;
     const float dx = std::fabs(p.x - static_cast<float>(area.x) - halfWidth) - halfWidth + radius;
     const float dy = std::fabs(p.y - static_cast<float>(area.y) - halfHeight) - halfHeight + radius;
-    const float outside = std::hypot(std::max(dx, 0.0F), std::max(dy, 0.0F));
+    const float outside = Length(std::max(dx, 0.0F), std::max(dy, 0.0F));
     return outside + std::min(std::max(dx, dy), 0.0F) - radius;
 }
 
-float SegmentDistance(Point p, Point a, Point b) {
+/** Squared: a polygon takes the root once, not for each of its sides. */
+float SegmentDistanceSquared(Point p, Point a, Point b) {
     const Point along{b.x - a.x, b.y - a.y};
     const Point toP{p.x - a.x, p.y - a.y};
     const float lengthSquared = along.x * along.x + along.y * along.y;
@@ -25,20 +30,23 @@ float SegmentDistance(Point p, Point a, Point b) {
         lengthSquared > 0
             ? std::clamp((toP.x * along.x + toP.y * along.y) / lengthSquared, 0.0F, 1.0F)
             : 0.0F;
-    return std::hypot(toP.x - along.x * t, toP.y - along.y * t);
+    const float dx = toP.x - along.x * t;
+    const float dy = toP.y - along.y * t;
+    return dx * dx + dy * dy;
 }
 
 float PolygonDistance(Point p, std::span<const Point> corners) {
-    float distance = std::numeric_limits<float>::max();
+    float squared = std::numeric_limits<float>::max();
     bool inside = false;
     for (std::size_t i = 0, j = corners.size() - 1; i < corners.size(); j = i++) {
         const Point a = corners[i];
         const Point b = corners[j];
-        distance = std::min(distance, SegmentDistance(p, a, b));
+        squared = std::min(squared, SegmentDistanceSquared(p, a, b));
         if ((a.y > p.y) != (b.y > p.y) && p.x < (b.x - a.x) * (p.y - a.y) / (b.y - a.y) + a.x) {
             inside = !inside;
         }
     }
+    const float distance = std::sqrt(squared);
     return inside ? -distance : distance;
 }
 
@@ -55,13 +63,15 @@ Rect Around(Point least, Point most) {
 Canvas::Canvas(int width, int height)
     : width_(width),
       height_(height),
+      clip_{0, 0, width, height},
       pixels_(static_cast<std::size_t>(width) * static_cast<std::size_t>(height)) {}
 
 Rect Canvas::Clip(const Rect& area) const {
-    const int left = std::max(area.x, 0);
-    const int top = std::max(area.y, 0);
-    return {left, top, std::max(0, std::min(area.x + area.width, width_) - left),
-            std::max(0, std::min(area.y + area.height, height_) - top)};
+    const int left = std::max(area.x, clip_.x);
+    const int top = std::max(area.y, clip_.y);
+    const int right = std::min(area.x + area.width, clip_.x + clip_.width);
+    const int bottom = std::min(area.y + area.height, clip_.y + clip_.height);
+    return {left, top, std::max(0, right - left), std::max(0, bottom - top)};
 }
 
 /** Fills where the signed distance to the edge is negative; half a pixel around it is blended. */
@@ -84,8 +94,14 @@ void Canvas::Shape(const Rect& bounds, Color color, Distance&& distance) {
 
 void Canvas::Fill(const Rect& area, Color color) {
     const Rect clipped = Clip(area);
-    for (int y = clipped.y; y < clipped.y + clipped.height; ++y) {
-        std::fill_n(Row(y) + clipped.x, clipped.width, color);
+    if (clipped.width == 0 || clipped.height == 0) {
+        return;
+    }
+    // Copying a line is several times as fast as filling it pixel by pixel.
+    const std::uint32_t* first = Row(clipped.y) + clipped.x;
+    std::fill_n(Row(clipped.y) + clipped.x, clipped.width, color);
+    for (int y = clipped.y + 1; y < clipped.y + clipped.height; ++y) {
+        std::copy_n(first, clipped.width, Row(y) + clipped.x);
     }
 }
 
@@ -120,14 +136,14 @@ void Canvas::RoundedFrame(const Rect& area, float radius, float thickness, Color
 
 void Canvas::Disc(Point center, float radius, Color color) {
     Shape(Around({center.x - radius, center.y - radius}, {center.x + radius, center.y + radius}),
-          color, [&](Point p) { return std::hypot(p.x - center.x, p.y - center.y) - radius; });
+          color, [&](Point p) { return Length(p.x - center.x, p.y - center.y) - radius; });
 }
 
 void Canvas::Ring(Point center, float radius, float thickness, Color color) {
     const float reach = radius + thickness / 2;
     Shape(Around({center.x - reach, center.y - reach}, {center.x + reach, center.y + reach}), color,
           [&](Point p) {
-              const float middle = std::hypot(p.x - center.x, p.y - center.y) - radius;
+              const float middle = Length(p.x - center.x, p.y - center.y) - radius;
               return std::fabs(middle) - thickness / 2;
           });
 }
@@ -136,7 +152,7 @@ void Canvas::Line(Point from, Point to, float thickness, Color color) {
     const float half = thickness / 2;
     Shape(Around({std::min(from.x, to.x) - half, std::min(from.y, to.y) - half},
                  {std::max(from.x, to.x) + half, std::max(from.y, to.y) + half}),
-          color, [&](Point p) { return SegmentDistance(p, from, to) - half; });
+          color, [&](Point p) { return std::sqrt(SegmentDistanceSquared(p, from, to)) - half; });
 }
 
 void Canvas::Polygon(std::span<const Point> corners, Color color) {

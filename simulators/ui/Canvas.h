@@ -41,6 +41,10 @@ public:
     std::uint32_t* Pixels() { return pixels_.data(); }
     std::uint32_t* Row(int y) { return pixels_.data() + y * width_; }
 
+    /** Restricts drawing to an area until Unclip(); redraws a part of a larger shape. */
+    void ClipTo(const Rect& area) { clip_ = area; }
+    void Unclip() { clip_ = {0, 0, width_, height_}; }
+
     void Fill(const Rect& area, Color color);
     /** Lays a colour over an area; `alpha` as in Mix(). */
     void Tint(const Rect& area, Color color, unsigned alpha);
@@ -62,6 +66,7 @@ private:
 
     int width_;
     int height_;
+    Rect clip_; ///< lies within the picture
     std::vector<std::uint32_t> pixels_;
 };
 

@@ -120,7 +120,7 @@ void Font::Prepare(std::string_view characters) {
 
 Fonts::Fonts()
     : wordmark(vantoreluiFontBold, 58),
-      display(vantoreluiFontBold, 62),
+      display(vantoreluiFontBold, 56),
       reading(vantoreluiFontBold, 34),
       heading(vantoreluiFontBold, 30),
       value(vantoreluiFontBold, 20),

@@ -12,8 +12,9 @@ namespace {
 constexpr float middle = theme::width / 2.0F;
 constexpr Rect whole{0, 0, theme::width, theme::height};
 
-constexpr int segments = 10;
 constexpr Rect battery{160, 124, 160, 304};
+constexpr Point batteryCenter{middle, battery.y + battery.height / 2.0F};
+constexpr float flashHeight = 92;
 
 Rect Segment(int index) {
     constexpr int pitch = 28;
@@ -57,21 +58,27 @@ void ChargingScreen::Enter(Scene& scene) {
     canvas.RoundedRect(battery, 20, theme::rule);
     canvas.RoundedRect({battery.x + 6, battery.y + 6, battery.width - 12, battery.height - 12}, 15,
                        theme::background);
+    DrawFlash(canvas, batteryCenter, flashHeight, theme::text);
     scene.fonts.display.Prepare("0123456789- %");
     level_.Forget();
-    fill_.Forget();
     footer_.Forget();
+    std::for_each(colors_.begin(), colors_.end(), [](auto& color) { color.Forget(); });
 }
 
 void ChargingScreen::Refresh(Scene& scene) {
+    constexpr std::int64_t step = 220; // milliseconds from one segment to the next
     const auto& level = scene.state.battery;
     const int filled = level ? (*level * segments + 50) / 100 : 0;
-    constexpr std::int64_t step = 220;
-    const int left = segments - filled;
-    const int pulsing = left > 0 ? static_cast<int>(scene.milliseconds / step % (left + 2)) : 0;
-    const Fill fill{filled, std::min(pulsing, left), level ? BatteryColor(*level) : theme::muted};
-    if (fill_.Changes(fill)) {
-        DrawSegments(scene, fill.filled, fill.pulsing, fill.color);
+    // The light climbs from the filled segments to the top and rests there for one step.
+    const int lit = filled + static_cast<int>(scene.milliseconds / step % (segments - filled + 2));
+    const Color color = level ? BatteryColor(*level) : theme::muted;
+    for (int i = 0; i < segments; ++i) {
+        const Color shade = i < filled ? color
+                            : i < lit  ? Mix(theme::background, color, 90)
+                                       : theme::panel;
+        if (colors_[static_cast<std::size_t>(i)].Changes(shade)) {
+            DrawSegment(scene, i, shade);
+        }
     }
     if (level_.Changes(level)) {
         const bool full = level && *level >= 100;
@@ -84,14 +91,12 @@ void ChargingScreen::Refresh(Scene& scene) {
     footer_.Refresh(scene);
 }
 
-void ChargingScreen::DrawSegments(Scene& scene, int filled, int pulsing, Color color) const {
-    for (int i = 0; i < segments; ++i) {
-        const Color shade = i < filled             ? color
-                            : i < filled + pulsing ? Mix(theme::background, color, 90)
-                                                   : theme::panel;
-        scene.canvas.Fill(Segment(i), shade);
-    }
-    DrawFlash(scene.canvas, {middle, battery.y + battery.height / 2.0F}, 92, theme::text);
+/** Draws a segment with its part of the flash, whose soft edge must not be drawn over itself. */
+void ChargingScreen::DrawSegment(Scene& scene, int index, Color color) const {
+    scene.canvas.ClipTo(Segment(index));
+    scene.canvas.Fill(Segment(index), color);
+    DrawFlash(scene.canvas, batteryCenter, flashHeight, theme::text);
+    scene.canvas.Unclip();
 }
 
 void ErrorScreen::Enter(Scene& scene) {

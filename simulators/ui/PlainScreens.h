@@ -3,6 +3,8 @@
 #include "Readout.h"
 #include "Screen.h"
 
+#include <array>
+
 namespace vantorelui {
 
 /** SKU and version at the bottom of the screens without a live picture. */
@@ -37,16 +39,12 @@ public:
     void Refresh(Scene& scene) override;
 
 private:
-    void DrawSegments(Scene& scene, int filled, int pulsing, Color color) const;
+    static constexpr int segments = 10;
 
-    struct Fill {
-        int filled;
-        int pulsing; ///< segments above the filled ones that are lit by the animation
-        Color color;
-        bool operator==(const Fill&) const = default;
-    };
+    void DrawSegment(Scene& scene, int index, Color color) const;
+
     Shown<std::optional<std::uint8_t>> level_;
-    Shown<Fill> fill_;
+    std::array<Shown<Color>, segments> colors_;
     IdentityFooter footer_;
 };
 

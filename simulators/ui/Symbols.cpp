@@ -3,6 +3,7 @@
 #include "Palette.h"
 #include "Theme.h"
 
+#include <algorithm>
 #include <array>
 
 namespace vantorelui {
@@ -23,7 +24,7 @@ void DrawBattery(Canvas& canvas, int x, int y, std::optional<std::uint8_t> level
     canvas.RoundedFrame({x, y, 40, 22}, 5, 2, frame);
     canvas.RoundedRect({x + 41, y + 7, 3, 8}, 1, frame);
     if (level) {
-        const int fill = 32 * *level / 100;
+        const int fill = std::max(32 * *level / 100, 4);
         canvas.RoundedRect({x + 4, y + 4, fill, 14}, 2, BatteryColor(*level));
     }
 }
@@ -89,7 +90,7 @@ void DrawEmblem(Canvas& canvas, float x, float y) {
         const float top = y;
         const float depth = 72 - static_cast<float>(i) * 26;
         const std::array<Point, 6> chevron{
-            Point{x + inset, top},      Point{x + inset + 11, top}, Point{x + 42, top + depth - 19},
+            Point{x + inset, top},      Point{x + inset + 11, top}, Point{x + 42, top + depth - 20},
             Point{x + 73 - inset, top}, Point{x + 84 - inset, top}, Point{x + 42, top + depth}};
         canvas.Polygon(chevron, PaletteColor(heats[i]));
     }

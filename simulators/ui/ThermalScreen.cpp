@@ -12,17 +12,34 @@ constexpr int pictureTop = 56;
 constexpr int pictureEnd = pictureTop + ThermalView::height;
 constexpr int readingsTop = pictureEnd + 6;
 constexpr int readingsHeight = 92;
+constexpr int numbersTop = readingsTop + 36;
 constexpr int diagnosticsTop = readingsTop + readingsHeight;
 constexpr int identityTop = 612;
 
 constexpr int centerX = ThermalView::width / 2;
 constexpr int centerY = pictureTop + ThermalView::height / 2;
 
-// The label of the spot covers whole source rows, so that they alone can be restored below it.
-constexpr int labelRow = 70;
-constexpr int labelRows = 10;
-constexpr int labelTop = pictureTop + labelRow * ThermalView::scale;
-constexpr int labelHeight = labelRows * ThermalView::scale;
+// The label of the spot lies within whole pixels of the camera, so that they alone can be restored
+// below it.
+constexpr Rect labelSource{50, 70, 60, 10};
+constexpr int labelTop = pictureTop + labelSource.y * ThermalView::scale;
+constexpr int labelHeight = labelSource.height * ThermalView::scale;
+
+/** Takes the text up to the end of its line off the front, or as much of it as fits. */
+std::string_view TakeLine(std::string_view& text, Font& font, float width) {
+    std::string_view line = text.substr(0, text.find('\n'));
+    const std::size_t fitting = font.Fit(line, width);
+    if (fitting < line.size()) {
+        // A word as long as a line is broken anywhere.
+        const std::size_t space = line.rfind(' ', fitting);
+        line = line.substr(0, space == 0 || space == std::string_view::npos ? fitting : space);
+    }
+    text.remove_prefix(line.size());
+    if (!text.empty() && (text.front() == '\n' || text.front() == ' ')) {
+        text.remove_prefix(1);
+    }
+    return line;
+}
 
 } // namespace
 
@@ -31,6 +48,10 @@ void ThermalScreen::Enter(Scene& scene) {
     canvas.Fill({0, 0, theme::width, theme::height}, theme::background);
     DrawPaletteStrip(canvas, {0, pictureEnd, theme::width, 6});
     scene.thermal.DrawAll(canvas, pictureTop);
+    canvas.Fill({0, readingsTop, theme::width, readingsHeight}, theme::panel);
+    scene.fonts.label.Draw(canvas, {20, readingsTop + 22}, "SPOT", theme::accent, Align::Left, 2);
+    scene.fonts.label.Draw(canvas, {right, readingsTop + 22}, "ENVIRONMENT", theme::muted,
+                           Align::Right, 2);
     // Readings change while the picture is live, when a frame must not wait for the rasteriser.
     for (Font* font : {&scene.fonts.display, &scene.fonts.reading, &scene.fonts.value}) {
         font->Prepare("0123456789.- %\u00B0CF");
@@ -85,7 +106,7 @@ void ThermalScreen::DrawPicture(Scene& scene, bool spotChanged) const {
     if (scene.thermal.IsNew()) {
         scene.thermal.DrawAll(canvas, pictureTop);
     } else if (spotChanged) {
-        scene.thermal.DrawRows(canvas, pictureTop, labelRow, labelRows);
+        scene.thermal.DrawPart(canvas, pictureTop, labelSource);
     }
     DrawCrossHair(canvas, centerX, centerY);
     const Readout spot = Readout::Temperature(scene.state.spot, scene.state.fahrenheit);
@@ -97,14 +118,11 @@ void ThermalScreen::DrawPicture(Scene& scene, bool spotChanged) const {
 void ThermalScreen::DrawReadings(Scene& scene) const {
     const UiState& state = scene.state;
     Canvas& canvas = scene.canvas;
-    canvas.Fill({0, readingsTop, theme::width, readingsHeight}, theme::panel);
-    scene.fonts.label.Draw(canvas, {20, readingsTop + 24}, "SPOT", theme::accent, Align::Left, 2);
-    scene.fonts.display.Draw(canvas, {18, readingsTop + 78},
+    canvas.Fill({0, numbersTop, theme::width, diagnosticsTop - numbersTop}, theme::panel);
+    scene.fonts.display.Draw(canvas, {18, readingsTop + 80},
                              Readout::Temperature(state.spot, state.fahrenheit).View(),
                              theme::text);
-    scene.fonts.label.Draw(canvas, {right, readingsTop + 24}, "ENVIRONMENT", theme::muted,
-                           Align::Right, 2);
-    scene.fonts.reading.Draw(canvas, {right, readingsTop + 78},
+    scene.fonts.reading.Draw(canvas, {right, readingsTop + 80},
                              Readout::Temperature(state.environment, state.fahrenheit).View(),
                              theme::text, Align::Right);
 }
@@ -116,14 +134,8 @@ void ThermalScreen::DrawDiagnostics(Scene& scene) const {
     std::string_view rest = scene.state.debug.View();
     for (int baseline = diagnosticsTop + 22; !rest.empty() && baseline < identityTop;
          baseline += lineHeight) {
-        const std::string_view line = rest.substr(0, rest.find('\n'));
-        const std::string_view fitting =
-            line.substr(0, scene.fonts.small.Fit(line, theme::width - 40.0F));
-        scene.fonts.small.Draw(canvas, {20, static_cast<float>(baseline)}, fitting, theme::muted);
-        rest.remove_prefix(fitting.size());
-        if (!rest.empty() && rest.front() == '\n') {
-            rest.remove_prefix(1);
-        }
+        const std::string_view line = TakeLine(rest, scene.fonts.small, theme::width - 40.0F);
+        scene.fonts.small.Draw(canvas, {20, static_cast<float>(baseline)}, line, theme::muted);
     }
 }
 

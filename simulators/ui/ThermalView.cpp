@@ -28,26 +28,31 @@ void ThermalView::Clear() {
 }
 
 void ThermalView::DrawAll(Canvas& canvas, int top) {
-    DrawRows(canvas, top, 0, sourceHeight);
+    DrawPart(canvas, top, {0, 0, sourceWidth, sourceHeight});
     isNew_ = false;
 }
 
-void ThermalView::DrawRows(Canvas& canvas, int top, int firstRow, int rows) const {
+void ThermalView::DrawPart(Canvas& canvas, int top, const Rect& source) const {
     WideRow buffers[3];
     WideRow* above = &buffers[0];
     WideRow* here = &buffers[1];
     WideRow* below = &buffers[2];
-    Widen(firstRow - 1, *above);
-    Widen(firstRow, *here);
+    Widen(source.y - 1, *above);
+    Widen(source.y, *here);
     const Color* palette = palette_.data();
-    for (int row = firstRow; row < firstRow + rows; ++row) {
+    const int begin = source.x * scale;
+    const int end = begin + source.width * scale;
+    for (int row = source.y; row < source.y + source.height; ++row) {
         Widen(row + 1, *below);
-        std::uint32_t* out = canvas.Row(top + row * scale);
-        for (std::size_t x = 0; x < width; ++x) {
-            const unsigned level = (*here)[x];
-            out[x] = palette[2 * level + (*above)[x]];
-            out[x + width] = palette[3 * level];
-            out[x + 2 * width] = palette[2 * level + (*below)[x]];
+        const std::uint16_t* const wide[] = {above->data(), here->data(), below->data()};
+        std::uint32_t* const upper = canvas.Row(top + row * scale);
+        std::uint32_t* const middle = canvas.Row(top + row * scale + 1);
+        std::uint32_t* const lower = canvas.Row(top + row * scale + 2);
+        for (int x = begin; x < end; ++x) {
+            const unsigned level = wide[1][x];
+            upper[x] = palette[2 * level + wide[0][x]];
+            middle[x] = palette[3 * level];
+            lower[x] = palette[2 * level + wide[2][x]];
         }
         std::swap(above, here);
         std::swap(here, below);

@@ -34,8 +34,8 @@ public:
     bool IsNew() const { return isNew_; }
 
     void DrawAll(Canvas& canvas, int top);
-    /** Draws the lines of some source rows, to restore what an overlay covered. */
-    void DrawRows(Canvas& canvas, int top, int firstRow, int rows) const;
+    /** Draws a part, given in pixels of the camera, to restore what an overlay covered. */
+    void DrawPart(Canvas& canvas, int top, const Rect& source) const;
 
 private:
     using WideRow = std::array<std::uint16_t, width>;

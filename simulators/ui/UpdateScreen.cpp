@@ -74,6 +74,7 @@ void UpdateScreen::Refresh(Scene& scene) {
     }
     const int dot = static_cast<int>(scene.milliseconds / 400 % 3);
     if (phase == UpdatePhase::Waiting && dots_.Changes(dot)) {
+        scene.canvas.Fill(bar, theme::background);
         for (int i = 0; i < 3; ++i) {
             scene.canvas.Disc({middle + static_cast<float>(24 * (i - 1)), 455}, 5,
                               i == dot ? theme::accent : theme::rule);
@@ -81,6 +82,7 @@ void UpdateScreen::Refresh(Scene& scene) {
     }
     if (phase == UpdatePhase::Uploading && progress_.Changes(scene.state.updateProgress)) {
         const std::uint8_t percent = scene.state.updateProgress;
+        scene.canvas.Fill(bar, theme::background);
         scene.canvas.RoundedRect(bar, 9, theme::rule);
         if (percent > 0) {
             const int length = bar.height + (bar.width - bar.height) * percent / 100;
