@@ -89,7 +89,9 @@ void ThermalScreen::DrawStatus(Scene& scene) const {
     const UiState& state = scene.state;
     Canvas& canvas = scene.canvas;
     canvas.Fill({0, 0, theme::width, pictureTop}, theme::panel);
-    scene.fonts.value.Draw(canvas, {20, 35}, state.sku.View(), theme::text);
+    const std::string_view sku = state.sku.View();
+    scene.fonts.value.Draw(canvas, {20, 35}, sku.substr(0, scene.fonts.value.Fit(sku, 220)),
+                           theme::text);
     DrawBattery(canvas, 416, 17, state.battery);
     scene.fonts.value.Draw(canvas, {406, 35}, Readout::Percent(state.battery).View(), theme::text,
                            Align::Right);
@@ -148,7 +150,9 @@ void ThermalScreen::DrawIdentity(Scene& scene) const {
         font.Draw(canvas, {20, baseline}, "Chip", theme::muted);
         font.Draw(canvas, {58, baseline}, scene.state.chip.View(), theme::text);
     }
-    font.Draw(canvas, {right, baseline}, scene.state.version.View(), theme::muted, Align::Right);
+    const std::string_view version = scene.state.version.View();
+    font.Draw(canvas, {right, baseline}, version.substr(0, font.Fit(version, 240)), theme::muted,
+              Align::Right);
 }
 
 } // namespace vantorelui
