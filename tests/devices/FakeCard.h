@@ -83,8 +83,8 @@ private:
     }
 
     void AnswerResources() {
-        ioctls.On<int>(drm::setMaster, [](int&) { return FailWith(EACCES); });
-        ioctls.On<int>(drm::dropMaster, [](int&) { return FailWith(EACCES); });
+        ioctls.OnPlain(drm::setMaster, [](void*) { return FailWith(EACCES); });
+        ioctls.OnPlain(drm::dropMaster, [](void*) { return FailWith(EACCES); });
         ioctls.On<drm::CardResources>(
             drm::GetResources::number, [this](drm::CardResources& record) {
                 Fill(record.crtcIdPointer, record.countCrtcs, crtcs);

@@ -100,6 +100,19 @@ TEST_F(LCDTest, TakesLargerBuffersAndConnectorsThatAppearMeanwhile) {
     EXPECT_EQ(card.mapped.at(lcd.BackBuffer()), card.size);
 }
 
+// A forked child that kept the mapping would keep the display, too, and with it out of the reach of
+// the application's next start.
+TEST_F(LCDTest, LeavesNoMappingToChildren) {
+    std::map<void*, std::size_t> kept;
+    sys->Madvise = [&](void* address, std::size_t size, int advice) {
+        EXPECT_EQ(advice, MADV_DONTFORK);
+        kept[address] = size;
+        return 0;
+    };
+    const LCD lcd("lcd", "/dev/null");
+    EXPECT_EQ(kept, card.mapped);
+}
+
 TEST_F(LCDTest, ShowsItsBuffersInTurn) {
     LCD lcd("lcd", "/dev/null");
     std::uint32_t* const second = lcd.BackBuffer();

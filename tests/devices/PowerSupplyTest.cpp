@@ -109,7 +109,7 @@ TEST_F(TestFixtureTest, IsConnectedWhileAnyOfItsLinesIsActive) {
     EXPECT_EQ(requested.offsets[2], 2u);
     EXPECT_EQ(requested.config.flags, 6u);
     EXPECT_EQ(std::string(requested.consumer, 32), name.substr(0, 32));
-    for (const __u64 bits : {0, 1, 2, 4, 7, 0}) {
+    for (const unsigned bits : {0u, 1u, 2u, 4u, 7u, 0u}) {
         active = bits;
         EXPECT_EQ(fixture.IsConnected(), bits != 0) << bits;
     }

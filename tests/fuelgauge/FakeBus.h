@@ -26,13 +26,10 @@ public:
     explicit FakeBus(ScopedSys& sys) : ioctls(sys) {
         ioctls.On<i2c_rdwr_ioctl_data>(
             I2C_RDWR, [this](i2c_rdwr_ioctl_data& transfer) { return Transfer(transfer); });
-        sys->Ioctl = [this, next = sys->Ioctl](int fd, unsigned long request, void* argument) {
-            if (request != I2C_SLAVE) { // takes a number, no record
-                return next(fd, request, argument);
-            }
-            log.push_back("address" + Hex(reinterpret_cast<std::uintptr_t>(argument)));
+        ioctls.OnPlain(I2C_SLAVE, [this](void* address) {
+            log.push_back("address" + Hex(reinterpret_cast<std::uintptr_t>(address)));
             return slaveError == 0 ? 0 : FailWith(slaveError);
-        };
+        });
         sys->Nanosleep = [this](const timespec* request, timespec*) {
             log.push_back("sleep " +
                           std::to_string(request->tv_sec * 1000 + request->tv_nsec / 1'000'000));

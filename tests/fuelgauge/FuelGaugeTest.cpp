@@ -73,7 +73,7 @@ TEST_F(FuelGaugeTest, HoldsItsLineAsAnOutputForItsLife) {
     gauge.reset();
     EXPECT_EQ(test::CountOpenDescriptors(), before);
 
-    bus.ioctls.FailAfter(0, EBUSY);
+    bus.ioctls.FailAfter(1, EBUSY); // the line, not the address
     EXPECT_EQ(ErrorOf([&] { Build(name); }), EBUSY);
     bus.slaveError = EACCES;
     EXPECT_EQ(ErrorOf([&] { Build(name); }), EACCES);

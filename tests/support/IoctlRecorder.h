@@ -35,6 +35,11 @@ public:
         };
     }
 
+    /** The same for a request whose argument is no record but a number, or nothing. */
+    void OnPlain(unsigned long request, std::function<int(void*)> answer) {
+        answers[request] = std::move(answer);
+    }
+
     /** Lets one of the coming requests fail, after a number of others. */
     void FailAfter(int others, int error) {
         failAt = others;
