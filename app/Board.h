@@ -23,6 +23,8 @@ inline constexpr const char* boardTemperature = "/dev/vantorel/temperature-board
 inline constexpr const char* processorTemperature = "/dev/vantorel/temperature-cpu";
 inline constexpr const char* logDirectory = "/tmp/var/log/";
 inline constexpr const char* usbController = "dummy_udc.0";
+inline constexpr const char* driveLabel = "VANTOREL";
+inline constexpr unsigned driveSize = 64U << 20U; // room for an update archive
 
 // Key codes of the input device: KEY_POWER, KEY_LIGHTS_TOGGLE, KEY_RESTART.
 inline constexpr int powerKey = 116;

@@ -21,13 +21,17 @@
 #include "vantorel/power/ConnectionManager.h"
 #include "vantorel/power/PowerManager.h"
 #include "vantorel/ui/UserInterfaceManager.h"
+#include "vantorel/update/FirmwareUpdateManager.h"
 #include "vantorel/usb/USB.h"
+#include "vantorel/usb/USBGadgetMassStorage.h"
 #include "vantorel/usb/USBGadgetRndis.h"
 #include "vantorel/usb/USBGadgetSerial.h"
+#include "vantorel/usb/USBGadgetSubi.h"
 
 #include <csignal>
 #include <exception>
 #include <iostream>
+#include <optional>
 
 #include <unistd.h>
 
@@ -73,10 +77,14 @@ int Run() {
         return 1;
     }
 
-    // The USB port and its functions.
+    // The USB port and its functions. The host may write the drive: updates come that way.
     USB usb("vantorel.usb", board::usbController);
+    std::optional<USBGadgetMassStorage> drive;
+    drive.emplace("vantorel.usb.drive", board::usbController, board::driveLabel, board::driveSize,
+                  false);
     USBGadgetSerial serial("vantorel.usb.serial", board::usbController, false, true);
     USBGadgetRndis network("vantorel.usb.network", board::usbController);
+    USBGadgetSubi control("vantorel.usb.control", board::usbController);
 
     // The services that poll the hardware.
     ButtonService powerButtonService(powerButton);
@@ -94,6 +102,7 @@ int Run() {
     UserInterfaceManager userInterface;
     PowerManager power;
     CameraManager camera(board::cameraDiscoveryMode);
+    FirmwareUpdateManager update(drive->Storage());
     ConnectionManager connection(charger, fuelGauge, usb, board::connectionInterval);
     CameraLatch cameraLatch;
     ConnectionLatch connectionLatch;
@@ -102,6 +111,7 @@ int Run() {
     connection.AddObserver(userInterface);
     connection.AddObserver(power);
     connection.AddObserver(camera);
+    connection.AddObserver(update);
     connection.AddObserver(loggerService);
     // After those that may be told twice: a torch that cannot be switched throws, and the manager
     // announces the state again.
@@ -110,10 +120,12 @@ int Run() {
     connection.AddObserver(connectionLatch);
     connection.AddObserver(fuelGaugeService);
 
-    // Without the USB port among the observers of the camera, binding it would wait for ever.
+    // Without the USB port and the control function among the observers of the camera, binding the
+    // port would wait for ever.
     camera.AddObserver(userInterface);
     camera.AddObserver(logger);
     camera.AddObserver(usb);
+    camera.AddObserver(control);
     camera.AddObserver(cameraLatch);
 
     userInterface.AddObserver(torch);
@@ -131,10 +143,16 @@ int Run() {
     fuelGaugeService.AddObserver(userInterface);
     fuelGaugeService.AddObserver(logger);
     loggerService.AddObserver(userInterface);
+    update.AddObserver(userInterface); // the screen first: leaving the bus waits for init scripts
+    update.AddObserver(usb);
+    control.AddObserver(camera);
 
     // The port offers its functions in the reverse of this order; a network function has to come
-    // first on the bus for a Windows host to find its driver.
+    // first on the bus for a Windows host to find its driver. The control function waits for a
+    // camera when it is added, so it is the last to be.
+    usb.AddGadget(control);
     usb.AddGadget(serial);
+    usb.AddGadget(*drive);
     usb.AddGadget(network);
 
     // Everything is wired: let it run. The camera comes before the connection manager, whose first
@@ -162,9 +180,15 @@ int Run() {
     if (state != ConnectionState::Undetermined) {
         connection.Stop();
     }
+    update.Stop();
     if (state == ConnectionState::Host || state == ConnectionState::NoHost) {
         usb.UnbindGadgets();
+        usb.RemoveGadget(network);
+        usb.RemoveGadget(*drive);
+        usb.RemoveGadget(serial);
+        usb.RemoveGadget(control);
     }
+    drive.reset(); // unmounts it
     fuelGaugeService.Stop();
     loggerService.Stop();
     processorLogService.Stop();

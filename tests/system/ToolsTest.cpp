@@ -101,6 +101,22 @@ TEST_F(ToolsTest, GivesAShellItsEnvironment) {
     EXPECT_STREQ(std::getenv("TERM"), "dumb") << "the caller's own changed";
 }
 
+// An application that waits for its signals has them blocked when it starts a server, and the
+// server must not be deaf to its init script for that.
+TEST_F(ToolsTest, UnblocksTheSignalsOfWhatItStarts) {
+    sigset_t blocked;
+    sigset_t before;
+    ::sigemptyset(&blocked);
+    ::sigaddset(&blocked, SIGTERM);
+    ::pthread_sigmask(SIG_BLOCK, &blocked, &before);
+    root->Behave("kill -TERM $$; echo deaf >/survived");
+    int status = 0;
+    ::waitpid(Tools::Ifup("usb0"), &status, 0);
+    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    EXPECT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(test::ReadFile("/survived"), "");
+}
+
 TEST_F(ToolsTest, ReportsTheWaitStatusOfProgramsThatMatter) {
     const std::function<void()> strict[] = {[] { Tools::FwSetEnv("a", "b"); },
                                             [] { Tools::Untar("a", "b"); }};

@@ -123,6 +123,9 @@ MappedPixels LCD::MapBuffer(const BufferRecords& records) {
     if (address == MAP_FAILED) {
         throw Error(errno);
     }
+    // A mapping keeps the card open, and the first opener its master. A child that never execs,
+    // such as a getty's supervisor, would keep the display from the next start of the application.
+    static_cast<void>(sys::Madvise(address, bytes, MADV_DONTFORK));
     return MappedPixels(static_cast<std::uint32_t*>(address), UnmapPixels{bytes});
 }
 

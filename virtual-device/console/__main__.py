@@ -21,7 +21,9 @@ DEBUG_TIME_LIMIT = 24 * 3600
 
 
 def say(text: str):
-    print(text, flush=True)
+    # One write: status lines come from another thread.
+    sys.stdout.write(f"{text}\n")
+    sys.stdout.flush()
 
 
 def answer(console: Console, line: str) -> bool:

@@ -17,6 +17,7 @@ button power|torch|reset down|up|click|hold SECONDS|doubleclick
 camera connect|disconnect|error CODE|rate HZ
 cable plug|unplug           whether a USB host is at the other end of the cable
 start                       start the application; set initial conditions before
+stop                        ask the application to end
 expect TEXT [SECONDS]       wait for a status line that contains TEXT (10 s)
 expect-poweroff [SECONDS]   wait until the device has powered off (10 s)
 screenshot FILE.png         what the display shows
@@ -176,7 +177,8 @@ class Console:
         self.machine.check(f"echo {disabled} > /sys/bus/usb/devices/usb1/1-0:1.0/usb1-port1/disable")
 
     def application_runs(self) -> bool:
-        return self.machine.run("pidof vantorel-app")[0] == 0
+        # By its number: a getty's supervisor bears the same name.
+        return self.machine.run("kill -0 $(cat /run/application.pid)")[0] == 0
 
     def do_start(self, arguments):
         _need(arguments, 0, "start")
@@ -184,6 +186,12 @@ class Console:
             raise Failure("the application runs already")
         settings = " ".join(f"{name}={value}" for name, value in self.camera.items())
         self.machine.check(f"/usr/libexec/vantorel/start {settings}")
+
+    def do_stop(self, arguments):
+        _need(arguments, 0, "stop")
+        if not self.application_runs():
+            raise Failure("the application does not run")
+        self.machine.check("kill -TERM $(cat /run/application.pid)")
 
     # --- looking and waiting ----------------------------------------------------------------------
 

@@ -27,6 +27,8 @@
     X(void*, Mmap, ::mmap,                                                                         \
       (void* address, std::size_t size, int protection, int flags, int fd, off_t offset),          \
       (address, size, protection, flags, fd, offset))                                              \
+    X(int, Madvise, ::madvise, (void* address, std::size_t size, int advice),                      \
+      (address, size, advice))                                                                     \
     X(int, Munmap, ::munmap, (void* address, std::size_t size), (address, size))                   \
     X(int, Nanosleep, ::nanosleep, (const timespec* request, timespec* remaining),                 \
       (request, remaining))                                                                        \

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -64,6 +65,16 @@ pid_t Fork() {
     return child;
 }
 
+/**
+ * An application that waits for its signals blocks them in all of its threads, and a block survives
+ * an exec: a server started with it could not be stopped by its init script.
+ */
+void UnblockSignals() {
+    sigset_t none;
+    ::sigemptyset(&none);
+    ::sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
 /** What an exec would close: a supervisor never execs, and would keep the library's descriptors. */
 void CloseAsAnExecWould() {
     for (int fd = 3; fd < descriptorCap; ++fd) {
@@ -76,6 +87,7 @@ void CloseAsAnExecWould() {
 
 /** Runs in a child of a process with threads: system calls only. */
 [[noreturn]] void Supervise(char* const* arguments) {
+    UnblockSignals();
     CloseAsAnExecWould();
     while (true) {
         const pid_t child = ::_Fork();
@@ -98,6 +110,7 @@ pid_t StartChild(const std::vector<std::string>& arguments,
     const ExecList environmentList(entries);
     const pid_t child = Fork();
     if (child == 0) {
+        UnblockSignals();
         ::execve(argumentList.Get()[0], argumentList.Get(), environmentList.Get());
         ::_exit(cannotRun);
     }
