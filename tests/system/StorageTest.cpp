@@ -35,13 +35,13 @@ protected:
             if (Fails()) {
                 return -1;
             }
-            const int fd = 100 + static_cast<int>(open.size() + closed);
+            const int fd = static_cast<int>(100 + open.size() + closed);
             open[fd] = path;
             return fd;
         };
         sys->Close = [this](int fd) {
             log.push_back("close " + open[fd]);
-            closed += static_cast<int>(open.erase(fd));
+            closed += open.erase(fd);
             return 0;
         };
         sys->Ioctl = [this](int fd, unsigned long request, void* argument) {
@@ -74,7 +74,7 @@ protected:
     test::ScopedSys sys;
     std::vector<std::string> log;
     std::map<int, std::string> open;
-    int closed = 0;
+    std::size_t closed = 0;
     std::string failing;
 };
 
