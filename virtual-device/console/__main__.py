@@ -13,11 +13,11 @@ import tty
 from pathlib import Path
 
 from commands import Console, Quit
+from debugger import debug
 from machine import Failure, Machine
 
 PROJECT = Path(__file__).resolve().parents[2]
 TEST_TIME_LIMIT = 120  # seconds a test program may take
-DEBUG_TIME_LIMIT = 24 * 3600
 
 
 def say(text: str):
@@ -143,21 +143,6 @@ def shell(machine: Machine) -> int:
             termios.tcsetattr(sys.stdin, termios.TCSADRAIN, saved)
 
 
-def debug(machine: Machine, program, port: int) -> int:
-    """Runs the application or a test program under the debug server and waits for its end."""
-    machine.check("cp /host/lib/*.so* /usr/lib/")
-    path = f"/host/tests/{machine.install_test(Path(program))}" if program else \
-        "/host/bin/vantorel-app"
-    local = program or machine.artifacts / "app" / "vantorel-app"
-    libraries = os.path.relpath(machine.image / "root")
-    say(f"In another terminal: gdb-multiarch -ex 'set sysroot {libraries}' "
-        f"-ex 'target remote 127.0.0.1:{port}' {os.path.relpath(local)}")
-    machine.on_line = say
-    status, _ = machine.run("KIROCAMERA_SIM_CONTROL=/run/camera gdbserver --once "
-                            f"/dev/vantorel/debug {path} >&4 2>&1", DEBUG_TIME_LIMIT)
-    return status
-
-
 def arguments():
     parser = argparse.ArgumentParser(prog="run", description="Starts the virtual device.")
     what = parser.add_mutually_exclusive_group()
@@ -176,14 +161,14 @@ def arguments():
 
 def work(options, machine: Machine, began: float) -> int:
     machine.prepare()
-    machine.start(options.port if options.debug is not None else None)
+    machine.start()
     machine.wait_until_ready(60)
     if options.test:
         return run_tests(machine, options.test)
     if options.shell:
         return shell(machine)
     if options.debug is not None:
-        return debug(machine, options.debug, options.port)
+        return debug(machine, options.debug, options.port, say)
     say(f"The virtual device has started, {time.monotonic() - began:.1f} s after the start.")
     console = Console(machine, say)
     machine.on_line = say
@@ -211,6 +196,7 @@ def main() -> int:
         say("")
         return 130
     finally:
+        signal.signal(signal.SIGINT, signal.SIG_IGN)  # an impatient second Ctrl-C
         machine.on_line = lambda line: None
         machine.stop()
 

@@ -99,13 +99,11 @@ class Machine:
 
     # --- life -------------------------------------------------------------------------------------
 
-    def start(self, debug_port=None):
+    def start(self):
         kernel = (self.image / "kernel-version").read_text().strip()
         slot = environment.read(self.flash / "env.raw").get("image_select", "0")
-        for name in ("control", "status", "monitor", "serial"):
+        for name in ("control", "status", "debug", "monitor", "serial"):
             (self.work / f"{name}.sock").unlink(missing_ok=True)
-        debug = (f"socket,id=debug,host=127.0.0.1,port={debug_port},server=on,wait=off"
-                 if debug_port else "null,id=debug")
         command = [
             "qemu-system-arm", "-M", "virt,highmem=off", "-cpu", "cortex-a15", "-smp", "1",
             "-m", "512", "-display", "none", "-nodefaults", "-no-reboot",
@@ -121,11 +119,9 @@ class Machine:
             "-qmp", "unix:monitor.sock,server=on,wait=off",
             "-device", "virtio-serial-device",
         ]
-        for name in ("control", "status"):
-            command += ["-chardev", f"socket,id={name},path={name}.sock,server=on,wait=off"]
-        command += ["-chardev", debug]
         for name in ("control", "status", "debug"):
-            command += ["-device", f"virtserialport,chardev={name},name=vantorel.{name}"]
+            command += ["-chardev", f"socket,id={name},path={name}.sock,server=on,wait=off",
+                        "-device", f"virtserialport,chardev={name},name=vantorel.{name}"]
         for name in PARTITIONS:
             command += ["-drive", f"if=none,format=raw,id={name},file={self.flash}/{name}.raw",
                         "-device", f"virtio-blk-device,drive={name},serial={name}"]
