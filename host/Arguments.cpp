@@ -1,0 +1,164 @@
+#include "host/Arguments.h"
+#include "host/Transport.h"
+
+#include <CLI/CLI.hpp>
+
+namespace vantorel::host {
+namespace {
+
+constexpr unsigned defaultTimeoutMs = 5000;
+constexpr std::uint64_t mostRepetitions = 100'000'000;
+
+[[noreturn]] void Reject(const std::string& option, const std::string& why) {
+    throw CLI::ValidationError(option, why);
+}
+
+Arguments::Address ParseAddress(const std::string& text) {
+    Arguments::Address address;
+    char rest = 0;
+    if (std::sscanf(text.c_str(), "%3u:%3u%c", &address.bus, &address.address, &rest) != 2) {
+        Reject("--device", "'" + text + "' is not BUS:ADDR, two numbers as \"list\" shows them");
+    }
+    return address;
+}
+
+std::vector<std::uint8_t> ParseHex(const std::string& text) {
+    if (text.size() % 2 != 0 ||
+        text.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos) {
+        Reject("DATA", "'" + text + "' is not pairs of hexadecimal digits");
+    }
+    std::vector<std::uint8_t> data;
+    for (std::size_t at = 0; at < text.size(); at += 2) {
+        data.push_back(static_cast<std::uint8_t>(std::stoul(text.substr(at, 2), nullptr, 16)));
+    }
+    return data;
+}
+
+/** The command line's grammar, with the texts that need a second look. */
+struct Grammar {
+    Arguments arguments;
+    std::string device;
+    std::string data;
+    CLI::Option* dataOption = nullptr;
+    CLI::App app{"Services a thermal camera at this computer's USB.", "vantorel-host"};
+
+    Grammar() {
+        arguments.timeoutMs = defaultTimeoutMs;
+        app.require_subcommand(1);
+        app.fallthrough();
+        app.add_flag("--json", arguments.json, "Print JSON instead of text");
+        app.add_option("--vendor", arguments.vendor, "USB vendor ID of the cameras")
+            ->type_name("ID")
+            ->check(CLI::Range(0, 0xffff))
+            ->default_str(VANTOREL_HOST_VENDOR_TEXT);
+        arguments.vendor = VANTOREL_HOST_VENDOR_ID;
+        app.add_option("--device", device, "Which camera, as \"list\" shows it")
+            ->type_name("BUS:ADDR");
+        app.add_option("--timeout", arguments.timeoutMs, "Time to wait for an answer")
+            ->type_name("MS")
+            ->check(CLI::Range(1, 3'600'000))
+            ->capture_default_str();
+        AddReading();
+        AddSession();
+        AddRaw();
+        AddTrials();
+        app.footer("Exit status: 0 success, 1 refused by the device or check failed, 2 usage,\n"
+                   "3 no such device, 4 no access, 5 device gone or silent, 6 output failed.");
+    }
+
+    void AddReading() {
+        Command(app, "list", "List the cameras");
+        Command(app, "identity", "Chip, serial number, ROIC, version and build");
+        Command(app, "status", "Outcome of the last request; reading clears it");
+        Command(app, "temperature", "Spot temperature of the latest picture");
+        auto* factory = app.add_subcommand("factory", "Factory settings");
+        factory->require_subcommand(1)->fallthrough();
+        AddOutFile(Command(*factory, "read", "Read the factory settings", "factory read"));
+        Command(app, "klog", "Take the kernel's log out of the device")
+            ->add_flag("--follow", arguments.follow, "Go on with what is logged later");
+    }
+
+    void AddSession() {
+        auto* session = app.add_subcommand("session", "Capture session");
+        session->require_subcommand(1)->fallthrough();
+        Command(*session, "start", "Start it", "session start");
+        Command(*session, "stop", "Stop it", "session stop");
+        Command(*session, "state", "Tell whether it runs", "session state");
+    }
+
+    void AddRaw() {
+        auto* raw = Command(app, "raw", "One vendor request; without DATA the device sends");
+        raw->add_option("REQUEST", arguments.request, "Number of the request")
+            ->required()
+            ->check(CLI::Range(0, 0xff));
+        raw->add_option("LENGTH", arguments.length, "Bytes to send or to ask for")
+            ->required()
+            ->check(CLI::Range(0, static_cast<int>(largestTransfer)));
+        dataOption = raw->add_option("DATA", data, "Bytes to send, in hexadecimal");
+        raw->add_option("--value", arguments.value, "wValue of the request")
+            ->check(CLI::Range(0, 0xffff));
+        raw->add_option("--index", arguments.index, "wIndex of the request")
+            ->check(CLI::Range(0, 0xffff));
+        AddOutFile(raw);
+    }
+
+    void AddTrials() {
+        auto* fuzz = Command(app, "fuzz", "Send random vendor requests; the identity must survive");
+        fuzz->add_option("--seed", arguments.seed, "Chooses the requests")->required();
+        AddCount(fuzz, "Number of requests (1000)");
+        AddCount(Command(app, "latency", "Time the shortest request there and back"),
+                 "Number of round trips (1000)");
+    }
+
+    CLI::App* Command(CLI::App& parent, const std::string& name, const std::string& help,
+                      const std::string& full = "") {
+        auto* command = parent.add_subcommand(name, help);
+        command->fallthrough();
+        command->callback(
+            [this, chosen = full.empty() ? name : full] { arguments.command = chosen; });
+        return command;
+    }
+
+    void AddOutFile(CLI::App* command) {
+        command->add_option("--out", arguments.outFile, "Write the bytes to this file")
+            ->type_name("FILE");
+    }
+
+    void AddCount(CLI::App* command, const std::string& help) {
+        arguments.count = 1000;
+        command->add_option("--count", arguments.count, help)
+            ->check(CLI::Range(std::uint64_t{1}, mostRepetitions));
+    }
+
+    Arguments Finish() {
+        if (!device.empty()) {
+            arguments.device = ParseAddress(device);
+        }
+        if (dataOption->count() > 0) {
+            arguments.data = ParseHex(data);
+            if (arguments.data->size() != arguments.length) {
+                Reject("DATA", "LENGTH is " + std::to_string(arguments.length) + ", DATA has " +
+                                   std::to_string(arguments.data->size()) + " bytes");
+            }
+            if (!arguments.outFile.empty()) {
+                Reject("--out", "nothing comes back of a request with DATA");
+            }
+        }
+        return arguments;
+    }
+};
+
+} // namespace
+
+std::variant<Arguments, ExitCode> ParseArguments(int count, const char* const* values,
+                                                 std::ostream& out, std::ostream& err) {
+    Grammar grammar;
+    try {
+        grammar.app.parse(count, values);
+        return grammar.Finish();
+    } catch (const CLI::ParseError& error) {
+        return grammar.app.exit(error, out, err) == 0 ? exitSuccess : exitUsage;
+    }
+}
+
+} // namespace vantorel::host

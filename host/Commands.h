@@ -1,0 +1,15 @@
+#pragma once
+
+#include "host/Arguments.h"
+#include "host/Transport.h"
+
+#include <ostream>
+
+namespace vantorel::host {
+
+/** The whole program but for its bus: parses, chooses the device, runs the command, tells errors.
+ */
+ExitCode RunTool(int count, const char* const* values, Bus& bus, std::ostream& out,
+                 std::ostream& err);
+
+} // namespace vantorel::host

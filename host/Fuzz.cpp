@@ -1,0 +1,105 @@
+#include "host/Fuzz.h"
+#include "host/Protocol.h"
+
+#include <array>
+#include <cstdio>
+
+namespace vantorel::host {
+namespace {
+
+constexpr std::uint8_t firstRequest = 53;
+constexpr std::uint8_t lastRequest = 93;
+
+/** Where requests are answered, and just beside it. */
+constexpr std::array<std::uint16_t, 16> lengths = {0,  1,  2,  3,  4,  5,  6,   12,
+                                                   35, 36, 63, 64, 65, 66, 512, 4096};
+
+std::string Describe(const FuzzRequest& request, std::uint64_t number) {
+    char text[128];
+    std::snprintf(text, sizeof text,
+                  "random request %llu (%s, number %u, recipient %u, value %u, index %u, length "
+                  "%zu)",
+                  static_cast<unsigned long long>(number), request.in ? "in" : "out",
+                  unsigned{request.setup.request}, unsigned{request.setup.recipient},
+                  unsigned{request.setup.value}, unsigned{request.setup.index},
+                  request.in ? std::size_t{request.length} : request.data.size());
+    return text;
+}
+
+void Send(Transport& transport, const FuzzRequest& request) {
+    if (request.in) {
+        std::vector<std::uint8_t> answer(request.length);
+        transport.In(request.setup, answer);
+    } else {
+        transport.Out(request.setup, request.data);
+    }
+}
+
+} // namespace
+
+FuzzRequest FuzzSource::Next() {
+    FuzzRequest request;
+    const std::uint64_t kind = Below(4);
+    if (kind == 0) {
+        request.setup.request = static_cast<std::uint8_t>(Below(256));
+    } else if (kind == 1) { // a selector, so that the selected replies get their share
+        request.setup.request = Below(2) == 0 ? 85 : 78;
+    } else {
+        request.setup.request =
+            static_cast<std::uint8_t>(firstRequest + Below(lastRequest - firstRequest + 1));
+    }
+    request.setup.recipient = static_cast<std::uint8_t>(Below(4) == 0 ? Below(4) : 0);
+    request.setup.value = static_cast<std::uint16_t>(Below(2) == 0 ? 0 : Below(65536));
+    request.setup.index = static_cast<std::uint16_t>(Below(2) == 0 ? 0 : Below(65536));
+    request.in = Below(2) == 0;
+    request.length = Length();
+    if (!request.in) {
+        request.data.resize(request.length);
+        const bool small = Below(2) == 0; // as the words that requests take
+        for (std::size_t i = 0; i < request.data.size(); ++i) {
+            request.data[i] =
+                static_cast<std::uint8_t>(small ? (i % 2 == 0 ? Below(32) : 0) : Below(256));
+        }
+    }
+    return request;
+}
+
+std::uint16_t FuzzSource::Length() {
+    const std::uint64_t kind = Below(8);
+    if (kind == 0) {
+        return static_cast<std::uint16_t>(Below(largestTransfer + 1));
+    }
+    return kind < 4 ? std::uint16_t{2} : lengths[Below(lengths.size())];
+}
+
+FuzzSummary RunFuzz(Transport& transport, std::uint64_t seed, std::uint64_t count) {
+    Protocol protocol(transport);
+    const IdentityRecord before = protocol.Identity();
+    const std::uint16_t session = protocol.SessionState();
+    FuzzSource source(seed);
+    FuzzSummary summary;
+    for (std::uint64_t number = 0; number < count; ++number) {
+        const FuzzRequest request = source.Next();
+        try {
+            Send(transport, request);
+            ++summary.answered;
+        } catch (const TransportError& error) {
+            if (error.Why() == Failure::Stall) {
+                ++summary.refused;
+            } else if (error.Why() == Failure::Timeout) {
+                ++summary.silent;
+            } else {
+                throw TransportError(error.Why(), std::string(error.what()) + " It was lost at " +
+                                                      Describe(request, number) + ".");
+            }
+        }
+    }
+    Protocol after(transport);
+    summary.identityKept = after.Identity() == before;
+    if (after.SessionState() != session) {
+        after.SetSessionState(session);
+    }
+    return summary;
+}
+
+} // namespace vantorel::host

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "host/Transport.h"
+
+#include <cstdint>
+#include <random>
+#include <vector>
+
+namespace vantorel::host {
+
+/** A random vendor request. Standard requests are left out: they would take the bus itself down. */
+struct FuzzRequest {
+    Setup setup;
+    bool in = false;
+    std::uint16_t length = 0;       ///< in
+    std::vector<std::uint8_t> data; ///< out
+    bool operator==(const FuzzRequest&) const = default;
+};
+
+/** Draws requests; the same seed gives the same ones on every machine. */
+class FuzzSource {
+public:
+    explicit FuzzSource(std::uint64_t seed) : random(seed) {}
+    FuzzRequest Next();
+
+private:
+    std::uint64_t Below(std::uint64_t bound) { return random() % bound; }
+    std::uint16_t Length();
+
+    std::mt19937_64 random;
+};
+
+struct FuzzSummary {
+    std::uint64_t answered = 0;
+    std::uint64_t refused = 0;
+    std::uint64_t silent = 0; ///< no answer within the time
+    bool identityKept = false;
+};
+
+/**
+ * Sends random requests, compares the device's identity with what it was before, and puts the
+ * capture session back into its state.
+ * @throws TransportError that names the request at which the device was lost
+ * @throws DeviceError when the identity cannot be read
+ */
+FuzzSummary RunFuzz(Transport& transport, std::uint64_t seed, std::uint64_t count);
+
+} // namespace vantorel::host

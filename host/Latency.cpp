@@ -1,0 +1,30 @@
+#include "host/Latency.h"
+
+#include <algorithm>
+#include <chrono>
+
+namespace vantorel::host {
+
+LatencySummary Summarize(std::vector<double> samples) {
+    std::ranges::sort(samples);
+    const std::size_t half = samples.size() / 2;
+    const double median =
+        samples.size() % 2 != 0 ? samples[half] : (samples[half - 1] + samples[half]) / 2;
+    return {samples.front(), median, samples.back()};
+}
+
+LatencySummary MeasureLatency(Protocol& protocol, std::uint64_t count) {
+    using Clock = std::chrono::steady_clock;
+    protocol.Status(); // the first one also pays for what both sides set up once
+    std::vector<double> samples;
+    samples.reserve(count);
+    while (samples.size() < count) {
+        const auto begin = Clock::now();
+        protocol.Status();
+        const std::chrono::duration<double, std::micro> time = Clock::now() - begin;
+        samples.push_back(time.count());
+    }
+    return Summarize(std::move(samples));
+}
+
+} // namespace vantorel::host

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "host/Protocol.h"
+
+#include <cstdint>
+
+namespace vantorel::host {
+
+/** Round trips in microseconds. */
+struct LatencySummary {
+    double shortest = 0;
+    double median = 0;
+    double worst = 0;
+};
+
+/** Of samples in microseconds, at least one. */
+LatencySummary Summarize(std::vector<double> samples);
+
+/** Times reading the status word, from the call to its return. */
+LatencySummary MeasureLatency(Protocol& protocol, std::uint64_t count);
+
+} // namespace vantorel::host

@@ -1,0 +1,212 @@
+#include "host/Protocol.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <span>
+
+namespace vantorel::host {
+namespace {
+
+namespace request {
+constexpr std::uint8_t status = 53;
+constexpr std::uint8_t chipNumber = 54;
+constexpr std::uint8_t setSession = 60;
+constexpr std::uint8_t session = 61;
+constexpr std::uint8_t selected = 78;
+constexpr std::uint8_t select = 85;
+constexpr std::uint8_t setFactoryRange = 86;
+constexpr std::uint8_t factoryRange = 88;
+} // namespace request
+
+namespace selector {
+constexpr std::uint16_t version = 0;
+constexpr std::uint16_t fetchKernelLog = 13;
+constexpr std::uint16_t kernelLog = 14;
+constexpr std::uint16_t identity = 23;
+constexpr std::uint16_t temperature = 26;
+} // namespace selector
+
+constexpr std::size_t factorySize = 5120;
+constexpr std::size_t kernelLogPiece = 64;
+
+std::uint16_t WordAt(const std::vector<std::uint8_t>& data, std::size_t offset) {
+    return static_cast<std::uint16_t>(data.at(offset) | data.at(offset + 1) << 8);
+}
+
+std::uint32_t LongAt(const std::vector<std::uint8_t>& data, std::size_t offset) {
+    return WordAt(data, offset) | static_cast<std::uint32_t>(WordAt(data, offset + 2)) << 16;
+}
+
+/** A text in a field of fixed size, which need not end in a zero. */
+std::string TextAt(const std::vector<std::uint8_t>& data, std::size_t offset, std::size_t size) {
+    const auto field = std::span(data).subspan(offset, size);
+    return {field.begin(), std::ranges::find(field, 0)};
+}
+
+DeviceError Refused(const std::string& what, std::uint32_t status) {
+    return DeviceError("The device refused to " + what + ": " +
+                       (status == 0 ? "it gave no reason" : DescribeStatus(status)) + ".");
+}
+
+} // namespace
+
+std::string DescribeStatus(std::uint32_t status) {
+    const char* words = "unknown status";
+    switch (status) {
+    case 0:
+        words = "success";
+        break;
+    case 0x30000:
+        words = "the kernel log could not be read, or holds less than was asked for";
+        break;
+    case 0x30300:
+        words = "stopping with the value 3 is refused";
+        break;
+    case 0x50000:
+        words = "request unknown, or not supported now";
+        break;
+    }
+    char number[16];
+    std::snprintf(number, sizeof number, "0x%08x", static_cast<unsigned>(status));
+    return std::string(words) + " (" + number + ")";
+}
+
+std::uint32_t Protocol::Status() {
+    std::vector<std::uint8_t> data(4);
+    const Setup setup{.request = request::status};
+    if (transport.In(setup, data) != data.size()) {
+        throw DeviceError("The device's status word came incomplete.");
+    }
+    statusKnown = true;
+    return LongAt(data, 0);
+}
+
+VersionRecord Protocol::Version() {
+    const auto data = ReadSelected("report its version", selector::version, 36);
+    std::string text = std::to_string(data[0]);
+    for (std::size_t part = 1; part < 4; ++part) {
+        text += "." + std::to_string(data[part]);
+    }
+    return {text, TextAt(data, 4, 16), TextAt(data, 20, 16)};
+}
+
+IdentityRecord Protocol::Identity() {
+    const auto data = ReadSelected("report its identity", selector::identity, 66);
+    return {TextAt(data, 0, 16), TextAt(data, 16, 16), WordAt(data, 32)};
+}
+
+std::array<std::uint8_t, 6> Protocol::ChipNumber() {
+    const auto data = Read("report its chip number", request::chipNumber, 12);
+    std::array<std::uint8_t, 6> number{};
+    for (std::size_t word = 0; word < number.size(); ++word) {
+        number[number.size() - 1 - word] = data[2 * word];
+    }
+    return number;
+}
+
+std::vector<std::uint8_t> Protocol::FactorySettings() {
+    const std::string what = "hand out its factory settings";
+    Write(what, request::setFactoryRange, {factorySize / 2, 0, 0});
+    std::vector<std::uint8_t> settings;
+    while (settings.size() < factorySize) {
+        const std::size_t length = std::min(largestTransfer, factorySize - settings.size());
+        const auto piece = Read(what, request::factoryRange, length);
+        settings.insert(settings.end(), piece.begin(), piece.end());
+    }
+    return settings;
+}
+
+std::string Protocol::KernelLog() {
+    const std::string what = "hand out its kernel log";
+    const auto count = LongAt(ReadSelected(what, selector::fetchKernelLog, 4), 0);
+    if (count == 0) {
+        return {};
+    }
+    if (count > kernelLogPiece) {
+        throw DeviceError("The device reports a piece of kernel log of " + std::to_string(count) +
+                          " bytes; it has room for " + std::to_string(kernelLogPiece) + ".");
+    }
+    const auto piece = ReadSelected(what, selector::kernelLog, count);
+    return {piece.begin(), piece.end()};
+}
+
+std::uint16_t Protocol::SessionState() {
+    return WordAt(Read("report the capture session's state", request::session, 2), 0);
+}
+
+void Protocol::SetSessionState(std::uint16_t state) {
+    Write(state == 0 ? "stop the capture session" : "start the capture session",
+          request::setSession, {state});
+}
+
+std::int16_t Protocol::Temperature() {
+    return static_cast<std::int16_t>(
+        WordAt(ReadSelected("report its temperature", selector::temperature, 2), 0));
+}
+
+std::vector<std::uint8_t> Protocol::RawIn(const Setup& setup, std::size_t length) {
+    std::vector<std::uint8_t> data(length);
+    data.resize(transport.In(setup, data));
+    return data;
+}
+
+void Protocol::RawOut(const Setup& setup, const std::vector<std::uint8_t>& data) {
+    transport.Out(setup, data);
+}
+
+std::vector<std::uint8_t> Protocol::Read(const std::string& what, std::uint8_t number,
+                                         std::size_t length) {
+    ForgetOldStatus();
+    std::vector<std::uint8_t> data;
+    try {
+        data = RawIn({.request = number}, length);
+    } catch (const TransportError& error) {
+        if (error.Why() != Failure::Stall) {
+            throw;
+        }
+        throw Refused(what, Status());
+    }
+    if (data.size() != length) {
+        throw DeviceError("The device was to " + what + " in " + std::to_string(length) +
+                          " bytes; " + std::to_string(data.size()) + " came.");
+    }
+    return data;
+}
+
+std::vector<std::uint8_t> Protocol::ReadSelected(const std::string& what, std::uint16_t selector,
+                                                 std::size_t length) {
+    Write(what, request::select, {selector});
+    return Read(what, request::selected, length);
+}
+
+void Protocol::Write(const std::string& what, std::uint8_t number,
+                     std::initializer_list<std::uint16_t> words) {
+    ForgetOldStatus();
+    std::vector<std::uint8_t> data;
+    for (const std::uint16_t word : words) {
+        data.push_back(static_cast<std::uint8_t>(word & 0xff));
+        data.push_back(static_cast<std::uint8_t>(word >> 8));
+    }
+    bool stalled = false;
+    try {
+        RawOut({.request = number}, data);
+    } catch (const TransportError& error) {
+        if (error.Why() != Failure::Stall) {
+            throw;
+        }
+        stalled = true;
+    }
+    const std::uint32_t status = Status();
+    if (stalled || status != 0) {
+        throw Refused(what, status);
+    }
+}
+
+/** Some refusals leave the status word alone; what it still held would be taken for the reason. */
+void Protocol::ForgetOldStatus() {
+    if (!statusKnown) {
+        Status();
+    }
+}
+
+} // namespace vantorel::host

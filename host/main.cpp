@@ -1,0 +1,16 @@
+#include "host/Commands.h"
+#include "host/UsbBus.h"
+
+#include <exception>
+#include <iostream>
+
+int main(int argc, char** argv) {
+    using namespace vantorel::host;
+    try {
+        UsbBus bus;
+        return RunTool(argc, argv, bus, std::cout, std::cerr);
+    } catch (const std::exception& error) {
+        std::cerr << "vantorel-host: " << error.what() << '\n';
+        return exitBus;
+    }
+}
