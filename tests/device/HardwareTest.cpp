@@ -2,6 +2,7 @@
 // through the control file of the virtual board.
 
 #include "tests/device/Board.h"
+#include "tests/support/ErrorOf.h"
 #include "vantorel/devices/Button.h"
 #include "vantorel/devices/ButtonService.h"
 #include "vantorel/devices/Charger.h"
@@ -12,7 +13,6 @@
 #include "vantorel/devices/Torch.h"
 #include "vantorel/devices/private/DrmRequests.h"
 #include "vantorel/fuelgauge/FuelGauge.h"
-#include "vantorel/service/Error.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -34,6 +34,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using test::Board;
+using test::ErrorOf;
 
 constexpr const char* i2cBus = "/dev/vantorel/i2c";
 constexpr const char* gpioChip = "/dev/vantorel/gpio";
@@ -43,16 +44,6 @@ constexpr const char* buttonsNode = "/dev/vantorel/buttons";
 constexpr const char* displayNode = "/dev/vantorel/display";
 constexpr int powerKey = 116;
 constexpr int torchKey = 0x21e;
-
-template <typename Action>
-int ErrorOf(Action action) {
-    try {
-        action();
-    } catch (const Error& error) {
-        return error.Value();
-    }
-    return 0;
-}
 
 class Hardware : public testing::Test {
 protected:

@@ -1,6 +1,7 @@
 #include "vantorel/devices/LCD.h"
 
 #include "tests/devices/FakeCard.h"
+#include "tests/support/ErrorOf.h"
 #include "tests/support/OpenDescriptors.h"
 #include "vantorel/devices/LCDService.h"
 #include "vantorel/service/Error.h"
@@ -15,13 +16,8 @@ using test::FailWith;
 
 class LCDTest : public testing::Test {
 protected:
-    int ErrorOfConstruction() {
-        try {
-            LCD lcd("lcd", "/dev/null");
-        } catch (const Error& error) {
-            return error.Value();
-        }
-        return 0;
+    static int ErrorOfConstruction() {
+        return test::ErrorOf([] { LCD("lcd", "/dev/null"); });
     }
 
     test::ScopedSys sys;

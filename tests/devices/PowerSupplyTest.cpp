@@ -1,14 +1,16 @@
+#include "tests/support/ErrorOf.h"
 #include "tests/support/IoctlRecorder.h"
 #include "tests/support/OpenDescriptors.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "vantorel/devices/Charger.h"
 #include "vantorel/devices/TestFixture.h"
-#include "vantorel/service/Error.h"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <filesystem>
+#include <string>
+#include <utility>
 
 #include <fcntl.h>
 #include <linux/gpio.h>
@@ -19,18 +21,8 @@ namespace {
 
 using namespace std::string_literals;
 using test::CountOpenDescriptors;
-using test::FailWith;
+using test::ErrorOf;
 using test::TemporaryDirectory;
-
-template <typename Action>
-int ErrorOf(Action action) {
-    try {
-        action();
-    } catch (const Error& error) {
-        return error.Value();
-    }
-    return 0;
-}
 
 TEST(Charger, ReadsItsAttributesAnewEachTime) {
     const TemporaryDirectory supply;

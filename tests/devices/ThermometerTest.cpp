@@ -1,11 +1,12 @@
 #include "vantorel/devices/Thermometer.h"
 
+#include "tests/support/ErrorOf.h"
 #include "tests/support/TemporaryDirectory.h"
-#include "vantorel/service/Error.h"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <utility>
 
 namespace vantorel {
 namespace {
@@ -28,12 +29,7 @@ TEST(Thermometer, ReadsMillidegreesAnewEachTime) {
 
 TEST(Thermometer, FailsWithTheNumberOfTheFailedCall) {
     const test::TemporaryDirectory sensor;
-    try {
-        Thermometer("board", sensor / "temp1_input");
-        ADD_FAILURE() << "a missing attribute must be thrown";
-    } catch (const Error& error) {
-        EXPECT_EQ(error.Value(), ENOENT);
-    }
+    EXPECT_EQ(test::ErrorOf([&] { Thermometer("board", sensor / "temp1_input"); }), ENOENT);
 }
 
 } // namespace

@@ -1,13 +1,16 @@
 #include "vantorel/devices/Torch.h"
 
+#include "tests/support/ErrorOf.h"
 #include "tests/support/TemporaryDirectory.h"
-#include "vantorel/service/Error.h"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <filesystem>
+#include <optional>
+#include <string>
 #include <thread>
+#include <utility>
 
 namespace vantorel {
 namespace {
@@ -100,12 +103,7 @@ TEST_F(TorchTest, RemembersAPositionThatCouldNotBeWritten) {
     std::filesystem::create_symlink("/dev/full", led / "brightness");
     torch.emplace("torch", led / "");
     torch->AddObserver(recorder);
-    try {
-        torch->On();
-        ADD_FAILURE() << "a failed write must be thrown";
-    } catch (const Error& error) {
-        EXPECT_EQ(error.Value(), ENOSPC);
-    }
+    EXPECT_EQ(test::ErrorOf([&] { torch->On(); }), ENOSPC);
     EXPECT_EQ(recorder.Take(), "");
     torch->OnConnectionStateChanged(ConnectionState::Battery, ConnectionState::Undetermined);
     EXPECT_EQ(recorder.Take(), "1");

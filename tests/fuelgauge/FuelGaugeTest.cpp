@@ -1,8 +1,8 @@
 #include "vantorel/fuelgauge/FuelGauge.h"
 
 #include "tests/fuelgauge/FakeBus.h"
+#include "tests/support/ErrorOf.h"
 #include "tests/support/OpenDescriptors.h"
-#include "vantorel/service/Error.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -18,18 +18,9 @@
 namespace vantorel {
 namespace {
 
+using test::ErrorOf;
 using test::FailWith;
 using testing::ElementsAre;
-
-template <typename Action>
-int ErrorOf(Action action) {
-    try {
-        action();
-    } catch (const Error& error) {
-        return error.Value();
-    }
-    return 0;
-}
 
 class FuelGaugeTest : public testing::Test {
 protected:

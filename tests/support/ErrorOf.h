@@ -1,0 +1,18 @@
+#pragma once
+
+#include "vantorel/service/Error.h"
+
+namespace vantorel::test {
+
+/** The number of the Error that an action throws, 0 when it throws none. */
+template <typename Action>
+int ErrorOf(Action action) {
+    try {
+        action();
+    } catch (const Error& error) {
+        return error.Value();
+    }
+    return 0;
+}
+
+} // namespace vantorel::test
