@@ -1,6 +1,7 @@
 #include "vantorel/camera/CameraManager.h"
 #include "tests/support/CameraSimulator.h"
 #include "tests/support/CapturedOutput.h"
+#include "tests/support/Unused.h"
 #include "vantorel/camera/Camera.h"
 #include "vantorel/camera/CameraError.h"
 
@@ -159,18 +160,18 @@ TEST_F(CameraManagerTest, RecoversFromErrorsOnBatteryOnlyAndSwallowsFailuresOfTh
 }
 
 TEST_F(CameraManagerTest, StopsOnlyAfterAFrameThatNoOtherStopHasUsed) {
-    USBGadget* gadget = nullptr;
+    auto& gadget = test::Unused<USBGadget>();
     manager.AddObserver(a);
     sdk.Connect();
     Enter(ConnectionState::NoHost);
-    std::thread stop([&] { manager.OnUSBGadgetStopCaptureSessionRequest(*gadget); });
+    std::thread stop([&] { manager.OnUSBGadgetStopCaptureSessionRequest(gadget); });
     std::this_thread::sleep_for(std::chrono::milliseconds(30));
     EXPECT_THAT(sdk.Calls("kirocamera_capture_session_stop"), IsEmpty());
     sdk.Frame();
     stop.join();
     EXPECT_THAT(sdk.Calls("kirocamera_capture_session_stop"), SizeIs(1));
     EXPECT_EQ(log.back(), "a stop");
-    manager.OnUSBGadgetStartCaptureSessionRequest(*gadget);
+    manager.OnUSBGadgetStartCaptureSessionRequest(gadget);
     EXPECT_EQ(log.back(), "a start");
 }
 

@@ -150,8 +150,8 @@ TEST_F(LoggerTest, ServiceStartsOnlyByAFirstChangeIntoABatteryState) {
                                            {2, 1, false},
                                            {1, 0, true},
                                            {2, 0, true}}) {
-        LoggerService service(logger, 1ms);
         PrintingObserver observer;
+        LoggerService service(logger, 1ms);
         service.AddObserver(observer);
         service.OnConnectionStateChanged(static_cast<ConnectionState>(to),
                                          static_cast<ConnectionState>(from));
@@ -165,8 +165,8 @@ TEST_F(LoggerTest, ServiceStartsOnlyByAFirstChangeIntoABatteryState) {
 TEST_F(LoggerTest, ServiceShowsAnEntryBeforeItIsWrittenAndCountsItsIntervals) {
     {
         Logger logger(directory / "");
-        LoggerService service(logger, 1500ms);
         PrintingObserver observer;
+        LoggerService service(logger, 1500ms);
         service.AddObserver(observer);
         for (int cycle = 0; cycle < 3; ++cycle) {
             service.ServiceFunction();
