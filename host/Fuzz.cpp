@@ -69,7 +69,7 @@ std::uint16_t FuzzSource::Length() {
     if (kind == 0) {
         return static_cast<std::uint16_t>(Below(largestTransfer + 1));
     }
-    return kind < 4 ? std::uint16_t{2} : lengths[Below(lengths.size())];
+    return kind < 4 ? std::uint16_t{2} : lengths[static_cast<std::size_t>(Below(lengths.size()))];
 }
 
 FuzzSummary RunFuzz(Transport& transport, std::uint64_t seed, std::uint64_t count) {

@@ -17,7 +17,7 @@ LatencySummary MeasureLatency(Protocol& protocol, std::uint64_t count) {
     using Clock = std::chrono::steady_clock;
     protocol.Status(); // the first one also pays for what both sides set up once
     std::vector<double> samples;
-    samples.reserve(count);
+    samples.reserve(static_cast<std::size_t>(count));
     while (samples.size() < count) {
         const auto begin = Clock::now();
         protocol.Status();
