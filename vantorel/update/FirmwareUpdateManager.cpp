@@ -9,6 +9,8 @@
 
 #include <cerrno>
 #include <exception>
+#include <filesystem>
+#include <system_error>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -38,6 +40,15 @@ std::string RunningSlot() {
         return "";
     }
 }
+
+/** Becomes another error for every observer, for each may change the one that it is given. */
+class FreshError {
+public:
+    operator Error&() { return error = Error(EBADE); }
+
+private:
+    Error error{EBADE};
+};
 
 } // namespace
 
@@ -108,12 +119,10 @@ void FirmwareUpdateManager::TransitionToState(FirmwareUpdateState newState) {
             observers.Notify(&FirmwareUpdateObserver::OnFirmwareUpdateComplete, *this);
         }
         break;
-    case Failed: {
+    case Failed:
         state = newState;
-        Error error(EBADE);
-        observers.Notify(&FirmwareUpdateObserver::OnFirmwareUpdateError, *this, error);
+        observers.Notify(&FirmwareUpdateObserver::OnFirmwareUpdateError, *this, FreshError{});
         break;
-    }
     }
 }
 
@@ -169,6 +178,7 @@ bool FirmwareUpdateManager::IsUpdateImagePresent() {
     if (!Exists(image)) {
         return false;
     }
+    EmptyUpdateDirectory("");
     Tools::Cp(image, updateDirectory + imageName);
     return true;
 }
@@ -182,11 +192,21 @@ bool FirmwareUpdateManager::IsUpdateImageValid() {
     }
 }
 
-void FirmwareUpdateManager::ExtractImage() {
-    // Members left by an earlier archive would complete this one: old and new firmware mixed.
-    for (const std::string& member : {fit.member, rootfs.member, std::string(gaugeStreamMember)}) {
-        static_cast<void>(sys::Unlink((updateDirectory + member).c_str()));
+/**
+ * Members left by an earlier archive would complete this one: old and new firmware mixed. A link by
+ * the name of the archive would be written through by the next copy, to wherever it points.
+ */
+void FirmwareUpdateManager::EmptyUpdateDirectory(const std::string& kept) const {
+    std::error_code ignored; // what cannot be removed fails the unpacking
+    for (const auto& entry : std::filesystem::directory_iterator(updateDirectory, ignored)) {
+        if (entry.path().filename() != kept) {
+            std::filesystem::remove_all(entry.path(), ignored);
+        }
     }
+}
+
+void FirmwareUpdateManager::ExtractImage() {
+    EmptyUpdateDirectory(imageName);
     Tools::Untar(updateDirectory + imageName, updateDirectory);
     if (!IsRegularFile(updateDirectory + rootfs.member) ||
         !IsRegularFile(updateDirectory + fit.member)) {

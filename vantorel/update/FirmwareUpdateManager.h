@@ -80,6 +80,8 @@ public:
     void UpdateImageSelect();
 
 private:
+    void EmptyUpdateDirectory(const std::string& kept) const;
+
     Filesystem& filesystem;
     std::string updateDirectory;
     std::string imageName;
