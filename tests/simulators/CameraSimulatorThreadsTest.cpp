@@ -119,6 +119,22 @@ TEST_F(CameraThreads, FramesComeAtTheRateFromTheCameraThatIsThere) {
     EXPECT_TRUE(WaitForEvents("0:0 2:-3 "));
 }
 
+TEST_F(CameraThreads, CameraThatComesDuringRegistrationIsReportedOnce) {
+    holdFrames_ = true; // and with them the handler of the error, which waits for the next frame
+    Create();
+    EXPECT_TRUE(Wait([&] { return frames_ == 1; }));
+    for (const char* line : {"error -3", "disconnect", "connect"})
+        EXPECT_EQ(kirocamera_sim_command(line), 0);
+    kirocamera_manager_register_event_callback(manager_, OnEvent, this);
+    EXPECT_EQ(kirocamera_sim_command("error -4"), 0);
+    {
+        const std::lock_guard lock(mutex_);
+        holdFrames_ = false;
+        changed_.notify_all();
+    }
+    EXPECT_TRUE(WaitForEvents("0:0 2:-3 1:0 0:0 2:-4 "));
+}
+
 TEST_F(CameraThreads, StoppingDoesNotWaitForAFrameCallback) {
     holdFrames_ = true;
     Create();
