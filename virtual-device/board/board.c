@@ -2,7 +2,7 @@
 /*
  * The camera's hardware as far as its software sees it, for a virtual machine:
  * one platform device that carries all the parts, and a control file in debugfs
- * by which a test plays the world around the camera.
+ * by which a test plays the world around the camera. ../README.md lists its commands.
  */
 #include <linux/debugfs.h>
 #include <linux/kernel.h>

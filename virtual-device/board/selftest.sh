@@ -29,7 +29,7 @@ ctl() { echo "$*" > $debug/ctl; }
 state() { sed -n "s/^$1 //p" $debug/ctl; }
 
 # Every line that is also a command, so that the state can be played back.
-settings() { grep -v -E '^(gauge-(address|sealed|full-access|output)|resets|transfers|led) ' $debug/ctl; }
+settings() { grep -v -E '^(gauge-(address|sealed|full-access|output)|resets|transfers|led|led-time|key-time) ' $debug/ctl; }
 
 i2c_bus() {
     local name
@@ -38,6 +38,8 @@ i2c_bus() {
     done
 }
 bus=$(i2c_bus)
+buttons=/dev/input/$(grep -A 5 'Name="vantorel-buttons"' /proc/bus/input/devices |
+    sed -n 's/.*\(event[0-9]*\).*/\1/p')
 
 # Prints the bytes read, or the reason of the failure.
 transfer() { i2ctransfer -y "$bus" "$@" 2>&1 | sed 's/.*I2C_RDWR: //; s/.*Sending messages failed: //'; }
@@ -216,10 +218,8 @@ test_sensors() {
 }
 
 test_buttons() {
-    local node reader
-    node=/dev/input/$(grep -A 5 'Name="vantorel-buttons"' /proc/bus/input/devices |
-        sed -n 's/.*\(event[0-9]*\).*/\1/p')
-    cat "$node" > "$scratch/events" & reader=$!
+    local reader
+    cat "$buttons" > "$scratch/events" & reader=$!
     sleep 1
     ctl key 116 1; ctl key 116 0; ctl key 0x21e 1; ctl key 0x21e 0; ctl key 0x198 1; ctl key 0x198 0
     sleep 1
@@ -227,6 +227,28 @@ test_buttons() {
     check "each button pressed and released" "116=1 116=0 542=1 542=0 408=1 408=0 with 6 SYN" \
         "$(od -v -A n -t u2 -w16 "$scratch/events" | awk '$5 == 1 { printf "%d=%d ", $6, $7 }
             $5 == 0 && $6 == 0 { syn++ } END { printf "with %d SYN", syn }')"
+    check "the latest key event has its time" 1 $(($(state key-time) > $(state led-time)))
+}
+
+test_unplugged_buttons() {
+    local reader
+    exec 5< "$buttons"
+    ctl key 116 1
+    ctl buttons 0
+    check "unplugged: no state of keys, no node" "0 no" \
+        "$(state buttons) $(state key)$([ -e "$buttons" ] || echo no)"
+    check "its open node fails" "No such device" "$(cat <&5 2>&1 > /dev/null | sed 's/.*: //')"
+    ctl key 116 0 2> /dev/null
+    check "a key is refused" 1 $?
+    exec 5<&-
+    ctl buttons 1; ctl buttons 1
+    check "plugged in again, released" "1 116 0" "$(state buttons) $(state key | head -n 1)"
+    cat "$buttons" > "$scratch/events" & reader=$!
+    sleep 1
+    ctl key 116 1; ctl key 116 0
+    sleep 1
+    kill $reader; wait $reader 2> /dev/null
+    check "and its node works" 64 "$(stat -c %s "$scratch/events")"
 }
 
 test_refusals() {
@@ -254,6 +276,9 @@ i2c-error 110 1 2 3
 charger 2
 fixture 3 1
 fixture 0 2
+buttons 2
+key-time 0
+led-time 0
 temperature sky 0
 temperature board warm
 temperature cpu 99999999999
@@ -272,7 +297,7 @@ if [ ! -e $debug/ctl ] || [ -z "$bus" ]; then
     exit 1
 fi
 settings > "$initial"
-for group in values keys reset rom faults log gpio gpio_tool torch charger sensors buttons refusals; do
+for group in values keys reset rom faults log gpio gpio_tool torch charger sensors buttons unplugged_buttons refusals; do
     test_$group
 done
 while read -r line; do ctl "$line"; done < "$initial"

@@ -14,6 +14,7 @@ charger on|off
 fixture 0..2 on|off
 temperature board|cpu C
 button power|torch|reset down|up|click|hold SECONDS|doubleclick
+button plug|unplug          the whole input device
 camera connect|disconnect|error CODE|rate HZ
 cable plug|unplug           whether a USB host is at the other end of the cable
 start                       start the application; set initial conditions before
@@ -127,7 +128,11 @@ class Console:
         self.board(f"temperature {arguments[0]} {round(celsius * 1000)}")
 
     def do_button(self, arguments):
-        usage = "usage: button power|torch|reset down|up|click|hold SECONDS|doubleclick"
+        usage = "usage: button power|torch|reset down|up|click|hold SECONDS|doubleclick, " \
+                "button plug|unplug"
+        if arguments in (["plug"], ["unplug"]):
+            self.board(f"buttons {int(arguments[0] == 'plug')}")
+            return
         if len(arguments) not in (2, 3) or arguments[0] not in KEYS:
             raise Failure(usage)
         key, action = KEYS[arguments[0]], arguments[1]
