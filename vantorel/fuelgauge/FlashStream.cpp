@@ -1,18 +1,22 @@
 // The maintenance half of the fuel gauge: playing a flash stream against it.
 
+#include "vantorel/devices/private/OpenFile.h"
 #include "vantorel/fuelgauge/FuelGauge.h"
+#include "vantorel/service/Error.h"
 #include "vantorel/service/private/Sleep.h"
 #include "vantorel/service/private/StatusLine.h"
+#include "vantorel/service/private/Sys.h"
 #include "vantorel/system/Tools.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <fstream>
 #include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include <fcntl.h>
 
 namespace vantorel {
 namespace {
@@ -25,6 +29,27 @@ constexpr const char* writeFailed = "FUEL FAUGE UPDATE: FAILED WRITE CMD!";
 constexpr const char* waitUnreadable = "FUEL FAUGE UPDATE: FAILED TO PARSE WAIT CMD!";
 constexpr const char* compareUnreadable = "FUEL GAUGE UPDATE: FAILED TO PARSE COMPARE CMD!";
 constexpr const char* compareFailed = "FUEL GAUGE UPDATE: FAILED COMPARE CMD!";
+
+/**
+ * The whole file, before the first transfer: a stream that cannot be read to its end must not pass
+ * for one that has been played to its end.
+ */
+std::string ReadStreamFile() {
+    const UniqueFd file = OpenFile(streamFile, O_RDONLY);
+    std::string text;
+    char buffer[4096];
+    for (;;) {
+        const ssize_t count = sys::Read(file.Get(), buffer, sizeof buffer);
+        if (count == 0) {
+            return text;
+        }
+        if (count > 0) {
+            text.append(buffer, static_cast<std::size_t>(count));
+        } else if (errno != EINTR) {
+            throw Error(errno);
+        }
+    }
+}
 
 /** A line "W: AA RR DD DD ..." or "C: AA RR DD DD ...". */
 struct Transfer {
@@ -63,7 +88,7 @@ auto Reporting(const char* message, Action action) {
 } // namespace
 
 void FuelGauge::ExecuteFlashStream() {
-    std::ifstream stream(streamFile);
+    std::istringstream stream(ReadStreamFile());
     for (std::string line; std::getline(stream, line);) {
         switch (line.empty() ? '\0' : line[0]) {
         case 'W':

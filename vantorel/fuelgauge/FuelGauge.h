@@ -72,8 +72,8 @@ public:
     /**
      * Plays the waiting flash stream line by line: writes, compares and waits. The first line that
      * fails is reported on standard output and ends it.
-     * @throws Error of a transfer, std::logic_error for a line that cannot be read, int 22 (EINVAL)
-     *         for a compare that differs
+     * @throws Error of a transfer or when there is no reading the file, std::logic_error for a line
+     *         that makes no sense, int 22 (EINVAL) for a compare that differs
      */
     void ExecuteFlashStream();
 
