@@ -1,13 +1,19 @@
 #include "vantorel/devices/Button.h"
 
+#include "tests/support/ScriptedSys.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "vantorel/devices/ButtonService.h"
 #include "vantorel/service/Error.h"
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <chrono>
+#include <cstring>
 #include <latch>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -58,6 +64,46 @@ TEST_F(ButtonTest, DoesNotWaitForTheCodeOfNoKey) {
     const InputEventRecord event = button.WaitForEvent();
     EXPECT_EQ(event.code, 0);
     EXPECT_EQ(event.value, 0);
+}
+
+TEST_F(ButtonTest, WaitsOnWithoutKeepingTheProcessorWhenItsDeviceIsGone) {
+    Button button("power", node, power);
+    test::ScopedSys sys;
+    // What poll() finds, and the key of the record that there is to read, or none.
+    const std::vector<std::pair<short, int>> script{
+        {POLLIN, other},
+        {POLLHUP | POLLERR, 0},
+        {POLLIN | POLLHUP | POLLERR, 0}, // a device that left a release unread
+        {POLLNVAL, 0},
+        {POLLIN | POLLHUP, other}, // a pipe whose writer is done
+        {POLLIN | POLLHUP, power},
+    };
+    std::size_t polls = 0;
+    std::vector<std::size_t> pausesAfter;
+    std::chrono::milliseconds paused{0};
+    sys->Poll = [&](pollfd* fds, nfds_t, int timeout) {
+        EXPECT_EQ(timeout, -1);
+        fds->revents = script.at(polls++).first;
+        return 1;
+    };
+    sys->Read = [&](int, void* buffer, std::size_t size) -> ssize_t {
+        const int code = script.at(polls - 1).second;
+        if (code == 0) {
+            return test::FailWith(ENODEV);
+        }
+        const InputEventRecord record{7, 8, typeKey, static_cast<std::uint16_t>(code), 1};
+        std::memcpy(buffer, &record, size);
+        return ssize_t{16};
+    };
+    sys->Nanosleep = [&](const timespec* request, timespec*) {
+        pausesAfter.push_back(polls);
+        paused += std::chrono::milliseconds(request->tv_sec * 1000 + request->tv_nsec / 1'000'000);
+        return 0;
+    };
+    EXPECT_EQ(button.WaitForEvent().value, 1);
+    EXPECT_EQ(pausesAfter, (std::vector<std::size_t>{2, 3, 4}));
+    EXPECT_GE(paused, std::chrono::milliseconds(150));
+    EXPECT_LE(paused, std::chrono::seconds(3)); // a pipe's next writer must not wait for long
 }
 
 TEST_F(ButtonTest, IsTheSameForOneKeyOfOneNode) {

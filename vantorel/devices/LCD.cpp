@@ -157,7 +157,7 @@ void LCD::FlipTo(const BufferRecords& records) {
 }
 
 void LCD::WaitForVSYNC() {
-    WaitForInput(fd);
+    static_cast<void>(WaitForInput(fd));
     // The only event ever asked for is the end of a flip, so nothing in it is news.
     drm::FlipEvent event{};
     static_cast<void>(sys::Read(fd.Get(), &event, sizeof event));

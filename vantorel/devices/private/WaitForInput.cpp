@@ -8,7 +8,7 @@
 
 namespace vantorel {
 
-void WaitForInput(const UniqueFd& fd) {
+short WaitForInput(const UniqueFd& fd) {
     pollfd waiting{fd.Get(), POLLIN, 0};
     const int ready = sys::Poll(&waiting, 1, -1);
     if (ready < 0) {
@@ -17,6 +17,7 @@ void WaitForInput(const UniqueFd& fd) {
     if (ready == 0) {
         throw Error(ETIMEDOUT);
     }
+    return waiting.revents;
 }
 
 } // namespace vantorel
