@@ -19,7 +19,6 @@ namespace vantorel {
 namespace {
 
 using testing::HasSubstr;
-using testing::Not;
 
 /** Prints what it is told between the status lines, and spoils the errors that it is given. */
 class Witness : public FirmwareUpdateObserver {
@@ -70,6 +69,7 @@ protected:
             return 0;
         };
         sys->Rmdir = [](const char*) { return 0; }; // the files are no mount's, so they stay
+        sys->Rmdir = [](const char*) { return 0; }; // the drive's directory outlives its mount
         test::WriteFile("/proc/mtd", "dev:    size   erasesize  name\n"
                                      "mtd0: 00800000 00020000 \"FIT_0\"\n"
                                      "mtd1: 04000000 00020000 \"rootfs_0\"\n"
@@ -90,7 +90,7 @@ protected:
     void Behave(const std::string& spoiled) {
         root->Behave("echo \"$line\"\n" + spoiled + R"(
 case $1 in
-tar) exec /bin/tar "$2" "$3" "$4" "$5" ;;
+tar) exec /bin/tar "$2" "$3" "$4" "$5" 2>/complaints ;;
 flashcp) cat "$3" >"/flash/${4##*/}" ;;
 esac
 )");
@@ -212,22 +212,21 @@ TEST_F(FirmwareUpdateTest, IsDisabledWithoutARunningSlot) {
     }
 }
 
+/** Keeps only the first tenths of the archive on the drive. */
+void Truncate(unsigned tenths) {
+    const std::string archive = "/drive/THERMAL.STR";
+    std::filesystem::resize_file(archive, std::filesystem::file_size(archive) * tenths / 10);
+}
+
 TEST_F(FirmwareUpdateTest, LooksAgainAfterABadArchiveWithoutAnError) {
-    const auto shorten = [](double share) {
-        std::filesystem::resize_file(
-            "/drive/THERMAL.STR",
-            static_cast<std::uintmax_t>(
-                share * static_cast<double>(std::filesystem::file_size("/drive/THERMAL.STR"))));
-    };
     struct Row {
-        const char* what;
+        std::string what;
         std::function<void()> spoil;
     };
-    const Row rows[] = {
+    std::vector<Row> rows = {
         {"no archive", [] { test::WriteFile("/drive/THERMAL.STR", std::string(5000, 'x')); }},
-        {"empty", [] { test::WriteFile("/drive/THERMAL.STR", ""); }},
-        {"only the root file system", [&] { Content({"rootfs"}), Pack(); }},
-        {"only the boot image", [&] { Content({"fit"}), Pack(); }},
+        {"nothing but a root file system", [&] { Content({"rootfs"}), Pack(); }},
+        {"nothing but a boot image", [&] { Content({"fit"}), Pack(); }},
         {"a link for a member",
          [&] {
              Content({"rootfs"});
@@ -236,31 +235,147 @@ TEST_F(FirmwareUpdateTest, LooksAgainAfterABadArchiveWithoutAnError) {
          }},
         {"a directory for a member",
          [&] {
-             Content({"fit", "rootfs/etc/passwd"});
+             Content({"fit", "rootfs/etc/passwd"}), Pack();
+         }},
+        {"a directory called as the archive",
+         [&] {
+             Content({"fit", "THERMAL.STR/file"}), Pack();
+         }},
+        {"a link called as the archive",
+         [&] {
+             Content({"fit"});
+             std::filesystem::create_symlink("/running-firmware", "/content/THERMAL.STR");
              Pack();
          }},
+        {"no room to unpack it",
+         [&] {
+             if (::mount("tmpfs", "/tmp/update", "tmpfs", 0, "size=64k") != 0) {
+                 ADD_FAILURE() << "no small file system";
+             }
+         }},
     };
+    for (unsigned tenths = 0; tenths < 8; ++tenths) { // the last blocks are padding
+        rows.push_back({std::to_string(tenths) + " tenths of it", [=] { Truncate(tenths); }});
+    }
     for (const Row& row : rows) {
-        for (const bool afterAGoodOne : {false, true}) {
-            Construct();
-            Content({"fit", "rootfs"});
-            Pack();
-            if (afterAGoodOne) {
-                EXPECT_THAT(Poll(2), HasSubstr("first: valid"));
-                manager->TransitionToState(FirmwareUpdateState::Idle);
-            }
-            row.spoil();
-            const std::string log = Poll(4);
-            EXPECT_EQ(log.substr(0, log.find("tar: ")),
-                      (refusal + refusal).substr(0, log.find("tar: ")))
-                << row.what;
-        }
-        // The good one that follows is not held up by what the bad one left.
+        test::WriteFile("/running-firmware", "untouched");
+        Construct();
+        Content({"fit", "rootfs"});
+        test::WriteFile("/content/rootfs", std::string(100'000, 'r'));
+        Pack();
+        // The unpacked members of a good archive must not complete the bad one.
+        EXPECT_THAT(Poll(2), HasSubstr("first: valid"));
+        manager->TransitionToState(FirmwareUpdateState::Idle);
+        row.spoil();
+        EXPECT_EQ(Poll(4), refusal + refusal) << row.what;
+        ::umount("/tmp/update");
+        EXPECT_EQ(test::ReadFile("/running-firmware"), "untouched") << row.what;
+        EXPECT_TRUE(std::filesystem::is_empty("/flash")) << row.what;
+
+        // What the bad one left is not in the way of the next one.
         Content({"fit", "rootfs"});
         Pack();
         EXPECT_THAT(Poll(5), HasSubstr("first: complete")) << row.what;
+        std::filesystem::remove_all("/flash");
+        std::filesystem::create_directory("/flash");
     }
-    static_cast<void>(shorten);
+}
+
+TEST_F(FirmwareUpdateTest, CompletesNoArchiveWithWhatLiesAround) {
+    Construct();
+    Content({"rootfs"});
+    Pack();
+    EXPECT_TRUE(manager->IsUpdateImagePresent());
+    test::WriteFile("/tmp/update/fit", "old fit");
+    try {
+        manager->ExtractImage();
+        ADD_FAILURE() << "old and new are mixed";
+    } catch (int number) {
+        EXPECT_EQ(number, ENOENT);
+    }
+}
+
+TEST_F(FirmwareUpdateTest, PassesOnNoGaugeStreamButARegularFileOfAWholeArchive) {
+    test::WriteFile("/secret", "secret");
+    Construct();
+    std::filesystem::create_symlink("/secret", "/content/bqfs");
+    Pack();
+    EXPECT_THAT(Poll(2), HasSubstr("first: valid"));
+    EXPECT_FALSE(std::filesystem::exists("/tmp/var/update/bqfs"));
+    manager->TransitionToState(FirmwareUpdateState::Idle);
+    Content({"bqfs", "fit"});
+    Pack();
+    EXPECT_EQ(Poll(2), refusal);
+    EXPECT_FALSE(std::filesystem::exists("/tmp/var/update/bqfs"));
+}
+
+TEST_F(FirmwareUpdateTest, ReportsEveryFailureOnceAndLeavesTheBootLoaderAlone) {
+    struct Row {
+        const char* what;
+        std::function<void()> spoil;
+        std::string steps; // of the last poll
+    };
+    const std::string fit = "first: 25 %\nsecond: 25 %\n"
+                            "/bin/busybox|flashcp|-v|/tmp/update/fit|/dev/mtd2\n";
+    const std::string half = "first: 50 %\nsecond: 50 %\n";
+    const std::string rootfs = half + "/bin/busybox|flashcp|-v|/tmp/update/rootfs|/dev/mtd3\n";
+    const std::string written = rootfs + "first: 75 %\nsecond: 75 %\n";
+    const Row rows[] = {
+        {"no boot image", [&] { Behave("case $3 in *fit) exit 1;; esac"); }, fit},
+        {"no root file system", [&] { Behave("case $3 in *rootfs) exit 1;; esac"); }, fit + rootfs},
+        {"killed", [&] { Behave("case $3 in *rootfs) kill -9 $$;; esac"); }, fit + rootfs},
+        {"no flash tool", [] { std::filesystem::rename("/bin/busybox", "/away"); },
+         "first: 25 %\nsecond: 25 %\n"},
+        {"no partition", [] { test::WriteFile("/proc/mtd", "mtd2: 0 0 \"FIT_1\"\n"); }, fit + half},
+        {"no variable", [&] { Behave("case $1 in image_select) exit 1;; esac"); },
+         fit + written + "/usr/bin/fw_setenv|image_select|1\n"},
+        {"no slot", [] { test::WriteFile("/proc/cmdline", "image_select=2\n"); }, fit + written},
+    };
+    const std::string table = test::ReadFile("/proc/mtd");
+    for (const Row& row : rows) {
+        Construct();
+        manager->AddObserver(second);
+        Pack();
+        EXPECT_THAT(Poll(4), HasSubstr(Transition(4))) << row.what;
+        row.spoil();
+        EXPECT_EQ(Poll(3), row.steps + Transition(6) + "first: error 52\nsecond: error 52\n")
+            << row.what;
+        EXPECT_FALSE(std::filesystem::exists("/tmp/var/firstboot")) << row.what;
+        Behave("");
+        if (std::filesystem::exists("/away")) {
+            std::filesystem::rename("/away", "/bin/busybox");
+        }
+        test::WriteFile("/proc/mtd", table);
+    }
+}
+
+TEST_F(FirmwareUpdateTest, WaitsWhileTheDriveCannotBeMounted) {
+    Construct();
+    Pack();
+    sys->Mount = [](const char*, const char*, const char*, unsigned long, const void*) {
+        return test::FailWith(EINVAL);
+    };
+    EXPECT_EQ(Poll(3), "umount /drive\numount /drive\numount /drive\n");
+}
+
+TEST_F(FirmwareUpdateTest, EntersAStateOnlyFromTheOneBefore) {
+    using enum FirmwareUpdateState;
+    const std::string news[] = {"", "found", "valid", "begin", "", "complete", "error 52", ""};
+    for (int from = 0; from <= 6; ++from) {
+        for (int to = 0; to <= 7; ++to) {
+            Construct();
+            for (int step = from == 6 ? 6 : 1; step <= from; ++step) {
+                manager->TransitionToState(static_cast<FirmwareUpdateState>(step));
+            }
+            output->Take();
+            manager->TransitionToState(static_cast<FirmwareUpdateState>(to));
+            const bool enters = to == from + 1 || to == 6;
+            EXPECT_EQ(output->Take(),
+                      Transition(to) +
+                          (enters && !news[to].empty() ? "first: " + news[to] + "\n" : ""))
+                << "from " << from << " to " << to;
+        }
+    }
 }
 
 } // namespace
