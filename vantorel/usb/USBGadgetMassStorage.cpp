@@ -44,9 +44,14 @@ USBGadgetMassStorage::USBGadgetMassStorage(std::string gadgetName, std::string c
 USBGadgetMassStorage::~USBGadgetMassStorage() = default;
 
 void USBGadgetMassStorage::MakeImage(unsigned int size) const {
-    const UniqueFd image(sys::Open(backingFile.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, imageMode));
-    if (!image || sys::Ftruncate(image.Get(), static_cast<off_t>(size)) == -1) {
+    UniqueFd image(sys::Open(backingFile.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, imageMode));
+    if (!image) {
         throw Error(errno);
+    }
+    if (sys::Ftruncate(image.Get(), static_cast<off_t>(size)) == -1) {
+        const int error = errno;
+        static_cast<void>(image.Release()); // the device cannot start: left to the process's end
+        throw Error(error);
     }
 }
 
