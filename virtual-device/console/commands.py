@@ -5,7 +5,7 @@ import time
 from pathlib import Path
 
 from machine import Failure, Machine
-from picture import ppm_to_png
+from picture import pixel, ppm_to_png
 
 HELP = """\
 battery on|off|level PERCENT|current MA|voltage MV|temperature C
@@ -20,7 +20,9 @@ cable plug|unplug           whether a USB host is at the other end of the cable
 start                       start the application; set initial conditions before
 stop                        ask the application to end
 expect TEXT [SECONDS]       wait for a status line that contains TEXT (10 s)
+expect-pixel X Y RRGGBB [SECONDS]  wait until the display shows that colour there (10 s)
 expect-poweroff [SECONDS]   wait until the device has powered off (10 s)
+power-on                    in a script, after that: boot the device again
 screenshot FILE.png         what the display shows
 shell COMMAND               on the device, for up to 60 s
 host COMMAND                on the USB host's side
@@ -226,16 +228,44 @@ class Console:
             raise Failure(f"the device is still on after {seconds:g} s")
         if self.machine.end_reason != "guest-shutdown":
             raise Failure(f"the device ended by {self.machine.end_reason}")
+        if self.machine.exit_status != 0:
+            raise Failure(f"QEMU ended with {self.machine.exit_status}")
+
+    def do_power_on(self, arguments):
+        _need(arguments, 0, "power-on")
+        if not self.machine.ended.is_set():
+            raise Failure("the device is on")
+        self.machine.start()
+        self.machine.wait_until_ready(60)
+
+    def do_expect_pixel(self, arguments):
+        usage = "expect-pixel X Y RRGGBB [SECONDS]"
+        if len(arguments) not in (3, 4):
+            raise Failure(f"usage: {usage}")
+        x, y = (_number(text, 0, 10000) for text in arguments[:2])
+        seconds = _number(arguments[3], 0, 3600, float) if len(arguments) == 4 else 10
+        deadline = time.monotonic() + seconds
+        while True:
+            shown = pixel(self._capture(), x, y)
+            if shown == arguments[2].lower():
+                return
+            if time.monotonic() > deadline:
+                raise Failure(f"the display shows {shown} at {x}, {y}")
+            time.sleep(0.1)
+
+    def _capture(self) -> Path:
+        self.machine.check("screenshot /dev/vantorel/display /host/out/screen.ppm")
+        return self.machine.share / "out" / "screen.ppm"
 
     def do_screenshot(self, arguments):
         _need(arguments, 1, "screenshot FILE.png")
         target = Path(arguments[0])
         if target.suffix != ".png":
             raise Failure("the file's name must end in .png")
-        self.machine.check("screenshot /dev/vantorel/display /host/out/screen.ppm")
+        picture = self._capture()
         try:
             target.parent.mkdir(parents=True, exist_ok=True)
-            ppm_to_png(self.machine.share / "out" / "screen.ppm", target)
+            ppm_to_png(picture, target)
         except OSError as error:
             raise Failure(str(error)) from None
 

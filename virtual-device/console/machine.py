@@ -45,6 +45,7 @@ class Machine:
         self.on_end = lambda: None
         self.ended = threading.Event()
         self.end_reason = None
+        self.exit_status = None
         self._process = None
         self._control = None
         self._number = 0
@@ -75,9 +76,10 @@ class Machine:
         for library in self.artifacts.glob("**/lib*.so*"):
             if not library.is_symlink():
                 self._install(library, self.share / "lib" / self._soname(library))
-        application = self.artifacts / "app" / "vantorel-app"
-        if application.exists():
-            self._install(application, self.share / "bin" / "vantorel-app")
+        # The application, and the service program for the other end of the USB cable.
+        for program in ("app/vantorel-app", "host/vantorel-host"):
+            if (self.artifacts / program).exists():
+                self._install(self.artifacts / program, self.share / "bin" / Path(program).name)
 
     def _soname(self, library: Path) -> str:
         """libX.so.1.2.3 is looked for as libX.so.1."""
@@ -100,6 +102,8 @@ class Machine:
     # --- life -------------------------------------------------------------------------------------
 
     def start(self):
+        self.ended.clear()
+        self.end_reason = None
         kernel = (self.image / "kernel-version").read_text().strip()
         slot = environment.read(self.flash / "env.raw").get("image_select", "0")
         for name in ("control", "status", "debug", "monitor", "serial"):
@@ -171,7 +175,7 @@ class Machine:
         threading.Thread(target=reader, args=(connection,), daemon=True).start()
 
     def _wait_for_end(self):
-        self._process.wait()
+        self.exit_status = self._process.wait()
         time.sleep(0.1)  # let the monitor's last word arrive
         self.ended.set()
         with self.changed:
