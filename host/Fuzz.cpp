@@ -14,6 +14,19 @@ constexpr std::uint8_t lastRequest = 93;
 constexpr std::array<std::uint16_t, 16> lengths = {0,  1,  2,  3,  4,  5,  6,   12,
                                                    35, 36, 63, 64, 65, 66, 512, 4096};
 
+/** What the device understands; the rest of the draws try what it does not. */
+struct Shape {
+    std::uint8_t request;
+    bool in;
+    std::uint16_t length;
+};
+constexpr std::array<Shape, 24> shapes = {
+    {{53, true, 4},  {54, true, 12}, {60, false, 2}, {61, true, 2},  {62, false, 2},
+     {63, true, 2},  {78, true, 36}, {78, true, 4},  {78, true, 2},  {78, true, 64},
+     {78, true, 66}, {84, false, 2}, {85, false, 2}, {85, false, 2}, {85, false, 2},
+     {86, false, 6}, {86, false, 6}, {88, true, 8},  {88, true, 32}, {88, true, 4096},
+     {89, false, 2}, {90, false, 2}, {91, false, 2}, {93, true, 64}}};
+
 std::string Describe(const FuzzRequest& request, std::uint64_t number) {
     char text[128];
     std::snprintf(text, sizeof text,
@@ -39,37 +52,39 @@ void Send(Transport& transport, const FuzzRequest& request) {
 
 FuzzRequest FuzzSource::Next() {
     FuzzRequest request;
-    const std::uint64_t kind = Below(4);
-    if (kind == 0) {
-        request.setup.request = static_cast<std::uint8_t>(Below(256));
-    } else if (kind == 1) { // a selector, so that the selected replies get their share
-        request.setup.request = Below(2) == 0 ? 85 : 78;
+    const bool shaped = Below(2) == 0;
+    if (shaped) {
+        const Shape& shape = shapes[static_cast<std::size_t>(Below(shapes.size()))];
+        request.setup.request = shape.request;
+        request.in = shape.in;
+        request.length = shape.length;
     } else {
-        request.setup.request =
-            static_cast<std::uint8_t>(firstRequest + Below(lastRequest - firstRequest + 1));
+        request.setup.request = static_cast<std::uint8_t>(
+            Below(2) == 0 ? Below(256) : firstRequest + Below(lastRequest - firstRequest + 1));
+        request.in = Below(2) == 0;
+        request.length = Length();
     }
     request.setup.recipient = static_cast<std::uint8_t>(Below(4) == 0 ? Below(4) : 0);
     request.setup.value = static_cast<std::uint16_t>(Below(2) == 0 ? 0 : Below(65536));
     request.setup.index = static_cast<std::uint16_t>(Below(2) == 0 ? 0 : Below(65536));
-    request.in = Below(2) == 0;
-    request.length = Length();
     if (!request.in) {
-        request.data.resize(request.length);
-        const bool small = Below(2) == 0; // as the words that requests take
-        for (std::size_t i = 0; i < request.data.size(); ++i) {
-            request.data[i] =
-                static_cast<std::uint8_t>(small ? (i % 2 == 0 ? Below(32) : 0) : Below(256));
-        }
+        Fill(request);
     }
     return request;
 }
 
-std::uint16_t FuzzSource::Length() {
-    const std::uint64_t kind = Below(8);
-    if (kind == 0) {
-        return static_cast<std::uint16_t>(Below(largestTransfer + 1));
+void FuzzSource::Fill(FuzzRequest& request) {
+    const bool small = Below(4) != 0; // as the words that requests take
+    for (std::size_t i = 0; i < request.length; ++i) {
+        const std::uint64_t byte = !small ? Below(256) : i % 2 == 0 ? Below(4) * Below(10) : 0;
+        request.data.push_back(static_cast<std::uint8_t>(byte));
     }
-    return kind < 4 ? std::uint16_t{2} : lengths[static_cast<std::size_t>(Below(lengths.size()))];
+}
+
+std::uint16_t FuzzSource::Length() {
+    return static_cast<std::uint16_t>(
+        Below(4) == 0 ? Below(largestTransfer + 1)
+                      : lengths[static_cast<std::size_t>(Below(lengths.size()))]);
 }
 
 FuzzSummary RunFuzz(Transport& transport, std::uint64_t seed, std::uint64_t count) {

@@ -12,8 +12,8 @@ namespace vantorel::host {
 struct FuzzRequest {
     Setup setup;
     bool in = false;
-    std::uint16_t length = 0;       ///< in
-    std::vector<std::uint8_t> data; ///< out
+    std::uint16_t length = 0;
+    std::vector<std::uint8_t> data; ///< out: length bytes
     bool operator==(const FuzzRequest&) const = default;
 };
 
@@ -26,6 +26,7 @@ public:
 private:
     std::uint64_t Below(std::uint64_t bound) { return random() % bound; }
     std::uint16_t Length();
+    void Fill(FuzzRequest& request);
 
     std::mt19937_64 random;
 };

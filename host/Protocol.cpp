@@ -106,7 +106,7 @@ std::array<std::uint8_t, 6> Protocol::ChipNumber() {
 
 std::vector<std::uint8_t> Protocol::FactorySettings() {
     const std::string what = "hand out its factory settings";
-    Write(what, request::setFactoryRange, {factorySize / 2, 0, 0});
+    Order(what, request::setFactoryRange, {factorySize / 2, 0, 0});
     std::vector<std::uint8_t> settings;
     while (settings.size() < factorySize) {
         const std::size_t length = std::min(largestTransfer, factorySize - settings.size());
@@ -135,7 +135,7 @@ std::uint16_t Protocol::SessionState() {
 }
 
 void Protocol::SetSessionState(std::uint16_t state) {
-    Write(state == 0 ? "stop the capture session" : "start the capture session",
+    Order(state == 0 ? "stop the capture session" : "start the capture session",
           request::setSession, {state});
 }
 
@@ -175,8 +175,17 @@ std::vector<std::uint8_t> Protocol::Read(const std::string& what, std::uint8_t n
 
 std::vector<std::uint8_t> Protocol::ReadSelected(const std::string& what, std::uint16_t selector,
                                                  std::size_t length) {
+    // Selecting needs no look at the status word: every selector is taken, and refused by the read.
     Write(what, request::select, {selector});
     return Read(what, request::selected, length);
+}
+
+void Protocol::Order(const std::string& what, std::uint8_t number,
+                     std::initializer_list<std::uint16_t> words) {
+    Write(what, number, words);
+    if (const std::uint32_t status = Status(); status != 0) {
+        throw Refused(what, status);
+    }
 }
 
 void Protocol::Write(const std::string& what, std::uint8_t number,
@@ -187,18 +196,13 @@ void Protocol::Write(const std::string& what, std::uint8_t number,
         data.push_back(static_cast<std::uint8_t>(word & 0xff));
         data.push_back(static_cast<std::uint8_t>(word >> 8));
     }
-    bool stalled = false;
     try {
         RawOut({.request = number}, data);
     } catch (const TransportError& error) {
         if (error.Why() != Failure::Stall) {
             throw;
         }
-        stalled = true;
-    }
-    const std::uint32_t status = Status();
-    if (stalled || status != 0) {
-        throw Refused(what, status);
+        throw Refused(what, Status());
     }
 }
 

@@ -69,6 +69,8 @@ private:
                                    std::size_t length);
     std::vector<std::uint8_t> ReadSelected(const std::string& what, std::uint16_t selector,
                                            std::size_t length);
+    void Order(const std::string& what, std::uint8_t request,
+               std::initializer_list<std::uint16_t> words);
     void Write(const std::string& what, std::uint8_t request,
                std::initializer_list<std::uint16_t> words);
     void ForgetOldStatus();

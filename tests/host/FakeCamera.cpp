@@ -53,6 +53,10 @@ void FakeCamera::Out(const Setup& setup, std::span<const std::uint8_t> data) {
     }
     switch (setup.request) {
     case 60:
+        if (state.refusesSession) {
+            state.status = 0x50000;
+            return;
+        }
         state.session = word(0);
         break;
     case 84:

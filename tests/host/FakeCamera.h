@@ -19,6 +19,7 @@ struct FakeState {
     bool hasIdentity = true;
     std::string kernelLog;
     bool kernelLogFails = false;
+    bool refusesSession = false; // after the bus has acknowledged the order
     std::uint16_t temperature = 0;
     std::uint32_t status = 0;
     std::uint16_t session = 0;
