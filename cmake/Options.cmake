@@ -2,6 +2,7 @@
 
 option(VANTOREL_TESTS "Build the tests" ON)
 option(VANTOREL_WERROR "Treat warnings as errors" ON)
+option(VANTOREL_FUZZ "Build the fuzzers of tests/fuzz; needs clang" OFF)
 set(VANTOREL_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize= takes them")
 
 if(NOT CMAKE_BUILD_TYPE)
@@ -31,4 +32,12 @@ if(VANTOREL_SANITIZE)
     target_compile_options(vantorel_options INTERFACE
         -fsanitize=${VANTOREL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(vantorel_options INTERFACE -fsanitize=${VANTOREL_SANITIZE})
+endif()
+
+if(VANTOREL_FUZZ)
+    if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+        message(FATAL_ERROR "VANTOREL_FUZZ needs clang: use the preset fuzz")
+    endif()
+    target_compile_options(vantorel_options INTERFACE -fsanitize=fuzzer-no-link)
+    target_link_options(vantorel_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()

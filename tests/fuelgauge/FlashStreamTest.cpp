@@ -127,7 +127,8 @@ TEST_F(FlashStreamTest, EndsAtALineThatFails) {
         std::size_t notes;
     } cases[] = {
         {"W: AA 40 02", 0, "Error 5", writeFailed, 2},
-        {"W: 18 40 02", 0, "Error 6", writeFailed, 2}, // nobody there
+        {"W: 18 40 02", 0, "Error 6", writeFailed, 2},       // nobody there
+        {"W: -1 3E 02", EINVAL, "Error 22", writeFailed, 1}, // a number, but no address
         {"W: AA 3E 02", EBUSY, "Error 16", writeFailed, 1},
         {"C: AA 20 57 9D", 0, "int 22", compareFailed, 2},
         {"C: AA 20 56 9C", 0, "int 22", compareFailed, 2},
