@@ -26,6 +26,7 @@
 
 #include <fcntl.h>
 #include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -138,6 +139,49 @@ TEST_F(Hardware, ButtonsPickTheirKeysOfOneNode) {
     for (const std::int32_t value : {1, 0}) {
         EXPECT_EQ(torch.WaitForEvent().value, value);
     }
+}
+
+/** Serves the buttons for two seconds in a process of its own, for a service without a device never
+ * stops; ends with the number of errors that were reported. */
+pid_t ServeButtons() {
+    struct Counter final : ButtonObserver {
+        void OnButtonUp(Button&) override {}
+        void OnButtonDown(Button&) override {}
+        void OnButtonError(Button&, Error&) override { ++errors; }
+        std::atomic<int> errors{0};
+    };
+    const pid_t child = ::fork();
+    if (child == 0) {
+        Button power("power", buttonsNode, powerKey);
+        ButtonService service(power);
+        Counter counter;
+        service.AddObserver(counter);
+        service.Start();
+        std::this_thread::sleep_for(2s);
+        ::_exit(std::min(counter.errors.load(), 99));
+    }
+    return child;
+}
+
+TEST_F(Hardware, ButtonsThatDisappearAreWaitedForQuietly) {
+    NEED(buttonsNode);
+    const pid_t child = ServeButtons();
+    std::this_thread::sleep_for(200ms);
+    Board::Do("key 116 1"); // held, so that its release may be left behind unread
+    Board::Do("buttons 0");
+    EXPECT_FALSE(std::filesystem::exists(buttonsNode));
+    int status = -1;
+    rusage used{};
+    ASSERT_EQ(::wait4(child, &status, 0, &used), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
+    const auto processor = std::chrono::seconds(used.ru_utime.tv_sec + used.ru_stime.tv_sec) +
+                           std::chrono::microseconds(used.ru_utime.tv_usec + used.ru_stime.tv_usec);
+    EXPECT_LT(processor, 500ms);
+
+    Board::Do("buttons 1");
+    Button power("power", buttonsNode, powerKey);
+    Board::Do("key 116 1");
+    EXPECT_EQ(power.WaitForEvent().value, 1);
 }
 
 class GaugeHardware : public Hardware {
