@@ -19,6 +19,7 @@ camera connect|disconnect|error CODE|rate HZ
 cable plug|unplug           whether a USB host is at the other end of the cable
 start                       start the application; set initial conditions before
 stop                        ask the application to end
+reboot                      cut the power and boot again from the same flash
 expect TEXT [SECONDS]       wait for a status line that contains TEXT (10 s)
 expect-pixel X Y RRGGBB [SECONDS]  wait until the display shows that colour there (10 s)
 expect-poweroff [SECONDS]   wait until the device has powered off (10 s)
@@ -199,6 +200,10 @@ class Console:
         if not self.application_runs():
             raise Failure("the application does not run")
         self.machine.check("kill -TERM $(cat /run/application.pid)")
+
+    def do_reboot(self, arguments):
+        _need(arguments, 0, "reboot")
+        self.machine.reboot()
 
     # --- looking and waiting ----------------------------------------------------------------------
 

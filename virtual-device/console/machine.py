@@ -47,6 +47,7 @@ class Machine:
         self.end_reason = None
         self.exit_status = None
         self._process = None
+        self._waiter = None
         self._control = None
         self._number = 0
         self._lock = threading.Lock()
@@ -73,6 +74,7 @@ class Machine:
                     file.truncate(size << 20)
                 if name == "env":
                     environment.write(disk, {"image_select": "0"})
+        (self.work / "status.log").unlink(missing_ok=True)
         for library in self.artifacts.glob("**/lib*.so*"):
             if not library.is_symlink():
                 self._install(library, self.share / "lib" / self._soname(library))
@@ -132,7 +134,8 @@ class Machine:
         errors = open(self.work / "qemu.log", "wb")
         self._process = subprocess.Popen(command, cwd=self.work, stdin=subprocess.DEVNULL, stdout=errors,
                                          stderr=errors, preexec_fn=_die_with_parent)
-        threading.Thread(target=self._wait_for_end, daemon=True).start()
+        self._waiter = threading.Thread(target=self._wait_for_end, daemon=True)
+        self._waiter.start()
         self._control = self.connect("control").makefile("rw", encoding="ascii", newline="\n")
         self._watch(self.connect("status"), self._read_status)
         self._watch(self.connect("monitor"), self._read_monitor)
@@ -155,6 +158,17 @@ class Machine:
                 self._process.wait(5)
             except subprocess.TimeoutExpired:
                 self._process.kill()
+
+    def reboot(self):
+        """Cuts the power and boots from the same flash, as its environment now says."""
+        on_end, self.on_end = self.on_end, lambda: None  # it is only a pause
+        self.stop()
+        self._waiter.join()
+        self.on_end = on_end
+        self.end_reason = self.exit_status = None
+        self.ended.clear()
+        self.start()
+        self.wait_until_ready(60)
 
     def connect(self, name: str) -> socket.socket:
         """One of the machine's sockets, by a path that stays short in a deep work folder."""
@@ -183,9 +197,10 @@ class Machine:
         self.on_end()
 
     def _read_status(self, connection):
-        with open(self.work / "status.log", "w", encoding="utf-8") as log:
-            for line in connection.makefile("r", encoding="utf-8", errors="replace"):
-                line = line.rstrip("\r\n")
+        with open(self.work / "status.log", "a", encoding="utf-8") as log:
+            # Of a tool's progress display, lines written over one another, only the last remains.
+            for line in connection.makefile("r", encoding="utf-8", errors="replace", newline="\n"):
+                line = line.rstrip("\r\n").rpartition("\r")[2]
                 print(line, file=log, flush=True)
                 with self.changed:
                     self.lines.append(line)
