@@ -105,6 +105,8 @@ struct Grammar {
     void AddTrials() {
         auto* fuzz = Command(app, "fuzz", "Send random vendor requests; the identity must survive");
         fuzz->add_option("--seed", arguments.seed, "Chooses the requests")->required();
+        fuzz->add_flag("--sessions", arguments.sessions,
+                       "Start and stop the capture session, too; may silence the device");
         AddCount(fuzz, "Number of requests (1000)");
         AddCount(Command(app, "latency", "Time the shortest request there and back"),
                  "Number of round trips (1000)");

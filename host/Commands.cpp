@@ -249,14 +249,15 @@ ExitCode Raw(Session& session) {
 }
 
 ExitCode Fuzz(Session& session) {
+    const Arguments& arguments = session.arguments;
     const FuzzSummary summary =
-        RunFuzz(session.transport, session.arguments.seed, session.arguments.count);
+        RunFuzz(session.transport, {arguments.seed, arguments.count, arguments.sessions});
     Report report;
     const auto add = [&](const char* key, std::uint64_t number) {
         report.Add(key, number, std::to_string(number));
     };
-    add("seed", session.arguments.seed);
-    add("requests", session.arguments.count);
+    add("seed", arguments.seed);
+    add("requests", arguments.count);
     add("answered", summary.answered);
     add("refused", summary.refused);
     add("silent", summary.silent);

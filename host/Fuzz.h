@@ -38,12 +38,24 @@ struct FuzzSummary {
     bool identityKept = false;
 };
 
+/** What is tried, and how it is drawn. */
+struct FuzzPlan {
+    std::uint64_t seed = 0;
+    std::uint64_t count = 0;
+    /**
+     * Whether the capture session is started and stopped on the way. Each stop waits for a picture
+     * of its own, so a device that is told to stop more often than it has taken pictures waits for
+     * one that may never come, and answers nothing meanwhile.
+     */
+    bool sessions = false;
+};
+
 /**
  * Sends random requests, compares the device's identity with what it was before, and puts the
  * capture session back into its state.
- * @throws TransportError that names the request at which the device was lost
+ * @throws TransportError that names the request at which the device was lost or fell silent
  * @throws DeviceError when the identity cannot be read
  */
-FuzzSummary RunFuzz(Transport& transport, std::uint64_t seed, std::uint64_t count);
+FuzzSummary RunFuzz(Transport& transport, const FuzzPlan& plan);
 
 } // namespace vantorel::host

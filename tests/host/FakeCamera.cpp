@@ -57,9 +57,11 @@ void FakeCamera::Out(const Setup& setup, std::span<const std::uint8_t> data) {
             state.status = 0x50000;
             return;
         }
+        state.sessionChanges += state.session != word(0);
         state.session = word(0);
         break;
     case 84:
+        state.sessionChanges += word(0) != 3;
         state.status = word(0) == 3 ? 0x30300 : 0; // acknowledged on the bus all the same
         return;
     case 85:

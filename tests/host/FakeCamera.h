@@ -23,6 +23,7 @@ struct FakeState {
     std::uint16_t temperature = 0;
     std::uint32_t status = 0;
     std::uint16_t session = 0;
+    int sessionChanges = 0;
     std::uint16_t selector = 0;
     std::uint16_t remaining = 0;
     std::uint16_t offset = 0;

@@ -219,16 +219,22 @@ TEST_F(ToolTest, FuzzChecksTheIdentityAndRestoresTheSession) {
     EXPECT_THAT(summary, AllOf(StartsWith(R"({"seed":3,"requests":3000,"answered":)"),
                                HasSubstr(R"("silent":0,"identity":true)")));
     EXPECT_GE(state.seen.size(), 3000U);
+    EXPECT_EQ(state.sessionChanges, 0);
+    Output("fuzz --seed 3 --count 3000 --sessions");
+    EXPECT_GT(state.sessionChanges, 10);
     EXPECT_EQ(state.session, 1);
 
     state.serialChangesAt = state.seen.size() + 500;
     EXPECT_EQ(Run("fuzz --seed 3"), exitRefused);
     EXPECT_THAT(out.str(), HasSubstr("identity: CHANGED"));
 
-    state.failure = Failure::Gone;
-    state.failureAfter = state.seen.size() + 500;
-    EXPECT_EQ(Run("fuzz --seed 3"), exitBus);
-    EXPECT_THAT(err.str(), HasSubstr("It was lost at random request 4"));
+    for (const Failure failure : {Failure::Gone, Failure::Timeout}) {
+        state.failure = failure;
+        state.failureAfter = state.seen.size() + 500;
+        EXPECT_EQ(Run("fuzz --seed 3"), exitBus);
+        EXPECT_THAT(err.str(), HasSubstr("It was lost at random request 4"));
+        EXPECT_EQ(state.seen.size(), state.failureAfter + (failure == Failure::Gone ? 1 : 3));
+    }
 }
 
 TEST_F(ToolTest, MeasuresRoundTrips) {
