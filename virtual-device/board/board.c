@@ -12,6 +12,7 @@
 #include <linux/uaccess.h>
 
 #include "board.h"
+#include "bus.h"
 #include "transfers.h"
 
 static const struct board_part *const parts[] = {
@@ -126,6 +127,7 @@ static int board_probe(struct platform_device *device)
 	/* Last, so that no command meets a part that is not there yet. */
 	directory = debugfs_create_dir(BOARD_NAME, NULL);
 	debugfs_create_file("ctl", 0600, directory, NULL, &ctl_operations);
+	debugfs_create_file("gauge-flash", 0400, directory, NULL, &gauge_flash_fops);
 	debugfs_create_file("transfers", 0400, directory, NULL, &transfers_fops);
 	return devm_add_action_or_reset(&device->dev, remove_debugfs, directory);
 }

@@ -1,63 +1,79 @@
 // SPDX-License-Identifier: GPL-2.0
 /* The I2C adapter with the fuel gauge on it, and the faults of both. */
-#include <linux/i2c.h>
+#include <linux/delay.h>
+#include <linux/fs.h>
+#include <linux/ktime.h>
 #include <linux/module.h>
-#include <linux/mutex.h>
 
 #include "board.h"
-#include "gauge.h"
+#include "bus.h"
 #include "transfers.h"
 
-#define ERRNO_MAX 133
-#define SKIP_MAX 1000000
-#define RESET_MS_MAX 60000
+#define ADAPTER_TIMEOUT_MS 1000
 
 static int busnr = 7;
 module_param(busnr, int, 0444);
 MODULE_PARM_DESC(busnr, "number of the I2C bus, as in /dev/i2c-N");
 
-/* The bus fails with error for count transfers, after skip good ones. */
-struct bus_fault {
-	int error;
-	int count;
-	int skip;
-};
+struct bus bus;
 
-static struct {
-	struct mutex lock; /* guards the gauge and the fault */
-	struct gauge gauge;
-	struct bus_fault fault;
-	struct i2c_adapter adapter;
-} bus;
+u64 gauge_clock_ms(void)
+{
+	return ktime_to_ms(ktime_get());
+}
 
-static int take_fault(struct bus_fault *fault)
+static bool take_fault(struct bus_fault *fault)
 {
 	if (!fault->count)
-		return 0;
+		return false;
 	if (fault->skip) {
 		fault->skip--;
-		return 0;
+		return false;
 	}
 	fault->count--;
-	return -fault->error;
+	return true;
+}
+
+/* A held clock delays the transfer, and fails it when the adapter loses patience. */
+static int wait_for_clock(void)
+{
+	u64 now = gauge_clock_ms();
+
+	if (now >= bus.held_until)
+		return 0;
+	if (bus.held_until - now > ADAPTER_TIMEOUT_MS) {
+		msleep(ADAPTER_TIMEOUT_MS);
+		return -ETIMEDOUT;
+	}
+	msleep(bus.held_until - now);
+	return 0;
 }
 
 static int carry_message(struct gauge *gauge, struct i2c_msg *message)
 {
+	int error;
+
 	if (message->flags & I2C_M_TEN)
 		return -ENXIO;
-	if (message->flags & I2C_M_RD)
-		return gauge_read(gauge, message->addr, message->buf, message->len);
-	return gauge_write(gauge, message->addr, message->buf, message->len);
+	if (!(message->flags & I2C_M_RD))
+		return gauge_write(gauge, message->addr, message->buf, message->len);
+	error = gauge_read(gauge, message->addr, message->buf, message->len);
+	if (!error && message->len && take_fault(&bus.corruption))
+		message->buf[message->len / 2] ^= 0x10;
+	return error;
 }
 
 static int carry_messages(struct i2c_msg *messages, int count)
 {
-	int error = take_fault(&bus.fault);
+	int error = wait_for_clock();
 	int i;
 
+	if (!error && take_fault(&bus.failure))
+		error = -bus.failure.error;
 	for (i = 0; i < count && !error; i++)
 		error = carry_message(&bus.gauge, &messages[i]);
+	if (!(messages[count - 1].flags & I2C_M_RD))
+		bus_save_gauge();
 	return error;
 }
 
@@ -110,9 +126,47 @@ static const struct i2c_algorithm bus_algorithm = {
 	.functionality = bus_functionality,
 };
 
+/*
+ * A file that is not a whole gauge, an empty one for instance, becomes this gauge. The buffer is
+ * there since a file system of the host's takes no data from a module's own variables.
+ */
+int bus_open_store(const char *path)
+{
+	struct gauge_memory *memory = bus.store_buffer;
+	struct file *file = filp_open(path, O_RDWR | O_CREAT | O_LARGEFILE, 0600);
+	loff_t position = 0;
+	ssize_t size;
+
+	if (IS_ERR(file))
+		return PTR_ERR(file);
+	if (bus.store)
+		filp_close(bus.store, NULL);
+	bus.store = file;
+	size = kernel_read(file, memory, sizeof(*memory), &position);
+	if (size != sizeof(*memory) || !gauge_restore(&bus.gauge, memory))
+		bus_save_gauge();
+	return 0;
+}
+
+void bus_save_gauge(void)
+{
+	struct gauge_memory *memory = bus.store_buffer;
+	loff_t position = 0;
+	ssize_t size;
+
+	if (!bus.store)
+		return;
+	*memory = bus.gauge.memory;
+	size = kernel_write(bus.store, memory, sizeof(*memory), &position);
+	if (size != sizeof(*memory))
+		pr_err_ratelimited(BOARD_NAME ": cannot keep the gauge: %zd\n", size);
+}
+
 static void bus_remove(void *adapter)
 {
 	i2c_del_adapter(adapter);
+	if (bus.store)
+		filp_close(bus.store, NULL);
 }
 
 static int bus_add(struct device *board)
@@ -123,6 +177,9 @@ static int bus_add(struct device *board)
 		error = devm_add_action_or_reset(board, transfers_free, NULL);
 	if (error)
 		return error;
+	bus.store_buffer = devm_kmalloc(board, sizeof(*bus.store_buffer), GFP_KERNEL);
+	if (!bus.store_buffer)
+		return -ENOMEM;
 	mutex_init(&bus.lock);
 	gauge_init(&bus.gauge);
 	bus.adapter.owner = THIS_MODULE;
@@ -134,124 +191,11 @@ static int bus_add(struct device *board)
 	return error ? error : devm_add_action_or_reset(board, bus_remove, &bus.adapter);
 }
 
-static void lock_and_set_word(enum gauge_register reg, u16 value)
-{
-	mutex_lock(&bus.lock);
-	gauge_set_word(&bus.gauge, reg, value);
-	mutex_unlock(&bus.lock);
-}
-
-static int run_battery(int argc, char **argv)
-{
-	int present;
-
-	if (board_parse(argv[0], 0, 1, &present))
-		return -EINVAL;
-	mutex_lock(&bus.lock);
-	gauge_set_battery(&bus.gauge, present);
-	mutex_unlock(&bus.lock);
-	return 0;
-}
-
-static int run_level(int argc, char **argv)
-{
-	int percent;
-
-	if (board_parse(argv[0], 0, 100, &percent))
-		return -EINVAL;
-	mutex_lock(&bus.lock);
-	gauge_set_level(&bus.gauge, percent);
-	mutex_unlock(&bus.lock);
-	return 0;
-}
-
-static int run_current(int argc, char **argv)
-{
-	int milliamperes;
-
-	if (board_parse(argv[0], S16_MIN, S16_MAX, &milliamperes))
-		return -EINVAL;
-	mutex_lock(&bus.lock);
-	gauge_set_current(&bus.gauge, milliamperes);
-	mutex_unlock(&bus.lock);
-	return 0;
-}
-
-static int run_voltage(int argc, char **argv)
-{
-	int millivolts;
-
-	if (board_parse(argv[0], 0, U16_MAX, &millivolts))
-		return -EINVAL;
-	lock_and_set_word(GAUGE_VOLTAGE, millivolts);
-	return 0;
-}
-
-static int run_temperature(int argc, char **argv)
-{
-	int decikelvin;
-
-	if (board_parse(argv[0], 0, U16_MAX, &decikelvin))
-		return -EINVAL;
-	lock_and_set_word(GAUGE_TEMPERATURE, decikelvin);
-	return 0;
-}
-
-static int run_nack(int argc, char **argv)
-{
-	int nack;
-
-	if (board_parse(argv[0], 0, 1, &nack))
-		return -EINVAL;
-	mutex_lock(&bus.lock);
-	bus.gauge.nack = nack;
-	mutex_unlock(&bus.lock);
-	return 0;
-}
-
-static int run_reset_time(int argc, char **argv)
-{
-	int milliseconds;
-
-	if (board_parse(argv[0], 0, RESET_MS_MAX, &milliseconds))
-		return -EINVAL;
-	mutex_lock(&bus.lock);
-	bus.gauge.reset_ms = milliseconds;
-	mutex_unlock(&bus.lock);
-	return 0;
-}
-
-static int run_i2c_error(int argc, char **argv)
-{
-	struct bus_fault fault = { 0 };
-
-	if (board_parse(argv[0], 0, ERRNO_MAX, &fault.error) ||
-	    board_parse(argv[1], 0, SKIP_MAX, &fault.count) ||
-	    (argc == 3 && board_parse(argv[2], 0, SKIP_MAX, &fault.skip)) ||
-	    (fault.count && !fault.error))
-		return -EINVAL;
-	mutex_lock(&bus.lock);
-	bus.fault = fault;
-	mutex_unlock(&bus.lock);
-	return 0;
-}
-
-static const struct board_command bus_commands[] = {
-	{ "battery", 1, 1, run_battery },
-	{ "level", 1, 1, run_level },
-	{ "current", 1, 1, run_current },
-	{ "voltage", 1, 1, run_voltage },
-	{ "gauge-temperature", 1, 1, run_temperature },
-	{ "nack", 1, 1, run_nack },
-	{ "reset-time", 1, 1, run_reset_time },
-	{ "i2c-error", 2, 3, run_i2c_error },
-	{}
-};
-
 static void bus_show(struct seq_file *state)
 {
 	const struct gauge *gauge = &bus.gauge;
-	const struct bus_fault *fault = &bus.fault;
+	const struct gauge_memory *memory = &gauge->memory;
+	u64 now = gauge_clock_ms();
 
 	mutex_lock(&bus.lock);
 	seq_printf(state, "battery %d\n", gauge_battery(gauge));
@@ -259,12 +203,17 @@ static void bus_show(struct seq_file *state)
 	seq_printf(state, "current %d\n", (s16)gauge_word(gauge, GAUGE_CURRENT));
 	seq_printf(state, "voltage %u\n", gauge_word(gauge, GAUGE_VOLTAGE));
 	seq_printf(state, "gauge-temperature %u\n", gauge_word(gauge, GAUGE_TEMPERATURE));
+	seq_printf(state, "gauge-type %u\n", memory->type);
 	seq_printf(state, "nack %d\n", gauge->nack);
+	seq_printf(state, "stay-in-rom %d\n", gauge->stays_in_rom);
 	seq_printf(state, "reset-time %u\n", gauge->reset_ms);
-	seq_printf(state, "i2c-error %d %d %d\n", fault->error, fault->count, fault->skip);
-	seq_printf(state, "gauge-address 0x%02X\n", gauge->mode->address);
-	seq_printf(state, "gauge-sealed %d\n", gauge->access == GAUGE_SEALED);
-	seq_printf(state, "gauge-full-access %d\n", gauge->access == GAUGE_FULL_ACCESS);
+	seq_printf(state, "hang %llu\n", bus.held_until > now ? bus.held_until - now : 0);
+	seq_printf(state, "i2c-error %d %d %d\n", bus.failure.error, bus.failure.count,
+		   bus.failure.skip);
+	seq_printf(state, "corrupt %d %d\n", bus.corruption.count, bus.corruption.skip);
+	seq_printf(state, "gauge-address 0x%02X\n", gauge_address(gauge));
+	seq_printf(state, "gauge-sealed %d\n", memory->access == GAUGE_SEALED);
+	seq_printf(state, "gauge-full-access %d\n", memory->access == GAUGE_FULL_ACCESS);
 	seq_printf(state, "resets %u\n", gauge->resets);
 	seq_printf(state, "transfers %u\n", transfers_count());
 	mutex_unlock(&bus.lock);
@@ -274,4 +223,22 @@ const struct board_part bus_part = {
 	.add = bus_add,
 	.commands = bus_commands,
 	.show = bus_show,
+};
+
+static ssize_t flash_read(struct file *file, char __user *to, size_t size, loff_t *position)
+{
+	ssize_t copied;
+
+	mutex_lock(&bus.lock);
+	copied = simple_read_from_buffer(to, size, position, gauge_flash(&bus.gauge),
+					 sizeof(struct gauge_content));
+	mutex_unlock(&bus.lock);
+	return copied;
+}
+
+const struct file_operations gauge_flash_fops = {
+	.owner = THIS_MODULE,
+	.open = simple_open,
+	.read = flash_read,
+	.llseek = default_llseek,
 };

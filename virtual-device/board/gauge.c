@@ -1,12 +1,8 @@
 // SPDX-License-Identifier: GPL-2.0
-/* Model of the fuel gauge. */
-#include <linux/errno.h>
-#include <linux/string.h>
-#include <asm/unaligned.h>
-
+/* Model of the fuel gauge: its two modes and its measurements. */
+#include "flash.h"
 #include "gauge.h"
 
-#define DEVICE_TYPE 0x0520
 #define FIRMWARE_VERSION 0x0329
 #define FULL_CAPACITY_MAH 2600
 
@@ -27,42 +23,48 @@ enum control {
 	CONTROL_FULL_ACCESS = 0xB4B4,
 };
 
-enum rom_register { ROM_COMMAND = 0x00, ROM_CHECKSUM = 0x64 };
-enum rom_command { ROM_EXIT = 0x0F };
-
-static const struct gauge_mode normal_mode;
-static const struct gauge_mode rom_mode;
-
-static u8 *mode_registers(struct gauge *gauge)
+static void be_silent_for(struct gauge *gauge, unsigned int milliseconds)
 {
-	return gauge->mode == &rom_mode ? gauge->rom : gauge->normal;
-}
-
-/* The firmware starts: sealed, and deaf on the bus for as long as that takes. */
-static void start_firmware(struct gauge *gauge)
-{
-	gauge->mode = &normal_mode;
-	gauge->access = GAUGE_SEALED;
-	gauge->previous_control = 0;
-	gauge->pointer = 0;
-	gauge_set_word(gauge, GAUGE_CONTROL, 0);
-	gauge->silent_until = ktime_add_ms(ktime_get(), gauge->reset_ms);
+	gauge->silent_until = gauge_clock_ms() + milliseconds;
 }
 
 static void enter_rom(struct gauge *gauge)
 {
-	gauge->mode = &rom_mode;
+	gauge->memory.mode = GAUGE_ROM;
 	gauge->pointer = 0;
-	memset(gauge->rom, 0, sizeof(gauge->rom));
+	memset(gauge->memory.rom, 0, sizeof(gauge->memory.rom));
+}
+
+/*
+ * The firmware starts: sealed, and deaf on the bus for as long as that takes.
+ * Without a whole one the boot loader stays, which is why a gauge whose update was
+ * interrupted can always be reached at the one address or the other.
+ */
+static void start_firmware(struct gauge *gauge)
+{
+	struct gauge_memory *memory = &gauge->memory;
+
+	if (!flash_is_whole(&memory->content)) {
+		if (memory->mode != GAUGE_ROM)
+			enter_rom(gauge);
+		return;
+	}
+	memory->mode = GAUGE_NORMAL;
+	memory->access = GAUGE_SEALED;
+	memory->previous_control = 0;
+	memset(memory->block, 0, sizeof(memory->block));
+	gauge->pointer = 0;
+	gauge_set_word(gauge, GAUGE_CONTROL, 0);
+	be_silent_for(gauge, gauge->reset_ms);
 }
 
 static u16 control_status(const struct gauge *gauge)
 {
 	u16 status = 0;
 
-	if (gauge->access != GAUGE_FULL_ACCESS)
+	if (gauge->memory.access != GAUGE_FULL_ACCESS)
 		status |= STATUS_FULL_ACCESS_SEALED;
-	if (gauge->access == GAUGE_SEALED)
+	if (gauge->memory.access == GAUGE_SEALED)
 		status |= STATUS_SEALED;
 	return status;
 }
@@ -70,12 +72,14 @@ static u16 control_status(const struct gauge *gauge)
 /* A key opens only as two consecutive words of Control, and only in its turn. */
 static void try_keys(struct gauge *gauge, u16 first, u16 second)
 {
-	if (gauge->access == GAUGE_SEALED && first == CONTROL_UNSEAL_1 &&
+	struct gauge_memory *memory = &gauge->memory;
+
+	if (memory->access == GAUGE_SEALED && first == CONTROL_UNSEAL_1 &&
 	    second == CONTROL_UNSEAL_2)
-		gauge->access = GAUGE_UNSEALED;
-	else if (gauge->access == GAUGE_UNSEALED && first == CONTROL_FULL_ACCESS &&
+		memory->access = GAUGE_UNSEALED;
+	else if (memory->access == GAUGE_UNSEALED && first == CONTROL_FULL_ACCESS &&
 		 second == CONTROL_FULL_ACCESS)
-		gauge->access = GAUGE_FULL_ACCESS;
+		memory->access = GAUGE_FULL_ACCESS;
 }
 
 static void execute_control(struct gauge *gauge)
@@ -83,86 +87,91 @@ static void execute_control(struct gauge *gauge)
 	u16 control = gauge_word(gauge, GAUGE_CONTROL);
 	u16 answer = 0;
 
-	try_keys(gauge, gauge->previous_control, control);
-	gauge->previous_control = control;
+	try_keys(gauge, gauge->memory.previous_control, control);
+	gauge->memory.previous_control = control;
 	switch (control) {
 	case CONTROL_STATUS:
 		answer = control_status(gauge);
 		break;
 	case CONTROL_DEVICE_TYPE:
-		answer = DEVICE_TYPE;
+		answer = gauge->memory.type;
 		break;
 	case CONTROL_FIRMWARE_VERSION:
 		answer = FIRMWARE_VERSION;
 		break;
 	case CONTROL_SEAL:
-		gauge->access = GAUGE_SEALED;
+		gauge->memory.access = GAUGE_SEALED;
 		break;
 	case CONTROL_RESET:
 		/* A sealed gauge takes no command that could disturb it. */
-		if (gauge->access != GAUGE_SEALED) {
+		if (gauge->memory.access != GAUGE_SEALED) {
 			gauge->resets++;
 			start_firmware(gauge);
 		}
 		break;
 	case CONTROL_ENTER_ROM:
-		if (gauge->access == GAUGE_FULL_ACCESS)
+		if (gauge->memory.access == GAUGE_FULL_ACCESS)
 			enter_rom(gauge);
 		break;
 	}
 	gauge_set_word(gauge, GAUGE_CONTROL, answer);
 }
 
-static bool normal_writable(const struct gauge *gauge, u8 reg)
+static bool is_block_register(u8 reg)
 {
-	if (reg < GAUGE_TEMPERATURE)
+	return reg >= GAUGE_BLOCK_CLASS && reg <= GAUGE_BLOCK_CONTROL;
+}
+
+static u8 *register_at(struct gauge *gauge, u8 reg)
+{
+	if (gauge->memory.mode == GAUGE_ROM)
+		return &gauge->memory.rom[reg];
+	if (is_block_register(reg))
+		return &gauge->memory.block[reg - GAUGE_BLOCK_CLASS];
+	return &gauge->normal[reg];
+}
+
+static bool is_writable(const struct gauge *gauge, u8 reg)
+{
+	if (gauge->memory.mode == GAUGE_ROM || reg < GAUGE_TEMPERATURE)
 		return true;
-	return gauge->access != GAUGE_SEALED && reg >= GAUGE_BLOCK_CLASS &&
-	       reg <= GAUGE_BLOCK_CONTROL;
+	return gauge->memory.access != GAUGE_SEALED && is_block_register(reg);
 }
 
-static bool rom_writable(const struct gauge *gauge, u8 reg)
+/* The gauge acts on the byte that completes a command, never on half of one. */
+static void act_on(struct gauge *gauge, u8 reg)
 {
-	return true;
-}
+	unsigned int busy = 0;
 
-/* The boot loader executes a command when its checksum is complete and right. */
-static void execute_rom(struct gauge *gauge)
-{
-	u16 checksum = get_unaligned_le16(&gauge->rom[ROM_CHECKSUM]);
-
-	switch (gauge->rom[ROM_COMMAND]) {
-	case ROM_EXIT:
-		if (checksum == ROM_EXIT)
+	if (gauge->memory.mode == GAUGE_NORMAL && reg == GAUGE_CONTROL + 1)
+		execute_control(gauge);
+	else if (gauge->memory.mode == GAUGE_NORMAL && is_block_register(reg))
+		busy = flash_act_on_block(&gauge->memory, reg);
+	else if (gauge->memory.mode == GAUGE_ROM && flash_completes_command(reg)) {
+		busy = flash_execute(&gauge->memory);
+		if (flash_wants_to_leave(&gauge->memory) && !gauge->stays_in_rom)
 			start_firmware(gauge);
-		break;
 	}
+	if (busy)
+		be_silent_for(gauge, busy);
 }
 
-static const struct gauge_mode normal_mode = {
-	.address = GAUGE_ADDRESS,
-	.trigger = GAUGE_CONTROL + 1,
-	.writable = normal_writable,
-	.execute = execute_control,
-};
-
-static const struct gauge_mode rom_mode = {
-	.address = GAUGE_ROM_ADDRESS,
-	.trigger = ROM_CHECKSUM + 1,
-	.writable = rom_writable,
-	.execute = execute_rom,
-};
-
-static bool acknowledges(const struct gauge *gauge, u8 address)
+u8 gauge_address(const struct gauge *gauge)
 {
-	return !gauge->nack && address == gauge->mode->address &&
-	       ktime_compare(ktime_get(), gauge->silent_until) >= 0;
+	return gauge->memory.mode == GAUGE_ROM ? GAUGE_ROM_ADDRESS : GAUGE_ADDRESS;
+}
+
+static bool acknowledges(struct gauge *gauge, u8 address)
+{
+	if (gauge->nack || address != gauge_address(gauge) ||
+	    gauge_clock_ms() < gauge->silent_until)
+		return false;
+	flash_finish(&gauge->memory);
+	return true;
 }
 
 int gauge_write(struct gauge *gauge, u8 address, const u8 *data, size_t size)
 {
-	u8 *registers = mode_registers(gauge);
-	bool complete = false;
 	size_t i;
 
 	if (!acknowledges(gauge, address))
@@ -171,38 +180,55 @@ int gauge_write(struct gauge *gauge, u8 address, const u8 *data, size_t size)
 		return 0;
 	gauge->pointer = data[0];
 	for (i = 1; i < size; i++) {
-		/* The gauge does not acknowledge a byte for a read-only register. */
-		if (!gauge->mode->writable(gauge, gauge->pointer))
+		u8 reg = gauge->pointer;
+
+		/* Neither a byte for a read-only register is acknowledged, nor one too late. */
+		if (!acknowledges(gauge, address) || !is_writable(gauge, reg))
 			return -ENXIO;
-		if (gauge->pointer == gauge->mode->trigger)
-			complete = true;
-		registers[gauge->pointer++] = data[i];
+		*register_at(gauge, reg) = data[i];
+		gauge->pointer++;
+		act_on(gauge, reg);
 	}
-	if (complete)
-		gauge->mode->execute(gauge);
 	return 0;
 }
 
 int gauge_read(struct gauge *gauge, u8 address, u8 *data, size_t size)
 {
-	const u8 *registers = mode_registers(gauge);
 	size_t i;
 
 	if (!acknowledges(gauge, address))
 		return -ENXIO;
 	for (i = 0; i < size; i++)
-		data[i] = registers[gauge->pointer++];
+		data[i] = *register_at(gauge, gauge->pointer++);
 	return 0;
+}
+
+void gauge_power_cycle(struct gauge *gauge)
+{
+	if (gauge_clock_ms() < gauge->silent_until)
+		flash_tear(&gauge->memory);
+	flash_finish(&gauge->memory);
+	gauge->silent_until = 0;
+	enter_rom(gauge); /* the boot loader looks first */
+	start_firmware(gauge);
+}
+
+const struct gauge_content *gauge_flash(struct gauge *gauge)
+{
+	if (gauge_clock_ms() >= gauge->silent_until)
+		flash_finish(&gauge->memory);
+	return &gauge->memory.content;
 }
 
 u16 gauge_word(const struct gauge *gauge, enum gauge_register reg)
 {
-	return get_unaligned_le16(&gauge->normal[reg]);
+	return gauge->normal[reg] | gauge->normal[reg + 1] << 8;
 }
 
 void gauge_set_word(struct gauge *gauge, enum gauge_register reg, u16 value)
 {
-	put_unaligned_le16(value, &gauge->normal[reg]);
+	gauge->normal[reg] = value & 0xff;
+	gauge->normal[reg + 1] = value >> 8;
 }
 
 static void set_flag(struct gauge *gauge, u16 flag, bool on)
@@ -238,11 +264,25 @@ void gauge_set_current(struct gauge *gauge, s16 milliamperes)
 void gauge_init(struct gauge *gauge)
 {
 	memset(gauge, 0, sizeof(*gauge));
+	flash_fill(&gauge->memory.content);
+	gauge->memory.type = GAUGE_DEVICE_TYPE;
 	start_firmware(gauge);
+	gauge->reset_ms = 200;
 	gauge_set_word(gauge, GAUGE_FULL_CAPACITY, FULL_CAPACITY_MAH);
 	gauge_set_battery(gauge, true);
 	gauge_set_level(gauge, 80);
 	gauge_set_current(gauge, -250);
 	gauge_set_word(gauge, GAUGE_VOLTAGE, 3850);
 	gauge_set_word(gauge, GAUGE_TEMPERATURE, 2981);
+}
+
+bool gauge_restore(struct gauge *gauge, const struct gauge_memory *memory)
+{
+	if (memory->mode > GAUGE_ROM || memory->access > GAUGE_FULL_ACCESS ||
+	    memory->operation > GAUGE_PROGRAMS_BLOCK || memory->target >= GAUGE_ROWS)
+		return false;
+	gauge->memory = *memory;
+	/* It was left alone for longer than any change of the flash takes. */
+	flash_finish(&gauge->memory);
+	return true;
 }

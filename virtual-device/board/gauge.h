@@ -1,17 +1,24 @@
 /* SPDX-License-Identifier: GPL-2.0 */
 /*
  * Model of a bq27-series fuel gauge: two modes, each with an address and a file
- * of 256 byte registers. It knows nothing of buses and locks; the caller holds
- * the one and carries the other.
+ * of 256 byte registers, and a flash behind them that is written by commands.
+ * docs/gauge-streams.md has its rules. It knows nothing of buses and locks; the
+ * caller holds the one and carries the other.
  */
 #ifndef VANTOREL_GAUGE_H
 #define VANTOREL_GAUGE_H
 
-#include <linux/ktime.h>
-#include <linux/types.h>
+#include "portable.h"
 
 #define GAUGE_ADDRESS 0x55
 #define GAUGE_ROM_ADDRESS 0x0B
+#define GAUGE_DEVICE_TYPE 0x0520
+
+#define GAUGE_ROWS 256
+#define GAUGE_ROW_SIZE 96
+#define GAUGE_CLASSES 16
+#define GAUGE_BLOCKS_PER_CLASS 4
+#define GAUGE_BLOCK_SIZE 32
 
 /* Standard commands, each the low byte of a little-endian word. */
 enum gauge_register {
@@ -26,39 +33,60 @@ enum gauge_register {
 	GAUGE_STATE_OF_CHARGE = 0x20,
 	GAUGE_CURRENT = 0x22,
 	GAUGE_BLOCK_CLASS = 0x3E,
+	GAUGE_BLOCK = 0x3F,
+	GAUGE_BLOCK_DATA = 0x40,
+	GAUGE_BLOCK_CHECKSUM = 0x60,
 	GAUGE_BLOCK_CONTROL = 0x61,
 };
 
 enum gauge_access { GAUGE_SEALED, GAUGE_UNSEALED, GAUGE_FULL_ACCESS };
+enum gauge_mode { GAUGE_NORMAL, GAUGE_ROM };
 
-struct gauge;
+/* A change of the flash that is under way; nobody is acknowledged meanwhile. */
+enum gauge_operation { GAUGE_IDLE, GAUGE_ERASES, GAUGE_PROGRAMS_ROW, GAUGE_PROGRAMS_BLOCK };
 
-/*
- * What makes one mode differ from the other. A message is stored first and then,
- * when it touched the trigger register, executed: the gauge acts on the byte
- * that completes a command, never on half of one.
- */
-struct gauge_mode {
-	u8 address;
-	u8 trigger;
-	bool (*writable)(const struct gauge *gauge, u8 reg);
-	void (*execute)(struct gauge *gauge);
+struct gauge_content {
+	u8 rows[GAUGE_ROWS][GAUGE_ROW_SIZE];
+	u8 blocks[GAUGE_CLASSES * GAUGE_BLOCKS_PER_CLASS][GAUGE_BLOCK_SIZE];
+};
+
+/* What the gauge keeps on its battery, whatever happens to the device around it. */
+struct gauge_memory {
+	struct gauge_content content;
+	u8 rom[256];
+	u8 block[GAUGE_BLOCK_CONTROL + 1 - GAUGE_BLOCK_CLASS];
+	u8 mode;
+	u8 access;
+	u8 operation;
+	u16 target; /* row or block of the operation */
+	u16 type;
+	u16 previous_control;
 };
 
 struct gauge {
-	const struct gauge_mode *mode;
-	enum gauge_access access;
-	u16 previous_control;
-	u8 pointer;
+	struct gauge_memory memory;
 	u8 normal[256];
-	u8 rom[256];
+	u8 pointer;
+	u64 silent_until; /* on gauge_clock_ms() */
 	unsigned int resets;
-	unsigned int reset_ms;
-	ktime_t silent_until;
+	unsigned int reset_ms; /* how long its firmware takes to start */
+	/* Faults: it acknowledges nothing, it does not leave ROM mode. */
 	bool nack;
+	bool stays_in_rom;
 };
 
+/* The time, from whoever uses the model. */
+u64 gauge_clock_ms(void);
+
 void gauge_init(struct gauge *gauge);
+/* Continues with what another gauge was when it was saved; false when that is no gauge. */
+bool gauge_restore(struct gauge *gauge, const struct gauge_memory *memory);
+/* The battery goes, in the middle of whatever it does, and comes back. */
+void gauge_power_cycle(struct gauge *gauge);
+/* What its flash holds now. */
+const struct gauge_content *gauge_flash(struct gauge *gauge);
+u8 gauge_address(const struct gauge *gauge);
+
 /* One message each; a missing acknowledge is -ENXIO. */
 int gauge_write(struct gauge *gauge, u8 address, const u8 *data, size_t size);
 int gauge_read(struct gauge *gauge, u8 address, u8 *data, size_t size);

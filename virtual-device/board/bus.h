@@ -1,0 +1,40 @@
+/* SPDX-License-Identifier: GPL-2.0 */
+/* The I2C bus with the gauge on it, shared by the adapter and its commands. */
+#ifndef VANTOREL_BUS_H
+#define VANTOREL_BUS_H
+
+#include <linux/i2c.h>
+#include <linux/mutex.h>
+
+#include "board.h"
+#include "gauge.h"
+
+/* Something happens to count transfers, after skip others. */
+struct bus_fault {
+	int error;
+	int count;
+	int skip;
+};
+
+struct bus {
+	struct mutex lock; /* guards everything here */
+	struct gauge gauge;
+	struct file *store; /* keeps the gauge's memory over a start of the machine */
+	struct gauge_memory *store_buffer;
+	struct bus_fault failure; /* the transfer fails with the error */
+	struct bus_fault corruption; /* a bit of the answer to a read is wrong */
+	u64 held_until; /* the gauge holds the clock line, on gauge_clock_ms() */
+	struct i2c_adapter adapter;
+};
+
+extern struct bus bus;
+extern const struct board_command bus_commands[];
+
+/* The content of the gauge's flash, to be read. */
+extern const struct file_operations gauge_flash_fops;
+
+/* Call with the lock held. */
+int bus_open_store(const char *path);
+void bus_save_gauge(void);
+
+#endif

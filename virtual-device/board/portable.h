@@ -1,0 +1,27 @@
+/* SPDX-License-Identifier: GPL-2.0 */
+/*
+ * What the gauge's model needs of its surroundings. It is compiled into the kernel
+ * module and, the same source, into a test of the library that cuts the power at
+ * every line of a stream: thousands of starts, for which no machine is booted.
+ */
+#ifndef VANTOREL_PORTABLE_H
+#define VANTOREL_PORTABLE_H
+
+#ifdef __KERNEL__
+#include <linux/errno.h>
+#include <linux/string.h>
+#include <linux/types.h>
+#else
+#include <errno.h>
+#include <stdbool.h>
+#include <stddef.h>
+#include <stdint.h>
+#include <string.h>
+
+typedef uint8_t u8;
+typedef uint16_t u16;
+typedef int16_t s16;
+typedef uint64_t u64;
+#endif
+
+#endif
