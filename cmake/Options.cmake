@@ -28,6 +28,16 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     target_compile_options(vantorel_options INTERFACE -Wno-psabi)
 endif()
 
+# What is shipped is hardened: a host on the USB port and a file on its drive are not trusted.
+# Sanitizers bring their own checks, and checks of buffers need the optimizer.
+if(NOT VANTOREL_SANITIZE AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
+    target_compile_options(vantorel_options INTERFACE
+        -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -fstack-protector-strong -fstack-clash-protection)
+    target_link_options(vantorel_options INTERFACE
+        -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack
+        $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-pie>)
+endif()
+
 if(VANTOREL_SANITIZE)
     target_compile_options(vantorel_options INTERFACE
         -fsanitize=${VANTOREL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
