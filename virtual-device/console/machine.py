@@ -15,7 +15,8 @@ from pathlib import Path
 
 import environment
 
-PARTITIONS = {"FIT_0": 16, "rootfs_0": 64, "FIT_1": 16, "rootfs_1": 64, "env": 1}  # MiB
+PARTITIONS = {"FIT_0": 16 << 20, "rootfs_0": 64 << 20, "FIT_1": 16 << 20, "rootfs_1": 64 << 20,
+              "env": 1 << 20}  # bytes
 
 TIMED_OUT = 143  # exit status of a command whose time was up
 
@@ -33,7 +34,8 @@ def _die_with_parent():
 class Machine:
     """One virtual device with its files below `work`; `artifacts` is a build folder for armhf."""
 
-    def __init__(self, image: Path, artifacts: Path, work: Path):
+    def __init__(self, image: Path, artifacts: Path, work: Path, partitions=None):
+        self.partitions = partitions or PARTITIONS
         self.image = image
         self.artifacts = artifacts
         self.work = work
@@ -67,13 +69,13 @@ class Machine:
         for folder in (self.share / "lib", self.share / "bin", self.share / "tests", self.flash,
                        self.share / "out", self.share / "var"):
             folder.mkdir(parents=True, exist_ok=True)
-        for name, size in PARTITIONS.items():
+        for name, size in self.partitions.items():
             disk = self.flash / f"{name}.raw"
             if not disk.exists():
                 with open(disk, "wb") as file:
-                    file.truncate(size << 20)
+                    file.truncate(size)
                 if name == "env":
-                    environment.write(disk, {"image_select": "0"})
+                    disk.write_bytes(environment.make({"image_select": "0"}, size))
         (self.work / "status.log").unlink(missing_ok=True)
         for library in self.artifacts.glob("**/lib*.so*"):
             if not library.is_symlink():
@@ -128,7 +130,7 @@ class Machine:
         for name in ("control", "status", "debug"):
             command += ["-chardev", f"socket,id={name},path={name}.sock,server=on,wait=off",
                         "-device", f"virtserialport,chardev={name},name=vantorel.{name}"]
-        for name in PARTITIONS:
+        for name in self.partitions:
             command += ["-drive", f"if=none,format=raw,id={name},file={self.flash}/{name}.raw",
                         "-device", f"virtio-blk-device,drive={name},serial={name}"]
         errors = open(self.work / "qemu.log", "wb")

@@ -1,0 +1,86 @@
+/**
+ * Installs the archive that lies on a drive, through the library and without a USB host: for
+ * measurements, and for the power cuts, which want many updates in one boot.
+ *
+ * Usage: install_update polls|steps DEVICE    DEVICE holds a FAT file system with THERMAL.STR.
+ * With "polls" the manager runs on its own thread as in a product, with "steps" without pauses.
+ * Prints a line for each event, with the milliseconds since the start; fails when the update does.
+ */
+#include "vantorel/service/Error.h"
+#include "vantorel/service/FirmwareUpdateObserver.h"
+#include "vantorel/system/Filesystem.h"
+#include "vantorel/update/FirmwareUpdateManager.h"
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <string>
+#include <thread>
+
+using namespace vantorel;
+
+namespace {
+
+constexpr int mostSteps = 20; // an archive that is refused is found over and over
+
+class Times final : public FirmwareUpdateObserver {
+public:
+    void OnFirmwareUpdateFileFound(FirmwareUpdateManager&) override { Print("found"); }
+    void OnFirmwareUpdateFileValid(FirmwareUpdateManager&) override { Print("valid"); }
+    void OnFirmwareUpdateBegin(FirmwareUpdateManager&) override { Print("begin"); }
+    void OnFirmwareUpdateInProgress(FirmwareUpdateManager&, std::uint8_t percent) override {
+        Print(std::to_string(percent).c_str());
+    }
+    void OnFirmwareUpdateComplete(FirmwareUpdateManager&) override {
+        Print("complete");
+        End(true);
+    }
+    void OnFirmwareUpdateError(FirmwareUpdateManager&, Error& error) override {
+        Print(("error " + std::to_string(error.Value())).c_str());
+        End(false);
+    }
+
+    bool HasEnded() const { return ended; }
+    bool IsComplete() const { return complete; }
+    void Wait() const { ended.wait(false); }
+
+private:
+    void Print(const char* event) const {
+        const std::chrono::duration<double, std::milli> passed = Clock::now() - start;
+        std::printf("%.0f %s\n", passed.count(), event);
+        std::fflush(stdout);
+    }
+    void End(bool installed) {
+        complete = installed;
+        ended = true;
+        ended.notify_all();
+    }
+
+    using Clock = std::chrono::steady_clock;
+    Clock::time_point start = Clock::now();
+    std::atomic<bool> ended = false;
+    std::atomic<bool> complete = false;
+};
+
+} // namespace
+
+int main(int count, char** arguments) {
+    if (count != 3) {
+        std::fprintf(stderr, "usage: install_update polls|steps DEVICE\n");
+        return 2;
+    }
+    Times times;
+    Filesystem drive(arguments[2], "/tmp/drive", "vfat", false, true);
+    FirmwareUpdateManager manager(drive);
+    manager.AddObserver(times);
+    if (std::string(arguments[1]) == "polls") {
+        manager.OnConnectionStateChanged(ConnectionState::Host, ConnectionState::NoHost);
+        times.Wait();
+        manager.Stop();
+    } else {
+        for (int step = 0; step < mostSteps && !times.HasEnded(); ++step) {
+            manager.ServiceFunction();
+        }
+    }
+    return times.IsComplete() ? 0 : 1;
+}
