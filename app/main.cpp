@@ -4,6 +4,7 @@
  */
 #include "app/Board.h"
 #include "app/Latches.h"
+#include "app/LogFlusher.h"
 #include "vantorel/camera/CameraError.h"
 #include "vantorel/camera/CameraManager.h"
 #include "vantorel/devices/Button.h"
@@ -32,6 +33,7 @@
 #include <exception>
 #include <iostream>
 #include <optional>
+#include <string_view>
 
 #include <unistd.h>
 
@@ -54,7 +56,7 @@ void WaitForTermination(const sigset_t& signals) {
     sigwait(&signals, &received);
 }
 
-int Run() {
+int Run(bool debugServer) {
     const sigset_t termination = BlockTerminationSignals();
 
     // The hardware. Each constructor opens its device and throws when it is not there.
@@ -82,7 +84,7 @@ int Run() {
     std::optional<USBGadgetMassStorage> drive;
     drive.emplace("vantorel.usb.drive", board::usbController, board::driveLabel, board::driveSize,
                   false);
-    USBGadgetSerial serial("vantorel.usb.serial", board::usbController, false, true);
+    USBGadgetSerial serial("vantorel.usb.serial", board::usbController, debugServer, true);
     USBGadgetRndis network("vantorel.usb.network", board::usbController);
     USBGadgetSubi control("vantorel.usb.control", board::usbController);
 
@@ -97,6 +99,7 @@ int Run() {
     FuelGaugeService fuelGaugeService(fuelGauge, board::fuelGaugeInterval);
     Logger logger(board::logDirectory);
     LoggerService loggerService(logger, board::loggerInterval);
+    LogFlusher logFlusher(logger);
 
     // The managers that decide.
     UserInterfaceManager userInterface;
@@ -130,6 +133,7 @@ int Run() {
 
     userInterface.AddObserver(torch);
     userInterface.AddObserver(camera);
+    userInterface.AddObserver(logFlusher);
     userInterface.AddObserver(power); // last: it does not return
 
     powerButtonService.AddObserver(userInterface);
@@ -195,6 +199,7 @@ int Run() {
     boardLogService.Stop();
     boardThermometerService.Stop();
     lcdService.Stop();
+    logger.Flush(); // it lives on, since frames still come
     std::cout.flush();
     // Threads of the buttons and of the camera still run; no destructor may pull the objects away
     // from under them.
@@ -203,9 +208,11 @@ int Run() {
 
 } // namespace
 
-int main() {
+int main(int argc, char** argv) {
+    // For a developer: a debug server on the USB serial line instead of the shell.
+    const bool debugServer = argc == 2 && std::string_view(argv[1]) == "--serial-debugger";
     try {
-        return Run();
+        return Run(debugServer);
     } catch (const CameraError& error) {
         std::cerr << "Camera: " << error.Text() << " (" << error.Value() << ")\n";
     } catch (const Error& error) {

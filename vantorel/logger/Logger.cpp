@@ -42,10 +42,12 @@ void Logger::BeginSession() {
     sessionOutput.open(path, std::ios::out | std::ios::app);
     if (sessionInput.fail()) {
         sessionOutput.seekp(0);
-        sessionOutput << sessionId << '\n' << std::flush;
+        sessionOutput << std::to_string(sessionId) << '\n' << std::flush;
     } else {
         sessionInput.seekg(0);
-        sessionInput >> sessionId;
+        if (!(sessionInput >> sessionId)) {
+            sessionId = 0; // a number too large was read as the largest
+        }
     }
     sessionInput.close();
     sessionOutput.close();
@@ -54,7 +56,7 @@ void Logger::BeginSession() {
 
     sessionOutput.open(path, std::ios::out | std::ios::trunc);
     sessionOutput.seekp(0);
-    sessionOutput << sessionId << '\n' << std::flush;
+    sessionOutput << std::to_string(sessionId) << '\n' << std::flush;
     sessionOutput.close();
 }
 
@@ -73,9 +75,21 @@ LoggerEntry Logger::CreateEntry() const {
 }
 
 void Logger::AddEntry(LoggerEntry& entry, std::chrono::milliseconds uptime) {
-    log << sessionId << ',' << uptime.count() / 1000 << ',' << entry.ToString(false, false, ",")
-        << '\n';
-    PrintStatus("SESSION: ", sessionId, " ", entry.ToString(true, true, " "));
+    const std::string session = std::to_string(sessionId);
+    const std::string line = session + ',' + std::to_string(uptime.count() / 1000) + ',' +
+                             entry.ToString(false, false, ",") + '\n';
+    {
+        // In one piece: when the stream's buffer is full, buffer and piece go to the file together,
+        // which so ends with a whole line at any moment at which the process may be killed.
+        const std::lock_guard lock(logMutex);
+        log.write(line.data(), static_cast<std::streamsize>(line.size()));
+    }
+    PrintStatus("SESSION: ", session, " ", entry.ToString(true, true, " "));
+}
+
+void Logger::Flush() {
+    const std::lock_guard lock(logMutex);
+    log.flush();
 }
 
 void Logger::OnCameraFrameAvailable(Camera& camera, kirocamera_frame_t* frame) noexcept {

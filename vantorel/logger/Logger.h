@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cstdint>
 #include <fstream>
+#include <mutex>
 #include <string>
 
 namespace vantorel {
@@ -50,6 +51,12 @@ public:
      */
     void AddEntry(LoggerEntry& entry, std::chrono::milliseconds uptime);
 
+    /**
+     * Hands the lines that are still buffered, up to 8 KiB, to the file system: for the end of a
+     * process that does not destroy its logger, and before the power is turned off. Thread-safe.
+     */
+    void Flush();
+
     void OnCameraFrameAvailable(Camera& camera, kirocamera_frame_t* frame) noexcept override;
     void OnCameraError(Camera& camera, kirocamera_error_t error) override;
 
@@ -83,6 +90,7 @@ private:
     std::atomic<FrameHeader> frameHeader{FrameHeader{}};
     std::atomic<double> frameRate{0.0};
     std::atomic<std::uint32_t> cameraErrorCount{0};
+    std::mutex logMutex; // of the log stream: Flush() comes from other threads
 };
 
 } // namespace vantorel

@@ -2,10 +2,12 @@
 
 #include "vantorel/service/private/LittleEndian.h"
 
+#include <charconv>
+#include <concepts>
 #include <cstring>
-#include <iomanip>
-#include <sstream>
+#include <limits>
 #include <string_view>
+#include <utility>
 
 namespace vantorel {
 namespace {
@@ -18,28 +20,51 @@ constexpr std::size_t diodeOffset = 103;
 constexpr std::size_t environmentOffset = 107;
 constexpr std::size_t spotOffset = 131;
 
-/** Writes fields with their labels and units as the caller wants them. */
+/**
+ * Writes fields with their labels and units as the caller wants them. Never by a stream: an
+ * application may have chosen a locale with decimal commas, and a comma ends a column.
+ */
 class FieldWriter {
 public:
     FieldWriter(bool withLabels, bool withUnits, const std::string& between)
         : labels(withLabels), units(withUnits), separator(between) {
-        text << std::fixed << std::setprecision(1);
+        text.reserve(usualLength);
     }
 
-    template <typename Value>
-    void Write(const char* label, const Value& value, const char* unit = "") {
-        text << (first ? "" : separator) << (labels ? label : "") << value << (units ? unit : "");
+    void Write(const char* label, std::string_view value, const char* unit = "") {
+        text += first ? std::string_view() : separator;
+        text += labels ? label : "";
+        text += value;
+        text += units ? unit : "";
         first = false;
     }
 
-    std::string Text() const { return text.str(); }
+    template <std::integral Value>
+    void Write(const char* label, Value value, const char* unit = "") {
+        char digits[std::numeric_limits<Value>::digits10 + 2];
+        const auto end = std::to_chars(std::begin(digits), std::end(digits), value).ptr;
+        Write(label, std::string_view(digits, end), unit);
+    }
+
+    template <std::floating_point Value>
+    void Write(const char* label, Value value, const char* unit = "") {
+        char digits[std::numeric_limits<Value>::max_exponent10 + 4]; // sign, one more, point, one
+        const auto end =
+            std::to_chars(std::begin(digits), std::end(digits), value, std::chars_format::fixed, 1)
+                .ptr;
+        Write(label, std::string_view(digits, end), unit);
+    }
+
+    std::string Text() { return std::move(text); }
 
 private:
+    static constexpr std::size_t usualLength = 256; // with labels and units
+
     const bool labels;
     const bool units;
-    const std::string& separator;
+    const std::string_view separator;
     bool first = true;
-    std::ostringstream text;
+    std::string text;
 };
 
 } // namespace
@@ -64,7 +89,7 @@ std::string LoggerEntry::ToString(bool labels, bool units, const std::string& se
     fields.Write("TBAT: ", batteryTemperature, " C");
     fields.Write("VBAT: ", batteryVoltage, " V");
     fields.Write("IBAT: ", batteryCurrent, " mA");
-    fields.Write("LBAT: ", unsigned{batteryLevel}, " %");
+    fields.Write("LBAT: ", batteryLevel, " %");
     return fields.Text();
 }
 

@@ -1,0 +1,151 @@
+// What becomes of the log when its storage fails, is damaged, or the process is killed.
+#include "tests/support/CapturedOutput.h"
+#include "tests/support/ErrorOf.h"
+#include "tests/support/PrivateMounts.h"
+#include "tests/support/TemporaryDirectory.h"
+#include "vantorel/logger/Logger.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+
+#include <sys/wait.h>
+
+namespace vantorel {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr const char* columns =
+    "Session ID,Uptime (s),Uptime (ns),ChipID,FPA Frame Count,FPA Error Count,Framerate (fps),"
+    "FPA Tdiode (Counts),FPA Temp (degC),FPA Spot Temp (degC),CPU Temp (degC),Board Temp (degC),"
+    "Battery Temp (degC),Battery Voltage (V),Battery Current (+/- mA),Battery Level (%%)\n";
+
+/** Lines of different lengths, of the uptimes 0, 1, 2, ... seconds. */
+void Log(Logger& logger, int lines) {
+    for (int line = 0; line < lines; ++line) {
+        LoggerEntry entry = logger.CreateEntry();
+        entry.cameraErrorCount = 1U << line % 31;
+        logger.AddEntry(entry, line * 1000ms);
+    }
+}
+
+/** The number of whole lines of a session, which must be the first ones; -1 if the file is torn. */
+int WholeLines(const std::string& log, const std::string& session) {
+    int count = 0;
+    std::istringstream lines(log);
+    for (std::string line; std::getline(lines, line);) {
+        if (line.starts_with(session + ',')) {
+            const bool isNext = line.starts_with(session + ',' + std::to_string(count) + ',');
+            if (!isNext || std::ranges::count(line, ',') != 15) {
+                return -1;
+            }
+            ++count;
+        }
+    }
+    return log.ends_with('\n') ? count : -1;
+}
+
+class LoggerStorageTest : public testing::Test {
+protected:
+    void TearDown() override { ::umount2((directory / "").c_str(), MNT_DETACH); }
+
+    /** Logs in a process that is killed afterwards. */
+    void LogAndDie(int lines, bool flush) {
+        const pid_t child = ::fork();
+        if (child == 0) {
+            Logger logger(directory / "");
+            Log(logger, lines);
+            if (flush) {
+                logger.Flush();
+            }
+            ::raise(SIGKILL);
+        }
+        ::waitpid(child, nullptr, 0);
+    }
+
+    void MountTmpfs(unsigned long flags, const char* options) {
+        ASSERT_EQ(::mount("tmpfs", (directory / "").c_str(), "tmpfs", flags, options), 0)
+            << std::strerror(errno);
+    }
+
+    test::CapturedOutput output;
+    test::TemporaryDirectory directory;
+};
+
+TEST_F(LoggerStorageTest, CountsSessionsThroughEveryStateOfTheirFile) {
+    for (const char* session : {"1\n", "2\n"}) {
+        Logger logger(directory / "");
+        EXPECT_EQ(directory.Read("session"), session);
+    }
+    const std::pair<std::string, const char*> rows[] = {
+        {" 41\nmore", "42\n"},
+        {"", "1\n"},
+        {"garbage", "1\n"},
+        {std::string(100, '\0'), "1\n"},
+        {"99999999999", "1\n"},
+        {"4294967294\n", "4294967295\n"},
+        {std::string(1 << 20, '9'), "1\n"},
+    };
+    for (const auto& [found, left] : rows) {
+        directory.Write("session", found);
+        Logger logger(directory / "");
+        EXPECT_EQ(directory.Read("session"), left) << found.substr(0, 20);
+    }
+    EXPECT_EQ(directory.Read("debug.csv"), columns) << "once, whatever the session is";
+}
+
+TEST_F(LoggerStorageTest, LosesOnlyBufferedWholeLinesWhenKilled) {
+    constexpr int lines = 1000;
+    LogAndDie(lines, false);
+    const std::string log = directory.Read("debug.csv");
+    const int kept = WholeLines(log, "1");
+    ASSERT_GT(kept, 0);
+    EXPECT_LT(kept, lines) << "nothing was buffered: every line costs a write to the flash";
+    const std::size_t length = log.size() / static_cast<std::size_t>(kept);
+    EXPECT_LT(static_cast<std::size_t>(lines - kept) * length, 9000U);
+
+    LogAndDie(lines, true);
+    EXPECT_THAT(directory.Read("debug.csv"), testing::StartsWith(log)) << "earlier lines changed";
+    EXPECT_EQ(WholeLines(directory.Read("debug.csv"), "2"), lines);
+}
+
+TEST_F(LoggerStorageTest, ThrowsWhenThereCanBeNoLog) {
+    VANTOREL_NEED_PRIVATE_MOUNTS();
+    std::filesystem::create_directories(directory / "taken/debug.csv");
+    const auto open = [&](const char* name) {
+        return test::ErrorOf([&] { Logger logger(directory / name); });
+    };
+    EXPECT_EQ(open("taken/"), 5);
+    EXPECT_EQ(open("missing/below/"), ENOENT);
+    MountTmpfs(MS_RDONLY, nullptr);
+    EXPECT_EQ(open(""), 5);
+    EXPECT_EQ(open("new/"), EROFS);
+}
+
+TEST_F(LoggerStorageTest, KeepsWhatFitsOnAFullDiskAndGoesOnPrinting) {
+    VANTOREL_NEED_PRIVATE_MOUNTS();
+    MountTmpfs(0, "size=65536");
+    constexpr int lines = 3000;
+    {
+        Logger logger(directory / "");
+        Log(logger, lines);
+    }
+    const std::string log = directory.Read("debug.csv");
+    EXPECT_GT(log.size(), 50000U);
+    EXPECT_GT(WholeLines(log.substr(0, log.rfind('\n') + 1), "1"), 500);
+    EXPECT_THAT(output.Take(), testing::HasSubstr("SESSION: 1 "));
+    Logger next(directory / ""); // no room for its number either
+    Log(next, lines);
+    EXPECT_THAT(output.Take(), testing::HasSubstr("NERR: " + std::to_string(1U << 23)));
+    EXPECT_EQ(directory.Read("debug.csv").substr(0, log.size()), log);
+}
+
+} // namespace
+} // namespace vantorel
