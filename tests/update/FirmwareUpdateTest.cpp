@@ -68,7 +68,6 @@ protected:
             PrintStatus("umount ", target);
             return 0;
         };
-        sys->Rmdir = [](const char*) { return 0; }; // the files are no mount's, so they stay
         sys->Rmdir = [](const char*) { return 0; }; // the drive's directory outlives its mount
         test::WriteFile("/proc/mtd", "dev:    size   erasesize  name\n"
                                      "mtd0: 00800000 00020000 \"FIT_0\"\n"
@@ -247,6 +246,9 @@ TEST_F(FirmwareUpdateTest, LooksAgainAfterABadArchiveWithoutAnError) {
              std::filesystem::create_symlink("/running-firmware", "/content/THERMAL.STR");
              Pack();
          }},
+        {"no tar", [&] { Behave("[ $1 != tar ] || exit 127"); }},
+        {"a tar that reports no damage and unpacks nothing",
+         [&] { Behave("[ $1 != tar ] || exit 0"); }},
         {"no room to unpack it",
          [&] {
              if (::mount("tmpfs", "/tmp/update", "tmpfs", 0, "size=64k") != 0) {
@@ -269,6 +271,7 @@ TEST_F(FirmwareUpdateTest, LooksAgainAfterABadArchiveWithoutAnError) {
         row.spoil();
         EXPECT_EQ(Poll(4), refusal + refusal) << row.what;
         ::umount("/tmp/update");
+        Behave("");
         EXPECT_EQ(test::ReadFile("/running-firmware"), "untouched") << row.what;
         EXPECT_TRUE(std::filesystem::is_empty("/flash")) << row.what;
 
@@ -292,6 +295,33 @@ TEST_F(FirmwareUpdateTest, CompletesNoArchiveWithWhatLiesAround) {
         ADD_FAILURE() << "old and new are mixed";
     } catch (int number) {
         EXPECT_EQ(number, ENOENT);
+    }
+}
+
+TEST_F(FirmwareUpdateTest, FlashesWhatItHasCheckedWhateverTheHostDoesMeanwhile) {
+    const std::pair<const char*, std::function<void()>> hosts[] = {
+        {"writes another archive",
+         [&] {
+             Content({"fit", "rootfs", "bqfs"}), Pack();
+         }},
+        {"cuts it short", [] { Truncate(3); }},
+        {"deletes it", [] { std::filesystem::remove("/drive/THERMAL.STR"); }},
+        {"fills it with garbage", [] { test::WriteFile("/drive/THERMAL.STR", "garbage"); }},
+    };
+    for (const auto& [deed, act] : hosts) {
+        for (int polls = 1; polls <= 4; ++polls) {
+            std::filesystem::remove_all("/tmp/var/update");
+            Construct();
+            Content({"fit", "rootfs"});
+            test::WriteFile("/content/rootfs", "checked rootfs");
+            Pack();
+            Poll(polls);
+            act();
+            EXPECT_THAT(Poll(5 - polls), HasSubstr("first: complete")) << deed << polls;
+            EXPECT_EQ(test::ReadFile("/flash/mtd2"), "new fit") << deed << polls;
+            EXPECT_EQ(test::ReadFile("/flash/mtd3"), "checked rootfs") << deed << polls;
+            EXPECT_FALSE(std::filesystem::exists("/tmp/var/update/bqfs")) << deed << polls;
+        }
     }
 }
 
