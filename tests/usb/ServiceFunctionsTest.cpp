@@ -2,6 +2,7 @@
 
 #include "tests/support/ScriptedSys.h"
 #include "tests/usb/UsbTree.h"
+#include "vantorel/system/Tools.h"
 #include "vantorel/usb/USBGadgetRndis.h"
 #include "vantorel/usb/USBGadgetSerial.h"
 
@@ -106,6 +107,36 @@ TEST_F(ServiceFunctionsTest, NumberTheLinesOfAllSerialPorts) {
     for (int lines = 0; lines < 4; ++lines) {
         shell.OnUnbind(); // the numbers are the process's, other tests count on 0
     }
+}
+
+TEST_F(ServiceFunctionsTest, FreeTheLineBeforeTheyRemoveIt) {
+    test::CoverWithTmpfs("/dev");
+    const std::string line = "/dev/ttyGS0";
+    test::WriteFile(line, "");
+    test::WriteFile("/dev/null", ""); // a shell's job in the background wants it
+    // A shell with a job in the background.
+    root->Behave("case $1 in getty) exec 9</dev/ttyGS0; cat </never & read line </never;; "
+                 "ln) shift; exec /bin/ln \"$@\";; esac");
+    const auto users = [&] {
+        const std::filesystem::directory_iterator processes("/proc");
+        return std::ranges::count_if(processes, [&](const auto& process) {
+            return Tools::GetFd(std::atoi(process.path().filename().c_str()), line) != -1;
+        });
+    };
+    USBGadgetSerial serial("serial", "udc.0", false, true);
+    for (const std::size_t calls : {2U, 4U}) { // ln and getty, each time
+        serial.OnAdd();
+        Bind({&serial});
+        EXPECT_TRUE(test::Eventually([&] { return users() == 2; }));
+        serial.OnUnbind();
+        EXPECT_EQ(users(), 2);
+        serial.OnRemove();
+        EXPECT_EQ(users(), 0);
+        Bind({&serial}); // a worker that comes too late
+        serial.OnUnbind();
+        EXPECT_EQ(root->Calls().size(), calls);
+    }
+    ::umount2("/dev", MNT_DETACH);
 }
 
 TEST_F(ServiceFunctionsTest, SurviveThatNoProcessCanBeHad) {

@@ -3,6 +3,7 @@
 #include "vantorel/service/Error.h"
 #include "vantorel/service/private/Sleep.h"
 #include "vantorel/system/Tools.h"
+#include "vantorel/usb/private/LineServers.h"
 
 #include <chrono>
 #include <thread>
@@ -22,22 +23,25 @@ USBGadgetSerial::USBGadgetSerial(std::string gadgetName, std::string controller,
                                  bool withGetty)
     : USBGadget(std::move(gadgetName), "acm", std::move(controller)),
       debugger(withDebugger),
-      getty(withGetty) {}
+      getty(withGetty),
+      servers(std::make_shared<LineServers>()) {}
 
 USBGadgetSerial::~USBGadgetSerial() = default;
 
 void USBGadgetSerial::OnAdd() noexcept {
+    servers->Allow();
     CreateFunction();
     LinkFunction();
 }
 
 void USBGadgetSerial::OnRemove() noexcept {
     UnlinkFunction();
+    servers->End();
     RemoveFunction();
 }
 
 void USBGadgetSerial::OnBind() noexcept {
-    std::thread(ServeLine, debugger, getty).detach();
+    std::thread(ServeLine, debugger, getty, servers).detach();
 }
 
 void USBGadgetSerial::OnUnbind() noexcept {
@@ -45,7 +49,8 @@ void USBGadgetSerial::OnUnbind() noexcept {
 }
 
 // Detached, so without the object: it may be gone before the delay is over.
-void USBGadgetSerial::ServeLine(bool withDebugger, bool withGetty) {
+void USBGadgetSerial::ServeLine(bool withDebugger, bool withGetty,
+                                const std::shared_ptr<LineServers>& servers) {
     if (!withDebugger && !withGetty) {
         ++_count; // its line exists all the same
         return;
@@ -53,11 +58,9 @@ void USBGadgetSerial::ServeLine(bool withDebugger, bool withGetty) {
     SleepFor(lineDelay);
     const std::string line = "/dev/ttyGS" + std::to_string(_count.fetch_add(1));
     try {
-        if (withDebugger) {
-            Tools::GdbserverStart(line);
-        } else {
-            Tools::GettyStart(line, "115200");
-        }
+        servers->Start(line, [&] {
+            return withDebugger ? Tools::GdbserverStart(line) : Tools::GettyStart(line, "115200");
+        });
     } catch (const Error&) {
         // No process to be had: the line is there without a server.
     }

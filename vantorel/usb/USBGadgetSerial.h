@@ -3,17 +3,21 @@
 #include "vantorel/usb/USBGadget.h"
 
 #include <atomic>
+#include <memory>
 #include <string>
 
 namespace vantorel {
+
+class LineServers;
 
 /**
  * A CDC ACM serial port. Two seconds after it has been bound, its line on the device's side,
  * "/dev/ttyGS" and a number, carries a debug server or a root shell without log-in, or nothing.
  *
  * Lines are numbered over all objects, in the order in which their workers run; each unbinding
- * gives one number back. What was started on a line keeps running. One serial function per
- * controller: the function's name in the configuration does not tell two apart.
+ * gives one number back. What was started on a line keeps running until the function is removed.
+ * One serial function per controller: the function's name in the configuration does not tell two
+ * apart.
  */
 class VANTOREL_EXPORT USBGadgetSerial final : public USBGadget {
 public:
@@ -28,18 +32,24 @@ public:
     ~USBGadgetSerial() override;
 
     void OnAdd() noexcept override;
+    /**
+     * Kills what was started on the line and whatever else has it open: the kernel would wait for
+     * them without an end.
+     */
     void OnRemove() noexcept override;
     /** Starts a detached worker that puts the server or shell on the line. */
     void OnBind() noexcept override;
     void OnUnbind() noexcept override;
 
 private:
-    static void ServeLine(bool withDebugger, bool withGetty);
+    static void ServeLine(bool withDebugger, bool withGetty,
+                          const std::shared_ptr<LineServers>& servers);
 
     static std::atomic<int> _count;
 
     bool debugger;
     bool getty;
+    std::shared_ptr<LineServers> servers; // shared with workers, which may outlive the object
 };
 
 } // namespace vantorel

@@ -46,6 +46,7 @@
       (path, buffer, size))                                                                        \
     X(pid_t, Fork, ::fork, (), ())                                                                 \
     X(pid_t, Waitpid, ::waitpid, (pid_t pid, int* status, int options), (pid, status, options))    \
+    X(int, Kill, ::kill, (pid_t pid, int signal), (pid, signal))                                   \
     X(void, Sync, ::sync, (), ())                                                                  \
     X(int, Reboot, ::reboot, (int command), (command))                                             \
     X(int, Eventfd, ::eventfd, (unsigned initial, int flags), (initial, flags))                    \

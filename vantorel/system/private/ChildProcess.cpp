@@ -66,10 +66,15 @@ pid_t Fork() {
 }
 
 /**
- * An application that waits for its signals blocks them in all of its threads, and a block survives
- * an exec: a server started with it could not be stopped by its init script.
+ * What the application does with signals is not for its children. An application that waits for its
+ * signals blocks them in all of its threads, and a block survives an exec: a server started with it
+ * could not be stopped by its init script. So does ignoring a signal, and in a shell that began
+ * with it Ctrl-C would do nothing. A supervisor, which never execs, would keep the handlers even.
  */
-void UnblockSignals() {
+void ResetSignals() {
+    for (int signal = 1; signal < NSIG; ++signal) {
+        ::signal(signal, SIG_DFL);
+    }
     sigset_t none;
     ::sigemptyset(&none);
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
@@ -87,7 +92,7 @@ void CloseAsAnExecWould() {
 
 /** Runs in a child of a process with threads: system calls only. */
 [[noreturn]] void Supervise(char* const* arguments) {
-    UnblockSignals();
+    ResetSignals();
     CloseAsAnExecWould();
     while (true) {
         const pid_t child = ::_Fork();
@@ -110,7 +115,7 @@ pid_t StartChild(const std::vector<std::string>& arguments,
     const ExecList environmentList(entries);
     const pid_t child = Fork();
     if (child == 0) {
-        UnblockSignals();
+        ResetSignals();
         ::execve(argumentList.Get()[0], argumentList.Get(), environmentList.Get());
         ::_exit(cannotRun);
     }
