@@ -1,0 +1,106 @@
+#pragma once
+
+#include "tools/vantorel-log/LogReader.h"
+
+#include <nlohmann/json.hpp>
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <ostream>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace vantorel::logtool {
+
+/** One run of the device: lines of one session number, whose uptimes rise. */
+class Session {
+public:
+    Session(std::size_t line, const Record& record);
+
+    /** Whether the record continues this run. */
+    bool Continues(const Record& record) const;
+    void Add(std::size_t line, const Record& record);
+
+    struct Gaps {
+        std::uint64_t count = 0;
+        std::uint64_t seconds = 0;
+        std::uint64_t longest = 0;
+        std::size_t line = 0; ///< the one after the longest gap
+    };
+
+    std::uint64_t Number() const { return number; }
+    std::size_t FirstLine() const { return firstLine; }
+    std::uint64_t Lines() const { return lines; }
+    double Begin() const { return firstUptime; }
+    double Duration() const { return lastUptime - firstUptime; }
+    /** The usual time between lines, in whole seconds. */
+    std::optional<std::uint64_t> Interval() const;
+    /** Times between lines that are not the usual one, even with its rounding to seconds. */
+    Gaps FindGaps() const;
+
+    struct Battery {
+        double uptime;
+        double level;
+    };
+    /** The first and the last reading of the fuel gauge. */
+    const std::optional<Battery>& FirstBattery() const { return firstBattery; }
+    const Battery& LastBattery() const { return lastBattery; }
+    /** Percent an hour; nothing when the session is too short for levels in whole percent. */
+    std::optional<double> DrainPerHour() const;
+
+private:
+    struct Steps {
+        std::uint64_t count = 0;
+        std::size_t firstLine = 0;
+    };
+
+    std::uint64_t number;
+    std::size_t firstLine;
+    std::uint64_t lines = 0;
+    double firstUptime;
+    double lastUptime;
+    std::map<std::uint64_t, Steps> steps; // by their length
+    std::optional<Battery> firstBattery;
+    Battery lastBattery{};
+};
+
+/** What a whole log tells, line by line. */
+class Summary final : public LogReceiver {
+public:
+    struct Range {
+        double least = 0;
+        double most = 0;
+        double sum = 0;
+        std::uint64_t count = 0;
+        void Add(double value);
+        double Mean() const { return sum / static_cast<double>(count); }
+    };
+
+    void OnRecord(std::size_t line, const Record& record) override;
+    void OnProblem(const Problem& problem) override;
+
+    const std::vector<Session>& Sessions() const { return sessions; }
+    /** Why the file is no log at all; null when it is one. */
+    const Problem* WhyUnknown() const {
+        const bool isUnknown = records == 0 && problems[Problem::Heading] > 0;
+        return isUnknown ? &*firstProblem : nullptr;
+    }
+    void Print(std::ostream& out) const;
+    nlohmann::ordered_json ToJson() const;
+
+private:
+    void PrintSessions(std::ostream& out) const;
+    void PrintColumns(std::ostream& out) const;
+
+    std::uint64_t records = 0;
+    std::vector<Session> sessions;
+    std::array<Range, columnCount> ranges{};
+    std::set<std::string, std::less<>> chips;
+    std::array<std::uint64_t, Problem::kindCount> problems{};
+    std::optional<Problem> firstProblem;
+};
+
+} // namespace vantorel::logtool

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <ostream>
+
+namespace vantorel::logtool {
+
+/** What the program ends with; documented in the manual page. */
+enum ExitCode {
+    exitSuccess = 0,
+    exitProblems = 1, ///< check found something, or the file is no log
+    exitUsage = 2,    ///< wrong arguments
+    exitInput = 3,    ///< the log cannot be read
+    exitOutput = 4,   ///< the result cannot be written, or gnuplot is missing or failed
+};
+
+/** The whole program but for its standard streams. */
+ExitCode RunTool(int count, const char* const* values, std::ostream& out, std::ostream& err);
+
+} // namespace vantorel::logtool
