@@ -4,8 +4,10 @@
  * much. Standard output goes to /dev/null. docs/log-format.md has the results.
  */
 #include "vantorel/logger/Logger.h"
+#include "tests/support/CameraSimulator.h"
 #include "tests/support/CountedAllocations.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "vantorel/camera/CameraManager.h"
 #include "vantorel/logger/LoggerService.h"
 
 #include <benchmark/benchmark.h>
@@ -47,12 +49,33 @@ void Count(benchmark::State& state, const std::string& file, int allocationsBefo
         static_cast<double>(test::allocations - allocationsBefore) / cycles;
 }
 
+/** A frame with the header of a camera that has run for three days. */
+void GiveFrame(Logger& logger) {
+    test::ManualCamera sdk;
+    CameraManager manager(0);
+    manager.AddObserver(logger);
+    manager.Start();
+    const auto put = [](std::uint32_t offset, auto value) {
+        kirocamera_sim_set_header(offset, &value, sizeof value);
+    };
+    put(22, std::uint64_t{260123456789012});
+    kirocamera_sim_set_header(30, "4B1D0C7A92E5", 13);
+    put(99, std::uint32_t{7803703});
+    put(103, std::uint32_t{8118});
+    put(107, 22.1F);
+    put(131, 36.6F);
+    sdk.Connect();
+    manager.OnConnectionStateChanged(ConnectionState::Battery, ConnectionState::Undetermined);
+    sdk.Frame();
+}
+
 void Cycle(benchmark::State& state) {
     const test::TemporaryDirectory directory;
     const DiscardedOutput output;
     int before = 0;
     {
         Logger logger(directory / "");
+        GiveFrame(logger);
         FuelGauge& nobody = *reinterpret_cast<FuelGauge*>(&state); // never looked at
         logger.OnFuelGaugeLevelQuery(nobody, 80);
         logger.OnFuelGaugeCurrentQuery(nobody, -350);
@@ -80,15 +103,16 @@ void BareCycle(benchmark::State& state) {
         int length = std::snprintf(line, sizeof line,
                                    "%u,%lld,%llu,%s,%u,%u,%.1f,%u,%.1f,%.1f,%.1f,%.1f,%.1f,%.1f,%d,"
                                    "%u\n",
-                                   1U, uptime / 1000, 0ULL, "", 0U, 0U, 0.0, 0U, 0.0, 0.0, 0.0, 0.0,
-                                   24.95, 3.87, -350, 80U);
+                                   1U, uptime / 1000, 260123456789012ULL, "4B1D0C7A92E5", 7803703U,
+                                   0U, 29.9, 8118U, 22.1, 36.6, 0.0, 0.0, 24.95, 3.87, -350, 80U);
         std::fwrite(line, 1, static_cast<std::size_t>(length), file.get());
         length = std::snprintf(
             line, sizeof line,
             "SESSION: %u UPTIME: %llu ns CID: %s NFIELD: %u NERR: %u FPS: %.1f TDIODE: %u TENV: "
             "%.1f C TSPOT: %.1f C TCPU: %.1f C TBRD: %.1f C TBAT: %.1f C VBAT: %.1f V IBAT: %d mA "
             "LBAT: %u %%\n",
-            1U, 0ULL, "", 0U, 0U, 0.0, 0U, 0.0, 0.0, 0.0, 0.0, 24.95, 3.87, -350, 80U);
+            1U, 260123456789012ULL, "4B1D0C7A92E5", 7803703U, 0U, 29.9, 8118U, 22.1, 36.6, 0.0, 0.0,
+            24.95, 3.87, -350, 80U);
         benchmark::DoNotOptimize(::write(null, line, static_cast<std::size_t>(length)));
         uptime += 5000;
     }
