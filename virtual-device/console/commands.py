@@ -1,6 +1,7 @@
 """The console protocol: one command a line, answered "ok" or "error REASON"."""
 
 import shlex
+import shutil
 import time
 from pathlib import Path
 
@@ -23,8 +24,10 @@ reboot                      cut the power and boot again from the same flash
 expect TEXT [SECONDS]       wait for a status line that contains TEXT (10 s)
 expect-pixel X Y RRGGBB [SECONDS]  wait until the display shows that colour there (10 s)
 expect-poweroff [SECONDS]   wait until the device has powered off (10 s)
-power-on                    in a script, after that: boot the device again
+expect-cut [SECONDS]        wait until the flash has cut the power (10 s)
+power-on                    in a script, after either: boot the device again
 screenshot FILE.png         what the display shows
+put FILE PATH               copies a file of the development machine onto the device
 shell COMMAND               on the device, for up to 60 s
 host COMMAND                on the USB host's side
 wait SECONDS
@@ -225,14 +228,20 @@ class Console:
                     raise Failure(f"no status line with {text!r} in {seconds:g} s")
                 machine.changed.wait(remaining)
 
-    def do_expect_poweroff(self, arguments):
+    def _expect_end(self, arguments, usage: str, reason: str):
         if len(arguments) > 1:
-            raise Failure("usage: expect-poweroff [SECONDS]")
+            raise Failure(f"usage: {usage} [SECONDS]")
         seconds = _number(arguments[0], 0, 3600, float) if arguments else 10
         if not self.machine.ended.wait(seconds):
             raise Failure(f"the device is still on after {seconds:g} s")
-        if self.machine.end_reason != "guest-shutdown":
+        if self.machine.end_reason != reason:
             raise Failure(f"the device ended by {self.machine.end_reason}")
+
+    def do_expect_cut(self, arguments):
+        self._expect_end(arguments, "expect-cut", "guest-reset")
+
+    def do_expect_poweroff(self, arguments):
+        self._expect_end(arguments, "expect-poweroff", "guest-shutdown")
         if self.machine.exit_status != 0:
             raise Failure(f"QEMU ended with {self.machine.exit_status}")
 
@@ -276,6 +285,14 @@ class Console:
 
     def do_shell(self, command):
         self._shell(command)
+
+    def do_put(self, arguments):
+        _need(arguments, 2, "put FILE PATH")
+        try:
+            shutil.copy(arguments[0], self.machine.share / "out" / "put")
+        except OSError as error:
+            raise Failure(str(error)) from None
+        self.machine.check(f"mv /host/out/put {shlex.quote(arguments[1])}")
 
     def do_host(self, command):
         self._shell("exec nsenter -t $(cat /run/host-namespace) -n sh -c "
