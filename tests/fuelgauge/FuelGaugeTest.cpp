@@ -88,15 +88,6 @@ TEST_F(FuelGaugeTest, ReadsItsRegisters) {
     EXPECT_THAT(Readings(), ElementsAre(255.0f, 32767.0f, 65.535f, -273.15f));
 }
 
-TEST_F(FuelGaugeTest, ReadsAsNothingWithoutAnAcknowledgeButNotForOtherErrors) {
-    bus.answering.clear();
-    EXPECT_THAT(Readings(), ElementsAre(0.0f, 0.0f, 0.0f, 0.0f));
-    bus.errors = {{"55 w 20 r 1", EIO}, {"55 w 22 r 2", ETIMEDOUT}, {"55 w 06 r 2", EREMOTEIO}};
-    EXPECT_EQ(ErrorOf([&] { gauge->Level(); }), EIO);
-    EXPECT_EQ(ErrorOf([&] { gauge->Current(); }), ETIMEDOUT);
-    EXPECT_EQ(ErrorOf([&] { gauge->Temperature(); }), EREMOTEIO);
-}
-
 TEST_F(FuelGaugeTest, FindsTheBatteryByItsFlag) {
     for (const int flags : {0x00, 0x08, 0xF7, 0xFF}) {
         bus.Answer(0x55, 0x0A, {static_cast<std::uint8_t>(flags)});
@@ -122,29 +113,23 @@ TEST_F(FuelGaugeTest, FindsAGaugeInRomModeAndStaysWithIt) {
     EXPECT_FALSE(gauge->IsBatteryConnected());
 }
 
-TEST_F(FuelGaugeTest, IsMaintainedByItsSequences) {
-    gauge->SetAddress(0x0B);
-    bus.Take();
-    gauge->Unseal();
-    const std::vector<std::string> unseal{"address 55",    "55 w 00 21 5c", "55 w 00 47 1e",
-                                          "55 w 00 b4 b4", "55 w 00 b4 b4", "sleep 1000"};
-    EXPECT_EQ(bus.Take(), unseal);
-
-    bus.answering.insert(0x0B);
-    gauge->EnterRomMode();
-    gauge->ExitRomMode();
-    EXPECT_THAT(bus.Take(), ElementsAre("address 55", "55 w 00 00 0f", "sleep 1000", "address 0b",
-                                        "0b w 00 0f", "0b w 64 0f 00", "sleep 4000", "address 55"));
-
-    bus.errors = {{"55 w 00 41 00", ENXIO}}; // as the gauge restarts
-    EXPECT_EQ(ErrorOf([&] { gauge->Reset(); }), 0);
-    auto reset = unseal;
-    reset.push_back("55 w 00 41 00");
-    EXPECT_EQ(bus.Take(), reset);
-    bus.errors = {{"55 w 00 41 00", EIO}};
-    EXPECT_EQ(ErrorOf([&] { gauge->Reset(); }), EIO);
-    bus.answering.clear(); // not acknowledging the keys is no restart
-    EXPECT_EQ(ErrorOf([&] { gauge->Reset(); }), ENXIO);
+TEST_F(FuelGaugeTest, IsResetAfterItsKeysAndMayBeGoneBeforeItAcknowledges) {
+    const struct {
+        const char* transfer;
+        int error, thrown;
+    } cases[] = {{"", 0, 0},
+                 {"55 w 00 41 00", ENXIO, 0},
+                 {"55 w 00 41 00", EIO, EIO},
+                 {"55 w 00 47 1e", ENXIO, ENXIO}}; // not acknowledging a key is no restart
+    for (const auto& [transfer, error, thrown] : cases) {
+        gauge->SetAddress(0x0B);
+        bus.errors = {{transfer, error}};
+        bus.Take();
+        EXPECT_EQ(ErrorOf([&] { gauge->Reset(); }), thrown);
+        const auto notes = bus.Take();
+        EXPECT_EQ(notes[0], "address 55");
+        EXPECT_EQ(notes.back(), thrown == ENXIO ? transfer : "55 w 00 41 00");
+    }
 }
 
 TEST_F(FuelGaugeTest, RefusesWhatNoMessageCanHold) {
@@ -154,18 +139,6 @@ TEST_F(FuelGaugeTest, RefusesWhatNoMessageCanHold) {
     EXPECT_EQ(ErrorOf([&] { gauge->WriteRegister(0, bytes.data(), 0xffff); }), EINVAL);
     EXPECT_THAT(bus.Take(), ElementsAre());
     EXPECT_EQ(ErrorOf([&] { gauge->WriteRegister(0, bytes.data(), 0xfffe); }), 0);
-}
-
-TEST_F(FuelGaugeTest, IsUpToDateWhileNoFlashStreamWaits) {
-    int result = 0;
-    sys->Access = [&](const char* path, int mode) {
-        EXPECT_STREQ(path, "/tmp/var/update/bqfs");
-        EXPECT_EQ(mode, F_OK);
-        return result == 0 ? 0 : FailWith(result);
-    };
-    EXPECT_FALSE(gauge->IsUpdated());
-    result = ENOENT;
-    EXPECT_TRUE(gauge->IsUpdated());
 }
 
 // The connection manager looks for the battery while the gauge's own service reads it.

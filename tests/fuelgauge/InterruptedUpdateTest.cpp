@@ -8,12 +8,9 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
-#include <numeric>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -163,7 +160,7 @@ protected:
     bool streamWaits = true;
     std::string stream;
     int transfers = 0;
-    long slept = 0;
+    std::int64_t slept = 0;
     int failingTransfer = 0; // counted from 1
     int failure = 0;         // its errno; 0 for a wrong bit in what is read
 
@@ -200,8 +197,8 @@ private:
 };
 
 TEST_F(InterruptedUpdate, TakesOneTransferPerLineAndSleepsForNothingElse) {
-    long lines = 0;
-    long waits = 0;
+    std::int64_t lines = 0;
+    std::int64_t waits = 0;
     for (const std::string line : streamLines) {
         lines += line[0] == 'W' || line[0] == 'C';
         waits += line[0] == 'X' ? std::stol(line.substr(3)) : 0;
@@ -218,23 +215,21 @@ TEST_F(InterruptedUpdate, TakesOneTransferPerLineAndSleepsForNothingElse) {
 TEST_F(InterruptedUpdate, IsCompletedByTheNextStartWhereverThePowerWent) {
     const std::vector<Moment> moments = StartNoting();
     ASSERT_GT(moments.size(), std::size(streamLines) - 10); // comments apart
+    enum Cut { before, within, withTheBattery };
     for (std::size_t i = 0; i < moments.size(); i += stride) {
-        const auto& message = moments[i].message;
-        for (const bool torn : {false, true}) {
-            for (const bool batteryToo : {false, true}) {
-                if (torn && message.empty()) {
-                    continue;
-                }
-                GoTo(moments[i]);
-                if (torn) {
-                    gauge_write(&model, gauge_address(&model), message.data(), message.size() / 2);
-                }
-                if (batteryToo) {
-                    gauge_power_cycle(&model);
-                }
-                EXPECT_TRUE(Start()) << "moment " << i << torn << batteryToo;
-                EXPECT_EQ(Missing(), "") << "moment " << i << torn << batteryToo;
+        for (const Cut cut : {before, within, withTheBattery}) {
+            const auto& message = moments[i].message;
+            if (cut == within && message.size() < 2) {
+                continue; // nothing to cut through
             }
+            GoTo(moments[i]);
+            if (cut == within) {
+                gauge_write(&model, gauge_address(&model), message.data(), message.size() / 2);
+            } else if (cut == withTheBattery) {
+                gauge_power_cycle(&model);
+            }
+            EXPECT_TRUE(Start()) << "moment " << i << ", cut " << cut;
+            EXPECT_EQ(Missing(), "") << "moment " << i << ", cut " << cut;
         }
     }
 }
@@ -258,7 +253,7 @@ TEST_F(InterruptedUpdate, IsCompletedByTheNextStartWhicheverTransferFailed) {
     EXPECT_TRUE(Start());
     const int count = transfers;
     const int failures[] = {ENXIO, ETIMEDOUT, EAGAIN, 0};
-    for (int i = 2; i <= count; i += static_cast<int>(stride)) {
+    for (int i = 2; i <= count; i += 3 * static_cast<int>(stride)) {
         Renew();
         failingTransfer = i;
         failure = failures[i % 4];
@@ -266,6 +261,54 @@ TEST_F(InterruptedUpdate, IsCompletedByTheNextStartWhicheverTransferFailed) {
         failingTransfer = 0;
         EXPECT_TRUE(Start()) << "transfer " << i;
         EXPECT_EQ(Missing(), "") << "transfer " << i;
+    }
+}
+
+// What has made useless gauges elsewhere: long lines cut off, waits too short, a stream for another
+// gauge; and what this device's way into ROM mode and out of it does not allow.
+TEST_F(InterruptedUpdate, IsCompletedByTheRightStreamAfterAWrongOne) {
+    const std::string good = stream;
+    const auto edited = [&](auto edit) {
+        std::string text;
+        for (std::string line : streamLines) {
+            edit(line);
+            text += line;
+        }
+        return text;
+    };
+    const auto replaced = [&](const std::string& from, const std::string& to) {
+        return edited([&](std::string& line) { line = line == from ? to : line; });
+    };
+    enum Outcome { untouched, broken, taken, complete, repeated };
+    const struct {
+        std::string text;
+        Outcome outcome;
+    } streams[] = {
+        {edited([](std::string& line) { line.insert(line.size() - 1, "\r"); }), complete},
+        {good.substr(0, good.size() - 1), complete}, // no end of the last line
+        {"W: AA 00 21 5C\n" + good, untouched},
+        {replaced("C: 16 04 20 05\n", "C: 16 04 21 04\n"), untouched},
+        {replaced("X: 150\n", ""), broken},
+        {replaced("X: 2\n", "X: 1\n"), broken},
+        {edited([](std::string& line) { line = line.substr(0, 200) + '\n'; }), broken},
+        {good.substr(0, good.size() / 2), taken}, // nothing tells it from a whole one
+        {good.substr(0, good.find("X: 4000\n")) + "X: 4000\n", repeated},
+    };
+    for (const auto& [text, outcome] : streams) {
+        SCOPED_TRACE(text.size());
+        Renew();
+        const gauge_content before = *gauge_flash(&model);
+        stream = text;
+        EXPECT_TRUE(Start());
+        now += 1000; // what it was doing comes to its end
+        const bool same = std::memcmp(&before, gauge_flash(&model), sizeof before) == 0;
+        EXPECT_EQ(same, outcome == untouched);
+        EXPECT_EQ(streamWaits, outcome != complete && outcome != taken);
+        EXPECT_EQ(gauge_address(&model) == GAUGE_ADDRESS, outcome >= complete);
+        stream = good;
+        streamWaits = true;
+        EXPECT_TRUE(Start());
+        EXPECT_EQ(Missing(), "");
     }
 }
 

@@ -5,12 +5,14 @@ import shutil
 import time
 from pathlib import Path
 
+import gauge
+from debugger import attach
 from machine import Failure, Machine
 from picture import pixel, ppm_to_png
 
-HELP = """\
+HELP = f"""\
 battery on|off|level PERCENT|current MA|voltage MV|temperature C
-gauge nack on|off
+{gauge.HELP}
 charger on|off
 fixture 0..2 on|off
 temperature board|cpu C
@@ -18,7 +20,9 @@ button power|torch|reset down|up|click|hold SECONDS|doubleclick
 button plug|unplug          the whole input device
 camera connect|disconnect|error CODE|rate HZ
 cable plug|unplug           whether a USB host is at the other end of the cable
-start                       start the application; set initial conditions before
+start [debugger]            start the application; set initial conditions before. With a debug
+                            server on the USB serial line instead of the shell
+gdb TEXT COMMAND...         gdb commands on that line, attached to the application; wait for TEXT
 stop                        ask the application to end
 reboot                      cut the power and boot again from the same flash
 expect TEXT [SECONDS]       wait for a status line that contains TEXT (10 s)
@@ -115,9 +119,7 @@ class Console:
             raise Failure(f"usage: {usage}")
 
     def do_gauge(self, arguments):
-        if len(arguments) != 2 or arguments[0] != "nack":
-            raise Failure("usage: gauge nack on|off")
-        self.board(f"nack {_switch(arguments[1])}")
+        gauge.execute(self, arguments)
 
     def do_charger(self, arguments):
         _need(arguments, 1, "charger on|off")
@@ -192,17 +194,27 @@ class Console:
         return self.machine.run("kill -0 $(cat /run/application.pid)")[0] == 0
 
     def do_start(self, arguments):
-        _need(arguments, 0, "start")
+        if arguments not in ([], ["debugger"]):
+            raise Failure("usage: start [debugger]")
         if self.application_runs():
             raise Failure("the application runs already")
         settings = " ".join(f"{name}={value}" for name, value in self.camera.items())
-        self.machine.check(f"/usr/libexec/vantorel/start {settings}")
+        option = "--serial-debugger" if arguments else ""
+        self.machine.check(f"/usr/libexec/vantorel/start {settings} {option}")
 
     def do_stop(self, arguments):
         _need(arguments, 0, "stop")
         if not self.application_runs():
             raise Failure("the application does not run")
         self.machine.check("kill -TERM $(cat /run/application.pid)")
+
+    def do_gdb(self, arguments):
+        if len(arguments) < 2:
+            raise Failure("usage: gdb TEXT COMMAND...")
+        output = attach(self.machine, arguments[1:])
+        self.say(output.rstrip("\n"))
+        if arguments[0] not in output:
+            raise Failure(f"gdb does not say {arguments[0]!r}")
 
     def do_reboot(self, arguments):
         _need(arguments, 0, "reboot")

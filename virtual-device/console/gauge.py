@@ -1,0 +1,70 @@
+"""The console's commands for the fuel gauge: its faults, its content, streams for it."""
+
+import errno
+import shutil
+import subprocess
+from pathlib import Path
+
+from machine import Failure
+
+HELP = """\
+gauge nack on|off           whether it acknowledges nothing
+gauge new|power-cycle       another one as from its maker; its battery out and in
+gauge fault ERRNO N         the Nth transfer from now fails, as by ENXIO or ETIMEDOUT
+gauge fault corrupt N       the Nth read from now has a wrong bit
+gauge fault hang MS         it holds the bus's clock for that long
+gauge fault rom on|off      it does not leave ROM mode
+gauge reset-time MS         how long it is silent while its firmware starts
+gauge type NUMBER           which gauge it is
+gauge dump|log FILE         its flash, or the bus's last transfers, into a file here
+gauge stream [OPTION...]    make-gauge-stream, to /host/out/bqfs and, as the flash is then, .../flash
+gauge archive               make-update of fit, rootfs and bqfs in /host/out, to .../THERMAL.STR"""
+
+TOOLS = Path(__file__).resolve().parents[1]
+DEBUG = "/sys/kernel/debug/vantorel-board"
+
+
+def _board_command(arguments: list) -> str:
+    """The board's command for one of the console's; the board itself judges the numbers."""
+    match arguments:
+        case ["nack", "on" | "off" as state]:
+            return f"nack {int(state == 'on')}"
+        case ["new" | "power-cycle" as what]:
+            return f"gauge-{what}"
+        case ["fault", "rom", "on" | "off" as state]:
+            return f"stay-in-rom {int(state == 'on')}"
+        case ["fault", "hang", milliseconds]:
+            return f"hang {milliseconds}"
+        case ["fault", "corrupt", number] if number.isdecimal():
+            return f"corrupt 1 {int(number) - 1}"
+        case ["fault", name, number] if number.isdecimal() and hasattr(errno, name):
+            return f"i2c-error {getattr(errno, name)} 1 {int(number) - 1}"
+        case ["reset-time", milliseconds]:
+            return f"reset-time {milliseconds}"
+        case ["type", number]:
+            return f"gauge-type {number}"
+    raise Failure("usage: " + HELP.replace("\n", "\n       "))
+
+
+def _tool(name: str, *arguments):
+    done = subprocess.run([TOOLS / name, *arguments], capture_output=True, text=True)
+    if done.returncode != 0:
+        raise Failure(done.stderr.strip() or f"{name} ended with {done.returncode}")
+
+
+def execute(console, arguments: list):
+    out = console.machine.share / "out"
+    match arguments:
+        case ["dump" | "log" as what, file]:
+            source = {"dump": "gauge-flash", "log": "transfers"}[what]
+            console.machine.check(f"cat {DEBUG}/{source} > /host/out/{source}")
+            try:
+                shutil.copyfile(out / source, file)
+            except OSError as error:
+                raise Failure(str(error)) from None
+        case ["stream", *options]:
+            _tool("make-gauge-stream", *options, "--content", out / "flash", out / "bqfs")
+        case ["archive"]:
+            _tool("make-update", out / "fit", out / "rootfs", out / "bqfs", out / "THERMAL.STR")
+        case _:
+            console.board(_board_command(arguments))
