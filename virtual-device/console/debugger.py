@@ -2,12 +2,14 @@
 
 import os
 import socket
+import subprocess
 import threading
 from pathlib import Path
 
 from machine import Failure, Machine
 
 TIME_LIMIT = 24 * 3600  # seconds
+GDB_TIME_LIMIT = 60  # seconds for the commands of one attach()
 
 
 def _pump(source: socket.socket, target: socket.socket):
@@ -51,3 +53,30 @@ def debug(machine: Machine, program, port: int, say) -> int:
     status, _ = machine.run("KIROCAMERA_SIM_CONTROL=/run/camera gdbserver --once "
                             f"/dev/vantorel/debug {path} >&4 2>&1", TIME_LIMIT)
     return status
+
+
+def attach(machine: Machine, commands: list) -> str:
+    """gdb at the USB host's end of the serial line, attached to the application; what it says."""
+    listener = socket.create_server(("127.0.0.1", 0))
+    threading.Thread(target=_join, args=(listener, machine.connect("debug")), daemon=True).start()
+    machine.check("/usr/libexec/vantorel/line-bridge >/dev/null 2>&1 &")
+    process = machine.check("cat /run/application.pid").strip()
+    folders = {str(library.parent) for library in machine.artifacts.glob("**/lib*.so*")}
+    settings = ["set remotetimeout 30", "set print thread-events off",
+                f"set sysroot {machine.image}/root",
+                f"set solib-search-path {':'.join(sorted(folders))}",
+                f"target extended-remote 127.0.0.1:{listener.getsockname()[1]}",
+                f"attach {process}"]
+    arguments = [part for command in settings + commands for part in ("-ex", command)]
+    try:
+        return subprocess.run(
+            ["gdb-multiarch", "-nx", "-batch", "-iex", "set auto-load off", *arguments,
+             machine.artifacts / "app/vantorel-app"],
+            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
+            errors="replace", timeout=GDB_TIME_LIMIT, check=False).stdout
+    except FileNotFoundError:
+        raise Failure("no gdb-multiarch; scripts/install-packages debug installs it") from None
+    except subprocess.TimeoutExpired as late:
+        raise Failure(f"gdb has not ended after {GDB_TIME_LIMIT} s: {late.output}") from None
+    finally:
+        listener.close()

@@ -80,10 +80,11 @@ class Machine:
         for library in self.artifacts.glob("**/lib*.so*"):
             if not library.is_symlink():
                 self._install(library, self.share / "lib" / self._soname(library))
-        # The application, and the service program for the other end of the USB cable.
+        # The application, and the programs for the other end of the USB cable.
         for program in ("app/vantorel-app", "host/vantorel-host"):
             if (self.artifacts / program).exists():
                 self._install(self.artifacts / program, self.share / "bin" / Path(program).name)
+        shutil.copy(self.image / "userland/usr/bin/dbclient", self.share / "bin")
 
     def _soname(self, library: Path) -> str:
         """libX.so.1.2.3 is looked for as libX.so.1."""
