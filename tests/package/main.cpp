@@ -1,5 +1,5 @@
-// Uses the installed package as a stranger would: catches the library's exception across its border,
-// runs a service, and implements an observer.
+// Uses the installed package as a stranger would: catches the library's exception across its
+// border, runs a service, and implements an observer.
 #include <vantorel/devices/Thermometer.h>
 #include <vantorel/devices/ThermometerService.h>
 
