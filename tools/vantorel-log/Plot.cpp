@@ -3,6 +3,7 @@
 #include "tools/vantorel-log/Format.h"
 
 #include <algorithm>
+#include <limits>
 
 namespace vantorel::logtool {
 
@@ -93,13 +94,27 @@ std::string Plot::Panel(const char* label, std::size_t from, std::size_t to) con
     return drawn.empty() ? axis + "plot [][0:1] NaN title 'no readings'\n" : axis + drawn + "\n";
 }
 
+/** The axis on the right, with room where all readings are the same. */
+std::string Plot::VoltageRange() const {
+    double least = std::numeric_limits<double>::max();
+    double most = std::numeric_limits<double>::lowest();
+    for (const Point& point : points) {
+        if (const auto& [sum, count] = point.averages[voltageCurve]; count > 0) {
+            least = std::min(least, sum / static_cast<double>(count));
+            most = std::max(most, sum / static_cast<double>(count));
+        }
+    }
+    return least > most ? "" : Format("set y2range [%.6g:%.6g]\n", least - 0.1, most + 0.1);
+}
+
 std::string Plot::Script(const std::string& terminal) const {
     const double hours = std::max(time / 3600, 0.001);
     return "set terminal " + terminal + "\nset datafile missing '?'\n$log << END_OF_LOG\n" +
            Data() + "END_OF_LOG\n" + Format("set xrange [0:%.4f]\n", hours) +
            "set grid\nset key outside right top\nset lmargin 9\nset rmargin 24\n"
-           "set multiplot layout 3,1\n" +
-           Panel("degrees Celsius", 0, 5) + "set y2tics\nset ytics nomirror\nset yrange [0:100]\n" +
+           "set multiplot layout 3,1\nset offsets 0, 0, 1, 1\n" +
+           Panel("degrees Celsius", 0, 5) +
+           "set offsets\nset y2tics\nset ytics nomirror\nset yrange [0:100]\n" + VoltageRange() +
            Panel("battery", 5, 7) +
            "unset y2tics\nset ytics mirror\nset yrange [0:*]\nset xlabel 'hours of operation'\n" +
            Panel("frames/s", 7, 8) + "unset multiplot\n";

@@ -26,6 +26,7 @@ public:
 
 private:
     static constexpr std::size_t curveCount = 8;
+    static constexpr std::size_t voltageCurve = 6;
 
     struct Point {
         double begin = 0;   ///< seconds of operation
@@ -47,6 +48,7 @@ private:
 
     void Halve();
     std::string Data() const;
+    std::string VoltageRange() const;
     std::string Panel(const char* label, std::size_t from, std::size_t to) const;
 
     std::vector<Point> points;
