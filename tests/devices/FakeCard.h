@@ -3,12 +3,10 @@
 #include "tests/support/IoctlRecorder.h"
 #include "vantorel/devices/private/DrmRequests.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <algorithm>
 #include <cstdint>
-#include <map>
-#include <vector>
 
 #include <sys/mman.h>
 
@@ -27,10 +25,10 @@ public:
             EXPECT_EQ(protection, PROT_READ | PROT_WRITE);
             EXPECT_EQ(flags, MAP_SHARED);
             offsets.push_back(offset);
-            void* memory = refuseMapping ? nullptr : ::operator new(bytes);
-            if (memory == nullptr) {
+            if (refuseMapping) {
                 return FailWith(ENOMEM), MAP_FAILED;
             }
+            void* memory = ::operator new(bytes);
             mapped[memory] = bytes;
             return memory;
         };
@@ -66,6 +64,7 @@ public:
     std::map<void*, std::size_t> mapped;
     int eventsRead = 0;
 
+private:
     static drm::ModeInfo Mode(std::uint16_t width, std::uint16_t height) {
         drm::ModeInfo mode{};
         mode.hdisplay = width;
@@ -74,44 +73,50 @@ public:
         return mode;
     }
 
-private:
+    template <typename Entry>
+    static Entry* At(std::uint64_t pointer) {
+        return reinterpret_cast<Entry*>(static_cast<std::uintptr_t>(pointer));
+    }
     template <typename Entry>
     static void Fill(std::uint64_t pointer, std::uint32_t& count, const std::vector<Entry>& from) {
-        std::copy_n(from.begin(), std::min<std::size_t>(count, from.size()),
-                    reinterpret_cast<Entry*>(static_cast<std::uintptr_t>(pointer)));
+        std::copy_n(from.begin(), std::min<std::size_t>(count, from.size()), At<Entry>(pointer));
         count = static_cast<std::uint32_t>(from.size());
     }
 
+    template <typename Request, typename Answer>
+    void On(Answer answer) {
+        ioctls.On<typename Request::Record>(Request::number, answer);
+    }
+
     void AnswerResources() {
+        // Becoming master, and ceasing to be it: neither matters to the first opener.
         ioctls.OnPlain(drm::setMaster, [](void*) { return FailWith(EACCES); });
         ioctls.OnPlain(drm::dropMaster, [](void*) { return FailWith(EACCES); });
-        ioctls.On<drm::CardResources>(
-            drm::GetResources::number, [this](drm::CardResources& record) {
-                Fill(record.crtcIdPointer, record.countCrtcs, crtcs);
-                Fill(record.connectorIdPointer, record.countConnectors, connectors);
-                connectors.resize(connectors.size() + connectorsByThen, 99);
-                return 0;
-            });
-        ioctls.On<drm::Connector>(drm::GetConnector::number, [this](drm::Connector& record) {
+        On<drm::GetResources>([this](drm::CardResources& record) {
+            Fill(record.crtcIdPointer, record.countCrtcs, crtcs);
+            Fill(record.connectorIdPointer, record.countConnectors, connectors);
+            connectors.resize(connectors.size() + connectorsByThen, 99);
+            return 0;
+        });
+        On<drm::GetConnector>([this](drm::Connector& record) {
             if (connectors.empty() || record.connectorId != connectors[0]) {
                 return FailWith(ENOENT);
             }
             Fill(record.modesPointer, record.countModes, modes);
             return 0;
         });
-        ioctls.On<drm::Crtc>(drm::GetCrtc::number, [this](drm::Crtc& record) {
+        On<drm::GetCrtc>([this](drm::Crtc& record) {
             return crtcs.empty() || record.crtcId != crtcs[0] ? FailWith(ENOENT) : 0;
         });
-        ioctls.On<drm::Crtc>(drm::SetCrtc::number, [this](drm::Crtc& record) {
+        On<drm::SetCrtc>([this](drm::Crtc& record) {
             shown = record;
-            shownConnector = *reinterpret_cast<std::uint32_t*>(
-                static_cast<std::uintptr_t>(record.setConnectorsPointer));
+            shownConnector = *At<std::uint32_t>(record.setConnectorsPointer);
             return 0;
         });
     }
 
     void AnswerBuffers() {
-        ioctls.On<drm::CreateDumb>(drm::CreateDumbRequest::number, [this](drm::CreateDumb& record) {
+        On<drm::CreateDumbRequest>([this](drm::CreateDumb& record) {
             if (record.width == 0 || record.height == 0) {
                 return FailWith(EINVAL);
             }
@@ -121,17 +126,16 @@ private:
             created.push_back(record);
             return 0;
         });
-        ioctls.On<drm::AddFramebuffer>(
-            drm::AddFramebufferRequest::number, [this](drm::AddFramebuffer& record) {
-                record.framebufferId = 50 + static_cast<std::uint32_t>(framebuffers.size());
-                framebuffers.push_back(record);
-                return 0;
-            });
-        ioctls.On<drm::MapDumb>(drm::MapDumbRequest::number, [](drm::MapDumb& record) {
+        On<drm::AddFramebufferRequest>([this](drm::AddFramebuffer& record) {
+            record.framebufferId = 50 + static_cast<std::uint32_t>(framebuffers.size());
+            framebuffers.push_back(record);
+            return 0;
+        });
+        On<drm::MapDumbRequest>([](drm::MapDumb& record) {
             record.offset = 0x1'0000'0000 + record.handle * 0x1000;
             return 0;
         });
-        ioctls.On<drm::PageFlip>(drm::PageFlipRequest::number, [this](drm::PageFlip& record) {
+        On<drm::PageFlipRequest>([this](drm::PageFlip& record) {
             flips.push_back(record);
             return 0;
         });

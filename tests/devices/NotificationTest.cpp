@@ -2,7 +2,6 @@
 // errors are reported.
 
 #include "tests/devices/FakeCard.h"
-#include "tests/support/TemporaryDirectory.h"
 #include "vantorel/devices/Button.h"
 #include "vantorel/devices/ButtonService.h"
 #include "vantorel/devices/LCD.h"
@@ -11,158 +10,105 @@
 #include "vantorel/devices/ThermometerService.h"
 #include "vantorel/service/Error.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <cstring>
-#include <string>
-#include <vector>
 
 namespace vantorel {
 namespace {
 
-using test::FailWith;
-
 /** What the observers of a test heard, and the error that they throw at a reading. */
 struct Heard {
-    void Reading(const std::string& who) {
-        lines.push_back(who);
-        if (thrown != 0) {
-            throw Error(thrown);
-        }
-    }
-    void Failure(const std::string& who, const Error& error) {
-        lines.push_back(who + " error " + std::to_string(error.Value()));
-    }
-    std::vector<std::string> lines;
+    std::string text;
     int thrown = 0;
 };
 
-struct ButtonCase {
-    struct Observer final : ButtonObserver {
-        Observer(Heard& log, std::string who) : heard(log), name(std::move(who)) {}
-        void OnButtonUp(Button&) override { ADD_FAILURE(); }
-        void OnButtonDown(Button&) override { heard.Reading(name); }
-        void OnButtonError(Button&, Error& error) override { heard.Failure(name, error); }
-        Heard& heard;
-        std::string name;
-    };
-    static constexpr bool reportsInterruption = false;
-
-    void Fail(int error) {
-        sys->Poll = [error](pollfd*, nfds_t, int) { return error == 0 ? 0 : FailWith(error); };
+struct Observer final : ButtonObserver, LCDObserver, ThermometerObserver {
+    Observer(Heard& log, char as) : heard(log), name(as) {}
+    void OnButtonUp(Button&) override { ADD_FAILURE(); }
+    void OnButtonDown(Button&) override { Reading(); }
+    void OnButtonError(Button&, Error& error) override { Failure(error); }
+    void OnLCDDraw(LCD&, std::uint32_t*) override { Reading(); }
+    void OnLCDError(LCD&, Error& error) override { Failure(error); }
+    void OnThermometerTemperatureQuery(Thermometer&, float temperature) override {
+        EXPECT_EQ(temperature, 45.123f);
+        Reading();
     }
-    void Work() {
-        sys->Poll = [](pollfd*, nfds_t, int) { return 1; };
-        sys->Read = [](int, void* buffer, std::size_t size) {
-            const InputEventRecord press{0, 0, 1, 116, 1};
-            return std::memcpy(buffer, &press, sizeof press), static_cast<ssize_t>(size);
+    void OnThermometerError(Thermometer&, Error& error) override { Failure(error); }
+
+    void Reading() {
+        heard.text += name;
+        if (heard.thrown != 0) {
+            throw Error(heard.thrown);
+        }
+    }
+    void Failure(const Error& error) {
+        heard.text += name;
+        heard.text += std::to_string(error.Value());
+    }
+
+    Heard& heard;
+    char name;
+};
+
+class Notification : public testing::Test {
+protected:
+    /** Lets the device deliver what a successful wait and read give, or fail with an error. */
+    void Device(const std::string& reading, int error) {
+        sys->Poll = [error](pollfd*, nfds_t, int) {
+            return error == 0 ? 1 : test::FailWith(error);
+        };
+        sys->Read = [=](int, void* buffer, std::size_t size) -> ssize_t {
+            std::memcpy(buffer, reading.data(), std::min(size, reading.size()));
+            return error == 0 ? static_cast<ssize_t>(size) : test::FailWith(error);
         };
     }
 
-    test::ScopedSys sys;
-    Button device{"button", "/dev/null", 116};
-    ButtonService service{device};
-};
-
-struct LCDCase {
-    struct Observer final : LCDObserver {
-        Observer(Heard& log, std::string who) : heard(log), name(std::move(who)) {}
-        void OnLCDDraw(LCD&, std::uint32_t*) override { heard.Reading(name); }
-        void OnLCDError(LCD&, Error& error) override { heard.Failure(name, error); }
-        Heard& heard;
-        std::string name;
-    };
-    static constexpr bool reportsInterruption = false;
-
-    void Fail(int error) {
-        sys->Poll = [error](pollfd*, nfds_t, int) { return error == 0 ? 0 : FailWith(error); };
-    }
-    void Work() {
-        sys->Poll = [](pollfd*, nfds_t, int) { return 1; };
-    }
-
-    test::ScopedSys sys;
-    test::FakeCard card{sys};
-    LCD device{"lcd", "/dev/null"};
-    LCDService service{device};
-};
-
-struct ThermometerCase {
-    struct Observer final : ThermometerObserver {
-        Observer(Heard& log, std::string who) : heard(log), name(std::move(who)) {}
-        void OnThermometerTemperatureQuery(Thermometer&, float temperature) override {
-            EXPECT_EQ(temperature, 45.123f);
-            heard.Reading(name);
+    template <typename Service>
+    void Prove(Service& service, const std::string& reading, const std::string& interrupted,
+               const std::string& failed) {
+        service.AddObserver(a);
+        service.AddObserver(b);
+        const auto cycle = [&](int error) {
+            Device(reading, error);
+            heard.text.clear();
+            service.ServiceFunction();
+            return heard.text;
+        };
+        for (int pass = 0; pass < 2; ++pass) { // goes on after an error
+            EXPECT_EQ(cycle(0), "AB");
+            EXPECT_EQ(cycle(EIO), failed);
         }
-        void OnThermometerError(Thermometer&, Error& error) override { heard.Failure(name, error); }
-        Heard& heard;
-        std::string name;
-    };
-    static constexpr bool reportsInterruption = true;
-
-    void Fail(int error) {
-        sys->Read = [error](int, void*, std::size_t) { return FailWith(error); };
+        EXPECT_EQ(cycle(EINTR), interrupted);
+        EXPECT_EQ(cycle(ETIMEDOUT).empty(), interrupted.empty());
+        heard.thrown = EIO;
+        EXPECT_THROW(cycle(0), Error);
+        EXPECT_EQ(heard.text, "A");
     }
-    void Work() { sys->Read = nullptr; }
 
-    test::TemporaryDirectory sensor;
     test::ScopedSys sys;
-    Thermometer device{"thermometer", sensor.Write("temp", "45123\n")};
-    ThermometerService service{device, std::chrono::milliseconds(1)};
-};
-
-template <typename Case>
-class Notification : public testing::Test {
-protected:
-    Notification() {
-        subject.service.AddObserver(a);
-        subject.service.AddObserver(b);
-    }
-    std::vector<std::string> Cycle() {
-        heard.lines.clear();
-        subject.service.ServiceFunction();
-        std::erase_if(heard.lines, [this](const std::string& line) {
-            return drawsBeforeItFails && line.find("error") == std::string::npos;
-        });
-        return heard.lines;
-    }
-
-    Case subject;
     Heard heard;
-    typename Case::Observer a{heard, "A"};
-    typename Case::Observer b{heard, "B"};
-    bool drawsBeforeItFails = false;
+    Observer a{heard, 'A'};
+    Observer b{heard, 'B'};
 };
 
-using Cases = testing::Types<ButtonCase, LCDCase, ThermometerCase>;
-TYPED_TEST_SUITE(Notification, Cases);
-
-TYPED_TEST(Notification, TellsReadingsAndErrorsToAllInOrderAndGoesOn) {
-    for (int pass = 0; pass < 2; ++pass) {
-        this->subject.Work();
-        this->drawsBeforeItFails = false;
-        EXPECT_THAT(this->Cycle(), testing::ElementsAre("A", "B"));
-        this->subject.Fail(EIO);
-        this->drawsBeforeItFails = std::is_same_v<TypeParam, LCDCase>;
-        EXPECT_THAT(this->Cycle(), testing::ElementsAre("A error 5", "B error 5"));
-    }
+TEST_F(Notification, OfButtons) {
+    Button button("button", "/dev/null", 116);
+    ButtonService service(button);
+    const InputEventRecord press{0, 0, 1, 116, 1};
+    const std::string reading(reinterpret_cast<const char*>(&press), sizeof press);
+    Prove(service, reading, "", "A5B5");
 }
 
-TYPED_TEST(Notification, LetsErrorsOfObserversOut) {
-    this->subject.Work();
-    this->heard.thrown = EIO;
-    EXPECT_THROW(this->Cycle(), Error);
-    EXPECT_THAT(this->heard.lines, testing::ElementsAre("A"));
+TEST_F(Notification, OfTheDisplayWhichIsDrawnBeforeItFails) {
+    test::FakeCard card(sys);
+    LCD lcd("lcd", "/dev/null");
+    LCDService service(lcd);
+    Prove(service, "", "AB", "ABA5B5");
 }
 
-TYPED_TEST(Notification, ReportsInterruptedWaitsOnlyWhereNothingWaits) {
-    this->drawsBeforeItFails = std::is_same_v<TypeParam, LCDCase>;
-    const std::size_t expected = TypeParam::reportsInterruption ? 2 : 0;
-    this->subject.Fail(EINTR);
-    EXPECT_EQ(this->Cycle().size(), expected);
-    this->subject.Fail(ETIMEDOUT);
-    EXPECT_EQ(this->Cycle().size(), expected);
+TEST_F(Notification, OfThermometersWhichNeverWait) {
+    Thermometer thermometer("thermometer", "/dev/null");
+    ThermometerService service(thermometer, std::chrono::milliseconds(1));
+    Prove(service, "45123\n", "A4B4", "A5B5");
 }
 
 } // namespace

@@ -1,0 +1,120 @@
+// The devices that are asked for a value: the charger, the thermometers and the test fixture.
+
+#include "tests/support/ErrorOf.h"
+#include "tests/support/IoctlRecorder.h"
+#include "tests/support/OpenDescriptors.h"
+#include "tests/support/TemporaryDirectory.h"
+#include "vantorel/devices/Charger.h"
+#include "vantorel/devices/TestFixture.h"
+#include "vantorel/devices/Thermometer.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <linux/gpio.h>
+#include <unistd.h>
+
+namespace vantorel {
+namespace {
+
+using namespace std::string_literals;
+using test::CountOpenDescriptors;
+using test::ErrorOf;
+
+TEST(Charger, ReadsItsAttributesAnewEachTime) {
+    const test::TemporaryDirectory supply;
+    supply.Write("online", "");
+    supply.Write("status", "");
+    Charger charger("charger", supply / "");
+    for (const auto& [text, expected] : {std::pair{"1\n", true},
+                                         {"0\n", false},
+                                         {"1", true},
+                                         {"2\n", false},
+                                         {" 1\n", false},
+                                         {"", false}}) {
+        supply.Write("online", text);
+        EXPECT_EQ(charger.IsConnected(), expected) << text;
+    }
+    for (const auto& [text, expected] : {std::pair{"Charging\n"s, false},
+                                         {"Charging\0"s, true},
+                                         {"Charging"s, false},
+                                         {"Charging\0\n"s, true},
+                                         {"Discharging\n"s, false},
+                                         {""s, false}}) {
+        supply.Write("status", text);
+        EXPECT_EQ(charger.IsCharging(), expected) << text;
+    }
+}
+
+TEST(Charger, FailsWithTheNumberOfTheFailedCallAndKeepsNothingOpen) {
+    const test::TemporaryDirectory supply;
+    const std::string path = supply / "";
+    const auto before = CountOpenDescriptors();
+    EXPECT_EQ(ErrorOf([&] { Charger("charger", path); }), ENOENT);
+    supply.Write("online", "1\n"); // "status" is missing still
+    EXPECT_EQ(ErrorOf([&] { Charger("charger", path); }), ENOENT);
+
+    std::filesystem::create_directory(supply / "status"); // can be opened, but not read
+    EXPECT_EQ(ErrorOf([&] { Charger("charger", path).IsCharging(); }), EISDIR);
+    EXPECT_EQ(ErrorOf([&] { Charger("charger", path.substr(0, path.size() - 1)); }), ENOENT);
+    EXPECT_EQ(CountOpenDescriptors(), before);
+}
+
+TEST(Thermometer, ReadsMillidegreesAnewEachTime) {
+    const test::TemporaryDirectory sensor;
+    EXPECT_EQ(ErrorOf([&] { Thermometer("board", sensor / "temp1_input"); }), ENOENT);
+    Thermometer thermometer("board", sensor.Write("temp1_input", ""));
+    for (const auto& [text, expected] : {std::pair{"45123\n", 45.123f},
+                                         {"-5500\n", -5.5f},
+                                         {"0\n", 0.0f},
+                                         {"1e4 and more", 10.0f},
+                                         {"0000000000045123", 45.123f}, // fills all that is read
+                                         {"000000000004512399", 45.123f},
+                                         {"unknown\n", 0.0f},
+                                         {"", 0.0f}}) {
+        sensor.Write("temp1_input", text);
+        EXPECT_EQ(thermometer.Temperature(), expected) << text;
+    }
+}
+
+TEST(TestFixture, IsConnectedWhileAnyOfItsLinesIsActiveAndLeavesThemOpen) {
+    test::ScopedSys sys;
+    test::IoctlRecorder ioctls(sys);
+    gpio_v2_line_request requested{};
+    __u64 active = 0;
+    ioctls.On<gpio_v2_line_request>(0xc250b407, [&](gpio_v2_line_request& record) {
+        record.fd = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+        requested = record;
+        return 0;
+    });
+    ioctls.On<gpio_v2_line_values>(0xc010b40e, [&](gpio_v2_line_values& values) {
+        EXPECT_EQ(values.mask, 7u);
+        EXPECT_EQ(values.bits, 0u);
+        values.bits = active;
+        return 0;
+    });
+    const auto before = CountOpenDescriptors();
+    {
+        const std::string name = "a name that is longer than the label of a line";
+        TestFixture fixture(name, "/dev/null");
+        EXPECT_EQ(requested.num_lines, 3u);
+        EXPECT_EQ(requested.offsets[1], 1u);
+        EXPECT_EQ(requested.offsets[2], 2u);
+        EXPECT_EQ(requested.config.flags, 6u);
+        EXPECT_EQ(std::string(requested.consumer, 32), name.substr(0, 32));
+        for (const unsigned bits : {0u, 1u, 2u, 4u, 7u, 0u}) {
+            active = bits;
+            EXPECT_EQ(fixture.IsConnected(), bits != 0) << bits;
+        }
+        ioctls.FailAfter(0, EIO);
+        EXPECT_EQ(ErrorOf([&] { fixture.IsConnected(); }), EIO);
+    }
+    EXPECT_EQ(CountOpenDescriptors(), before + 1);
+    EXPECT_EQ(::close(requested.fd), 0);
+    ioctls.FailAfter(0, EBUSY);
+    EXPECT_EQ(ErrorOf([] { TestFixture("fixture", "/dev/null"); }), EBUSY);
+    EXPECT_EQ(CountOpenDescriptors(), before);
+}
+
+} // namespace
+} // namespace vantorel
