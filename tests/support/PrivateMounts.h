@@ -23,18 +23,16 @@
 
 namespace vantorel::test {
 
-/** Hides a directory behind an empty one. */
-inline void CoverWithTmpfs(const std::string& directory) {
-    if (::mount("tmpfs", directory.c_str(), "tmpfs", 0, nullptr) != 0) {
-        throw std::runtime_error("cannot mount on " + directory + ": " + std::strerror(errno));
+/** Sees to it that a system call of a test has succeeded. */
+inline void Must(int result) {
+    if (result != 0) {
+        throw std::runtime_error(std::strerror(errno));
     }
 }
 
-/** Puts a file in the place of another, which must exist. */
-inline void CoverWithFile(const std::string& target, const std::string& replacement) {
-    if (::mount(replacement.c_str(), target.c_str(), nullptr, MS_BIND, nullptr) != 0) {
-        throw std::runtime_error("cannot bind over " + target + ": " + std::strerror(errno));
-    }
+/** Hides a directory behind an empty one. */
+inline void CoverWithTmpfs(const std::string& directory) {
+    Must(::mount("tmpfs", directory.c_str(), "tmpfs", 0, nullptr));
 }
 
 } // namespace vantorel::test

@@ -4,6 +4,7 @@
 #include <VantorelUI_sim.h>
 
 #include <cstddef>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -20,22 +21,19 @@ public:
     RecordedUI(const RecordedUI&) = delete;
     RecordedUI& operator=(const RecordedUI&) = delete;
 
-    /** The calls since the last question. */
-    std::vector<vantorelui_sim_call_t> Calls() {
-        std::vector<vantorelui_sim_call_t> calls;
+    /**
+     * The calls since the last question, with the text or number passed and a mark for an address,
+     * as "SetBatteryState 42" or "UpdateThermalImage 0 *".
+     */
+    std::vector<std::string> Calls() {
+        std::vector<std::string> calls;
         for (vantorelui_sim_call_t call; vantorelui_sim_log_get(next, &call); ++next) {
-            calls.push_back(call);
+            std::ostringstream line;
+            line << call.function << ' ';
+            *call.text != '\0' ? line << call.text : line << call.number;
+            calls.push_back(line.str() + (call.pointer != nullptr ? " *" : ""));
         }
         return calls;
-    }
-
-    /** The names of those calls. */
-    std::vector<std::string> Names() {
-        std::vector<std::string> names;
-        for (const auto& call : Calls()) {
-            names.emplace_back(call.function);
-        }
-        return names;
     }
 
 private:
