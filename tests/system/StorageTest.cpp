@@ -1,16 +1,14 @@
 // File systems with a lifetime and the first-boot marker.
 
 #include "tests/support/CapturedOutput.h"
+#include "tests/support/ErrorOf.h"
 #include "tests/support/PrivateRoot.h"
 #include "tests/support/ScriptedSys.h"
-#include "vantorel/service/Error.h"
 #include "vantorel/system/Filesystem.h"
 #include "vantorel/system/Firstboot.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <cerrno>
 #include <map>
 #include <optional>
 
@@ -23,75 +21,75 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/** Plays the loop driver and the mounts, and writes down what is asked of them. */
-class FilesystemTest : public testing::Test {
+class StorageTest : public testing::Test {
 protected:
     void SetUp() override {
         VANTOREL_NEED_PRIVATE_MOUNTS();
         root.emplace();
+        output.emplace(); // after the root: it keeps a file there
+    }
+    std::optional<test::PrivateRoot> root;
+    std::optional<test::CapturedOutput> output;
+};
+
+/** Plays the loop driver and the mounts, and writes down what is asked of them. */
+class FilesystemTest : public StorageTest {
+protected:
+    FilesystemTest() {
         sys->Open = [this](const char* path, int flags, unsigned) {
             EXPECT_EQ(flags, O_RDWR | O_CLOEXEC);
-            log.push_back(std::string("open ") + path);
-            if (Fails()) {
-                return -1;
+            const int fd = Step(std::string("open ") + path, nextDescriptor++);
+            if (fd != -1) {
+                open[fd] = path;
             }
-            const int fd = static_cast<int>(100 + open.size() + closed);
-            open[fd] = path;
             return fd;
         };
         sys->Close = [this](int fd) {
-            log.push_back("close " + open[fd]);
-            closed += open.erase(fd);
+            Step("close " + open[fd], 0);
+            open.erase(fd);
             return 0;
         };
         sys->Ioctl = [this](int fd, unsigned long request, void* argument) {
-            const int number = static_cast<int>(reinterpret_cast<std::intptr_t>(argument));
-            log.push_back(open[fd] + (request == LOOP_CTL_GET_FREE ? " get free"
-                                      : request == LOOP_SET_FD     ? " set " + open[number]
-                                                                   : " unknown"));
-            return Fails() ? -1 : request == LOOP_CTL_GET_FREE ? 12 : 0;
+            if (request == LOOP_CTL_GET_FREE) {
+                return Step(open[fd] + " get free", 12);
+            }
+            EXPECT_EQ(request, static_cast<unsigned long>(LOOP_SET_FD));
+            const int image = static_cast<int>(reinterpret_cast<std::intptr_t>(argument));
+            return Step(open[fd] + " set " + open[image], 0);
         };
         sys->Mount = [this](const char* source, const char* target, const char* type,
                             unsigned long flags, const void*) {
-            log.push_back(std::string("mount ") + source + " " + target + " " + type + " " +
-                          std::to_string(flags));
-            return Fails() ? -1 : 0;
+            return Step(std::string("mount ") + source + " " + target + " " + type + " " +
+                            std::to_string(flags),
+                        0);
         };
         sys->Umount = [this](const char* target) {
-            log.push_back(std::string("umount ") + target);
-            return Fails() ? -1 : 0;
+            return Step(std::string("umount ") + target, 0);
         };
     }
 
-    /** Whether the step just written down is the one that is to fail. */
-    bool Fails() const {
-        errno = EBUSY;
-        return log.back() == failing;
+    /** Writes a step down; answers its result unless it is the one that is to fail. */
+    int Step(const std::string& step, int result) {
+        log.push_back(step);
+        return step == failing ? test::FailWith(EBUSY) : result;
     }
     std::vector<std::string> TakeLog() { return std::exchange(log, {}); }
 
-    std::optional<test::PrivateRoot> root;
     test::ScopedSys sys;
     std::vector<std::string> log;
     std::map<int, std::string> open;
-    std::size_t closed = 0;
+    int nextDescriptor = 100;
     std::string failing;
-};
-
-const std::vector<std::string> loopSteps = {
-    "open /image",      "open /dev/loop-control", "/dev/loop-control get free",
-    "open /dev/loop12", "/dev/loop12 set /image",
 };
 
 TEST_F(FilesystemTest, MountsAnImageForItsLifetime) {
     {
         Filesystem disk("/image", "/disk", "vfat", true, true);
-        auto expected = loopSteps;
-        for (const char* step : {"close /dev/loop12", "close /dev/loop-control", "close /image",
-                                 "mount /dev/loop12 /disk vfat 1"}) {
-            expected.emplace_back(step);
-        }
-        EXPECT_EQ(TakeLog(), expected);
+        EXPECT_THAT(TakeLog(), ElementsAre("open /image", "open /dev/loop-control",
+                                           "/dev/loop-control get free", "open /dev/loop12",
+                                           "/dev/loop12 set /image", "close /dev/loop12",
+                                           "close /dev/loop-control", "close /image",
+                                           "mount /dev/loop12 /disk vfat 1"));
         EXPECT_THAT(root->Calls(), ElementsAre("/sbin/modprobe|nls-cp437", "/sbin/modprobe|vfat",
                                                "/sbin/modprobe|loop"));
         EXPECT_EQ(disk.Device(), "/dev/loop12");
@@ -100,7 +98,7 @@ TEST_F(FilesystemTest, MountsAnImageForItsLifetime) {
         disk.Remount();
         EXPECT_THAT(TakeLog(), ElementsAre("umount /disk", "mount /dev/loop12 /disk vfat 1"));
         failing = "mount /dev/loop12 /disk vfat 1";
-        EXPECT_THROW(disk.Remount(), Error);
+        EXPECT_EQ(test::ErrorOf([&] { disk.Remount(); }), EBUSY);
         TakeLog();
     }
     EXPECT_THAT(TakeLog(), ElementsAre("umount /disk"));
@@ -114,51 +112,31 @@ TEST_F(FilesystemTest, NeedsNoLoopDeviceAndNoModulesForOthers) {
 
     test::WriteFile("/etc/mtab", "other /data ext4 rw 0 0\n");
     std::filesystem::create_directory("/data"); // from the mount that is there already
-    {
-        Filesystem data("/dev/x", "/data", "ext4", false, false);
-        EXPECT_THAT(TakeLog(), IsEmpty());
-    }
+    { Filesystem data("/dev/x", "/data", "ext4", false, false); }
     EXPECT_THAT(TakeLog(), ElementsAre("umount /data"));
     EXPECT_EQ(root->Calls().size(), 1U);
 }
 
 TEST_F(FilesystemTest, FailsWithTheErrorOfTheStepAndKeepsNoDescriptor) {
-    for (const std::string& step : loopSteps) {
+    for (const char* step : {"open /image", "open /dev/loop-control", "/dev/loop-control get free",
+                             "open /dev/loop12", "/dev/loop12 set /image"}) {
         failing = step;
-        try {
-            Filesystem disk("/image", "/disk", "vfat", true, false);
-            ADD_FAILURE() << "mounted in spite of " << step;
-        } catch (const Error& error) {
-            EXPECT_EQ(error.Value(), EBUSY) << step;
-        }
+        EXPECT_EQ(test::ErrorOf([] { Filesystem("/image", "/disk", "vfat", true, false); }), EBUSY)
+            << step;
         EXPECT_THAT(open, IsEmpty()) << step;
     }
     EXPECT_FALSE(std::filesystem::exists("/disk")) << "its turn comes after the loop device";
 }
 
 TEST_F(FilesystemTest, EndsTheProcessWhenTheMountWouldOutliveIt) {
-    EXPECT_EXIT(
-        {
-            failing = "umount /disk";
-            { Filesystem disk("/image", "/disk", "vfat", true, false); }
-            ::_exit(0);
-        },
-        testing::KilledBySignal(SIGABRT), "");
+    failing = "umount /disk";
+    EXPECT_EXIT(Filesystem("/image", "/disk", "vfat", true, false),
+                testing::KilledBySignal(SIGABRT), "");
 }
 
-class FirstbootTest : public testing::Test {
-protected:
-    void SetUp() override {
-        VANTOREL_NEED_PRIVATE_MOUNTS();
-        root.emplace();
-        output.emplace(); // after the root: it keeps a file there
-    }
-    std::optional<test::PrivateRoot> root;
-    std::optional<test::CapturedOutput> output;
+TEST_F(StorageTest, FirstbootCountsEveryNumberButZeroAsSet) {
     Firstboot firstboot;
-};
-
-TEST_F(FirstbootTest, CountsEveryNumberButZeroAsSet) {
+    firstboot.Reset(); // without the directory nothing is kept, and nothing fails
     EXPECT_FALSE(firstboot.Value());
     EXPECT_EQ(output->Take(), "FIRSTBOOT STR: \nFIRSTBOOT: 0\n");
     const std::pair<const char*, bool> rows[] = {
@@ -170,12 +148,6 @@ TEST_F(FirstbootTest, CountsEveryNumberButZeroAsSet) {
         EXPECT_EQ(output->Take(), std::string("FIRSTBOOT STR: ") + content +
                                       "\nFIRSTBOOT: " + (set ? "1" : "0") + "\n");
     }
-}
-
-TEST_F(FirstbootTest, IsSetAndCleared) {
-    firstboot.Reset(); // without the directory nothing is kept, and nothing fails
-    EXPECT_FALSE(firstboot.Value());
-    test::WriteFile("/tmp/var/firstboot", "left over from longer ago");
     firstboot.Reset();
     EXPECT_EQ(test::ReadFile("/tmp/var/firstboot"), "1\n");
     firstboot.Clear();
