@@ -3,15 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <tuple>
 #include <vector>
 
 namespace {
-
-struct Field {
-    const char* name;
-    std::uint32_t (*get)(const kiroframe_t*);
-    std::uint32_t expected;
-};
 
 class FrameAccessors : public testing::Test {
 protected:
@@ -34,7 +29,8 @@ protected:
 };
 
 TEST_F(FrameAccessors, ReadEveryFieldAndAnswerZeroWithoutAFrame) {
-    const Field fields[] = {
+    using Getter = std::uint32_t (*)(const kiroframe_t*);
+    const std::tuple<const char*, Getter, std::uint32_t> fields[] = {
         {"width", kiroframe_get_width, 40000},
         {"height", kiroframe_get_height, 3},
         {"channels", kiroframe_get_channels, 200},
@@ -45,9 +41,9 @@ TEST_F(FrameAccessors, ReadEveryFieldAndAnswerZeroWithoutAFrame) {
         {"data size", kiroframe_get_data_size, 180000},
         {"header size", kiroframe_get_header_size, 131},
     };
-    for (const Field& field : fields) {
-        EXPECT_EQ(field.get(&frame), field.expected) << field.name;
-        EXPECT_EQ(field.get(nullptr), 0U) << field.name;
+    for (const auto& [name, get, expected] : fields) {
+        EXPECT_EQ(get(&frame), expected) << name;
+        EXPECT_EQ(get(nullptr), 0U) << name;
     }
 }
 
