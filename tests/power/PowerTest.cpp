@@ -1,34 +1,34 @@
-#include "vantorel/power/ConnectionManager.h"
+// How the device is powered, and how it is turned off.
+
 #include "tests/support/CameraSimulator.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/ScriptedSys.h"
 #include "vantorel/camera/Camera.h"
 #include "vantorel/devices/Connection.h"
 #include "vantorel/fuelgauge/FuelGauge.h"
+#include "vantorel/power/ConnectionManager.h"
+#include "vantorel/power/PowerManager.h"
 #include "vantorel/service/Error.h"
 #include "vantorel/usb/USB.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <cerrno>
 #include <cstring>
 #include <optional>
-#include <string>
-#include <vector>
 
 #include <linux/i2c-dev.h>
 #include <linux/i2c.h>
+#include <sys/reboot.h>
 
 namespace vantorel {
 namespace {
 
-using namespace std::chrono_literals;
 using testing::ElementsAre;
+using testing::IsEmpty;
 
 struct PowerSource final : Connection {
     bool IsConnected() override {
-        if (failure) {
+        if (failure != 0) {
             throw Error(failure);
         }
         return online;
@@ -69,9 +69,10 @@ protected:
             if (stateFailure != 0) {
                 return test::FailWith(stateFailure);
             }
-            const std::string text = (hostChecks >= configuredAtCheck ? "configured" : "default");
-            std::strncpy(static_cast<char*>(buffer), (text + "\n").c_str(), size);
-            return static_cast<ssize_t>(text.size() + 1);
+            const std::string text =
+                hostChecks >= configuredAtCheck ? "configured\n" : "not attached\n";
+            std::strncpy(static_cast<char*>(buffer), text.c_str(), size);
+            return static_cast<ssize_t>(text.size());
         };
         sys->Nanosleep = [this](const timespec* request, timespec*) {
             EXPECT_EQ(request->tv_nsec, 100'000'000);
@@ -80,7 +81,7 @@ protected:
         };
         gauge.emplace("gauge", "/dev/i2c", "/dev/gpio", 3);
         usb.emplace("usb", "controller.0");
-        manager.emplace(charger, *gauge, *usb, 1ms);
+        manager.emplace(charger, *gauge, *usb, std::chrono::milliseconds(1));
         manager->AddObserver(first);
         manager->AddObserver(second);
     }
@@ -93,7 +94,7 @@ protected:
         return 2;
     }
 
-    /** One poll; answers what the observers heard. */
+    /** One poll; answers what the two observers heard. */
     std::vector<std::string> Poll(bool batteryThere, bool online) {
         battery = batteryThere;
         charger.online = online;
@@ -104,12 +105,10 @@ protected:
 
     /** Lets the port be bound without waiting, as after a camera has connected. */
     void ConnectCamera() {
-        kirocamera_sim_event(nullptr, KIROCAMERA_EVENT_CONNECT, 0);
+        sdk.Connect();
         Camera camera(kirocamera_sim_get_camera());
         usb->OnCameraConnect(camera);
     }
-
-    std::string Output() { return output.Take(); }
 
     test::CapturedOutput output;
     test::ManualCamera sdk;
@@ -130,26 +129,29 @@ protected:
 };
 
 TEST_F(ConnectionManagerTest, FollowsTheChargerOnBatteryAndFaultsWhenBothAreGone) {
+    gaugeFailure = ETIMEDOUT;
+    EXPECT_THAT(Poll(true, false), ElementsAre("error 110", "error 110"));
+    gaugeFailure = 0;
     EXPECT_THAT(Poll(true, false), ElementsAre("0>1", "0>1"));
-    EXPECT_EQ(Output(), "CONNECTION TRANSITION TO STATE: 1\n");
-    EXPECT_THAT(Poll(false, false), ElementsAre()) << "the loss of the battery is not looked at";
+    EXPECT_EQ(output.Take(), "CONNECTION TRANSITION TO STATE: 1\n");
+    EXPECT_THAT(Poll(false, false), IsEmpty()) << "the loss of the battery is not looked at";
     EXPECT_THAT(Poll(true, true), ElementsAre("1>2", "1>2"));
-    EXPECT_THAT(Poll(false, true), ElementsAre()) << "nor is it while the charger is there";
+    EXPECT_THAT(Poll(false, true), IsEmpty()) << "nor is it while the charger is there";
     EXPECT_THAT(Poll(true, false), ElementsAre("2>1", "2>1"));
     EXPECT_THAT(Poll(false, true), ElementsAre("1>2", "1>2"));
     EXPECT_THAT(Poll(false, false), ElementsAre("2>5", "2>5"));
-    EXPECT_THAT(Poll(true, false), ElementsAre()) << "final";
-    EXPECT_EQ(Output(), "CONNECTION TRANSITION TO STATE: 2\nCONNECTION TRANSITION TO STATE: 1\n"
-                        "CONNECTION TRANSITION TO STATE: 2\nCONNECTION TRANSITION TO STATE: 5\n");
+    EXPECT_THAT(Poll(true, false), IsEmpty()) << "final";
+    EXPECT_EQ(output.Take(),
+              "CONNECTION TRANSITION TO STATE: 2\nCONNECTION TRANSITION TO STATE: 1\n"
+              "CONNECTION TRANSITION TO STATE: 2\nCONNECTION TRANSITION TO STATE: 5\n");
 }
 
 TEST_F(ConnectionManagerTest, DecidesAtStartUpByBatteryAndCharger) {
     EXPECT_THAT(Poll(true, true), ElementsAre("0>2", "0>2"));
-}
-
-TEST_F(ConnectionManagerTest, FaultsAtStartUpOnAChargerWithoutABattery) {
-    EXPECT_THAT(Poll(false, true), ElementsAre("0>5", "0>5"));
-    EXPECT_THAT(Poll(true, false), ElementsAre()) << "final";
+    manager.emplace(charger, *gauge, *usb, std::chrono::milliseconds(1));
+    manager->AddObserver(first);
+    EXPECT_THAT(Poll(false, true), ElementsAre("0>5"));
+    EXPECT_THAT(Poll(true, false), IsEmpty()) << "final";
 }
 
 TEST_F(ConnectionManagerTest, WaitsTwentyChecksForAHost) {
@@ -157,7 +159,7 @@ TEST_F(ConnectionManagerTest, WaitsTwentyChecksForAHost) {
     EXPECT_THAT(Poll(false, false), ElementsAre("0>3", "0>3"));
     EXPECT_EQ(hostChecks, 20);
     EXPECT_EQ(pauses, 20);
-    EXPECT_THAT(Poll(true, true), ElementsAre()) << "final";
+    EXPECT_THAT(Poll(true, true), IsEmpty()) << "final";
 }
 
 TEST_F(ConnectionManagerTest, GoesToHostAsSoonAsOneConfiguresThePort) {
@@ -174,7 +176,8 @@ TEST_F(ConnectionManagerTest, AnnouncesAgainWhenAnObserverThrew) {
     EXPECT_THAT(Poll(true, false), ElementsAre("0>1", "0>1", "error 5", "error 5"));
     second.throws = false;
     EXPECT_THAT(Poll(true, false), ElementsAre("0>1", "0>1"));
-    EXPECT_EQ(Output(), "CONNECTION TRANSITION TO STATE: 1\nCONNECTION TRANSITION TO STATE: 1\n");
+    EXPECT_EQ(output.Take(),
+              "CONNECTION TRANSITION TO STATE: 1\nCONNECTION TRANSITION TO STATE: 1\n");
 }
 
 TEST_F(ConnectionManagerTest, RepeatsTheWaitForAHostWithoutBindingThePortAgain) {
@@ -187,14 +190,24 @@ TEST_F(ConnectionManagerTest, RepeatsTheWaitForAHostWithoutBindingThePortAgain) 
     EXPECT_THAT(Poll(false, false), ElementsAre("0>4", "error 5", "error 5"));
     first.throws = false;
     EXPECT_THAT(Poll(false, false), ElementsAre("0>4", "0>4"));
-    EXPECT_THAT(Output(), testing::StartsWith("USB BIND GADGETS\n"));
+    EXPECT_THAT(output.Take(), testing::StartsWith("USB BIND GADGETS\n"));
 }
 
-TEST_F(ConnectionManagerTest, ReportsAFailingGaugeAndTriesAgain) {
-    gaugeFailure = ETIMEDOUT;
-    EXPECT_THAT(Poll(true, false), ElementsAre("error 110", "error 110"));
-    gaugeFailure = 0;
-    EXPECT_THAT(Poll(true, false), ElementsAre("0>1", "0>1"));
+TEST(PowerManager, WritesBackBeforeItPowersOffAndSurvivesARefusal) {
+    test::ScopedSys sys;
+    std::vector<std::string> calls;
+    sys->Sync = [&] { calls.push_back("sync"); };
+    sys->Reboot = [&](int command) {
+        EXPECT_EQ(command, RB_POWER_OFF);
+        calls.push_back("reboot");
+        return test::FailWith(EPERM);
+    };
+    PowerManager manager;
+    manager.OnConnectionStateChanged(ConnectionState::NoBattery, ConnectionState::Battery);
+    manager.OnUserInterfacePowerButtonDoubleClick();
+    EXPECT_THAT(calls, IsEmpty());
+    manager.OnUserInterfacePowerOffRequest();
+    EXPECT_THAT(calls, ElementsAre("sync", "reboot"));
 }
 
 } // namespace
