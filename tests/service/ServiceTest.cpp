@@ -1,22 +1,27 @@
 #include "vantorel/service/Service.h"
+
+#include "tests/support/CapturedOutput.h"
 #include "tests/support/ScriptedSys.h"
+#include "vantorel/service/Error.h"
 #include "vantorel/service/ObserverList.h"
+#include "vantorel/service/UniqueFd.h"
+#include "vantorel/service/private/Sleep.h"
 #include "vantorel/service/private/StatusLine.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <atomic>
-#include <cerrno>
 #include <csignal>
-#include <latch>
-#include <vector>
+#include <cstring>
+#include <thread>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace vantorel {
 namespace {
 
 using namespace std::chrono_literals;
-using test::FailWith;
 using test::ScopedSys;
 
 class CountingService final : public Service {
@@ -57,18 +62,7 @@ TEST(Service, PausesBeforeTheFirstCallAndKeepsOneThread) {
     EXPECT_EQ(pauses, service.calls); // a second thread would pause for the same calls
 }
 
-TEST(Service, RunsOnceInItsLife) {
-    CountingService service(0ms);
-    service.Start();
-    service.WaitForCalls(1);
-    service.Stop();
-    const int calls = service.calls;
-    service.Start();
-    service.Stop();
-    EXPECT_EQ(service.calls, calls);
-}
-
-TEST(Service, SpinsWithoutSleepingForAnIntervalOfZeroOrLess) {
+TEST(Service, RunsOnceInItsLifeAndSpinsWithoutSleepingForAnIntervalOfZeroOrLess) {
     for (const auto interval : {0ms, -5ms}) {
         ScopedSys sys;
         std::atomic<int> pauses{0};
@@ -77,32 +71,24 @@ TEST(Service, SpinsWithoutSleepingForAnIntervalOfZeroOrLess) {
         service.Start();
         service.WaitForCalls(10);
         service.Stop();
+        const int calls = service.calls;
+        service.Start();
+        service.Stop();
+        EXPECT_EQ(service.calls, calls);
         EXPECT_EQ(pauses, 0);
     }
 }
 
-TEST(Service, GoesOnSleepingForWhatASignalLeft) {
+TEST(Sleep, GoesOnForWhatASignalLeft) {
     ScopedSys sys;
-    std::vector<timespec> requests;
-    std::latch slept(1);
-    CountingService service(2000ms);
+    std::vector<std::pair<time_t, long>> requests;
     sys->Nanosleep = [&](const timespec* request, timespec* remaining) {
-        requests.push_back(*request);
-        if (requests.size() < 3) {
-            *remaining = {1, static_cast<long>(requests.size())};
-            return FailWith(EINTR);
-        }
-        if (requests.size() == 3) {
-            slept.count_down();
-        }
-        return 0;
+        requests.emplace_back(request->tv_sec, request->tv_nsec);
+        *remaining = {1, static_cast<long>(requests.size())};
+        return requests.size() < 3 ? test::FailWith(EINTR) : 0;
     };
-    service.Start();
-    slept.wait();
-    service.Stop();
-    EXPECT_EQ(requests[0].tv_sec, 2);
-    EXPECT_EQ(requests[1].tv_nsec, 1);
-    EXPECT_EQ(requests[2].tv_nsec, 2);
+    SleepFor(2000ms);
+    EXPECT_THAT(requests, testing::ElementsAre(std::pair(2, 0), std::pair(1, 1), std::pair(1, 2)));
 }
 
 TEST(ServiceDeathTest, EndsTheProcessWhenDestroyedWhileItRuns) {
@@ -134,7 +120,7 @@ TEST(ObserverList, TellsInTheOrderOfRegistrationAndChecksNothing) {
 }
 
 TEST(StatusLine, IsWrittenWholeWhenManyThreadsPrint) {
-    testing::internal::CaptureStdout();
+    test::CapturedOutput output;
     {
         std::vector<std::jthread> threads;
         for (int i = 0; i < 4; ++i) {
@@ -145,12 +131,40 @@ TEST(StatusLine, IsWrittenWholeWhenManyThreadsPrint) {
             });
         }
     }
-    std::istringstream lines(testing::internal::GetCapturedStdout());
-    int count = 0;
-    for (std::string line; std::getline(lines, line); ++count) {
-        ASSERT_EQ(line, "STATE: 42 OF 43");
+    std::string expected;
+    for (int line = 0; line < 4 * 200; ++line) {
+        expected += "STATE: 42 OF 43\n";
     }
-    EXPECT_EQ(count, 800);
+    EXPECT_EQ(output.Take(), expected);
+}
+
+TEST(Error, ComparesByNumberAndSpeaksThePlatformsTexts) {
+    EXPECT_EQ(Error(ENOENT), Error(ENOENT));
+    EXPECT_FALSE(Error(ENOENT) == Error(EINVAL));
+    EXPECT_EQ(Error(ENOENT).ToString(), std::strerror(ENOENT));
+    EXPECT_EQ(Error(123456).ToString(), "Unknown error 123456");
+    EXPECT_EQ(Error(-7).ToString(), "Unknown error -7");
+}
+
+TEST(UniqueFd, ClosesWhatItOwnsOnceAndKeepsErrno) {
+    const auto isOpen = [](int fd) { return ::fcntl(fd, F_GETFD) != -1; };
+    int raw = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    {
+        UniqueFd first(raw);
+        UniqueFd second(std::move(first));
+        EXPECT_EQ(first.Get(), -1);
+        EXPECT_TRUE(isOpen(raw));
+        second = UniqueFd();
+        EXPECT_FALSE(isOpen(raw));
+        errno = ENODEV;
+    }
+    EXPECT_EQ(errno, ENODEV);
+
+    UniqueFd released(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+    raw = released.Release();
+    released.Reset();
+    EXPECT_TRUE(isOpen(raw));
+    ::close(raw);
 }
 
 } // namespace
