@@ -219,8 +219,11 @@ TEST_F(InterruptedUpdate, IsCompletedByTheNextStartWhereverThePowerWent) {
     for (std::size_t i = 0; i < moments.size(); i += stride) {
         for (const Cut cut : {before, within, withTheBattery}) {
             const auto& message = moments[i].message;
-            if (cut == within && message.size() < 2) {
-                continue; // nothing to cut through
+            // Half a message takes two bytes; a gauge that idles in ROM mode has nothing to lose.
+            const bool inRomMode = gauge_address(&moments[i].model) == GAUGE_ROM_ADDRESS;
+            if ((cut == within && message.size() < 2) ||
+                (cut == withTheBattery && inRomMode && !message.empty())) {
+                continue;
             }
             GoTo(moments[i]);
             if (cut == within) {
