@@ -1,11 +1,11 @@
 #pragma once
 
+#include "vantorel/service/Error.h"
 #include "vantorel/service/Export.h"
 
 namespace vantorel {
 
 class Button;
-class Error;
 
 /**
  * What a ButtonService reports, on the thread of that service.

@@ -1,11 +1,10 @@
 #pragma once
 
 #include "vantorel/service/ConnectionState.h"
+#include "vantorel/service/Error.h"
 #include "vantorel/service/Export.h"
 
 namespace vantorel {
-
-class Error;
 
 /**
  * What the ConnectionManager reports, on its own thread.

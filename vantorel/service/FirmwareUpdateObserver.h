@@ -1,12 +1,12 @@
 #pragma once
 
+#include "vantorel/service/Error.h"
 #include "vantorel/service/Export.h"
 
 #include <cstdint>
 
 namespace vantorel {
 
-class Error;
 class FirmwareUpdateManager;
 
 /**

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "vantorel/service/Error.h"
 #include "vantorel/service/Export.h"
 
 namespace vantorel {
 
-class Error;
 class Thermometer;
 
 /**
