@@ -31,7 +31,7 @@ endfunction()
 find_program(VANTOREL_CLANG_FORMAT clang-format)
 if(VANTOREL_CLANG_FORMAT)
     set(formatted)
-    foreach(folder IN ITEMS vantorel sdk simulators app tests host tools benchmarks)
+    foreach(folder IN ITEMS vantorel sdk simulators app examples tests host tools benchmarks)
         file(GLOB_RECURSE found CONFIGURE_DEPENDS
             ${PROJECT_SOURCE_DIR}/${folder}/*.h ${PROJECT_SOURCE_DIR}/${folder}/*.cpp)
         list(APPEND formatted ${found})
