@@ -30,6 +30,15 @@ struct Outcome {
     bool operator==(const Outcome&) const = default;
 };
 
+/** The status word in the answer to request 53; what cannot be for anything else. */
+inline std::uint32_t StatusOf(const Outcome& read) {
+    std::uint32_t status = 0xdead;
+    if (read.reply && read.reply->size() == sizeof status) {
+        std::memcpy(&status, read.reply->data(), sizeof status);
+    }
+    return status;
+}
+
 /**
  * Stands in for the kernel's side of endpoint zero and of everything else that the vendor function
  * asks of it. The function's own thread answers; a request returns when that thread waits for the
@@ -101,14 +110,7 @@ public:
     }
 
     /** The status that the host reads with request 53. */
-    std::uint32_t Status() {
-        const Outcome read = In(53, 4);
-        std::uint32_t status = 0xdead;
-        if (read.reply && read.reply->size() == sizeof status) {
-            std::memcpy(&status, read.reply->data(), sizeof status);
-        }
-        return status;
-    }
+    std::uint32_t Status() { return StatusOf(In(53, 4)); }
 
     ScopedSys sys;
     std::vector<std::string> steps; // to be looked at while no request is under way

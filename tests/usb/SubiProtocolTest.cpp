@@ -1,43 +1,35 @@
 // What a host gets for its control requests.
 
 #include "tests/support/PrivateRoot.h"
-#include "tests/usb/SubiTest.h"
+#include "tests/usb/SubiRows.h"
 #include "vantorel/camera/Camera.h"
 
 #include <gmock/gmock.h>
 
 #include <limits>
+#include <thread>
 
 namespace vantorel {
 namespace {
 
 using test::Bytes;
+using test::Factory;
 using test::Outcome;
+using test::Range;
 using test::refusedIn;
 using test::refusedOut;
 using test::Reply;
 using test::silence;
 using test::Word;
 
-constexpr std::uint32_t ok = 0;
-constexpr std::uint32_t unchanged = 0x30300; // set before every request of the table
-constexpr std::uint32_t unsupported = 0x50000;
+constexpr std::uint32_t ok = test::statusOk;
+constexpr std::uint32_t unchanged = test::statusUnchanged;
+constexpr std::uint32_t unsupported = test::statusUnsupported;
 constexpr std::uint32_t logFailed = 0x30000;
-
-Bytes Factory(std::size_t begin, std::size_t size) {
-    Bytes bytes;
-    for (std::size_t i = begin; i < begin + size; ++i) {
-        bytes.push_back(KIROCAMERA_SIM_FACTORY_BYTE(i));
-    }
-    return bytes;
-}
 
 class SubiProtocolTest : public test::SubiTest {
 protected:
-    SubiProtocolTest() {
-        const kirocamera_sim_identity_t identity{0x1234, "0123456789AB", "KC-7", {{2, 5, 1, 38}}};
-        kirocamera_sim_set_identity(&identity);
-    }
+    SubiProtocolTest() { kirocamera_sim_set_identity(&test::subiIdentity); }
 
     void Select(unsigned selector) { EXPECT_EQ(endpoint.Out(85, Word(selector)), silence); }
     Outcome Selected(unsigned selector, std::size_t length) {
@@ -46,125 +38,29 @@ protected:
     }
     /** Lets the next status show whether a request has left it alone. */
     void MarkStatus() { EXPECT_EQ(endpoint.Out(84, Word(3)), refusedOut); }
-
-    void Range(unsigned words, unsigned offset) {
-        const Bytes count = Word(words);
-        const Bytes begin = Word(offset);
-        EXPECT_EQ(endpoint.Out(86, Bytes{count[0], count[1], begin[0], begin[1], 0, 0}), silence);
-    }
-};
-
-struct Row {
-    int selector; // -1: none
-    std::uint8_t request;
-    std::size_t length;
-    std::optional<Bytes> data; // from the host
-    Outcome outcome;
-    std::uint32_t status;
 };
 
 TEST_F(SubiProtocolTest, AnswersRequests) {
     BringUp();
-    Bytes identity(66);
-    std::memcpy(&identity[0], "0123456789AB", 12);
-    std::memcpy(&identity[16], "KC-7", 4);
-    identity[32] = 0x34;
-    identity[33] = 0x12;
-    identity[34] = 27;
-    const Row rows[] = {
-        {-1, 52, 2, {}, refusedIn, unsupported},
-        {-1, 52, 2, Word(1), refusedOut, unsupported},
-        {-1, 53, 4, {}, Reply({0, 3, 3, 0}), ok},
-        {-1, 53, 2, {}, refusedIn, unchanged},
-        {-1, 54, 12, {}, Reply({0xab, 0, 0x89, 0, 0x67, 0, 0x45, 0, 0x23, 0, 1, 0}), ok},
-        {-1, 54, 11, {}, refusedIn, unchanged},
-        {-1, 55, 2, {}, refusedIn, unsupported},
-        {-1, 60, 4, Bytes(4), refusedOut, unchanged},
-        {-1, 60, 2, Word(0), silence, ok},
-        {-1, 61, 2, {}, Reply(Word(0)), ok},
-        {-1, 61, 4, {}, refusedIn, unchanged},
-        {-1, 62, 2, Word(7), silence, ok},
-        {-1, 62, 3, Bytes(3), refusedOut, unchanged},
-        {-1, 63, 2, {}, Reply(Word(8)), ok},
-        {-1, 84, 2, Word(2), silence, unchanged},
-        {-1, 84, 1, Bytes(1), refusedOut, unchanged},
-        {-1, 85, 2, Word(17), silence, ok},
-        {-1, 85, 4, Bytes(4), refusedOut, unchanged},
-        {-1, 86, 6, Bytes(6), silence, unchanged},
-        {-1, 86, 6, Bytes{0, 0, 0, 0, 0, 1}, refusedOut, unchanged},
-        {-1, 86, 8, Bytes(8), refusedOut, unchanged},
-        {-1, 88, 2, {}, refusedIn, unchanged},
-        {-1, 89, 2, Word(7), silence, ok},
-        {-1, 90, 2, Word(7), silence, ok},
-        {-1, 91, 2, Word(7), silence, ok},
-        {-1, 91, 0, Bytes{}, refusedOut, unchanged},
-        {-1, 92, 2, {}, refusedIn, unsupported},
-        {-1, 93, 64, {}, Reply(Factory(4884, 64)), ok},
-        {-1, 93, 63, {}, refusedIn, unchanged},
-        {-1, 94, 2, {}, refusedIn, unsupported},
-        {0, 78, 35, {}, refusedIn, unchanged},
-        {13, 78, 2, {}, refusedIn, unchanged},
-        {17, 78, 2, {}, Reply(Word(2)), ok},
-        {17, 78, 3, {}, refusedIn, unchanged},
-        {18, 78, 2, {}, Reply({0, 2}), ok},
-        {19, 78, 2, {}, Reply({0x34, 0x12}), ok},
-        {21, 78, 64, {}, Reply(Factory(4884, 64)), ok},
-        {23, 78, 66, {}, Reply(identity), ok},
-        {23, 78, 64, {}, refusedIn, unchanged},
-        {26, 78, 2, {}, Reply(Word(0)), ok},
-        {28, 78, 2, {}, silence, unchanged},
-        {0xffff, 78, 36, {}, silence, unchanged},
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(testing::Message() << "request " << int{row.request} << ", selector "
-                                        << row.selector << ", length " << row.length);
-        if (row.selector >= 0) {
-            Select(static_cast<unsigned>(row.selector));
-        }
-        MarkStatus();
-        EXPECT_EQ(row.data ? endpoint.Out(row.request, row.length, row.data)
-                           : endpoint.In(row.request, row.length),
-                  row.outcome);
-        EXPECT_EQ(endpoint.Status(), row.status);
-        EXPECT_EQ(endpoint.Status(), ok) << "reading the status clears it";
-    }
+    test::CheckRows(
+        endpoint, [](const test::SubiRow& row) { return row.outcome; }, refusedOut);
     EXPECT_EQ(Wishes(), "stop ");
 }
 
-TEST_F(SubiProtocolTest, RefusesSelectorsWithoutAMeaning) {
-    BringUp();
-    for (const unsigned selector :
-         {1U, 2U, 3U, 4U, 5U, 6U, 7U, 8U, 9U, 10U, 11U, 12U, 15U, 16U, 20U, 22U, 24U, 25U, 27U}) {
-        EXPECT_EQ(Selected(selector, 2), refusedIn) << selector;
-        EXPECT_EQ(endpoint.Status(), unsupported) << selector;
-    }
-}
-
-TEST_F(SubiProtocolTest, ReadsTheFactorySettingsInPieces) {
+TEST_F(SubiProtocolTest, KeepsReadsWithinTheFactorySettings) {
     BringUp();
     const auto read = [&](std::size_t length) { return endpoint.In(88, length); };
-    Range(32, 0);
-    EXPECT_EQ(read(32), Reply(Factory(0, 32)));
-    EXPECT_EQ(read(32), Reply(Factory(32, 32)));
-    EXPECT_EQ(read(32), refusedIn) << "nothing remains";
-    EXPECT_EQ(read(1), Reply(Factory(64, 1))) << "half a word counts as none";
-
-    Range(2, 0);
-    EXPECT_EQ(read(3), Reply(Factory(0, 3)));
-    EXPECT_EQ(read(2), Reply(Factory(2, 2)));
-
-    Range(0xffff, 2559);
-    EXPECT_EQ(read(3), refusedIn) << "one byte behind the settings";
-    EXPECT_EQ(read(2), Reply(Factory(5118, 2))) << "the refusal has used nothing up";
-    EXPECT_EQ(read(2), refusedIn);
-    Range(0xffff, 0);
+    const auto range = [&](unsigned words, unsigned offset) {
+        EXPECT_EQ(endpoint.Out(86, Range(words, offset)), silence);
+    };
+    range(0xffff, 0);
     EXPECT_EQ(read(5122), refusedIn);
     EXPECT_EQ(read(5120), Reply(Factory(0, 5120)));
-    Range(0xffff, 0xffff);
+    range(0xffff, 0xffff);
     EXPECT_EQ(read(2), refusedIn);
     EXPECT_EQ(read(0xffff), refusedIn);
 
-    Range(1, 0);
+    range(1, 0);
     EXPECT_EQ(endpoint.Out(86, 6, Word(2)), silence); // only the count arrives
     EXPECT_EQ(read(4), Reply(Factory(0, 4)));
     EXPECT_EQ(endpoint.Out(86, Bytes{1, 0, 5, 0, 1, 0}), refusedOut);
@@ -266,7 +162,7 @@ TEST_F(SubiProtocolTest, SendsTheSpotTemperatureOfTheLastFrame) {
 
 TEST_F(SubiProtocolTest, ForgetsTheCameraThatHasGone) {
     BringUp();
-    Range(0xffff, 0);
+    endpoint.Out(86, Range(0xffff, 0));
     subi.OnCameraDisconnect(*std::make_unique<Camera>(kirocamera_sim_get_camera()));
     EXPECT_EQ(endpoint.In(54, 12), refusedIn);
     EXPECT_EQ(endpoint.Status(), unsupported);
@@ -280,6 +176,38 @@ TEST_F(SubiProtocolTest, ForgetsTheCameraThatHasGone) {
     EXPECT_EQ(endpoint.In(88, 2), refusedIn);
     EXPECT_EQ(endpoint.Status(), unchanged);
     EXPECT_EQ(endpoint.In(63, 2), Reply(Word(8)));
+}
+
+// For the thread sanitizer above all: the camera's threads write what requests read.
+TEST_F(SubiProtocolTest, AnswersWhileTheCameraIsAtWork) {
+    BringUp();
+    manager.OnConnectionStateChanged(ConnectionState::Battery, ConnectionState::Undetermined);
+    Camera camera(kirocamera_sim_get_camera());
+    const std::jthread frames([&](const std::stop_token& end) {
+        while (!end.stop_requested()) {
+            sdk.Frame();
+        }
+    });
+    const std::jthread sessions([&](const std::stop_token& end) {
+        while (!end.stop_requested()) {
+            subi.OnCameraCaptureSessionStart(camera);
+            subi.OnCameraCaptureSessionStop(camera);
+        }
+    });
+    std::jthread leaves;
+    std::size_t known = 0;
+    for (int i = 0; i < 400; ++i) {
+        if (i == 200) {
+            leaves = std::jthread([&] { subi.OnCameraDisconnect(camera); });
+        }
+        EXPECT_TRUE(Selected(26, 2).reply);
+        EXPECT_TRUE(endpoint.In(61, 2).reply);
+        EXPECT_EQ(endpoint.Out(60, Word(2)), silence);
+        known += Selected(23, 66).reply.has_value();
+    }
+    leaves.join();
+    EXPECT_GE(known, 200U);
+    EXPECT_EQ(Selected(23, 66), refusedIn);
 }
 
 TEST_F(SubiProtocolTest, LeavesEventsAloneThatAreNoRequests) {

@@ -1,0 +1,23 @@
+// Plays the corpus of a fuzzer: what once reached a part of the code goes on reaching it.
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <vector>
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+
+TEST(Fuzzer, PlaysItsCorpus) {
+    std::size_t played = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(VANTOREL_CORPUS)) {
+        SCOPED_TRACE(entry.path());
+        std::ifstream file(entry.path(), std::ios::binary);
+        const std::vector<char> input{std::istreambuf_iterator<char>(file), {}};
+        LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(input.data()), input.size());
+        ++played;
+    }
+    EXPECT_GT(played, 0U);
+}
