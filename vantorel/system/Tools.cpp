@@ -156,7 +156,11 @@ bool Tools::IsMounted(std::string target, std::string type) {
 }
 
 void Tools::Cp(std::string source, std::string destination) {
-    std::ifstream from(source, std::ios::binary);
+    // An update's archive is copied from a slow drive: fewer and larger reads than the usual ones.
+    std::vector<char> buffer(128 * 1024);
+    std::ifstream from;
+    from.rdbuf()->pubsetbuf(buffer.data(), static_cast<std::streamsize>(buffer.size()));
+    from.open(source, std::ios::binary);
     std::ofstream to(destination, std::ios::binary | std::ios::trunc);
     to << from.rdbuf();
 }
