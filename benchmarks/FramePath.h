@@ -1,0 +1,123 @@
+#pragma once
+
+#include "vantorel/camera/CameraManager.h"
+#include "vantorel/devices/LCD.h"
+#include "vantorel/ui/UserInterfaceManager.h"
+
+#include <VantorelUI.h>
+#include <kirocamera_sim.h>
+
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <poll.h>
+
+/**
+ * The road of a frame, from the camera's callback to the kept copy and from there to the display's
+ * back buffer, with the SDK's and the UI library's own work on it reduced to handing out a pointer:
+ * what is measured is the library. Beside each half stands memcpy() of the same bytes from the same
+ * place to the same place.
+ *
+ * To be included by one source of a program: it defines functions of both libraries, in the place
+ * of those of the simulators.
+ */
+namespace vantorel::benchmarks {
+
+struct Geometry {
+    std::uint16_t width;
+    std::uint16_t height;
+    std::uint8_t bytesPerPixel;
+
+    std::size_t Bytes() const { return std::size_t{width} * height * bytesPerPixel; }
+    std::string Name() const {
+        return std::to_string(width) + "x" + std::to_string(height) +
+               (bytesPerPixel == 1 ? "" : "x" + std::to_string(bytesPerPixel));
+    }
+};
+
+/** The frames of the cameras, and a picture as large as the screen. */
+inline constexpr std::array<Geometry, 4> frames{
+    {{160, 120, 1}, {320, 240, 1}, {640, 480, 1}, {480, 640, 4}}};
+
+constexpr std::size_t headerSize = 2048;
+
+// What the two libraries answer.
+inline kiroframe_t* image = nullptr;
+inline std::uint32_t* picture = nullptr;
+inline const std::uint8_t* shownPixels = nullptr;
+
+class FramePath {
+public:
+    FramePath() {
+        kirocamera_sim_set_manual(1);
+        camera.emplace(0U);
+        camera->AddObserver(userInterface);
+        camera->Start();
+        kirocamera_sim_event(nullptr, KIROCAMERA_EVENT_CONNECT, 0);
+    }
+    FramePath(const FramePath&) = delete;
+    FramePath& operator=(const FramePath&) = delete;
+
+    /** Selects the frames to come, and lets the first, which makes the copy, pass. */
+    void Use(const Geometry& geometry) {
+        buffer.assign(headerSize + geometry.Bytes(), 7);
+        record.width = geometry.width;
+        record.height = geometry.height;
+        record.channels = 1;
+        record.pixel_depth = static_cast<std::uint8_t>(8 * geometry.bytesPerPixel);
+        record.data_size = static_cast<std::uint32_t>(geometry.Bytes());
+        record.header_size = headerSize;
+        record.buffer = buffer.data();
+        image = &record;
+        Frame();
+    }
+
+    /** The camera's callback, with the user interface and the camera itself as observers. */
+    void Frame() { CameraManager::FrameAvailable(nullptr, nullptr, &*camera); }
+
+    /** One refresh of the display; finds out where the kept copy is, too. */
+    void Draw(LCD& lcd, std::uint32_t* pixels) { userInterface.OnLCDDraw(lcd, pixels); }
+
+    /** What Frame() cannot do without, by itself. */
+    void CopyFrame() {
+        auto* const kept = const_cast<std::uint8_t*>(shownPixels) - headerSize;
+        std::memcpy(kept, buffer.data(), buffer.size());
+    }
+
+private:
+    // The C library leaves locks and counts unlocked in a process with one thread; a device has
+    // twenty.
+    std::jthread other{[](const std::stop_token& end) {
+        while (!end.stop_requested()) {
+            ::poll(nullptr, 0, 200);
+        }
+    }};
+    std::vector<std::uint8_t> buffer;
+    kiroframe_t record{};
+    UserInterfaceManager userInterface;
+    std::optional<CameraManager> camera;
+};
+
+} // namespace vantorel::benchmarks
+
+// Visible, so that a shared library of this system finds them before those of the simulators.
+#pragma GCC visibility push(default)
+extern "C" {
+kirocamera_error_t kirocamera_frame_get_frame_by_format(kirocamera_frame_t*, uint32_t,
+                                                        kiroframe_t** answer) {
+    *answer = vantorel::benchmarks::image;
+    return 0;
+}
+void UpdateThermalImage(const uint8_t* pixels) {
+    vantorel::benchmarks::shownPixels = pixels;
+}
+uint32_t* Render(void) {
+    return vantorel::benchmarks::picture;
+}
+}
+#pragma GCC visibility pop

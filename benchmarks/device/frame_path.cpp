@@ -1,0 +1,81 @@
+/**
+ * What a frame costs on its way through the library, on the device's processor and display, beside
+ * memcpy() of the same bytes. A line for each: name, nanoseconds of the library and of memcpy().
+ */
+#include "benchmarks/FramePath.h"
+#include "tests/support/CountedAllocations.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <limits>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+using namespace vantorel;
+using namespace vantorel::benchmarks;
+
+namespace {
+
+constexpr int rounds = 60;
+constexpr std::size_t bytesOfARound = 16 << 20;
+
+/** The fastest round of each: what else the machine does only ever adds to one. */
+struct Pair {
+    double ours = std::numeric_limits<double>::max();
+    double bare = std::numeric_limits<double>::max();
+};
+
+template <typename Step>
+double Time(int count, Step step) {
+    const auto begin = std::chrono::steady_clock::now();
+    for (int i = 0; i < count; ++i) {
+        step();
+    }
+    const std::chrono::duration<double, std::nano> passed =
+        std::chrono::steady_clock::now() - begin;
+    return passed.count() / count;
+}
+
+template <typename Ours, typename Bare>
+void Measure(const std::string& name, std::size_t bytes, Ours ours, Bare bare) {
+    const int count = static_cast<int>(std::max<std::size_t>(bytesOfARound / bytes, 4));
+    Pair best;
+    test::allocations = 0;
+    test::countAllocations = true;
+    for (int round = 0; round < rounds; ++round) {
+        best.ours = std::min(best.ours, Time(count, ours));
+        best.bare = std::min(best.bare, Time(count, bare));
+    }
+    test::countAllocations = false;
+    std::fprintf(stderr, "%s %.0f %.0f allocations %d\n", name.c_str(), best.ours, best.bare,
+                 test::allocations.load());
+}
+
+} // namespace
+
+int main() {
+    // The results go to standard error; the library's status lines are of no interest.
+    if (::dup2(::open("/dev/null", O_WRONLY | O_CLOEXEC), STDOUT_FILENO) < 0) {
+        return 1;
+    }
+    LCD lcd("lcd", "/dev/vantorel/display");
+    std::vector<std::uint32_t> drawn(std::size_t{lcd.Width()} * lcd.Height(), 0x336699);
+    picture = drawn.data();
+    FramePath path;
+    std::uint32_t* const back = lcd.BackBuffer();
+    for (const Geometry& frame : frames) {
+        path.Use(frame);
+        path.Draw(lcd, back);
+        Measure(
+            "Keep/" + frame.Name(), headerSize + frame.Bytes(), [&] { path.Frame(); },
+            [&] { path.CopyFrame(); });
+    }
+    const std::size_t bytes = drawn.size() * sizeof(std::uint32_t);
+    Measure(
+        "Draw/480x640x4", bytes, [&] { path.Draw(lcd, back); },
+        [&] { std::memcpy(back, drawn.data(), bytes); });
+    std::fflush(stderr);
+    ::_exit(0); // the simulated camera stays connected
+}

@@ -1,0 +1,131 @@
+/**
+ * What a frame costs on its way through the library, beside memcpy() of the same bytes; with the
+ * allocations and the locks of each frame. Needs mounts of its own: ./bench starts it so.
+ */
+#include "benchmarks/FramePath.h"
+#include "tests/devices/FakeCard.h"
+#include "tests/support/CountedAllocations.h"
+#include "tests/ui/DeviceFiles.h"
+
+#include <benchmark/benchmark.h>
+
+#include <memory>
+
+#include <pthread.h>
+
+// The linker sends the locks of the library's objects here.
+namespace {
+thread_local int locks = 0;
+}
+extern "C" {
+int __real_pthread_mutex_lock(pthread_mutex_t* mutex);
+int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex);
+int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
+    ++locks;
+    return __real_pthread_mutex_lock(mutex);
+}
+}
+
+using namespace vantorel;
+using namespace vantorel::benchmarks;
+
+namespace {
+
+constexpr int counted = 100; // frames
+
+struct Bench {
+    test::ScopedSys sys;
+    test::FakeCard card{sys};
+    std::optional<LCD> lcd;
+    std::vector<std::uint32_t> drawn;
+    std::vector<std::uint32_t> back;
+    FramePath path;
+
+    void Use(const Geometry& frame, std::uint16_t width, std::uint16_t height) {
+        card.modes.front().hdisplay = width;
+        card.modes.front().vdisplay = height;
+        card.pitch = width * 4U;
+        card.size = std::uint64_t{card.pitch} * height;
+        lcd.emplace("lcd", "/dev/null");
+        drawn.assign(std::size_t{width} * height, 0x336699);
+        back.assign(drawn.size(), 0);
+        picture = drawn.data();
+        path.Use(frame);
+        path.Draw(*lcd, back.data());
+    }
+};
+
+Bench& TheBench() {
+    static Bench bench;
+    return bench;
+}
+
+template <typename Step>
+void Count(benchmark::State& state, Step step) {
+    const int allocationsBefore = test::allocations;
+    const int locksBefore = locks;
+    test::countAllocations = true;
+    for (int frame = 0; frame < counted; ++frame) {
+        step();
+    }
+    test::countAllocations = false;
+    state.counters["allocations"] = (test::allocations - allocationsBefore) / double{counted};
+    state.counters["locks"] = (locks - locksBefore) / double{counted};
+}
+
+void Keep(benchmark::State& state, const Geometry& frame) {
+    Bench& bench = TheBench();
+    bench.Use(frame, 480, 640);
+    Count(state, [&] { bench.path.Frame(); });
+    for (auto _ : state) {
+        bench.path.Frame();
+        benchmark::ClobberMemory();
+    }
+}
+
+void KeepBare(benchmark::State& state, const Geometry& frame) {
+    Bench& bench = TheBench();
+    bench.Use(frame, 480, 640);
+    for (auto _ : state) {
+        bench.path.CopyFrame();
+        benchmark::ClobberMemory();
+    }
+}
+
+void Draw(benchmark::State& state, const Geometry& screen) {
+    Bench& bench = TheBench();
+    bench.Use(frames.front(), screen.width, screen.height);
+    Count(state, [&] { bench.path.Draw(*bench.lcd, bench.back.data()); });
+    for (auto _ : state) {
+        bench.path.Draw(*bench.lcd, bench.back.data());
+        benchmark::ClobberMemory();
+    }
+}
+
+void DrawBare(benchmark::State& state, const Geometry& screen) {
+    Bench& bench = TheBench();
+    bench.Use(frames.front(), screen.width, screen.height);
+    for (auto _ : state) {
+        std::memcpy(bench.back.data(), bench.drawn.data(),
+                    bench.back.size() * sizeof(std::uint32_t));
+        benchmark::ClobberMemory();
+    }
+}
+
+} // namespace
+
+int main(int count, char** arguments) {
+    test::ReplaceDeviceFiles("REV-6", "1.5.0");
+    benchmark::Initialize(&count, arguments);
+    for (const Geometry& geometry : frames) {
+        const auto add = [&](const char* name, auto function) {
+            benchmark::RegisterBenchmark((name + geometry.Name()).c_str(), function, geometry);
+        };
+        add("Keep/ours/", Keep);
+        add("Keep/memcpy/", KeepBare);
+        add("Draw/ours/", Draw);
+        add("Draw/memcpy/", DrawBare);
+    }
+    benchmark::RunSpecifiedBenchmarks();
+    std::_Exit(0); // the simulated camera stays connected
+}
