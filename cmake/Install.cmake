@@ -4,6 +4,15 @@
 
 include(CMakePackageConfigHelpers)
 
+# What is shipped can be built without the tests, and installing it does not ask for them.
+set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)
+add_custom_target(shipped DEPENDS VantorelSystem kirocamera VantorelUI vantorel-app)
+foreach(tool IN ITEMS vantorel-host vantorel-log)
+    if(TARGET ${tool})
+        add_dependencies(shipped ${tool} manual_page_${tool}.1)
+    endif()
+endforeach()
+
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/VantorelSystem)
 # The closed libraries' interfaces, which the public headers need. Apart from the headers of their
 # makers, which an integrator may have in the same place.
