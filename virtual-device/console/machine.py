@@ -84,7 +84,10 @@ class Machine:
         for program in ("app/vantorel-app", "host/vantorel-host"):
             if (self.artifacts / program).exists():
                 self._install(self.artifacts / program, self.share / "bin" / Path(program).name)
-        shutil.copy(self.image / "userland/usr/bin/dbclient", self.share / "bin")
+        for program in ("dbclient", "lsusb"):
+            shutil.copy(self.image / "userland/usr/bin" / program, self.share / "bin")
+        shutil.copytree(Path(__file__).resolve().parents[2] / "tests/data", self.share / "data",
+                        dirs_exist_ok=True)
 
     def _soname(self, library: Path) -> str:
         """libX.so.1.2.3 is looked for as libX.so.1."""

@@ -1,0 +1,103 @@
+#pragma once
+
+#include "tests/usb/FakeEndpoint.h"
+
+#include <array>
+#include <chrono>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <string>
+#include <thread>
+
+#include <fcntl.h>
+#include <linux/usbdevice_fs.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+namespace vantorel::test {
+
+/**
+ * The host's end of the virtual device's USB cable: bus N has one socket, and the controller
+ * dummy_udc.N-1 is behind it. Requests go through the kernel's USB file system.
+ */
+class UsbPort {
+public:
+    explicit UsbPort(int busNumber = 1) : bus(std::to_string(busNumber)) {}
+    ~UsbPort() {
+        if (fd >= 0) {
+            ::close(fd);
+        }
+    }
+    UsbPort(const UsbPort&) = delete;
+    UsbPort& operator=(const UsbPort&) = delete;
+
+    static bool IsThere() { return std::filesystem::exists("/sys/class/udc/dummy_udc.0"); }
+
+    void SetCable(bool plugged) {
+        const std::string socket =
+            "/sys/bus/usb/devices/usb" + bus + "/" + bus + "-0:1.0/usb" + bus + "-port1/disable";
+        std::ofstream(socket) << (plugged ? '0' : '1') << std::flush;
+    }
+
+    /** Waits until the host has configured what is on the cable, and opens it. */
+    void Open() {
+        const std::string device = "/sys/bus/usb/devices/" + bus + "-1/";
+        const auto number = [&](const char* name) {
+            int value = 0;
+            std::ifstream(device + name) >> value;
+            return value;
+        };
+        for (int i = 0; i < 200 && number("bConfigurationValue") == 0; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        }
+        std::array<char, 40> node{};
+        std::snprintf(node.data(), node.size(), "/dev/bus/usb/%03d/%03d", number("busnum"),
+                      number("devnum"));
+        fd = ::open(node.data(), O_RDWR | O_CLOEXEC);
+        if (fd < 0) {
+            throw std::runtime_error(std::string("no device at ") + node.data());
+        }
+    }
+
+    /** The bytes that came or went; -1 and errno as the kernel has it. */
+    int Control(std::uint8_t type, std::uint8_t request, std::uint16_t value, std::uint8_t* data,
+                std::size_t size) const {
+        usbdevfs_ctrltransfer transfer{type, request, value, 0, static_cast<std::uint16_t>(size),
+                                       5000, data};
+        return ::ioctl(fd, USBDEVFS_CONTROL, &transfer);
+    }
+
+    /** A vendor request, seen as the scripted endpoint shows it; a time-out is a failure. */
+    Outcome In(std::uint8_t request, std::size_t length) const {
+        Bytes data(length, 0xee);
+        const int count = Control(0xc0, request, 0, data.data(), data.size());
+        if (count < 0) {
+            return Refused(Stall::In);
+        }
+        data.resize(static_cast<std::size_t>(count));
+        return {data, Stall::None};
+    }
+    Outcome Out(std::uint8_t request, std::size_t, std::optional<Bytes> data) const {
+        return Control(0x40, request, 0, data->data(), data->size()) < 0 ? Refused(Stall::Out)
+                                                                         : Outcome{};
+    }
+    Outcome Out(std::uint8_t request, const Bytes& data) const {
+        return Out(request, data.size(), data);
+    }
+    std::uint32_t Status() const { return StatusOf(In(53, 4)); }
+
+private:
+    static Outcome Refused(Stall stall) {
+        if (errno != EPIPE) {
+            throw std::runtime_error(std::string("the bus failed: ") + std::strerror(errno));
+        }
+        return {{}, stall};
+    }
+
+    const std::string bus;
+    int fd = -1;
+};
+
+} // namespace vantorel::test
