@@ -75,7 +75,7 @@ TEST_F(ButtonTest, WaitsOnWithoutKeepingTheProcessorWhenItsDeviceIsGone) {
     };
     std::size_t polls = 0;
     std::vector<std::size_t> pausesAfter;
-    long milliseconds = 0;
+    std::int64_t milliseconds = 0;
     sys->Poll = [&](pollfd* fds, nfds_t, int timeout) {
         EXPECT_EQ(timeout, -1);
         fds->revents = script.at(polls++).first;

@@ -73,6 +73,7 @@ TEST(Service, RunsOnceInItsLifeAndSpinsWithoutSleepingForAnIntervalOfZeroOrLess)
         service.Stop();
         const int calls = service.calls;
         service.Start();
+        std::this_thread::sleep_for(20ms); // in which a second life would show
         service.Stop();
         EXPECT_EQ(service.calls, calls);
         EXPECT_EQ(pauses, 0);
