@@ -12,7 +12,7 @@ void CameraManager::ManagerDestroyer::operator()(kirocamera_manager_t* handle) c
 }
 
 CameraManager::CameraManager(unsigned int discoveryMode) {
-    wiring.Store(std::make_shared<const Wiring>());
+    Rewire(std::make_shared<const Wiring>());
     kirocamera_manager_t* created = nullptr;
     const kirocamera_error_t result = ::kirocamera_manager_create(&created, discoveryMode);
     if (result != 0) {
@@ -36,7 +36,7 @@ void CameraManager::Start() {
 void CameraManager::AddObserver(CameraObserver& observer) {
     auto changed = std::make_shared<Wiring>(*CurrentWiring());
     changed->observers.push_back(&observer);
-    wiring.Store(std::move(changed));
+    Rewire(std::move(changed));
 }
 
 void CameraManager::Event(kirocamera_t* camera, kirocamera_manager_event_t event,
@@ -58,13 +58,23 @@ void CameraManager::Event(kirocamera_t* camera, kirocamera_manager_event_t event
 }
 
 void CameraManager::FrameAvailable(kirocamera_t*, kirocamera_frame_t* frame, void* user) {
-    const auto now = static_cast<CameraManager*>(user)->CurrentWiring();
-    if (now->camera == nullptr) {
+    auto& self = *static_cast<CameraManager*>(user);
+    if (const std::uint32_t version = self.wiringVersion; version != self.frameWiringVersion) {
+        self.frameWiring = self.CurrentWiring();
+        self.frameWiringVersion = version;
+    }
+    const Wiring& now = *self.frameWiring;
+    if (now.camera == nullptr) {
         return;
     }
-    for (CameraObserver* observer : now->observers) {
-        observer->OnCameraFrameAvailable(*now->camera, frame);
+    for (CameraObserver* observer : now.observers) {
+        observer->OnCameraFrameAvailable(*now.camera, frame);
     }
+}
+
+void CameraManager::Rewire(std::shared_ptr<const Wiring> replacement) {
+    wiring.Store(std::move(replacement));
+    ++wiringVersion; // after it: whoever sees the number finds the wiring
 }
 
 void CameraManager::Connect(kirocamera_t* handle) {
@@ -76,7 +86,7 @@ void CameraManager::Connect(kirocamera_t* handle) {
     for (CameraObserver* observer : before->observers) {
         camera->AddObserver(*observer); // so that they hear of its capture session
     }
-    wiring.Store(std::make_shared<const Wiring>(Wiring{camera, before->observers}));
+    Rewire(std::make_shared<const Wiring>(Wiring{camera, before->observers}));
 
     const kirocamera_error_t result = ::kirocamera_register_frame_available_callback(
         handle, &CameraManager::FrameAvailable, this);
@@ -85,7 +95,7 @@ void CameraManager::Connect(kirocamera_t* handle) {
     }
     auto connected = std::make_shared<Wiring>(*CurrentWiring());
     connected->observers.push_back(camera.get());
-    wiring.Store(connected);
+    Rewire(connected);
     for (CameraObserver* observer : connected->observers) {
         observer->OnCameraConnect(*camera);
     }
@@ -108,7 +118,7 @@ void CameraManager::Disconnect() {
             remaining.push_back(observer);
         }
     }
-    wiring.Store(std::make_shared<const Wiring>(Wiring{nullptr, std::move(remaining)}));
+    Rewire(std::make_shared<const Wiring>(Wiring{nullptr, std::move(remaining)}));
 }
 
 void CameraManager::Fail(kirocamera_error_t error) {

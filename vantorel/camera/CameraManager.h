@@ -6,6 +6,8 @@
 #include "vantorel/service/USBGadgetObserver.h"
 #include "vantorel/service/UserInterfaceObserver.h"
 
+#include <atomic>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -91,6 +93,7 @@ private:
     };
 
     std::shared_ptr<const Wiring> CurrentWiring() const { return wiring.Load(); }
+    void Rewire(std::shared_ptr<const Wiring> replacement);
     /** Calls an operation of the current camera, if there is one. */
     template <typename... Parameters, typename... Arguments>
     void Forward(void (Camera::*operation)(Parameters...) noexcept, Arguments&... arguments) const;
@@ -100,6 +103,11 @@ private:
 
     std::unique_ptr<kirocamera_manager_t, ManagerDestroyer> manager;
     SharedSlot<const Wiring> wiring;
+    std::atomic<std::uint32_t> wiringVersion{0};
+    // What the SDK's frame thread, and nobody else, works on. It looks into the slot only when the
+    // wiring has changed, so that a frame costs no lock here.
+    std::shared_ptr<const Wiring> frameWiring;
+    std::uint32_t frameWiringVersion = 0;
 };
 
 } // namespace vantorel

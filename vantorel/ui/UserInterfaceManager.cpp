@@ -57,7 +57,7 @@ float WithoutTorchHeat(float t) {
 
 } // namespace
 
-UserInterfaceManager::UserInterfaceManager() {
+UserInterfaceManager::UserInterfaceManager() : frameCopy(std::make_unique<FrameCopy>()) {
     ::SetSKU(DeviceVersion().Sku().c_str());
     ::SetVersion(VersionText(DeviceVersion()).c_str());
     ::RegisterUIEvent(VANTORELUI_EVENT_TORCH_ON, &TorchOnRequest, this);
@@ -115,9 +115,7 @@ void UserInterfaceManager::OnCameraConnect(Camera& camera) noexcept {
 }
 
 void UserInterfaceManager::OnCameraDisconnect(Camera&) noexcept {
-    // Without frameMutex: the UI library may be rendering, and the SDK's event thread must not wait
-    // for it. A picture being drawn keeps its copy alive until it is done.
-    frameCopy.Store(nullptr);
+    frameKept = false;
 }
 
 void UserInterfaceManager::OnCameraFrameAvailable(Camera&, kirocamera_frame_t* frame) noexcept {
@@ -142,13 +140,11 @@ void UserInterfaceManager::OnCameraFrameAvailable(Camera&, kirocamera_frame_t* f
 }
 
 void UserInterfaceManager::KeepFrame(const kiroframe_t& image) {
-    if (const auto kept = frameCopy.Load()) {
-        kept->Assign(image);
-    } else {
-        auto first = std::make_shared<FrameCopy>();
-        first->Assign(image);
-        frameCopy.Store(std::move(first));
+    if (!frameKept) {
+        *frameCopy = FrameCopy(); // of this camera there is none yet
+        frameKept = true;
     }
+    frameCopy->Assign(image);
 }
 
 void UserInterfaceManager::OnConnectionStateChanged(ConnectionState newState,
@@ -203,8 +199,8 @@ void UserInterfaceManager::OnFuelGaugeTemperatureQuery(FuelGauge&, float tempera
 void UserInterfaceManager::OnLCDDraw(LCD& lcd, std::uint32_t* pixels) noexcept {
     {
         const std::lock_guard lock(frameMutex);
-        if (const auto frame = frameCopy.Load()) {
-            ::UpdateThermalImage(::kiroframe_get_data(frame->Image()));
+        if (frameKept) {
+            ::UpdateThermalImage(::kiroframe_get_data(frameCopy->Image()));
         }
         renderedImage = ::Render();
     }

@@ -8,13 +8,13 @@
 #include "vantorel/service/LCDObserver.h"
 #include "vantorel/service/LoggerObserver.h"
 #include "vantorel/service/ObserverList.h"
-#include "vantorel/service/SharedSlot.h"
 #include "vantorel/service/ThermometerObserver.h"
 #include "vantorel/service/TorchObserver.h"
 #include "vantorel/service/UserInterfaceObserver.h"
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 
 namespace vantorel {
@@ -146,8 +146,11 @@ private:
 
     std::uint64_t frameCount = 0; // only the camera's frame thread
     std::uint32_t* renderedImage = nullptr;
-    SharedSlot<FrameCopy> frameCopy;
-    std::mutex frameMutex;
+    std::mutex frameMutex; // of the copy, and of the picture rendered from it
+    const std::unique_ptr<FrameCopy> frameCopy;
+    // Whether the copy is of a camera that is still there. Not under the mutex: the UI library may
+    // be rendering, and the SDK's event thread must not wait for it.
+    std::atomic<bool> frameKept{false};
     ObserverList<UserInterfaceObserver> observers;
     std::atomic<UserInterfaceState> state{UserInterfaceState::None};
     std::atomic<bool> torchOn{false};
