@@ -13,6 +13,16 @@ std::atomic<SysHooks*> active{nullptr};
 } // namespace
 
 ScopedSys::ScopedSys() {
+    // Whoever scripts fork() means every way to get a child.
+    hooks.Spawn = [this](pid_t* child, const char* path, const posix_spawn_file_actions_t* actions,
+                         const posix_spawnattr_t* attributes, char* const* arguments,
+                         char* const* environment) {
+        if (!hooks.Fork) {
+            return ::posix_spawn(child, path, actions, attributes, arguments, environment);
+        }
+        *child = hooks.Fork();
+        return *child == -1 ? errno : 0;
+    };
     active = &hooks;
 }
 ScopedSys::~ScopedSys() {

@@ -4,6 +4,7 @@
 #include <ctime>
 
 #include <poll.h>
+#include <spawn.h>
 #include <sys/types.h>
 
 /**
@@ -13,7 +14,8 @@
  * fail without further work.
  *
  * Each behaves as the function it stands for: -1 (MAP_FAILED for Mmap) and errno on failure, no
- * retries. What a child does between fork and exec does not pass here.
+ * retries; Spawn answers the errno instead of setting it. What a child does between fork and exec
+ * does not pass here.
  */
 #define VANTOREL_SYSTEM_CALLS(X)                                                                   \
     X(int, Open, ::open, (const char* path, int flags, unsigned mode), (path, flags, mode))        \
@@ -45,6 +47,10 @@
     X(ssize_t, Readlink, ::readlink, (const char* path, char* buffer, std::size_t size),           \
       (path, buffer, size))                                                                        \
     X(pid_t, Fork, ::fork, (), ())                                                                 \
+    X(int, Spawn, ::posix_spawn,                                                                   \
+      (pid_t * child, const char* path, const posix_spawn_file_actions_t* actions,                 \
+       const posix_spawnattr_t* attributes, char* const* arguments, char* const* environment),     \
+      (child, path, actions, attributes, arguments, environment))                                  \
     X(pid_t, Waitpid, ::waitpid, (pid_t pid, int* status, int options), (pid, status, options))    \
     X(int, Kill, ::kill, (pid_t pid, int signal), (pid, signal))                                   \
     X(void, Sync, ::sync, (), ())                                                                  \

@@ -57,6 +57,11 @@ std::vector<std::string> Inherited(const std::vector<std::string>& replacements)
     return entries;
 }
 
+/** Whether a failed spawn is one that a fork would have failed with. */
+bool IsLackOfProcesses(int error) {
+    return error == EAGAIN || error == ENOMEM || error == ENOSYS;
+}
+
 pid_t Fork() {
     const pid_t child = sys::Fork();
     if (child == -1) {
@@ -79,6 +84,28 @@ void ResetSignals() {
     ::sigemptyset(&none);
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
 }
+
+/** What ResetSignals() does, for a child that is spawned. */
+class SpawnAttributes {
+public:
+    SpawnAttributes() {
+        ::posix_spawnattr_init(&attributes);
+        sigset_t signals;
+        ::sigfillset(&signals);
+        ::posix_spawnattr_setsigdefault(&attributes, &signals);
+        ::sigemptyset(&signals);
+        ::posix_spawnattr_setsigmask(&attributes, &signals);
+        ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+    }
+    ~SpawnAttributes() { ::posix_spawnattr_destroy(&attributes); }
+    SpawnAttributes(const SpawnAttributes&) = delete;
+    SpawnAttributes& operator=(const SpawnAttributes&) = delete;
+
+    const posix_spawnattr_t* Get() const { return &attributes; }
+
+private:
+    posix_spawnattr_t attributes{};
+};
 
 /** What an exec would close: a supervisor never execs, and would keep the library's descriptors. */
 void CloseAsAnExecWould() {
@@ -113,7 +140,19 @@ pid_t StartChild(const std::vector<std::string>& arguments,
     const std::vector<std::string> entries = Inherited(environment);
     const ExecList argumentList(arguments);
     const ExecList environmentList(entries);
-    const pid_t child = Fork();
+    pid_t child = 0;
+    // The child borrows this process's memory until its exec. A fork would first copy the tables of
+    // all of it, and cost every thread a page fault at its next write to each page.
+    const int error = sys::Spawn(&child, argumentList.Get()[0], nullptr, SpawnAttributes().Get(),
+                                 argumentList.Get(), environmentList.Get());
+    if (error == 0) {
+        return child;
+    }
+    if (IsLackOfProcesses(error)) {
+        throw Error(error);
+    }
+    // The program cannot be run: whoever waits for it is promised a child that ends with 127.
+    child = Fork();
     if (child == 0) {
         ResetSignals();
         ::execve(argumentList.Get()[0], argumentList.Get(), environmentList.Get());

@@ -8,11 +8,11 @@
 namespace vantorel {
 
 /**
- * Starts a program with fork and exec; the first argument is its absolute path. The child inherits
- * the caller's descriptors and environment, but none of the library's own descriptors, which are
- * all closed by the exec. Nothing reaps it unless the caller does.
+ * Starts a program in a child of its own; the first argument is its absolute path. The child
+ * inherits the caller's descriptors and environment, but none of the library's own descriptors,
+ * which are all closed by the exec. Nothing reaps it unless the caller does.
  * @param environment "NAME=value" entries that replace those of the inherited environment
- * @throws Error with the errno of a failed fork
+ * @throws Error with the errno when no process can be had
  */
 pid_t StartChild(const std::vector<std::string>& arguments,
                  const std::vector<std::string>& environment = {});
