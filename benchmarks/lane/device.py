@@ -1,0 +1,255 @@
+"""The lane in the virtual device: armhf programs, and the whole application at work."""
+
+import re
+import shutil
+import subprocess
+import sys
+import time
+from pathlib import Path
+
+from commands import Console
+from machine import Failure as MachineFailure
+from machine import Machine
+from table import Failure, Row
+
+PROJECT = Path(__file__).resolve().parents[2]
+PROGRAMS = ["button_to_led", "control_round_trip", "install_update", "frame_path", "bare_flips"]
+TRACING = "/sys/kernel/debug/tracing"
+EVENT = f"{TRACING}/events/drm/drm_vblank_event_delivered/enable"
+IDLE = 10  # seconds that wake-ups are counted
+PICTURE = 480 * 640 * 4 // 1024  # KiB
+SIMULATORS = ("libkirocamera", "libVantorelUI")
+
+
+# Why a thread of the application wakes up on battery: where it sleeps in the kernel, and how often
+# a second it should wake. The intervals are those of app/Board.h.
+CAUSES = (("poll", 60, "the display's flips"), ("futex", 30, "the simulated camera's frames"),
+          ("nanosleep", 2, "connection manager"), ("nanosleep", 1, "thermometer or gauge"),
+          ("nanosleep", 0.2, "log"))
+
+
+def cause(rate: float, where: str) -> str:
+    """The nearest of the causes, or where the thread sleeps."""
+    near = [(abs(rate - expected) / expected, name) for place, expected, name in CAUSES
+            if place in where]
+    return min(near)[1] if near else where
+
+
+class Device:
+    """One boot of the device for all figures but the installation, which has one of its own."""
+
+    def __init__(self, build: Path, artifacts: Path, seconds: int):
+        self.artifacts = artifacts.resolve()
+        self.image = build.resolve() / "virtual-device"
+        self.work = build.resolve() / f"{artifacts.name}-bench"
+        self.seconds = seconds
+        self.machine = None
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        if self.machine:
+            self.machine.stop()
+
+    # --- the machine ------------------------------------------------------------------------------
+
+    def console(self) -> Console:
+        """Boots the device when first asked for it, with nothing kept from the last time."""
+        if self.machine is None:
+            shutil.rmtree(self.work, ignore_errors=True)
+            self.machine = Machine(self.image, self.artifacts, self.work)
+            self.machine.prepare()
+            self.machine.start()
+            self.machine.wait_until_ready(120)
+            self.shell("cp /host/lib/*.so* /usr/lib/")
+            self._console = Console(self.machine, lambda text: None)
+        return self._console
+
+    def shell(self, command: str, seconds: int = 60) -> str:
+        status, output = self.machine.run(command, seconds)
+        if status != 0:
+            raise Failure(f"{command}: {output.strip()} (exit status {status})")
+        return output
+
+    def program(self, name: str, arguments: str = "", seconds: int = 600) -> str:
+        self.console()
+        self.machine.install_test(self.artifacts / "benchmarks" / name)
+        return self.shell(f"/host/tests/{name} {arguments} 2>&1", seconds)
+
+    def start(self):
+        """The application on battery, with frames at 30 Hz, everything running."""
+        console = self.console()
+        try:
+            for line in ("battery level 80", "start", "expect 'FPS: ' 60"):
+                console.execute(line)
+        except MachineFailure as failure:
+            raise Failure(str(failure)) from failure
+        time.sleep(10)
+
+    def stop(self):
+        self.console().execute("stop")
+        self.console().execute("expect 'the application has ended' 60")
+
+    # --- figures ----------------------------------------------------------------------------------
+
+    def frames(self):
+        most = 0
+        for line in self.program("frame_path").splitlines():
+            name, ours, bare, allocations = line.split()
+            half, size = name.split("/")
+            label = {"Keep": "camera callback to kept copy",
+                     "Draw": "kept copy to back buffer"}[half]
+            yield Row(f"armhf: {label}, {size}", float(ours) / 1000, "us", float(bare) / 1000,
+                      "memcpy", 1.05)
+            most = max(most, int(allocations) / 100)
+        yield Row("armhf: frame path, allocations", most, "a frame", limit=0)
+
+    def _count_flips(self, wait) -> tuple:
+        """Flips a second, and refreshes that went by without one, as the kernel traces them."""
+        self.shell(f"cd {TRACING} && echo 16384 > buffer_size_kb && echo > trace && "
+                   f"echo 1 > {EVENT}")
+        wait()
+        self.shell(f"echo 0 > {EVENT}")
+        trace = self.shell(f"grep vblank_event_delivered {TRACING}/trace; true")
+        found = re.findall(r" (\d+\.\d+): drm_vblank_event_delivered:.*seq=(\d+)", trace)
+        if len(found) < 2:
+            raise Failure("the kernel has traced no flips")
+        times, numbers = zip(*((float(at), int(number)) for at, number in found))
+        dropped = numbers[-1] - numbers[0] + 1 - len(numbers)
+        return (len(numbers) - 1) / (times[-1] - times[0]), dropped
+
+    def flips(self):
+        """The application between two halves of the bare loop: all meet about the same machine."""
+        def bare():
+            return self._count_flips(lambda: self.program("bare_flips", str(self.seconds // 2)))
+
+        self.console()
+        first = bare()
+        self.start()
+        ours, missed = self._count_flips(lambda: time.sleep(self.seconds))
+        self.stop()
+        second = bare()
+        yield Row("flips of the display a second, every service running", ours, "/s",
+                  (first[0] + second[0]) / 2, "bare flip loop", 0.999, at_least=True,
+                  note=f"refreshes missed: {missed}, bare loop {first[1] + second[1]}")
+
+    def startup(self):
+        """From the exec of a program to its first flip, as the kernel traces both."""
+        execs = f"{TRACING}/events/sched/sched_process_exec/enable"
+        found = {}
+        self.console()
+        for name, begin in (("bare_flips", lambda: self.program("bare_flips", "2")),
+                            ("vantorel-app", self.start)):
+            self.shell(f"cd {TRACING} && echo > trace && echo 1 | tee {EVENT} > {execs}")
+            begin()
+            self.shell(f"echo 0 | tee {EVENT} > {execs}")
+            trace = self.shell(f"grep -E 'vblank_event_delivered|exec: filename=[^ ]*{name} ' "
+                               f"{TRACING}/trace | grep -m 1 -A 1 exec:")
+            times = re.findall(r" (\d+\.\d+): ", trace)
+            found[name] = (float(times[1]) - float(times[0])) * 1000
+        self.stop()
+        yield Row("exec to first flip, every service started", found["vantorel-app"], "ms",
+                  found["bare_flips"], "bare flip program")
+
+    def idle(self):
+        """Memory, threads and wake-ups of the application on battery that nobody touches."""
+        self.start()
+        pid = self.shell("cat /run/application.pid").strip()
+        rows = list(self._memory(pid)) + list(self._threads(pid))
+        self.stop()
+        return rows
+
+    def _memory(self, pid: str):
+        status = dict(re.findall(r"^(\w+):\s+(\d+)", self.shell(f"cat /proc/{pid}/status"), re.M))
+        sizes, anonymous, name = {}, [], ""
+        for line in self.shell(f"cat /proc/{pid}/smaps").splitlines():
+            if match := re.match(r"[0-9a-f]+-[0-9a-f]+ \S+ \S+ \S+ \S+\s*(.*)", line):
+                name = match[1]
+            elif match := re.match(r"Rss:\s+(\d+)", line):
+                sizes[name] = sizes.get(name, 0) + int(match[1])
+                if name in ("", "[heap]"):
+                    anonymous.append(int(match[1]))
+        simulators = sum(size for key, size in sizes.items() if any(s in key for s in SIMULATORS))
+        # The picture that the UI library draws; the allocator gives it a mapping of its own.
+        picture = sum(size for size in anonymous if size >= PICTURE)
+        whole = int(status["VmRSS"])
+        yield Row("resident memory, every service on", whole / 1024, "MiB", limit=6,
+                  note=f"of which KiB: heaps and stacks {sum(anonymous)} (the UI library's picture "
+                       f"{picture}), simulators' libraries {simulators}")
+        yield Row("the same without the simulators", (whole - simulators - picture) / 1024, "MiB",
+                  limit=6)
+        yield Row("heaps and stacks of all threads, without that picture",
+                  (sum(anonymous) - picture) / 1024, "MiB", limit=1)
+
+    def _switches(self, pid: str) -> dict:
+        text = self.shell(f"cd /proc/{pid}/task; for t in *; do "
+                          "echo $t $(grep '^voluntary' $t/status) $(cat $t/wchan); done")
+        found = {}
+        for line in text.splitlines():
+            task, _, count, *where = line.split()
+            found[task] = (int(count), " ".join(where))
+        return found
+
+    def _threads(self, pid: str):
+        before, began = self._switches(pid), time.monotonic()
+        time.sleep(IDLE)
+        after, passed = self._switches(pid), time.monotonic() - began
+        rates = sorted((((after[task][0] - before[task][0]) / passed, after[task][1])
+                        for task in after if task in before), reverse=True)
+        yield Row("threads", len(after), "", note="of which asleep for the whole time: "
+                  f"{sum(rate == 0 for rate, _ in rates)}")
+        yield Row("wake-ups on battery", sum(rate for rate, _ in rates), "/s",
+                  note=", ".join(f"{rate:.1f} {cause(rate, where)}"
+                                 for rate, where in rates if rate))
+
+    def button(self):
+        found = dict(re.findall(r"^(\w+) +\d+ rounds: median (\d+) us",
+                                self.program("button_to_led"), re.M))
+        yield Row("key event to LED, median", float(found["library"]), "us", float(found["bare"]),
+                  "read() and write()")
+
+    def control(self):
+        """Last in its boot: it takes the USB controller away and leaves another."""
+        output = self.program("control_round_trip")
+        found = dict(re.findall(r"^(\w+) +median of a round (\d+) us", output, re.M))
+        ratio = re.search(r"library / bare: ([\d.]+)", output)
+        yield Row("vendor request, round trip", float(found["library"]), "us",
+                  float(found["bare"]), "shortest responder", 1.1,
+                  note="ratio: median of those of the rounds", paired=float(ratio[1]))
+
+    def install(self):
+        if self.machine:
+            self.machine.stop()
+            self.machine = None
+        command = [sys.executable, PROJECT / "benchmarks/device/install", "--rounds", "3",
+                   "--image", self.image, "--artifacts", self.artifacts,
+                   "--work", f"{self.work}-install"]
+        ended = subprocess.run(command, capture_output=True, text=True)
+        if ended.returncode != 0:
+            raise Failure(ended.stderr.strip())
+        found = dict(re.findall(r"^median of ([\w ]+): (\d+) ms", ended.stdout, re.M))
+        polls = re.search(r"without its (\d+) ms of polls", ended.stdout)
+        yield Row("installation of an update, without the polls",
+                  float(found["library"]) - float(polls[1]), "ms", float(found["by hand"]),
+                  "the tools by hand", 1.05)
+
+    def size(self):
+        """Of the library as it is shipped."""
+        (library,) = (path for path in self.artifacts.glob("vantorel/libVantorelSystem.so.*")
+                      if not path.is_symlink())
+        stripped = self.artifacts / "stripped.so"
+        subprocess.run(["arm-linux-gnueabihf-strip", "-o", stripped, library], check=True)
+        sections = subprocess.run(["arm-linux-gnueabihf-size", stripped], check=True,
+                                  capture_output=True, text=True).stdout.splitlines()[1].split()
+        relocations = subprocess.run(["arm-linux-gnueabihf-readelf", "-rW", stripped], check=True,
+                                     capture_output=True, text=True).stdout.count("R_ARM_")
+        symbols = subprocess.run(["arm-linux-gnueabihf-nm", "-D", "--defined-only", stripped],
+                                 check=True, capture_output=True, text=True).stdout.splitlines()
+        yield Row("library, stripped", stripped.stat().st_size / 1024, "KiB", limit=200)
+        yield Row("library, text and constants", int(sections[0]) / 1024, "KiB", limit=200)
+        yield Row("library, data", (int(sections[1]) + int(sections[2])) / 1024, "KiB")
+        yield Row("library, relocations", relocations, "")
+        yield Row("library, exported symbols", len(symbols), "")
+
+    figures = (size, frames, flips, startup, idle, button, control, install)
