@@ -1,0 +1,145 @@
+// Every system call of the library fails once, in every way in which it can, and what comes of it
+// is compared with what the operation promises.
+
+#include "tests/faults/Promises.h"
+#include "tests/faults/Scenarios.h"
+#include "tests/support/CapturedOutput.h"
+#include "tests/support/PrivateRoot.h"
+#include "vantorel/service/Error.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <exception>
+#include <iostream>
+#include <optional>
+#include <set>
+#include <sstream>
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace vantorel {
+namespace {
+
+using test::Faults;
+using test::Scenario;
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool sanitized = true;
+#else
+constexpr bool sanitized = false;
+#endif
+
+struct Result {
+    int error = 0;
+    int kept = 0;
+    std::vector<test::MadeCall> made;
+};
+
+Result Play(const Scenario& scenario, int failingCall, int withError) {
+    Faults faults(failingCall, withError);
+    Result result;
+    try {
+        scenario.play(faults);
+    } catch (const Error& error) {
+        result.error = error.Value();
+    }
+    result.error = faults.reported.value_or(result.error);
+    result.kept = faults.Kept();
+    result.made = faults.made;
+    return result;
+}
+
+/** Whether the process ends by itself in a failure that nobody can go on after. */
+bool EndsTheProcess(const Scenario& scenario, int failingCall, int withError) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        const int nowhere = ::open("/dev/null", O_RDWR | O_CLOEXEC);
+        ::dup2(nowhere, STDOUT_FILENO);
+        ::dup2(nowhere, STDERR_FILENO);
+        ::alarm(20);
+        Play(scenario, failingCall, withError);
+        ::_exit(0);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    return WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT;
+}
+
+class FaultSweep : public testing::Test {
+protected:
+    void SetUp() override {
+        VANTOREL_NEED_PRIVATE_MOUNTS();
+        root.emplace();
+        output.emplace(); // keeps a file in the root's /tmp
+        std::filesystem::create_directory("/kernel");
+        test::Must(::mount("/proc", "/kernel", nullptr, MS_BIND | MS_REC, nullptr));
+        // The same for every run, whatever else goes on here.
+        test::CoverWithTmpfs("/proc");
+        std::set_terminate([] {
+            std::cerr << "ended by " << current << std::endl;
+            std::abort();
+        });
+        test::WriteFile("/proc/cmdline", "image_select=0\n");
+        test::WriteFile("/proc/mtd", "mtd2: 1 1 \"FIT_1\"\nmtd3: 1 1 \"rootfs_1\"\n");
+        std::filesystem::create_directories("/proc/77/fd");
+        std::filesystem::create_symlink("/bin/other", "/proc/77/exe");
+        std::filesystem::create_symlink("/dev/other", "/proc/77/fd/3");
+    }
+    void TearDown() override { ::umount("/proc"); }
+
+    void Fail(const Scenario& scenario, int at, const test::MadeCall& call, int error) {
+        const test::Promise promise = test::PromiseOf(call, error);
+        std::ostringstream text;
+        text << scenario.name << ", call " << at << ": " << call.where << " " << call.index << ", "
+             << call.kind->name << " " << ::strerrorname_np(error);
+        current = text.str();
+        SCOPED_TRACE(current);
+        ++failures;
+        if (promise.outcome == test::Outcome::Ends) {
+            // A process of its own takes long under a sanitizer: one way to fail stands for all.
+            EXPECT_TRUE((sanitized && error != call.kind->errors.front()) ||
+                        EndsTheProcess(scenario, at, error));
+            return;
+        }
+        const Result result = Play(scenario, at, error);
+        ASSERT_GT(static_cast<int>(result.made.size()), at) << "not the calls of the first run";
+        EXPECT_EQ(result.error, promise.outcome == test::Outcome::Silent ? 0
+                                : promise.becomes != 0                   ? promise.becomes
+                                                                         : error);
+        // A child for which waiting has failed is not waited for again.
+        const int children = call.kind->call == test::Call::Waitpid ? 1 : 0;
+        EXPECT_LE(result.kept, scenario.kept + promise.keeps + children);
+    }
+
+    inline static std::string current; // for the message when the process ends unexpectedly
+    std::optional<test::PrivateRoot> root;
+    std::optional<test::CapturedOutput> output;
+    int failures = 0;
+};
+
+TEST_F(FaultSweep, KeepsWhatEveryOperationPromises) {
+    std::set<std::string> reached;
+    for (const Scenario& scenario : test::Scenarios()) {
+        const Result whole = Play(scenario, -1, 0);
+        EXPECT_EQ(whole.error, 0) << scenario.name;
+        EXPECT_EQ(whole.kept, scenario.kept) << scenario.name;
+        for (std::size_t at = 0; at < whole.made.size(); ++at) {
+            const test::MadeCall& call = whole.made[at];
+            reached.insert(call.kind->name);
+            for (const int error : call.kind->errors) {
+                Fail(scenario, static_cast<int>(at), call, error);
+            }
+        }
+    }
+    for (const test::CallKind& kind : test::callKinds) {
+        EXPECT_TRUE(reached.contains(kind.name)) << kind.name << " is in no scenario";
+    }
+    EXPECT_TRUE(test::UnusedPromises().empty()) << test::UnusedPromises();
+    RecordProperty("failures", failures);
+}
+
+} // namespace
+} // namespace vantorel

@@ -1,0 +1,181 @@
+#pragma once
+
+#include "tests/faults/Errnos.h"
+#include "tests/support/ScriptedSys.h"
+#include "vantorel/service/private/SysFunctions.h"
+
+#include <cerrno>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <thread>
+#include <type_traits>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+
+namespace vantorel::test {
+
+enum class Call {
+#define VANTOREL_NAME_CALL(result, name, target, parameters, arguments) name,
+    VANTOREL_SYSTEM_CALLS(VANTOREL_NAME_CALL)
+#undef VANTOREL_NAME_CALL
+};
+
+struct CallKind {
+    Call call;
+    const char* name;
+    const errnos::List& errors;
+};
+
+/** Every call of the door. A call whose errors nobody has looked up does not compile here. */
+inline const std::vector<CallKind> callKinds = {
+#define VANTOREL_DESCRIBE_CALL(result, name, target, parameters, arguments)                        \
+    {Call::name, #name, errnos::name},
+    VANTOREL_SYSTEM_CALLS(VANTOREL_DESCRIBE_CALL)
+#undef VANTOREL_DESCRIBE_CALL
+};
+
+/** One call that was made. */
+struct MadeCall {
+    const CallKind* kind;
+    std::string where; // the step of the scenario
+    int index;         // within the step
+};
+
+/**
+ * A kernel that gives everything that it is asked for and keeps account of what was not given back,
+ * and that lets one call fail, the nth since Arm(). Descriptors are real ones.
+ */
+class Faults {
+public:
+    Faults(int failingCall, int withError) : failing(failingCall), error(withError) { Script(); }
+
+    /** From now on calls count. To be called when all other hooks are in their places. */
+    void Arm(bool ofAllThreads = true) {
+        allThreads = ofAllThreads;
+#define VANTOREL_WRAP_CALL(result, name, target, parameters, arguments)                            \
+    sys->name = [this, hooked = sys->name] parameters -> result {                                  \
+        if (Strikes(Call::name)) {                                                                 \
+            if constexpr (Call::name == Call::Close || Call::name == Call::Munmap) {               \
+                static_cast<void>(hooked ? hooked arguments : target arguments);                   \
+            }                                                                                      \
+            errno = error;                                                                         \
+            return Failed<result>();                                                               \
+        }                                                                                          \
+        return hooked ? hooked arguments : target arguments;                                       \
+    };
+        VANTOREL_SYSTEM_CALLS(VANTOREL_WRAP_CALL)
+#undef VANTOREL_WRAP_CALL
+    }
+
+    /** Names the step that comes. */
+    void At(const std::string& step) {
+        const std::lock_guard lock(mutex);
+        where = step;
+        index = 0;
+    }
+
+    /** Takes the place of an exception where observers are told instead. */
+    void Report(int value) {
+        reported = value;
+    }
+
+    /** What the library has not given back: children, mounts and descriptors. */
+    int Kept() const {
+        return static_cast<int>(children.size() + mounted.size()) + CountDescriptors() -
+               descriptors;
+    }
+
+    /** Waits for a child, as callers do for whom the library does not. */
+    void Reap(pid_t child) {
+        children.erase(child);
+    }
+
+    ScopedSys sys;
+    std::vector<MadeCall> made;
+    std::optional<int> reported;
+    std::function<void()> onFork = [] {};
+
+private:
+    template <typename Result>
+    static Result Failed() {
+        if constexpr (std::is_pointer_v<Result>) {
+            return MAP_FAILED;
+        } else if constexpr (!std::is_void_v<Result>) {
+            return Result{-1};
+        }
+    }
+
+    static int CountDescriptors() {
+        int count = 0;
+        for (int fd = 0; fd < 64; ++fd) {
+            count += ::fcntl(fd, F_GETFD) != -1 ? 1 : 0;
+        }
+        return count;
+    }
+
+    bool Strikes(Call call) {
+        const std::lock_guard lock(mutex);
+        if (!allThreads && std::this_thread::get_id() != owner) {
+            return false;
+        }
+        made.push_back({&callKinds[static_cast<std::size_t>(call)], where, index++});
+        return static_cast<int>(made.size()) - 1 == failing;
+    }
+
+    void Script() {
+        sys->Open = [](const char* path, int flags, unsigned mode) {
+            const bool isFile =
+                std::string(path).starts_with("/files/") || std::string(path).ends_with("/bqfs");
+            return ::open(isFile ? path : "/dev/null", flags, mode);
+        };
+        sys->Mkdir = [](const char*, mode_t) { return 0; };
+        sys->Rmdir = [](const char*) { return 0; };
+        sys->Unlink = [](const char*) { return 0; };
+        sys->Access = [](const char*, int) { return 0; };
+        sys->Ftruncate = [](int, off_t) { return 0; };
+        sys->Mount = [this](const char*, const char* target, const char*, unsigned long,
+                            const void*) {
+            mounted.insert(target);
+            return 0;
+        };
+        sys->Umount = [this](const char* target) {
+            return mounted.erase(target) == 1 ? 0 : FailWith(EINVAL);
+        };
+        sys->Fork = [this] {
+            onFork();
+            return *children.insert(++lastChild).first;
+        };
+        sys->Waitpid = [this](pid_t child, int* status, int) {
+            if (status != nullptr) {
+                *status = 0;
+            }
+            return children.erase(child) == 1 ? child : FailWith(ECHILD);
+        };
+        sys->Kill = [](pid_t, int) { return 0; };
+        sys->Sync = [] {};
+        sys->Reboot = [](int) { return 0; };
+        sys->Nanosleep = [](const timespec*, timespec*) { return 0; };
+        sys->Poll = [](pollfd* waits, nfds_t, int) { return waits->revents = POLLIN, 1; };
+        sys->Klogctl = [](int, char*, int) { return 4; };
+    }
+
+    const int failing;
+    const int error;
+    const int descriptors = CountDescriptors();
+    const std::thread::id owner = std::this_thread::get_id();
+    bool allThreads = true;
+    std::mutex mutex;
+    std::string where;
+    int index = 0;
+    std::set<std::string> mounted;
+    std::set<pid_t> children;
+    pid_t lastChild = 4242;
+};
+
+} // namespace vantorel::test

@@ -1,0 +1,386 @@
+// What the library is asked to do while its system calls fail: every constructor and operation that
+// makes one.
+
+#include "tests/faults/Scenarios.h"
+
+#include "tests/devices/FakeCard.h"
+#include "tests/fuelgauge/FakeBus.h"
+#include "tests/support/CameraSimulator.h"
+#include "tests/support/PrivateRoot.h"
+#include "vantorel/camera/Camera.h"
+#include "vantorel/devices/Button.h"
+#include "vantorel/devices/Charger.h"
+#include "vantorel/devices/LCD.h"
+#include "vantorel/devices/TestFixture.h"
+#include "vantorel/devices/Thermometer.h"
+#include "vantorel/devices/Torch.h"
+#include "vantorel/fuelgauge/FuelGauge.h"
+#include "vantorel/logger/Logger.h"
+#include "vantorel/power/ConnectionManager.h"
+#include "vantorel/power/PowerManager.h"
+#include "vantorel/service/Error.h"
+#include "vantorel/system/Filesystem.h"
+#include "vantorel/system/Tools.h"
+#include "vantorel/update/FirmwareUpdateManager.h"
+#include "vantorel/usb/USB.h"
+#include "vantorel/usb/USBGadgetMassStorage.h"
+#include "vantorel/usb/USBGadgetRndis.h"
+#include "vantorel/usb/USBGadgetSerial.h"
+#include "vantorel/usb/USBGadgetSubi.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <condition_variable>
+#include <cstring>
+#include <mutex>
+#include <thread>
+
+#include <linux/gpio.h>
+#include <linux/input.h>
+#include <linux/loop.h>
+
+namespace vantorel::test {
+namespace {
+
+/** Lines of GPIO chips, beside what else answers ioctl(). */
+void AnswerLines(IoctlRecorder& ioctls) {
+    ioctls.On<gpio_v2_line_request>(GPIO_V2_GET_LINE_IOCTL,
+                                    [](gpio_v2_line_request& record) { return record.fd = -1, 0; });
+    ioctls.On<gpio_v2_line_values>(GPIO_V2_LINE_GET_VALUES_IOCTL,
+                                   [](gpio_v2_line_values&) { return 0; });
+}
+
+void AnswerLoopDevices(IoctlRecorder& ioctls) {
+    ioctls.OnPlain(LOOP_CTL_GET_FREE, [](void*) { return 3; });
+    ioctls.OnPlain(LOOP_SET_FD, [](void*) { return 0; });
+}
+
+/** Waits for the detached workers: until this is the only thread. */
+void WaitForWorkers() {
+    const auto threads = [] {
+        const std::filesystem::directory_iterator entries("/kernel/self/task");
+        return std::distance(begin(entries), end(entries));
+    };
+    while (threads() > 1) {
+        std::this_thread::sleep_for(std::chrono::microseconds(50));
+    }
+}
+
+void UseSensors(Faults& faults) {
+    IoctlRecorder ioctls(faults.sys);
+    AnswerLines(ioctls);
+    faults.Arm();
+    faults.At("charger");
+    Charger charger("charger", "/charger/");
+    charger.IsConnected();
+    charger.IsCharging();
+    faults.At("fixture");
+    TestFixture fixture("fixture", "/gpio");
+    fixture.IsConnected();
+    faults.At("thermometer");
+    Thermometer("thermometer", "/temperature").Temperature();
+    faults.At("torch");
+    Torch torch("torch", "/torch/");
+    torch.On();
+    torch.OnConnectionStateChanged(ConnectionState::Host, ConnectionState::Battery);
+    faults.At("power off");
+    PowerManager().OnUserInterfacePowerOffRequest();
+}
+
+void UseButton(Faults& faults) {
+    faults.sys->Read = [](int, void* record, std::size_t size) {
+        static_cast<InputEventRecord*>(record)->code = KEY_POWER;
+        return static_cast<ssize_t>(size);
+    };
+    faults.Arm();
+    faults.At("button");
+    EXPECT_EQ(Button("button", "/buttons", KEY_POWER).WaitForEvent().code, KEY_POWER);
+}
+
+void UseDisplay(Faults& faults) {
+    FakeCard card(faults.sys);
+    card.ioctls.On<drm::PageFlipRequest::Record>(drm::PageFlipRequest::number,
+                                                 [](drm::PageFlip&) { return 0; });
+    faults.Arm();
+    faults.At("display");
+    try {
+        LCD lcd("lcd", "/card");
+        for (int frame = 0; frame < 2; ++frame) {
+            lcd.SwapBuffers();
+            lcd.WaitForVSYNC();
+        }
+        faults.At("closing");
+    } catch (const Error&) {
+        EXPECT_TRUE(card.mapped.empty());
+        throw;
+    }
+    EXPECT_TRUE(card.mapped.empty());
+}
+
+void UseGauge(Faults& faults) {
+    FakeBus bus(faults.sys);
+    AnswerLines(bus.ioctls);
+    bus.answering.insert(0x0B);
+    WriteFile("/tmp/var/update/bqfs", "W: AA 00 01 02\nC: AA 00 00\nX: 5\n");
+    faults.Arm();
+    faults.At("gauge");
+    FuelGauge gauge("gauge", "/i2c", "/gpio", 3);
+    std::uint8_t byte = 0;
+    gauge.ReadRegister(0x0A, &byte, sizeof byte);
+    gauge.Read(&byte, sizeof byte);
+    gauge.Write(&byte, sizeof byte);
+    faults.At("gauge reading");
+    static_cast<void>(gauge.Level() + gauge.Current());
+    static_cast<void>(gauge.Voltage() + gauge.Temperature());
+    faults.At("gauge battery");
+    gauge.IsBatteryConnected();
+    faults.At("gauge reset");
+    gauge.Reset();
+    faults.At("gauge stream");
+    gauge.ExecuteFlashStream();
+    faults.At("gauge update");
+    gauge.Update();
+}
+
+void UseFilesystem(Faults& faults) {
+    IoctlRecorder ioctls(faults.sys);
+    AnswerLoopDevices(ioctls);
+    faults.Arm();
+    faults.At("file system");
+    Filesystem image("/image", "/disk", "vfat", true, false);
+    faults.At("remounting");
+    image.Remount();
+    faults.At("unmounting");
+}
+
+void UseTools(Faults& faults) {
+    faults.Arm();
+    faults.At("tools");
+    Tools::Ln("-s", "a", "b");
+    Tools::Modprobe("m");
+    Tools::Modprobe("m", "1", "2", "3", "4", "5");
+    Tools::Rmmod("m");
+    Tools::Hostname("h");
+    Tools::MkfsVfat("d", "l");
+    Tools::FwSetEnv("a", "b");
+    Tools::Untar("a", "b");
+    Tools::InitdStart("a");
+    Tools::InitdStop("a");
+    faults.Reap(Tools::Ifup("a"));
+    faults.Reap(Tools::Ifdown("a"));
+    faults.Reap(Tools::GettyStart("a", "9600"));
+    faults.Reap(Tools::GdbserverStart("a"));
+    faults.Reap(Tools::ShStart("a"));
+    Tools::Mkdir("/d");
+    Tools::Rmdir("/d");
+    Tools::Unlink("/d");
+    Tools::Mount("a", "/d", "vfat", true);
+    Tools::Remount("/d", false);
+    Tools::Umount("/d");
+    Tools::PidOf("/bin/true");
+    Tools::GetFd(77, "/none");
+}
+
+/** A gadget's whole life; without the end when it has not come up. */
+void Live(Faults& faults, USBGadget& gadget) {
+    faults.At("adding");
+    gadget.OnAdd();
+    faults.At("binding");
+    gadget.OnBind();
+    WaitForWorkers();
+    faults.At("unbinding");
+    gadget.OnUnbind();
+    faults.At("removing");
+    gadget.OnRemove();
+}
+
+void UseSerial(Faults& faults) {
+    faults.Arm();
+    for (const bool withDebugger : {false, true}) {
+        USBGadgetSerial gadget("serial", "udc.0", withDebugger, true);
+        Live(faults, gadget);
+    }
+}
+
+void UseRndis(Faults& faults) {
+    faults.Arm();
+    USBGadgetRndis gadget("rndis", "udc.0");
+    Live(faults, gadget);
+}
+
+void UseMassStorage(Faults& faults) {
+    IoctlRecorder ioctls(faults.sys);
+    AnswerLoopDevices(ioctls);
+    faults.Arm();
+    faults.At("disk");
+    USBGadgetMassStorage gadget("disk", "udc.0", "KIRO", 1'000'000, false);
+    faults.At("remounting");
+    gadget.Storage().Remount();
+    Live(faults, gadget);
+    faults.At("unmounting");
+}
+
+void UsePort(Faults& faults) {
+    ManualCamera sdk;
+    Camera camera(kirocamera_sim_get_camera());
+    faults.Arm();
+    faults.At("port");
+    USB usb("usb", "udc.0");
+    usb.OnCameraConnect(camera);
+    usb.BindGadgets();
+    usb.IsConnected();
+    usb.UnbindGadgets();
+}
+
+/** The kernel's side of the vendor function: endless requests for the kernel's log. */
+class LogRequests {
+public:
+    explicit LogRequests(Faults& faults) {
+        faults.sys->Poll = [this](pollfd* waits, nfds_t, int) {
+            std::unique_lock lock(mutex);
+            if (std::this_thread::get_id() != owner) {
+                changed.wait(lock, [this] { return woken; }); // the worker: this thread asks
+                waits[1].revents = POLLIN;
+            } else {
+                waits[0].revents = POLLIN;
+            }
+            return 1;
+        };
+        faults.sys->Read = [this](int, void* data, std::size_t size) {
+            static constexpr std::array<std::uint8_t, 12> requests[] = {
+                {0x41, 85, 0, 0, 0, 0, 2, 0, 4}, {0xc1, 78, 0, 0, 0, 0, 4, 0, 4}};
+            if (size == 12) {
+                std::memcpy(data, &requests[next++ % 2], size);
+            } else if (size == 2) {
+                std::memcpy(data, "\15", size); // selects the log
+            }
+            return static_cast<ssize_t>(size);
+        };
+        faults.sys->Write = [](int, const void*, std::size_t size) {
+            return static_cast<ssize_t>(size);
+        };
+    }
+    void Wake() {
+        const std::lock_guard lock(mutex);
+        woken = true;
+        changed.notify_all();
+    }
+
+private:
+    const std::thread::id owner = std::this_thread::get_id();
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool woken = false;
+    int next = 0;
+};
+
+void UseSubi(Faults& faults) {
+    ManualCamera sdk;
+    Camera camera(kirocamera_sim_get_camera());
+    LogRequests requests(faults);
+    faults.Arm(false);
+    faults.At("function");
+    USBGadgetSubi subi("subi", "udc.0");
+    subi.OnCameraConnect(camera);
+    faults.At("coming up");
+    subi.OnAdd();
+    faults.At("serving");
+    for (int count = 0; count < 4; ++count) {
+        subi.ServiceFunction();
+    }
+    requests.Wake();
+    faults.At("removing");
+    subi.OnRemove();
+}
+
+void UseLogger(Faults& faults) {
+    std::filesystem::create_directories("/log");
+    faults.Arm();
+    faults.At("logger");
+    const Logger logger("/log/");
+}
+
+/** Names the stage of an update and reports its failure. */
+struct UpdateStages final : FirmwareUpdateObserver {
+    explicit UpdateStages(Faults& under) : faults(under) {}
+    void OnFirmwareUpdateFileFound(FirmwareUpdateManager&) override { faults.At("unpacking"); }
+    void OnFirmwareUpdateFileValid(FirmwareUpdateManager&) override {}
+    void OnFirmwareUpdateBegin(FirmwareUpdateManager&) override { faults.At("writing"); }
+    void OnFirmwareUpdateInProgress(FirmwareUpdateManager&, std::uint8_t) override {}
+    void OnFirmwareUpdateComplete(FirmwareUpdateManager&) override { ended = true; }
+    void OnFirmwareUpdateError(FirmwareUpdateManager&, Error& error) override {
+        faults.Report(error.Value());
+        ended = true;
+    }
+    Faults& faults;
+    bool ended = false;
+};
+
+void UseUpdate(Faults& faults) {
+    std::filesystem::create_directories("/tmp/update");
+    faults.onFork = [] { // any program: the archive is unpacked
+        for (const char* member : {"fit", "rootfs", "bqfs"}) {
+            WriteFile(std::string("/tmp/update/") + member, "new");
+        }
+    };
+    faults.Arm();
+    faults.At("drive");
+    Filesystem drive("/dev/x", "/drive", "none", false, true);
+    FirmwareUpdateManager manager(drive);
+    UpdateStages stages(faults);
+    manager.AddObserver(stages);
+    faults.At("looking");
+    for (int poll = 0; poll < 10 && !stages.ended; ++poll) {
+        manager.ServiceFunction();
+    }
+    EXPECT_TRUE(stages.ended) << "the update has not been taken up again";
+    faults.At("unmounting");
+}
+
+struct Reporter final : ConnectionObserver {
+    explicit Reporter(Faults& into) : faults(into) {}
+    void OnConnectionStateChanged(ConnectionState, ConnectionState) override {}
+    void OnConnectionError(Error& error) override { faults.Report(error.Value()); }
+    Faults& faults;
+};
+
+void FindPower(Faults& faults) {
+    ManualCamera sdk;
+    Camera camera(kirocamera_sim_get_camera());
+    FakeBus bus(faults.sys);
+    AnswerLines(bus.ioctls);
+    Charger charger("charger", "/charger/");
+    FuelGauge gauge("gauge", "/i2c", "/gpio", 3);
+    USB usb("usb", "udc.0");
+    usb.OnCameraConnect(camera);
+    ConnectionManager manager(charger, gauge, usb, std::chrono::milliseconds(0));
+    Reporter reporter(faults);
+    manager.AddObserver(reporter);
+    faults.Arm();
+    faults.At("gauge battery");
+    manager.ServiceFunction();
+}
+
+constexpr Scenario list[] = {{"Sensors", UseSensors, 0},
+                             {"Button", UseButton, 0},
+                             {"Display", UseDisplay, 0},
+                             {"Gauge", UseGauge, 0},
+                             {"Filesystem", UseFilesystem, 0},
+                             {"Tools", UseTools, 0},
+                             {"Serial", UseSerial, 0},
+                             {"Rndis", UseRndis, 2},
+                             {"MassStorage", UseMassStorage, 0},
+                             {"Port", UsePort, 0},
+                             {"Subi", UseSubi, 0},
+                             {"Logger", UseLogger, 0},
+                             {"Update", UseUpdate, 0},
+                             {"Connection", FindPower, 0}};
+
+} // namespace
+
+std::span<const Scenario> Scenarios() {
+    return list;
+}
+
+} // namespace vantorel::test
