@@ -339,6 +339,17 @@ TEST_F(FirmwareUpdateTest, PassesOnNoGaugeStreamButARegularFileOfAWholeArchive) 
     EXPECT_FALSE(std::filesystem::exists("/tmp/var/update/bqfs"));
 }
 
+TEST_F(FirmwareUpdateTest, PassesOnAWholeGaugeStreamOrNone) {
+    Construct();
+    std::filesystem::create_directory("/tmp/var/update");
+    test::Must(::mount("tmpfs", "/tmp/var/update", "tmpfs", 0, "size=64k"));
+    Content({"fit", "rootfs"});
+    test::WriteFile("/content/bqfs", std::string(100'000, 'X'));
+    Pack();
+    EXPECT_THAT(Poll(2), HasSubstr("first: valid"));
+    EXPECT_TRUE(std::filesystem::is_empty("/tmp/var/update"));
+}
+
 TEST_F(FirmwareUpdateTest, ReportsEveryFailureOnceAndLeavesTheBootLoaderAlone) {
     struct Row {
         const char* what;

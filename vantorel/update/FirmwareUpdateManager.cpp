@@ -32,6 +32,23 @@ bool IsRegularFile(const std::string& path) {
     return Exists(path) && ::lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
+/**
+ * Copies so that the destination is there as a whole or not at all, even after a power cut. A part
+ * of a gauge stream would pass for a stream that ends early, and leave the gauge without its
+ * firmware.
+ */
+void CopyWhole(const std::string& source, const std::string& destination) {
+    const std::string part = destination + ".part";
+    Tools::Cp(source, part);
+    sys::Sync();
+    std::error_code ignored; // silent on a full disk, as every copy is
+    if (std::filesystem::file_size(part, ignored) == std::filesystem::file_size(source, ignored)) {
+        std::filesystem::rename(part, destination, ignored);
+    } else {
+        std::filesystem::remove(part, ignored);
+    }
+}
+
 /** The slot that runs, or nothing when the boot loader did not say. */
 std::string RunningSlot() {
     try {
@@ -218,7 +235,7 @@ void FirmwareUpdateManager::ExtractImage() {
         } catch (const Error&) {
             // The copy then fails as silently as it does on a full disk.
         }
-        Tools::Cp(updateDirectory + gaugeStreamMember, gaugeStreamFile);
+        CopyWhole(updateDirectory + gaugeStreamMember, gaugeStreamFile);
     }
 }
 
