@@ -65,7 +65,7 @@ public:
                 static_cast<void>(hooked ? hooked arguments : target arguments);                   \
             }                                                                                      \
             errno = error;                                                                         \
-            return Failed<result>();                                                               \
+            return Failed<result>(Call::name == Call::Spawn);                                      \
         }                                                                                          \
         return hooked ? hooked arguments : target arguments;                                       \
     };
@@ -103,11 +103,11 @@ public:
 
 private:
     template <typename Result>
-    static Result Failed() {
+    Result Failed(bool answersErrno) const {
         if constexpr (std::is_pointer_v<Result>) {
             return MAP_FAILED;
         } else if constexpr (!std::is_void_v<Result>) {
-            return Result{-1};
+            return answersErrno ? static_cast<Result>(error) : Result{-1};
         }
     }
 
@@ -150,6 +150,11 @@ private:
         sys->Fork = [this] {
             onFork();
             return *children.insert(++lastChild).first;
+        };
+        sys->Spawn = [this](pid_t* child, auto...) {
+            onFork();
+            *child = *children.insert(++lastChild).first;
+            return 0;
         };
         sys->Waitpid = [this](pid_t child, int* status, int) {
             if (status != nullptr) {
