@@ -1,0 +1,36 @@
+// Linked to every test program. With VANTOREL_TEST_SIGNALS=interrupt, a signal arrives every 200
+// microseconds, and whatever it can interrupt is interrupted over and over. With "restart", its
+// handler is installed with SA_RESTART, as applications are asked to.
+
+#include <csignal>
+#include <cstdlib>
+#include <ctime>
+#include <string_view>
+
+namespace {
+
+struct SignalStorm {
+    SignalStorm() {
+        const char* kind = std::getenv("VANTOREL_TEST_SIGNALS");
+        if (kind == nullptr) {
+            return;
+        }
+        struct sigaction action {};
+        action.sa_handler = [](int) {};
+        action.sa_flags = std::string_view(kind) == "restart" ? SA_RESTART : 0;
+        ::sigaction(SIGRTMIN, &action, nullptr);
+        sigevent event{};
+        event.sigev_notify = SIGEV_SIGNAL;
+        event.sigev_signo = SIGRTMIN;
+        timer_t timer{};
+        const itimerspec period{{0, 200'000}, {0, 200'000}};
+        if (::timer_create(CLOCK_MONOTONIC, &event, &timer) != 0 ||
+            ::timer_settime(timer, 0, &period, nullptr) != 0) {
+            std::abort();
+        }
+    }
+};
+
+const SignalStorm storm;
+
+} // namespace
