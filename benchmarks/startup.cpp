@@ -31,6 +31,8 @@ std::int64_t Now() {
 
 struct FirstFrame final : CameraObserver {
     void OnCameraFrameAvailable(Camera&, kirocamera_frame_t*) override { there.release(); }
+    void OnCameraConnect(Camera&) override { connected.release(); }
+    std::binary_semaphore connected{0};
     std::counting_semaphore<> there{0};
 };
 
@@ -56,10 +58,9 @@ int main(int count, char** arguments) {
     camera.AddObserver(first);
     const std::int64_t constructed = Now() - (prepared - inMain);
     camera.Start();
-    while (UserInterfaceState::ThermalImaging != userInterface.State()) {
-        camera.OnConnectionStateChanged(ConnectionState::Battery, ConnectionState::Undetermined);
-        first.there.acquire();
-    }
+    first.connected.acquire();
+    camera.OnConnectionStateChanged(ConnectionState::Battery, ConnectionState::Undetermined);
+    first.there.acquire();
     const std::int64_t frame = Now() - (prepared - inMain);
     const bool rendered = ::Render() != nullptr;
     print("main", inMain);

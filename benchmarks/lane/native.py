@@ -23,19 +23,20 @@ class Native:
     def run(self, name: str, clock: str = "cpu_time", prefix=(), seconds: float = 0.05) -> dict:
         """The fastest repetition of each benchmark, in the units that it is registered with."""
         output = self.build / f"{name}.json"
-        # Created here: inside namespaces of its own the program may see another file system.
         with open(output, "w+") as file:
-            command = [*prefix, str(self.build / "benchmarks" / name), *OPTIONS,
+            # By its descriptor: in namespaces of its own the program may see other files, and on its
+            # standard output the library prints status lines.
+            command = [*prefix, self.build / "benchmarks" / name, *OPTIONS,
                        f"--benchmark_repetitions={self.repetitions}",
-                       f"--benchmark_min_time={seconds}", "--benchmark_format=json"]
-            ended = subprocess.run(command, stdout=file, stderr=subprocess.PIPE, text=True)
+                       f"--benchmark_min_time={seconds}", "--benchmark_out_format=json",
+                       f"--benchmark_out=/proc/self/fd/{file.fileno()}"]
+            ended = subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE,
+                                   text=True, pass_fds=[file.fileno()])
             file.seek(0)
             text = file.read()
         if ended.returncode != 0:
             raise Failure(f"{name}: {ended.stderr.strip()[-300:]}")
         best = {}
-        # Status lines of the library may stand between the lines of the report.
-        text = "\n".join(line for line in text.splitlines() if line[:1] in ' {}"')
         for entry in json.loads(text)["benchmarks"]:
             if entry["run_type"] == "iteration":
                 key = entry["run_name"]
@@ -80,7 +81,7 @@ class Native:
     def _lines(self, name: str, *arguments) -> list:
         """What one of our own programs reports, split in words."""
         ended = subprocess.run([*NAMESPACES, self.build / "benchmarks" / name, *arguments],
-                               capture_output=True, text=True)
+                               capture_output=True, text=True, timeout=120)
         if ended.returncode != 0:
             raise Failure(f"{name}: {ended.stderr.strip()[-300:]}")
         return [line.split() for line in ended.stderr.splitlines()]
@@ -93,7 +94,7 @@ class Native:
                 [*NAMESPACES, "python3", "-c", "import os, sys, time; os.execv(sys.argv[1], "
                  "[sys.argv[1], str(time.monotonic_ns())])",
                  str(self.build / "benchmarks/benchmark_startup")],
-                capture_output=True, text=True, check=True).stderr
+                capture_output=True, text=True, check=True, timeout=60).stderr
             for name, microseconds in (line.split() for line in text.splitlines()):
                 phases[name] = min(phases.get(name, 1e9), float(microseconds))
         yield Row("exec to first picture, simulators", phases["picture"] / 1000, "ms",
