@@ -157,7 +157,7 @@ bool Tools::IsMounted(std::string target, std::string type) {
 
 void Tools::Cp(std::string source, std::string destination) {
     // An update's archive is copied from a slow drive: fewer and larger reads than the usual ones.
-    std::vector<char> buffer(128 * 1024);
+    std::vector<char> buffer(std::size_t{128} * 1024);
     std::ifstream from;
     from.rdbuf()->pubsetbuf(buffer.data(), static_cast<std::streamsize>(buffer.size()));
     from.open(source, std::ios::binary);
