@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstring>
 #include <exception>
 #include <iostream>
@@ -64,7 +65,8 @@ bool EndsTheProcess(const Scenario& scenario, int failingCall, int withError) {
         ::_exit(0);
     }
     int status = 0;
-    ::waitpid(child, &status, 0);
+    while (::waitpid(child, &status, 0) == -1 && errno == EINTR) {
+    }
     return WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT;
 }
 
