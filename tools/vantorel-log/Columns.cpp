@@ -68,7 +68,7 @@ const std::array<ColumnFormat, columnCount> columns{{
     {"Battery Level (%%)", Kind::Whole, 0, 255},
 }};
 
-std::string Heading() {
+std::string HeadingLine() {
     std::string text;
     for (const ColumnFormat& column : columns) {
         text += (text.empty() ? "" : ",") + std::string(column.name);

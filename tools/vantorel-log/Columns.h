@@ -42,7 +42,7 @@ struct ColumnFormat {
 extern const std::array<ColumnFormat, columnCount> columns;
 
 /** The log's first line. */
-std::string Heading();
+std::string HeadingLine();
 
 /** One sample. Its text refers to the line that it was read from. */
 struct Record {

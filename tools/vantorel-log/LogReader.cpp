@@ -93,7 +93,7 @@ private:
     }
 
     LogReceiver& receiver;
-    const std::string heading = Heading();
+    const std::string heading = HeadingLine();
     Record record;
     double lastSession = 0;
     double lastUptime = 0;
