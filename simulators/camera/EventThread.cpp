@@ -38,13 +38,14 @@ void kirocamera_manager::EventLoop() {
                             {fifo_ ? fifo_->Descriptor() : -1, POLLIN, 0}};
         if (::poll(sources, 2, -1) < 0)
             continue; // interrupted
+        if (sources[0].revents != 0)
+            ExecutePending();
         {
+            // After that has cleared the wake-up, which may have been the one for the end.
             const std::lock_guard lock(mutex_);
             if (quit_)
                 return;
         }
-        if (sources[0].revents != 0)
-            ExecutePending();
         if (sources[1].revents != 0)
             fifo_->Read(handler);
     }

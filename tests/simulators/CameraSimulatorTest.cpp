@@ -237,6 +237,13 @@ TEST_F(CameraThreads, CameraThatComesDuringRegistrationIsReportedOnce) {
     ExpectEvents("0:0 2:-3 1:0 0:0 2:-4 ");
 }
 
+TEST_F(CameraThreads, DestructionFindsTheEventThreadWhateverItDoes) {
+    for (int round = 0; round < 500; ++round) {
+        Create();
+        Destroy();
+    }
+}
+
 TEST_F(CameraThreads, StoppingDoesNotWaitForAFrameCallback) {
     holdFrames_ = true;
     Create();
