@@ -7,7 +7,7 @@ from pathlib import Path
 
 import gauge
 from debugger import attach
-from machine import Failure, Machine
+from machine import DeviceOff, Failure, Machine
 from picture import pixel, ppm_to_png
 
 HELP = f"""\
@@ -99,6 +99,16 @@ class Console:
     def board(self, command: str):
         self.machine.check(f"echo '{command}' > {BOARD}")
 
+    def board_to_power_off(self, command: str):
+        """A command the application may answer by powering off, even before the console hears of
+        it."""
+        was_off = self.machine.ended.is_set()
+        try:
+            self.board(command)
+        except DeviceOff:
+            if was_off or not self.machine.ended.wait(5):
+                raise
+
     def do_battery(self, arguments):
         usage = "battery on|off|level PERCENT|current MA|voltage MV|temperature C"
         if arguments in (["on"], ["off"]):
@@ -123,7 +133,7 @@ class Console:
 
     def do_charger(self, arguments):
         _need(arguments, 1, "charger on|off")
-        self.board(f"charger {_switch(arguments[0])}")
+        self.board_to_power_off(f"charger {_switch(arguments[0])}")
 
     def do_fixture(self, arguments):
         _need(arguments, 2, "fixture 0..2 on|off")
@@ -164,7 +174,7 @@ class Console:
         # A long press may power the device off under the finger.
         self.machine.ended.wait(seconds)
         if not self.machine.ended.is_set():
-            self.board(f"key {key} 0")
+            self.board_to_power_off(f"key {key} 0")
 
     # --- camera, cable, application ---------------------------------------------------------------
 

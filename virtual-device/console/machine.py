@@ -25,6 +25,10 @@ class Failure(Exception):
     """Something that the person at the console is told as "error REASON"."""
 
 
+class DeviceOff(Failure):
+    """The device is off, or went off before it answered."""
+
+
 def _die_with_parent():
     """A machine must not outlive its console, however that ends."""
     os.setpgid(0, 0)  # Ctrl-C at the terminal is for the console
@@ -50,6 +54,7 @@ class Machine:
         self.exit_status = None
         self._process = None
         self._waiter = None
+        self._readers = []
         self._control = None
         self._number = 0
         self._lock = threading.Lock()
@@ -143,8 +148,8 @@ class Machine:
         self._waiter = threading.Thread(target=self._wait_for_end, daemon=True)
         self._waiter.start()
         self._control = self.connect("control").makefile("rw", encoding="ascii", newline="\n")
-        self._watch(self.connect("status"), self._read_status)
-        self._watch(self.connect("monitor"), self._read_monitor)
+        self._readers = [self._watch(self.connect("status"), self._read_status),
+                         self._watch(self.connect("monitor"), self._read_monitor)]
 
     def wait_until_ready(self, seconds: float):
         """The agent's first word; the machine has booted."""
@@ -192,11 +197,14 @@ class Machine:
                 time.sleep(0.02)
 
     def _watch(self, connection, reader):
-        threading.Thread(target=reader, args=(connection,), daemon=True).start()
+        thread = threading.Thread(target=reader, args=(connection,), daemon=True)
+        thread.start()
+        return thread
 
     def _wait_for_end(self):
         self.exit_status = self._process.wait()
-        time.sleep(0.1)  # let the monitor's last word arrive
+        for reader in self._readers:  # the machine's last words
+            reader.join(5)
         self.ended.set()
         with self.changed:
             self.changed.notify_all()
@@ -234,7 +242,7 @@ class Machine:
             except OSError:
                 answer = []
         if len(answer) < 2:
-            raise Failure("the device is off")
+            raise DeviceOff("the device is off")
         output = base64.b64decode(answer[2]) if len(answer) > 2 else b""
         if int(answer[1]) == TIMED_OUT:
             output += f"ended after {seconds} s\n".encode()
