@@ -146,16 +146,16 @@ private:
 
     std::uint64_t frameCount = 0; // only the camera's frame thread
     std::uint32_t* renderedImage = nullptr;
-    std::mutex frameMutex; // of the copy, and of the picture rendered from it
     const std::unique_ptr<FrameCopy> frameCopy;
-    // Whether the copy is of a camera that is still there. Not under the mutex: the UI library may
-    // be rendering, and the SDK's event thread must not wait for it.
-    std::atomic<bool> frameKept{false};
+    std::mutex frameMutex; // of the copy, and of the picture rendered from it
     ObserverList<UserInterfaceObserver> observers;
     std::atomic<UserInterfaceState> state{UserInterfaceState::None};
     std::atomic<bool> torchOn{false};
     std::atomic<float> batteryTemperature{0.0F};
     std::atomic<float> boardTemperature{0.0F};
+    // Whether the copy is of a camera that is still there. Not under the mutex: the UI library may
+    // be rendering, and the SDK's event thread must not wait for it.
+    std::atomic<bool> frameKept{false};
     // Three threads change screens; without it a late first frame could undo the charging screen.
     std::mutex transitionMutex;
 };

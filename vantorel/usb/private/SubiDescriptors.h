@@ -22,6 +22,8 @@ inline constexpr std::array<std::uint8_t, 52> descriptors = {
     9, 4, 0, 0, 1, 0xff, 0, 0, 1, //
     7, 5, 0x81, 2, 0, 2, 1};
 
+static_assert(descriptors[4] == descriptors.size() && descriptors.back() == 1);
+
 /** Of the high-speed packet size in the descriptors, which the protocol reports from there. */
 inline constexpr std::size_t packetSizeOffset = 49;
 
@@ -34,5 +36,7 @@ inline constexpr std::array<std::uint8_t, 40> strings = {2,   0,   0,   0, // Fu
                                                          'T', 'C', 'M', '3', '0', '0', ' ', 'T',
                                                          'h', 'e', 'r', 'm', 'a', 'l', ' ', 'C',
                                                          'a', 'm', 'e', 'r', 'a', 0};
+
+static_assert(strings[4] == strings.size() && strings[38] == 'a');
 
 } // namespace vantorel::subi
