@@ -117,14 +117,14 @@ typedef struct {
     uint8_t channels;      /**< samples of a pixel */
     uint8_t pixel_depth;   /**< bits of a sample */
     uint8_t pixel_padding; /**< unused bits of a sample */
-    uint8_t reserved0;
+    uint8_t reserved0;     /**< not looked at */
     uint16_t line_stride;  /**< bytes from one line to the next */
     uint16_t line_padding; /**< unused bytes at the end of a line */
     uint32_t pixel_size;   /**< bytes from one pixel to the next */
     uint32_t data_size;    /**< bytes of pixel data */
     uint32_t header_size;  /**< bytes of the header before the pixel data */
-    uint32_t reserved1;
-    uint8_t* buffer; /**< the header, followed by the pixel data */
+    uint32_t reserved1;    /**< not looked at */
+    uint8_t* buffer;       /**< the header, followed by the pixel data */
 } kiroframe_t;
 #pragma pack(pop)
 

@@ -12,8 +12,11 @@ namespace vantorel {
  */
 class VANTOREL_EXPORT CameraError : public Error {
 public:
+    /** @param code of the SDK */
     explicit CameraError(kirocamera_error_t code) : Error(code) {}
+    /** Copies the code. */
     CameraError(const CameraError&) = default;
+    /** Copies the code. */
     CameraError& operator=(const CameraError&) = default;
     ~CameraError() override;
 

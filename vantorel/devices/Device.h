@@ -35,9 +35,9 @@ public:
     const std::string& Path() const { return path; }
 
 protected:
-    UniqueFd fd;
-    std::string name;
-    std::string path;
+    UniqueFd fd;      /**< what was opened; empty when constructed from a name alone */
+    std::string name; /**< see Name() */
+    std::string path; /**< see Path() */
 };
 
 } // namespace vantorel

@@ -10,11 +10,11 @@ namespace vantorel {
  * declaration is not used because it has another size on a 64-bit development machine.
  */
 struct InputEventRecord {
-    std::uint32_t seconds;
-    std::uint32_t microseconds;
-    std::uint16_t type;
-    std::uint16_t code;
-    std::int32_t value; /**< for a key: 0 released, 1 pressed, 2 repeated */
+    std::uint32_t seconds;      /**< of the event's time */
+    std::uint32_t microseconds; /**< of the event's time */
+    std::uint16_t type;         /**< kind of event, EV_KEY for a key */
+    std::uint16_t code;         /**< which key */
+    std::int32_t value;         /**< for a key: 0 released, 1 pressed, 2 repeated */
 };
 
 static_assert(sizeof(InputEventRecord) == 16);

@@ -11,6 +11,7 @@ namespace vantorel {
 /** Unmaps pixels that were mapped from a display's buffer. */
 struct VANTOREL_EXPORT UnmapPixels {
     std::size_t size = 0; /**< of the mapping, in bytes */
+    /** Unmaps. */
     void operator()(std::uint32_t* pixels) const noexcept;
 };
 

@@ -22,7 +22,10 @@ namespace vantorel {
  */
 class VANTOREL_EXPORT FuelGaugeService final : public ConnectionObserver, public Service {
 public:
-    /** @param polled borrowed for the life of the service */
+    /**
+     * @param polled borrowed for the life of the service
+     * @param pause between two passes
+     */
     FuelGaugeService(FuelGauge& polled, std::chrono::milliseconds pause);
     /** Stops polling first. */
     ~FuelGaugeService() override;

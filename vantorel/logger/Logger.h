@@ -47,6 +47,7 @@ public:
     /**
      * Appends a line to "debug.csv" and prints it. The line is in the file's buffer, not flushed;
      * failures to write are not reported.
+     * @param entry the sample
      * @param uptime of the sampling service; whole seconds of it are logged
      */
     void AddEntry(LoggerEntry& entry, std::chrono::milliseconds uptime);

@@ -18,7 +18,9 @@ public:
     static constexpr std::size_t headerSize = 2048;
 
     LoggerEntry() = default;
+    /** Copies all fields. */
     LoggerEntry(const LoggerEntry&) = default;
+    /** Copies all fields. */
     LoggerEntry& operator=(const LoggerEntry&) = default;
     virtual ~LoggerEntry();
 
@@ -32,13 +34,13 @@ public:
 
     std::array<std::uint8_t, headerSize> frameHeader{}; /**< verbatim */
     double frameRate = 0;                               /**< frames per second */
-    std::uint32_t cameraErrorCount = 0;
-    float batteryVoltage = 0;        /**< volts */
-    float batteryTemperature = 0;    /**< degrees Celsius */
-    std::int16_t batteryCurrent = 0; /**< mA, negative while discharging */
-    std::uint8_t batteryLevel = 0;   /**< percent */
-    float boardTemperature = 0;      /**< degrees Celsius */
-    float processorTemperature = 0;  /**< degrees Celsius */
+    std::uint32_t cameraErrorCount = 0;                 /**< since the start */
+    float batteryVoltage = 0;                           /**< volts */
+    float batteryTemperature = 0;                       /**< degrees Celsius */
+    std::int16_t batteryCurrent = 0;                    /**< mA, negative while discharging */
+    std::uint8_t batteryLevel = 0;                      /**< percent */
+    float boardTemperature = 0;                         /**< degrees Celsius */
+    float processorTemperature = 0;                     /**< degrees Celsius */
 };
 
 } // namespace vantorel

@@ -19,7 +19,10 @@ namespace vantorel {
  */
 class VANTOREL_EXPORT LoggerService final : public ConnectionObserver, public Service {
 public:
-    /** @param sampled borrowed for the life of the service */
+    /**
+     * @param sampled borrowed for the life of the service
+     * @param pause between two samples
+     */
     LoggerService(Logger& sampled, std::chrono::milliseconds pause);
     /** Stops the service first. */
     ~LoggerService() override;

@@ -14,8 +14,11 @@ namespace vantorel {
  */
 class VANTOREL_EXPORT Error {
 public:
+    /** @param number in the platform's errno numbering */
     explicit Error(int number) : value(number) {}
+    /** Copies the number. */
     Error(const Error&) = default;
+    /** Copies the number. */
     Error& operator=(const Error&) = default;
     virtual ~Error();
 

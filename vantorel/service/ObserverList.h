@@ -16,8 +16,10 @@ namespace vantorel {
 template <typename Observer>
 class ObserverList {
 public:
+    /** Appends an observer, which must outlive the last notification. */
     void Add(Observer& observer) { observers.emplace_back(observer); }
 
+    /** How many have been added. */
     std::size_t Count() const { return observers.size(); }
 
     /** Calls an operation on every observer, first to last, on the calling thread. */

@@ -25,6 +25,7 @@ namespace vantorel {
  */
 class VANTOREL_EXPORT Service {
 public:
+    /** @param pause before each cycle; zero or less for none */
     explicit Service(std::chrono::milliseconds pause);
     Service(const Service&) = delete;
     Service& operator=(const Service&) = delete;

@@ -17,11 +17,13 @@ namespace vantorel {
 template <typename T>
 class SharedSlot {
 public:
+    /** The object stored last; null before the first. */
     std::shared_ptr<T> Load() const {
         const std::lock_guard lock(mutex);
         return object;
     }
 
+    /** Puts another object in its place. */
     void Store(std::shared_ptr<T> replacement) {
         {
             const std::lock_guard lock(mutex);

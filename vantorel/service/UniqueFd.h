@@ -13,8 +13,11 @@ namespace vantorel {
 class VANTOREL_EXPORT UniqueFd {
 public:
     UniqueFd() = default;
+    /** Takes a descriptor over; -1 for none. */
     explicit UniqueFd(int descriptor) : fd(descriptor) {}
+    /** Takes the other's descriptor over. */
     UniqueFd(UniqueFd&& other) noexcept : fd(other.Release()) {}
+    /** Closes its own descriptor and takes the other's over. */
     UniqueFd& operator=(UniqueFd&& other) noexcept {
         Reset(other.Release());
         return *this;
@@ -25,6 +28,7 @@ public:
 
     /** The descriptor, -1 when nothing is owned. Still owned by this object. */
     int Get() const { return fd; }
+    /** Whether a descriptor is owned. */
     explicit operator bool() const { return fd >= 0; }
 
     /** Gives the descriptor up; the caller has to close it. */

@@ -41,6 +41,7 @@ public:
     std::string Device() const { return device; }
     /** The mount point with a slash added, ready for a file name. */
     std::string MountPoint() const { return mountPoint + "/"; }
+    /** The type given at construction. */
     std::string Type() const { return type; }
 
 private:

@@ -67,11 +67,15 @@ public:
 
     /** Makes a directory for the owner only (0600); one that exists is fine. */
     static void Mkdir(std::string path);
+    /** Removes an empty directory. */
     static void Rmdir(std::string path);
+    /** Removes a file. */
     static void Unlink(std::string path);
     /** Mounts, unless something of that type is mounted there already, from whatever source. */
     static void Mount(std::string source, std::string target, std::string type, bool readOnly);
+    /** Makes a mount read-only or writable. */
     static void Remount(std::string target, bool readOnly);
+    /** Unmounts. */
     static void Umount(std::string target);
     /** Whether the mount table has a mount of that type on that directory. Never throws. */
     static bool IsMounted(std::string target, std::string type);

@@ -132,12 +132,12 @@ public:
     // Handlers of the UI library's events; the context is the manager. What an observer throws
     // passes through the library. The double clicks are for a UI library that raises them; this
     // manager registers only the first four, which are all that every library version knows.
-    static void TorchOnRequest(void* context);
-    static void TorchOffRequest(void* context);
-    static void PowerOffRequest(void* context);
-    static void UnitsChanged(void* context);
-    static void PowerButtonDoubleClick(void* context);
-    static void TorchButtonDoubleClick(void* context);
+    static void TorchOnRequest(void* context);         /**< asks the observers to light the torch */
+    static void TorchOffRequest(void* context);        /**< asks them to put it out */
+    static void PowerOffRequest(void* context);        /**< asks them to turn the device off */
+    static void UnitsChanged(void* context);           /**< saves the units that the library has */
+    static void PowerButtonDoubleClick(void* context); /**< tells the observers */
+    static void TorchButtonDoubleClick(void* context); /**< tells the observers */
 
 private:
     void ShowThermalImaging();

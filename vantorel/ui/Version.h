@@ -19,7 +19,9 @@ namespace vantorel {
 class VANTOREL_EXPORT Version {
 public:
     Version();
+    /** Copies the texts. */
     Version(const Version&) = default;
+    /** Copies the texts. */
     Version& operator=(const Version&) = default;
     virtual ~Version();
 

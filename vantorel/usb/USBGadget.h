@@ -49,13 +49,13 @@ protected:
      */
     void WriteFunctionAttribute(const std::string& attribute, const std::string& value);
 
-    std::ofstream attributeStream;
-    std::string gadgetIndex;
-    std::string controllerName;
-    std::string gadgetDirectory;
-    std::string functionsDirectory;
-    std::string configurationDirectory;
-    std::string functionInstance;
+    std::ofstream attributeStream;      /**< of the attribute being written */
+    std::string gadgetIndex;            /**< what follows the last dot of the controller's name */
+    std::string controllerName;         /**< as given at construction */
+    std::string gadgetDirectory;        /**< of the gadget, with a slash at its end */
+    std::string functionsDirectory;     /**< of its functions, with a slash at its end */
+    std::string configurationDirectory; /**< of its configuration, with a slash at its end */
+    std::string functionInstance;       /**< name of this function, for instance "acm.usb0" */
 };
 
 } // namespace vantorel
