@@ -6,7 +6,9 @@ include(CMakePackageConfigHelpers)
 
 # What is shipped can be built without the tests, and installing it does not ask for them.
 set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)
-add_custom_target(shipped DEPENDS VantorelSystem kirocamera VantorelUI vantorel-app)
+vantorel_install_manual_page(app/vantorel-app.1 application)
+add_custom_target(shipped DEPENDS VantorelSystem kirocamera VantorelUI vantorel-app
+    manual_page_vantorel-app.1)
 foreach(tool IN ITEMS vantorel-host vantorel-log)
     if(TARGET ${tool})
         add_dependencies(shipped ${tool} manual_page_${tool}.1)
@@ -23,7 +25,7 @@ install(TARGETS VantorelSystem EXPORT VantorelSystemTargets
     INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} ${sdk_dir})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/vantorel DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
     COMPONENT development
-    FILES_MATCHING PATTERN "*.h" PATTERN private EXCLUDE)
+    FILES_MATCHING PATTERN "*.h" PATTERN private EXCLUDE PATTERN abi EXCLUDE)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/sdk/ DESTINATION ${sdk_dir}
     COMPONENT development FILES_MATCHING PATTERN "*.h")
 install(EXPORT VantorelSystemTargets NAMESPACE Vantorel:: DESTINATION ${package_dir}
