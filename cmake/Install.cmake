@@ -7,8 +7,11 @@ include(CMakePackageConfigHelpers)
 # What is shipped can be built without the tests, and installing it does not ask for them.
 set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)
 vantorel_install_manual_page(app/vantorel-app.1 application)
-add_custom_target(shipped DEPENDS VantorelSystem kirocamera VantorelUI vantorel-app
+add_custom_target(shipped DEPENDS VantorelSystem vantorel-app
     manual_page_vantorel-app.1)
+if(VANTOREL_SIMULATORS)
+    add_dependencies(shipped kirocamera VantorelUI)
+endif()
 foreach(tool IN ITEMS vantorel-host vantorel-log)
     if(TARGET ${tool})
         add_dependencies(shipped ${tool} manual_page_${tool}.1)
@@ -43,11 +46,13 @@ configure_file(cmake/package/VantorelSystem.pc.in ${CMAKE_BINARY_DIR}/package/Va
 install(FILES ${CMAKE_BINARY_DIR}/package/VantorelSystem.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
-install(TARGETS kirocamera VantorelUI EXPORT VantorelSimulatorsTargets
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT simulators
-    INCLUDES DESTINATION ${sdk_dir} ${CMAKE_INSTALL_INCLUDEDIR}/vantorel/simulators)
-install(FILES simulators/camera/kirocamera_sim.h simulators/ui/VantorelUI_sim.h
-    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vantorel/simulators COMPONENT simulators)
-install(EXPORT VantorelSimulatorsTargets NAMESPACE Vantorel:: DESTINATION ${package_dir}
-    COMPONENT simulators)
+if(VANTOREL_SIMULATORS)
+    install(TARGETS kirocamera VantorelUI EXPORT VantorelSimulatorsTargets
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT simulators
+        INCLUDES DESTINATION ${sdk_dir} ${CMAKE_INSTALL_INCLUDEDIR}/vantorel/simulators)
+    install(FILES simulators/camera/kirocamera_sim.h simulators/ui/VantorelUI_sim.h
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vantorel/simulators COMPONENT simulators)
+    install(EXPORT VantorelSimulatorsTargets NAMESPACE Vantorel:: DESTINATION ${package_dir}
+        COMPONENT simulators)
+endif()
 install(TARGETS vantorel-app RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT application)
