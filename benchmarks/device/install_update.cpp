@@ -40,6 +40,11 @@ public:
         End(false);
     }
 
+    /** The time counts from here. */
+    void Begin() {
+        start = Clock::now();
+        Print("start");
+    }
     bool HasEnded() const { return ended; }
     bool IsComplete() const { return complete; }
     void Wait() const { ended.wait(false); }
@@ -57,7 +62,7 @@ private:
     }
 
     using Clock = std::chrono::steady_clock;
-    Clock::time_point start = Clock::now();
+    Clock::time_point start;
     std::atomic<bool> ended = false;
     std::atomic<bool> complete = false;
 };
@@ -73,6 +78,7 @@ int main(int count, char** arguments) {
     Filesystem drive(arguments[2], "/tmp/drive", "vfat", false, true);
     FirmwareUpdateManager manager(drive);
     manager.AddObserver(times);
+    times.Begin();
     if (std::string(arguments[1]) == "polls") {
         manager.OnConnectionStateChanged(ConnectionState::Host, ConnectionState::NoHost);
         times.Wait();

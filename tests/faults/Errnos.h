@@ -20,6 +20,8 @@ inline const List Read = {EAGAIN, EBADF, EFAULT, EINTR,     EINVAL,   EIO,
                           EISDIR, ENXIO, ENODEV, ETIMEDOUT, ESHUTDOWN};
 inline const List Write = {EAGAIN, EBADF, EDESTADDRREQ, EDQUOT, EFAULT, EFBIG,  EINTR,    EINVAL,
                            EIO,    EPERM, ENOSPC,       EPIPE,  ENXIO,  ENODEV, ESHUTDOWN};
+inline const List Sendfile = {EAGAIN, EBADF,     EFAULT, EINVAL, EIO,
+                              ENOMEM, EOVERFLOW, ESPIPE, ENOSPC};
 inline const List Lseek = {EBADF, EINVAL, ENXIO, EOVERFLOW, ESPIPE};
 inline const List Ioctl = {EBADF, EFAULT, EINVAL, ENOTTY, EACCES, EAGAIN,    EBUSY,
                            EINTR, EIO,    ENODEV, ENOMEM, ENXIO,  EREMOTEIO, ETIMEDOUT};

@@ -184,6 +184,8 @@ TEST_F(ToolsTest, MakesAndRemovesEntries) {
     Tools::Cp("/none", "/to");
     EXPECT_TRUE(std::filesystem::is_empty("/to"));
     Tools::Cp("/from", "/none/to");
+    Tools::Cp("/proc/version", "/to"); // a file of unknown length, not of the page cache
+    EXPECT_EQ(test::ReadFile("/to"), test::ReadFile("/proc/version"));
 }
 
 TEST_F(ToolsTest, MountsOnce) {

@@ -22,6 +22,8 @@
     X(int, Close, ::close, (int fd), (fd))                                                         \
     X(ssize_t, Read, ::read, (int fd, void* buffer, std::size_t size), (fd, buffer, size))         \
     X(ssize_t, Write, ::write, (int fd, const void* data, std::size_t size), (fd, data, size))     \
+    X(ssize_t, Sendfile, ::sendfile, (int to, int from, off_t* offset, std::size_t size),          \
+      (to, from, offset, size))                                                                    \
     X(off_t, Lseek, ::lseek, (int fd, off_t offset, int whence), (fd, offset, whence))             \
     X(int, Ioctl, ::ioctl, (int fd, unsigned long request, void* argument),                        \
       (fd, request, argument))                                                                     \
