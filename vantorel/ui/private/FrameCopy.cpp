@@ -14,7 +14,9 @@ void FrameCopy::Assign(const kiroframe_t& source) {
         buffer.reset(new std::uint8_t[size]);
         capacity = size;
     }
-    std::memcpy(buffer.get(), source.buffer, size);
+    if (size > 0) { // else there may be nothing to copy to yet
+        std::memcpy(buffer.get(), source.buffer, size);
+    }
     image = source;
     image.buffer = buffer.get();
 }
