@@ -10,8 +10,11 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
+#include <atomic>
 #include <limits>
 #include <memory>
+#include <mutex>
+#include <semaphore>
 
 #include <pthread.h>
 
@@ -101,6 +104,25 @@ void KeepBare(benchmark::State& state, const Geometry& frame) {
     }
 }
 
+/**
+ * What no frame can do without: its bytes, the lock that keeps a picture from a torn one, and two
+ * numbers for other threads, the frames so far and the permits to stop the session.
+ */
+void KeepLocked(benchmark::State& state, const Geometry& frame) {
+    Bench& bench = TheBench();
+    bench.Use(frame, 480, 640);
+    std::mutex mutex;
+    std::atomic<std::uint32_t> count = 0;
+    std::counting_semaphore<> permits{0};
+    for (auto _ : state) {
+        permits.release();
+        ++count;
+        const std::lock_guard lock(mutex);
+        bench.path.CopyFrame();
+        benchmark::ClobberMemory();
+    }
+}
+
 void Draw(benchmark::State& state, const Geometry& screen) {
     Bench& bench = TheBench();
     bench.Use(frames.front(), screen.width, screen.height);
@@ -132,6 +154,7 @@ int main(int count, char** arguments) {
         };
         add("Keep/ours/", Keep);
         add("Keep/memcpy/", KeepBare);
+        add("Keep/locked/", KeepLocked);
         add("Draw/ours/", Draw);
         add("Draw/memcpy/", DrawBare);
     }

@@ -51,6 +51,9 @@ class Native:
             for size in FRAMES:
                 ours, bare = found[f"{half}/ours/{size}"], found[f"{half}/memcpy/{size}"]
                 yield Row(f"{label}, {size}", ours["time"], "ns", bare["time"], "memcpy", 1.05)
+                if f"{half}/locked/{size}" in found:
+                    yield Row(f"{label}, {size}", ours["time"], "ns",
+                              found[f"{half}/locked/{size}"]["time"], "memcpy, mutex, 2 counts")
             yield Row(f"{label}, allocations", max(found[f"{half}/ours/{size}"]["allocations"]
                                                    for size in FRAMES), "a frame", limit=0)
             yield Row(f"{label}, locks", max(found[f"{half}/ours/{size}"]["locks"]
