@@ -153,6 +153,10 @@ def arguments():
                       help="run armhf test programs in the device")
     what.add_argument("--debug", nargs="?", const="", metavar="PROGRAM",
                       help="the application or a test program under the debug server")
+    what.add_argument("--panel", nargs="?", type=int, const=8480, metavar="PORT",
+                      help="the device in a browser: buttons, display, surroundings (8480)")
+    what.add_argument("--tour", action="store_true",
+                      help="a minute with the device, in words and pictures; ends by itself")
     parser.add_argument("--port", type=int, default=2345, help="for --debug (2345)")
     parser.add_argument("--work", type=Path, default=PROJECT / "build" / "device",
                         help="folder of this device's flash, files and logs (build/device)")
@@ -170,6 +174,12 @@ def work(options, machine: Machine, began: float) -> int:
     if options.debug is not None:
         return debug(machine, options.debug, options.port, say)
     say(f"The virtual device has started, {time.monotonic() - began:.1f} s after the start.")
+    if options.panel is not None:
+        from panel import serve  # needs packages that nothing else needs
+        return serve(machine, options.panel, say)
+    if options.tour:
+        from tour import tour
+        return tour(machine, say)
     console = Console(machine, say)
     machine.on_line = say
     if options.script:

@@ -14,11 +14,14 @@ import time
 from pathlib import Path
 
 import environment
+from surroundings import Surroundings
 
 PARTITIONS = {"FIT_0": 16 << 20, "rootfs_0": 64 << 20, "FIT_1": 16 << 20, "rootfs_1": 64 << 20,
               "env": 1 << 20}  # bytes
 
+MEMORY = 512 << 20  # bytes; a file in memory, in which pictures of the display are found
 TIMED_OUT = 143  # exit status of a command whose time was up
+PORTS = ("control", "status", "debug", "watch")
 
 
 class Failure(Exception):
@@ -58,7 +61,13 @@ class Machine:
         self._control = None
         self._number = 0
         self._lock = threading.Lock()
+        self._switching = threading.Lock()
         self._folder = None  # descriptor of the work folder, locked while the device is on
+        self.memory = None  # descriptor of the running device's memory
+        self.ready = False  # booted, and not off
+        self.boots = 0
+        self.first_line = 0  # of `lines`, since the latest boot
+        self.surroundings = Surroundings()
 
     # --- preparation ------------------------------------------------------------------------------
 
@@ -116,14 +125,22 @@ class Machine:
 
     def start(self):
         self.ended.clear()
-        self.end_reason = None
+        self.end_reason = self.exit_status = None
+        self.boots += 1
+        self.first_line = len(self.lines)
         kernel = (self.image / "kernel-version").read_text().strip()
         slot = environment.read(self.flash / "env.raw").get("image_select", "0")
-        for name in ("control", "status", "debug", "monitor", "serial"):
+        for name in (*PORTS, "monitor", "serial"):
             (self.work / f"{name}.sock").unlink(missing_ok=True)
+        if self.memory is not None:
+            os.close(self.memory)
+        self.memory = os.memfd_create("vantorel")
+        os.ftruncate(self.memory, MEMORY)
         command = [
-            "qemu-system-arm", "-M", "virt,highmem=off", "-cpu", "cortex-a15", "-smp", "1",
-            "-m", "512", "-display", "none", "-nodefaults", "-no-reboot",
+            "qemu-system-arm", "-M", "virt,highmem=off,memory-backend=memory", "-cpu", "cortex-a15",
+            "-smp", "1", "-m", str(MEMORY >> 20), "-object",
+            f"memory-backend-file,id=memory,size={MEMORY},mem-path=/proc/self/fd/{self.memory},"
+            "share=on", "-display", "none", "-nodefaults", "-no-reboot",
             "-kernel", f"{self.image}/kernel/boot/vmlinuz-{kernel}",
             "-initrd", f"{self.image}/initrd.gz",
             "-append", "console=ttyAMA0 quiet panic=-1 cryptomgr.notests "
@@ -136,15 +153,16 @@ class Machine:
             "-qmp", "unix:monitor.sock,server=on,wait=off",
             "-device", "virtio-serial-device",
         ]
-        for name in ("control", "status", "debug"):
+        for name in PORTS:
             command += ["-chardev", f"socket,id={name},path={name}.sock,server=on,wait=off",
                         "-device", f"virtserialport,chardev={name},name=vantorel.{name}"]
         for name in self.partitions:
             command += ["-drive", f"if=none,format=raw,id={name},file={self.flash}/{name}.raw",
                         "-device", f"virtio-blk-device,drive={name},serial={name}"]
         errors = open(self.work / "qemu.log", "wb")
-        self._process = subprocess.Popen(command, cwd=self.work, stdin=subprocess.DEVNULL, stdout=errors,
-                                         stderr=errors, preexec_fn=_die_with_parent)
+        self._process = subprocess.Popen(command, cwd=self.work, stdin=subprocess.DEVNULL,
+                                         stdout=errors, stderr=errors, pass_fds=[self.memory],
+                                         preexec_fn=_die_with_parent)
         self._waiter = threading.Thread(target=self._wait_for_end, daemon=True)
         self._waiter.start()
         self._control = self.connect("control").makefile("rw", encoding="ascii", newline="\n")
@@ -159,6 +177,7 @@ class Machine:
             if self._control.readline().strip() != "ready":
                 raise Failure(f"the virtual device did not start; see {self.work}/console.log "
                               f"and {self.work}/qemu.log")
+            self.ready = True
         finally:
             timer.cancel()
 
@@ -172,12 +191,18 @@ class Machine:
 
     def reboot(self):
         """Cuts the power and boots from the same flash, as its environment now says."""
+        if not self._switching.acquire(blocking=False):
+            raise Failure("the device is starting already")
+        try:
+            self._reboot()
+        finally:
+            self._switching.release()
+
+    def _reboot(self):
         on_end, self.on_end = self.on_end, lambda: None  # it is only a pause
         self.stop()
         self._waiter.join()
         self.on_end = on_end
-        self.end_reason = self.exit_status = None
-        self.ended.clear()
         self.start()
         self.wait_until_ready(60)
 
@@ -205,6 +230,7 @@ class Machine:
         self.exit_status = self._process.wait()
         for reader in self._readers:  # the machine's last words
             reader.join(5)
+        self.ready = False
         self.ended.set()
         with self.changed:
             self.changed.notify_all()
@@ -233,6 +259,8 @@ class Machine:
     def run(self, command: str, seconds: int = 10) -> tuple[int, str]:
         """Runs a shell command on the device; answers its exit status and output."""
         with self._lock:
+            if not self.ready:
+                raise DeviceOff("the device is off")
             self._number += 1
             encoded = base64.b64encode(command.encode()).decode()
             try:

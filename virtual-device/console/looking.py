@@ -1,0 +1,133 @@
+"""The console's commands that look at the device: its display, its state, its status lines."""
+
+import time
+from pathlib import Path
+
+import words
+from machine import Failure, Machine
+from picture import pixel, ppm_to_png
+from watch import Watch
+
+HELP = """\
+state                       everything about the device and around it, a "NAME VALUE" a line
+lines [FROM]                status lines from number FROM (0) on, the latest 500 at most, each after
+                            its number
+expect TEXT [SECONDS]       wait for a status line that contains TEXT (10 s)
+expect-state NAME VALUE [SECONDS]  wait until `state` says so (10 s)
+expect-pixel X Y RRGGBB [SECONDS]  wait until the display shows that colour there (10 s)
+screenshot FILE.png         what the display shows"""
+
+MOST_LINES = 500
+
+
+def number(text: str, low: float, high: float, kind=int):
+    try:
+        value = kind(text)
+    except ValueError:
+        raise Failure(f"{text!r} is not a number") from None
+    if not low <= value <= high:
+        raise Failure(f"{text} is not within {low} and {high}")
+    return value
+
+
+def need(arguments: list, count: int, usage: str):
+    if len(arguments) != count:
+        raise Failure(f"usage: {usage}")
+
+
+class Looking:
+    def __init__(self, machine: Machine, say, watch=None):
+        self.machine = machine
+        self.say = say
+        self.watch = watch or Watch(machine)
+        self.words = words.Words()
+        self.seen = 0  # status lines that an expect has passed
+
+    # --- state ------------------------------------------------------------------------------------
+
+    def state(self) -> dict[str, str]:
+        machine, around = self.machine, self.machine.surroundings
+        found = {"power": words.power(machine)}
+        found.update(self.words.read(machine))
+        found["screen"] = words.screen(self.watch.picture())
+        found["cable"] = "plugged" if around.cable else "unplugged"
+        found["camera"] = "connected" if around.camera_connected else "disconnected"
+        found.update(words.of_board(self.watch.board()))
+        return found
+
+    def do_state(self, arguments):
+        need(arguments, 0, "state")
+        self.say("\n".join(f"{name} {value}" for name, value in self.state().items()))
+
+    def do_lines(self, arguments):
+        if len(arguments) > 1:
+            raise Failure("usage: lines [FROM]")
+        begin = number(arguments[0], 0, 2**53) if arguments else 0
+        with self.machine.changed:
+            count = len(self.machine.lines)
+            begin = max(begin, count - MOST_LINES)
+            lines = self.machine.lines[begin:]
+        if lines:
+            self.say("\n".join(f"{begin + i} {line}" for i, line in enumerate(lines)))
+
+    # --- waiting ----------------------------------------------------------------------------------
+
+    def do_expect(self, arguments):
+        if len(arguments) not in (1, 2):
+            raise Failure("usage: expect TEXT [SECONDS]")
+        text = arguments[0]
+        seconds = number(arguments[1], 0, 3600, float) if len(arguments) == 2 else 10
+        deadline = time.monotonic() + seconds
+        machine = self.machine
+        with machine.changed:
+            while True:
+                for index in range(self.seen, len(machine.lines)):
+                    if text in machine.lines[index]:
+                        self.seen = index + 1
+                        return
+                remaining = deadline - time.monotonic()
+                if remaining <= 0 or machine.ended.is_set():
+                    raise Failure(f"no status line with {text!r} in {seconds:g} s")
+                machine.changed.wait(remaining)
+
+    def _poll(self, read, wanted: str, seconds: float, complaint: str):
+        deadline = time.monotonic() + seconds
+        while (found := read()) != wanted:
+            if time.monotonic() > deadline:
+                raise Failure(complaint.format(found))
+            time.sleep(0.1)
+
+    def do_expect_state(self, arguments):
+        if len(arguments) not in (2, 3):
+            raise Failure("usage: expect-state NAME VALUE [SECONDS]")
+        name, wanted = arguments[:2]
+        if name not in self.state():
+            raise Failure(f"there is no state {name!r}")
+        seconds = number(arguments[2], 0, 3600, float) if len(arguments) == 3 else 10
+        self._poll(lambda: self.state().get(name), wanted, seconds, f"{name} is {{}}")
+
+    def do_expect_pixel(self, arguments):
+        if len(arguments) not in (3, 4):
+            raise Failure("usage: expect-pixel X Y RRGGBB [SECONDS]")
+        x, y = (number(text, 0, 10000) for text in arguments[:2])
+        seconds = number(arguments[3], 0, 3600, float) if len(arguments) == 4 else 10
+        self._poll(lambda: pixel(self._capture(), x, y), arguments[2].lower(), seconds,
+                   f"the display shows {{}} at {x}, {y}")
+
+    # --- pictures ---------------------------------------------------------------------------------
+
+    def _capture(self) -> Path:
+        self.machine.check("screenshot /dev/vantorel/display /host/out/screen.ppm")
+        return self.machine.share / "out" / "screen.ppm"
+
+    def do_screenshot(self, arguments):
+        need(arguments, 1, "screenshot FILE.png")
+        target = Path(arguments[0])
+        if target.suffix != ".png":
+            raise Failure("the file's name must end in .png")
+        picture = self._capture()
+        try:
+            target.parent.mkdir(parents=True, exist_ok=True)
+            ppm_to_png(picture, target)
+        except OSError as error:
+            raise Failure(str(error)) from None

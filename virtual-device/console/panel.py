@@ -1,0 +1,193 @@
+"""The front panel: a page on the loopback interface whose messages are the console's command lines."""
+
+import asyncio
+import secrets
+import shlex
+from concurrent.futures import ThreadPoolExecutor
+from pathlib import Path
+
+from aiohttp import WSMsgType, web
+
+from commands import KEYS, Console
+from gallery import Gallery
+from machine import Failure, Machine
+from watch import Watch
+
+FILES = Path(__file__).resolve().parents[1] / "panel"
+LONGEST_LINE = 1024  # bytes
+LARGEST_UPDATE = 64 << 20  # bytes: the device's drive
+MOST_VISITORS = 32  # a page has two connections
+# What a page may do: what happens around the device, and nothing on the development machine.
+COMMANDS = {"battery", "charger", "fixture", "temperature", "button", "camera", "cable", "start",
+            "stop", "restart", "state", "lines"}
+HEADERS = {
+    "Content-Security-Policy": "default-src 'self'; img-src 'self' blob:; frame-ancestors 'none'",
+    "Cross-Origin-Resource-Policy": "same-origin",
+    "X-Content-Type-Options": "nosniff",
+    "Cache-Control": "no-store",
+}
+
+
+class Visitor:
+    """One connection: carries out its lines, one after the other, in a thread of its own."""
+
+    def __init__(self, panel: "Panel"):
+        self._panel = panel
+        self._said = []
+        self._console = Console(panel.machine, self._said.append, panel.watch)
+        self._held = set()  # buttons that this connection has pressed
+        self._worker = ThreadPoolExecutor(1)
+
+    async def execute(self, line: str) -> tuple[str, bytes]:
+        """The answer, and the picture where one was asked for."""
+        return await asyncio.get_running_loop().run_in_executor(self._worker, self._execute, line)
+
+    def leave(self):
+        """A finger does not stay on a button of a page that is gone."""
+        for button in list(self._held):
+            self._worker.submit(self._execute, f"button {button} up")
+        self._worker.shutdown(wait=False)
+
+    def _execute(self, line: str) -> tuple[str, bytes]:
+        self._said.clear()
+        picture = b""
+        try:
+            picture = self._carry_out(line)
+            answer = "ok"
+        except Failure as failure:
+            answer = "error " + str(failure).replace("\n", " ")
+        except Exception as error:  # whatever a page sends, the others go on
+            answer = f"error {type(error).__name__}: {error}"
+        return "\n".join([*self._said, answer]), picture
+
+    def _carry_out(self, line: str) -> bytes:
+        if not line.isprintable() or len(line) > LONGEST_LINE:
+            raise Failure("a line is printable text")
+        match line.split():
+            case ["picture", number] if number.isdecimal():
+                number, picture = self._panel.gallery.newer(int(number[:18]))
+                self._said.append(str(number))
+                return picture
+            case ["update", name]:
+                self._console.execute(f"update {shlex.quote(str(self._panel.uploaded(name)))}")
+            case [name, *_] if name in COMMANDS:
+                self._console.execute(line)
+                self._note_button(line.split())
+            case _:
+                raise Failure("the panel has no such command")
+        return b""
+
+    def _note_button(self, words: list):
+        match words:
+            case ["button", button, "down"] if button in KEYS:
+                self._held.add(button)
+            case ["button", button, "up"]:
+                self._held.discard(button)
+
+
+class Panel:
+    def __init__(self, machine: Machine):
+        self.machine = machine
+        self.watch = Watch(machine)
+        self.gallery = Gallery(self.watch)
+        self._uploads = machine.work / "uploads"
+        self._visitors = 0
+        self._hosts = set()
+
+    def uploaded(self, name: str) -> Path:
+        files = {path.name: path for path in self._uploads.glob("update-*")}
+        if name not in files:
+            raise Failure("no such upload")
+        return files[name]
+
+    async def serve(self, port: int, say):
+        application = web.Application(middlewares=[self._guard], client_max_size=LARGEST_UPDATE)
+        application.on_response_prepare.append(self._add_headers)
+        application.add_routes([web.get("/console", self._console),
+                                web.put("/upload", self._upload), web.get("/", self._page),
+                                web.static("/", FILES)])
+        runner = web.AppRunner(application, access_log=None, shutdown_timeout=1)
+        await runner.setup()
+        site = await self._listen(runner, port)
+        port = site._server.sockets[0].getsockname()[1]
+        self._hosts = {f"127.0.0.1:{port}", f"localhost:{port}"}
+        say("The front panel, for browsers on this machine; Ctrl-C ends it:")
+        say(f"http://127.0.0.1:{port}/")
+        await asyncio.Event().wait()
+
+    async def _listen(self, runner, port: int):
+        for wanted in (port, 0):  # another device's panel may have the usual one
+            try:
+                site = web.TCPSite(runner, "127.0.0.1", wanted)
+                await site.start()
+                return site
+            except OSError:
+                if wanted == 0:
+                    raise
+
+    @web.middleware
+    async def _guard(self, request, handler):
+        """No page from elsewhere, nor under another name for this machine, gets through."""
+        origins = {f"http://{host}" for host in self._hosts}
+        if request.host not in self._hosts or \
+                request.headers.get("Origin") not in (None, *origins):
+            raise web.HTTPForbidden
+        return await handler(request)
+
+    async def _add_headers(self, _request, response):
+        response.headers.update(HEADERS)
+
+    async def _page(self, _request):
+        return web.FileResponse(FILES / "index.html")
+
+    async def _console(self, request):
+        if self._visitors >= MOST_VISITORS:
+            raise web.HTTPServiceUnavailable
+        socket = web.WebSocketResponse(max_msg_size=4 * LONGEST_LINE, heartbeat=20, compress=False)
+        await socket.prepare(request)
+        visitor = Visitor(self)
+        self._visitors += 1
+        try:
+            async for message in socket:
+                if message.type != WSMsgType.TEXT:
+                    await socket.send_str("error a line is text")
+                    continue
+                answer, picture = await visitor.execute(message.data)
+                if picture:
+                    await socket.send_bytes(picture)
+                await socket.send_str(answer)
+        except ConnectionError:
+            pass  # gone, with an answer on its way
+        finally:
+            self._visitors -= 1
+            visitor.leave()
+        return socket
+
+    async def _upload(self, request):
+        """Keeps a file for `update`, the latest one only; answers its name."""
+        self._uploads.mkdir(exist_ok=True)
+        target = self._uploads / f"update-{secrets.token_hex(8)}"
+        part = target.with_name(f"part-{target.name}")
+        size = 0
+        try:
+            with open(part, "wb") as file:
+                async for chunk in request.content.iter_chunked(1 << 18):
+                    size += len(chunk)
+                    if size > LARGEST_UPDATE:
+                        raise web.HTTPRequestEntityTooLarge(LARGEST_UPDATE, size)
+                    file.write(chunk)
+            for old in self._uploads.glob("update-*"):
+                old.unlink()
+            part.rename(target)
+        finally:
+            part.unlink(missing_ok=True)
+        return web.Response(text=target.name)
+
+
+def serve(machine: Machine, port: int, say) -> int:
+    """Until the terminal's Ctrl-C."""
+    console = Console(machine, say)
+    console.execute("battery level 80")
+    console.execute("start")
+    asyncio.run(Panel(machine).serve(port, say))
+    return 0
