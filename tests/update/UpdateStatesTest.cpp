@@ -1,0 +1,122 @@
+// From one state of an update to the next, and out of it when something fails.
+
+#include "tests/update/UpdateDevice.h"
+
+namespace vantorel {
+namespace {
+
+using testing::HasSubstr;
+
+class UpdateStates : public test::UpdateDevice {};
+
+TEST_F(UpdateStates, InstallInTheSlotThatDoesNotRun) {
+    struct Row {
+        std::string running, other, fit, rootfs;
+    };
+    for (const Row& row : {Row{"0", "1", "mtd2", "mtd3"}, Row{"1", "0", "mtd0", "mtd1"}}) {
+        Renew();
+        std::filesystem::remove("/drive/THERMAL.STR");
+        Construct("image_select=" + row.running + "\n");
+        EXPECT_EQ(output->Take(), "IMAGE_SELECT: " + row.running + "\n");
+        EXPECT_EQ(Poll(1), remount) << "nothing on the drive";
+        Pack({"fit", "rootfs", "bqfs", "README"});
+        EXPECT_EQ(Poll(1), remount + Transition(1) + "first: found\n");
+        EXPECT_EQ(Poll(1), untar + Transition(2) + "first: valid\n");
+        EXPECT_EQ(Poll(1), Transition(3) + "first: begin\n");
+        EXPECT_EQ(Poll(1), Transition(4));
+        EXPECT_FALSE(std::filesystem::exists("/tmp/var/firstboot"));
+        EXPECT_EQ(Poll(1), "first: 25 %\n/bin/busybox|flashcp|-v|/tmp/update/fit|/dev/" + row.fit +
+                               "\nfirst: 50 %\n/bin/busybox|flashcp|-v|/tmp/update/rootfs|/dev/" +
+                               row.rootfs + "\nfirst: 75 %\n/usr/bin/fw_setenv|image_select|" +
+                               row.other + "\nfirst: 100 %\n" + Transition(5) +
+                               "first: complete\n");
+        EXPECT_EQ(Poll(2), "") << "it has had its update";
+        EXPECT_EQ(test::ReadFile("/flash/" + row.fit), "new fit");
+        EXPECT_EQ(test::ReadFile("/flash/" + row.rootfs), "new rootfs");
+        EXPECT_EQ(test::ReadFile("/tmp/var/update/bqfs"), "new bqfs");
+        EXPECT_EQ(test::ReadFile("/tmp/var/firstboot"), "1\n");
+    }
+}
+
+TEST_F(UpdateStates, BeginWhenAHostComes) {
+    sys->Nanosleep = [](const timespec* pause, timespec* rest) {
+        EXPECT_EQ(pause->tv_sec * 1000 + pause->tv_nsec / 1'000'000, 250);
+        const timespec shorter{0, 1'000'000};
+        return ::nanosleep(&shorter, rest);
+    };
+    manager->OnConnectionStateChanged(ConnectionState::NoHost, ConnectionState::Undetermined);
+    manager->OnConnectionStateChanged(ConnectionState::Host, ConnectionState::NoHost);
+    EXPECT_TRUE(test::Eventually([&] { return first.complete.load(); }));
+    manager->Stop();
+}
+
+TEST_F(UpdateStates, NeverBeginWithoutARunningSlot) {
+    const std::pair<const char*, const char*> rows[] = {
+        {"quiet\n", ""}, {"image_select=2\n", "2"}, {"image_select=\n", ""}, {"", ""}};
+    for (const auto& [commandLine, slot] : rows) {
+        Construct(commandLine);
+        EXPECT_EQ(output->Take(), std::string("IMAGE_SELECT: ") + slot + "\n");
+        // Had it started, its destruction would end the process.
+        manager->OnConnectionStateChanged(ConnectionState::Host, ConnectionState::NoHost);
+    }
+}
+
+TEST_F(UpdateStates, EndInOneErrorForEachAndLeaveTheBootLoaderAlone) {
+    const std::string fit = "first: 25 %\nsecond: 25 %\n"
+                            "/bin/busybox|flashcp|-v|/tmp/update/fit|/dev/mtd2\n";
+    const std::string half = "first: 50 %\nsecond: 50 %\n";
+    const std::string rootfs = half + "/bin/busybox|flashcp|-v|/tmp/update/rootfs|/dev/mtd3\n";
+    const std::string written = rootfs + "first: 75 %\nsecond: 75 %\n";
+    const struct {
+        const char* what;
+        std::function<void()> spoil;
+        std::string steps; // of the last poll
+    } rows[] = {
+        {"no boot image", [&] { Behave("case $3 in *fit) exit 1;; esac"); }, fit},
+        {"no root file system", [&] { Behave("case $3 in *rootfs) exit 1;; esac"); }, fit + rootfs},
+        {"killed", [&] { Behave("case $3 in *rootfs) kill -9 $$;; esac"); }, fit + rootfs},
+        {"no flash tool", [&] { Behave("case $1 in flashcp) exit 127;; esac"); }, fit},
+        {"no tools", [] { std::filesystem::remove("/bin/busybox"); }, fit.substr(0, 25)},
+        {"no partition", [] { test::WriteFile("/proc/mtd", "mtd2: 0 0 \"FIT_1\"\n"); }, fit + half},
+        {"no variable", [&] { Behave("case $1 in image_select) exit 1;; esac"); },
+         fit + written + "/usr/bin/fw_setenv|image_select|1\n"},
+        {"no tool for it", [] { std::filesystem::remove("/usr/bin/fw_setenv"); }, fit + written},
+        {"no slot", [] { test::WriteFile("/proc/cmdline", "image_select=2\n"); }, fit + written},
+    };
+    for (const auto& [what, spoil, steps] : rows) {
+        Renew();
+        manager->AddObserver(second);
+        EXPECT_THAT(Poll(4), HasSubstr(Transition(4))) << what;
+        spoil();
+        EXPECT_EQ(Poll(1), steps + Transition(6) + "first: error 52\nsecond: error 52\n") << what;
+        EXPECT_EQ(Poll(2), "") << what;
+        EXPECT_FALSE(std::filesystem::exists("/tmp/var/firstboot")) << what;
+    }
+}
+
+TEST_F(UpdateStates, WaitWhileTheDriveCannotBeMounted) {
+    sys->Mount = [](const char*, const char*, const char*, unsigned long, const void*) {
+        return test::FailWith(EINVAL);
+    };
+    EXPECT_EQ(Poll(3), "umount\numount\numount\n");
+}
+
+TEST_F(UpdateStates, FollowOnlyTheOneBefore) {
+    const std::string news[] = {"", "found", "valid", "begin", "", "complete", "error 52", ""};
+    for (int from = 0; from <= 6; ++from) {
+        for (int to = 0; to <= 7; ++to) {
+            Construct("image_select=0\n");
+            for (int step = from == 6 ? 6 : 1; step <= from; ++step) {
+                manager->TransitionToState(static_cast<FirmwareUpdateState>(step));
+            }
+            output->Take();
+            manager->TransitionToState(static_cast<FirmwareUpdateState>(to));
+            const bool isTold = (to == from + 1 || to == 6) && !news[to].empty();
+            EXPECT_EQ(output->Take(), Transition(to) + (isTold ? "first: " + news[to] + "\n" : ""))
+                << "from " << from << " to " << to;
+        }
+    }
+}
+
+} // namespace
+} // namespace vantorel
