@@ -25,9 +25,6 @@ public:
             EXPECT_EQ(protection, PROT_READ | PROT_WRITE);
             EXPECT_EQ(flags, MAP_SHARED);
             offsets.push_back(offset);
-            if (refuseMapping) {
-                return FailWith(ENOMEM), MAP_FAILED;
-            }
             void* memory = ::operator new(bytes);
             mapped[memory] = bytes;
             return memory;
@@ -38,7 +35,11 @@ public:
             ::operator delete(memory);
             return 0;
         };
-        sys->Poll = [](pollfd* fds, nfds_t, int) { return fds->revents = POLLIN, 1; };
+        sys->Poll = [](pollfd* fds, nfds_t, int timeout) {
+            EXPECT_EQ(fds->events, POLLIN);
+            EXPECT_EQ(timeout, -1);
+            return fds->revents = POLLIN, 1;
+        };
         sys->Read = [this](int, void*, std::size_t bytes) {
             EXPECT_EQ(bytes, 32u);
             ++eventsRead;
@@ -53,7 +54,6 @@ public:
     std::uint32_t connectorsByThen = 0; // how many appear between two questions
     std::uint32_t pitch = 48 * 4;
     std::uint64_t size = 48 * 4 * 64;
-    bool refuseMapping = false;
 
     std::vector<drm::CreateDumb> created;
     std::vector<drm::AddFramebuffer> framebuffers;

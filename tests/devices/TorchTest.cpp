@@ -55,24 +55,19 @@ TEST_F(TorchTest, ObeysOnlyWhileOnBattery) {
     torch->OnConnectionStateChanged(Undetermined, Undetermined);
     torch->OnConnectionStateChanged(Battery, Undetermined);
     EXPECT_EQ(Written(), ""); // the position is told, not written
-    EXPECT_EQ(TakeHeard(), "0");
     torch->On();
     torch->OnConnectionStateChanged(BatteryCharger, Battery);
     EXPECT_EQ(Written(), "10");
-    EXPECT_EQ(TakeHeard(), "10");
-
+    EXPECT_EQ(TakeHeard(), "010");
     torch->On();
     torch->Off();
     torch->Toggle();
     torch->OnConnectionStateChanged(NoBattery, BatteryCharger);
-    EXPECT_EQ(Written(), "10");
     EXPECT_EQ(TakeHeard(), "");
-
     torch->OnConnectionStateChanged(Battery, BatteryCharger);
     torch->Toggle();
     EXPECT_EQ(Written(), "101");
     EXPECT_EQ(TakeHeard(), "01");
-
     for (const auto state : {BatteryCharger, NoHost, Host, NoBattery}) {
         Build("0");
         torch->OnConnectionStateChanged(state, Undetermined);
@@ -83,8 +78,7 @@ TEST_F(TorchTest, ObeysOnlyWhileOnBattery) {
 
 TEST_F(TorchTest, RemembersAPositionThatCouldNotBeWritten) {
     std::filesystem::create_symlink("/dev/full", led / "brightness");
-    torch.emplace("torch", led / "");
-    torch->AddObserver(*this);
+    Build("");
     EXPECT_EQ(test::ErrorOf([&] { torch->On(); }), ENOSPC);
     EXPECT_EQ(TakeHeard(), "");
     torch->OnConnectionStateChanged(Battery, Undetermined);
