@@ -22,11 +22,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr const char* columns =
-    "Session ID,Uptime (s),Uptime (ns),ChipID,FPA Frame Count,FPA Error Count,Framerate (fps),"
-    "FPA Tdiode (Counts),FPA Temp (degC),FPA Spot Temp (degC),CPU Temp (degC),Board Temp (degC),"
-    "Battery Temp (degC),Battery Voltage (V),Battery Current (+/- mA),Battery Level (%%)\n";
-
 /** Lines of different lengths, of the uptimes 0, 1, 2, ... seconds. */
 void Log(Logger& logger, int lines) {
     for (int line = 0; line < lines; ++line) {
@@ -80,11 +75,10 @@ protected:
 };
 
 TEST_F(LoggerStorageTest, CountsSessionsThroughEveryStateOfTheirFile) {
-    for (const char* session : {"1\n", "2\n"}) {
-        Logger logger(directory / "");
-        EXPECT_EQ(directory.Read("session"), session);
-    }
+    { const Logger logger(directory / ""); }
+    EXPECT_EQ(directory.Read("session"), "1\n");
     const std::pair<std::string, const char*> rows[] = {
+        {"1\n", "2\n"},
         {" 41\nmore", "42\n"},
         {"", "1\n"},
         {"garbage", "1\n"},
@@ -95,10 +89,10 @@ TEST_F(LoggerStorageTest, CountsSessionsThroughEveryStateOfTheirFile) {
     };
     for (const auto& [found, left] : rows) {
         directory.Write("session", found);
-        Logger logger(directory / "");
+        const Logger logger(directory / "");
         EXPECT_EQ(directory.Read("session"), left) << found.substr(0, 20);
     }
-    EXPECT_EQ(directory.Read("debug.csv"), columns) << "once, whatever the session is";
+    EXPECT_EQ(std::ranges::count(directory.Read("debug.csv"), '\n'), 1) << "its columns";
 }
 
 TEST_F(LoggerStorageTest, LosesOnlyBufferedWholeLinesWhenKilled) {
