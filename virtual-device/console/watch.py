@@ -1,7 +1,8 @@
-"""The display and the board as they are now, without work for the device: `onlooker` on the device tells
-where in its memory the picture is, and the picture is read from there."""
+"""The display and the board as they are now, at hardly a cost for the device: the picture is read from
+its memory, and `onlooker` on the device tells, once for each of the display's buffers, where it is."""
 
 import mmap
+import struct
 import threading
 from dataclasses import dataclass
 
@@ -33,29 +34,56 @@ class Watch:
         self._line = None
         self._answers = None
         self._memory = None
-        self._buffers = {}  # lines of the device, read
+        self._record = 0  # where the driver notes what the display shows
+        self._darkened = 0
+        self._buffers = {}  # size and places by the first page
 
     def board(self) -> dict[str, str]:
         """The board's state by name; empty while the device is off."""
-        return dict(_entry(text) for text in self._ask(b"s").split(", ") if text)
+        with self._lock:
+            entries = self._ask(b"s").rstrip(", ").split(", ")
+        return dict(_entry(text) for text in entries if text)
+
+    def flips(self) -> int:
+        """Pictures that the display has been given since the device was switched on."""
+        with self._lock:
+            return self._now()[2]
 
     def picture(self):
         """The picture on the display now; None when it is dark or the device is off."""
         with self._lock:
-            line = self._ask_locked(b"p")
-            if not line:
-                return None
-            if line not in self._buffers:
-                self._buffers[line] = _placed(line)
-            (width, height, pitch), places = self._buffers[line]
-            pixels = b"".join([self._memory[begin:end] for begin, end in places])
-        return Picture(width, height, pitch, pixels)
+            for _ in range(3):  # the picture may change to a new buffer while its place is asked for
+                first, darkened, _ = self._now()
+                if first == 0:
+                    return None
+                if darkened != self._darkened:
+                    self._buffers = {}  # the application's, which has ended
+                    self._darkened = darkened
+                if first in self._buffers:
+                    size, places = self._buffers[first]
+                    return Picture(*size, b"".join([self._memory[begin:end]
+                                                    for begin, end in places]))
+                self._find()
+        return None
+
+    def _now(self) -> tuple[int, int, int]:
+        if not self._machine.ready:
+            return 0, 0, 0
+        if self._boot != self._machine.boots:
+            self._find()
+        return struct.unpack_from("<III", self._memory, self._record) if self._record else (0, 0, 0)
+
+    def _find(self):
+        """Has the device tell where things are."""
+        record, *words = self._ask(b"p").split() or ["0"]
+        self._record = max(0, int(record) - MEMORY_BEGIN)
+        if words:
+            runs = [tuple(map(int, word.split("+"))) for word in words[3:]]
+            self._buffers[runs[0][0]] = (
+                tuple(map(int, words[:3])),
+                [(address - MEMORY_BEGIN, address - MEMORY_BEGIN + size) for address, size in runs])
 
     def _ask(self, question: bytes) -> str:
-        with self._lock:
-            return self._ask_locked(question)
-
-    def _ask_locked(self, question: bytes) -> str:
         machine = self._machine
         if not machine.ready:
             return ""
@@ -78,6 +106,7 @@ class Watch:
         machine = self._machine
         boot = machine.boots
         self._buffers = {}
+        self._record = 0
         self._memory = mmap.mmap(machine.memory, MEMORY, mmap.MAP_SHARED, mmap.PROT_READ)
         self._line = machine.connect("watch")
         self._line.settimeout(PATIENCE)
@@ -85,14 +114,6 @@ class Watch:
         machine.check("killall onlooker 2>/dev/null; onlooker /dev/vantorel/watch "
                       ">/dev/null 2>&1 4>&- &")
         self._boot = boot
-
-
-def _placed(line: str):
-    """Size and pitch of a picture, and its places in the memory."""
-    words = line.split()
-    runs = [tuple(map(int, word.split("+"))) for word in words[3:]]
-    return tuple(map(int, words[:3])), [(address - MEMORY_BEGIN, address - MEMORY_BEGIN + size)
-                                 for address, size in runs]
 
 
 def _entry(text: str) -> tuple[str, str]:
