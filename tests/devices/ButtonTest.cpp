@@ -76,27 +76,28 @@ TEST_F(ButtonTest, WaitsOnWithoutKeepingTheProcessorWhenItsDeviceIsGone) {
         {POLLIN | POLLHUP, other, false}, // a pipe whose writer is done
         {POLLIN | POLLHUP, power, false},
     };
-    const auto* step = script;
+    const auto* next = script;
+    std::int64_t pauses = 0;
     std::int64_t paused = 0; // in milliseconds
     sys->Poll = [&](pollfd* fds, nfds_t, int timeout) {
         EXPECT_EQ(timeout, -1);
-        fds->revents = step->found;
+        fds->revents = next++->found;
         return 1;
     };
     sys->Read = [&](int, void* buffer, std::size_t size) -> ssize_t {
-        const InputEventRecord record{7, 8, typeKey, step->key, 1};
-        std::memcpy(buffer, &record, step->key != 0 ? size : 0);
-        step += step->pauses ? 0 : 1;
-        return step->key != 0 ? ssize_t{16} : test::FailWith(ENODEV);
+        const InputEventRecord record{7, 8, typeKey, next[-1].key, 1};
+        std::memcpy(buffer, &record, record.code != 0 ? size : 0);
+        return record.code != 0 ? ssize_t{16} : test::FailWith(ENODEV);
     };
     sys->Nanosleep = [&](const timespec* request, timespec*) {
-        EXPECT_TRUE(step->pauses);
-        ++step;
+        EXPECT_TRUE(next[-1].pauses);
+        ++pauses;
         paused += request->tv_sec * 1000 + request->tv_nsec / 1'000'000;
         return 0;
     };
     EXPECT_EQ(button.WaitForEvent().value, 1);
-    EXPECT_EQ(step, std::end(script));
+    EXPECT_EQ(next, std::end(script));
+    EXPECT_EQ(pauses, 3);
     EXPECT_GE(paused, 150);
     EXPECT_LE(paused, 3000); // a pipe's next writer must not wait for long
 }

@@ -25,6 +25,7 @@ protected:
         stream.text = text;
         stream.waits = true;
         bus.Take();
+        output.Take();
         try {
             ((*gauge).*operation)();
             return output.Take();
