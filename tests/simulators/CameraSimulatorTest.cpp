@@ -10,13 +10,12 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstring>
 #include <mutex>
-#include <stdexcept>
+#include <set>
 #include <thread>
 
 namespace {
@@ -24,108 +23,77 @@ namespace {
 using namespace std::chrono_literals;
 using vantorel::test::ManualCamera;
 
-/** An application with one camera, in manual mode, that keeps a copy of the last frame. */
+/** An application with one camera, in manual mode. */
 class CameraSimulatorTest : public testing::Test {
 protected:
     CameraSimulatorTest() {
         EXPECT_EQ(kirocamera_manager_create(&manager_, 3), 0);
-        kirocamera_manager_register_event_callback(manager_, OnEvent, this);
+        kirocamera_manager_register_event_callback(
+            manager_, [](auto...) {}, nullptr);
         manual_.Connect();
-        StartCamera();
+        kirocamera_t* const camera = kirocamera_sim_get_camera();
+        kirocamera_register_frame_available_callback(
+            camera,
+            [](kirocamera_t*, kirocamera_frame_t* frame, void* image) {
+                ASSERT_EQ(kirocamera_frame_get_frame_by_format(frame, 0x80,
+                                                               static_cast<kiroframe_t**>(image)),
+                          0);
+            },
+            &image_);
+        EXPECT_EQ(kirocamera_capture_session_start(camera, 0x80), 0);
     }
     ~CameraSimulatorTest() override { kirocamera_manager_destroy(manager_); }
 
-    void StartCamera() {
-        camera_ = kirocamera_sim_get_camera();
-        kirocamera_register_frame_available_callback(camera_, OnFrame, this);
-        EXPECT_EQ(kirocamera_capture_session_start(camera_, 0x80), 0);
-    }
-
-    static void OnEvent(kirocamera_t*, kirocamera_manager_event_t, kirocamera_error_t, void* user) {
-        if (static_cast<CameraSimulatorTest*>(user)->throwing_) {
-            throw std::runtime_error("event");
-        }
-    }
-
-    static void OnFrame(kirocamera_t*, kirocamera_frame_t* frame, void* user) {
-        auto& test = *static_cast<CameraSimulatorTest*>(user);
-        ASSERT_EQ(kirocamera_frame_get_frame_by_format(frame, 0x80, &test.image_), 0);
-        std::uint8_t* const data = test.image_->buffer + test.image_->header_size;
-        test.header_.assign(test.image_->buffer, data);
-        test.pixels_.assign(data, data + test.image_->data_size);
-        if (test.throwing_) {
-            throw std::runtime_error("frame");
-        }
-    }
-
     void Frames(int count) {
-        for (; count > 0; --count) {
+        while (count-- > 0) {
             EXPECT_EQ(manual_.Frame(), 0);
         }
     }
     template <typename Value>
     Value Header(std::size_t offset) const {
         Value value;
-        std::memcpy(&value, header_.data() + offset, sizeof value);
+        std::memcpy(&value, image_->buffer + offset, sizeof value);
         return value;
     }
-    std::uint8_t Grey(std::size_t x, std::size_t y) const { return pixels_[y * 160 + x]; }
 
     ManualCamera manual_;
     kirocamera_manager_t* manager_ = nullptr;
-    kirocamera_t* camera_ = nullptr;
-    kiroframe_t* image_ = nullptr;
-    std::vector<std::uint8_t> header_;
-    std::vector<std::uint8_t> pixels_;
-    bool throwing_ = false;
+    kiroframe_t* image_ = nullptr; // the last one
 };
 
 TEST_F(CameraSimulatorTest, HeaderHasEveryFieldAtItsPlace) {
     Frames(1);
     EXPECT_EQ(Header<std::uint32_t>(99), 1U);
     Frames(9);
-    ASSERT_EQ(header_.size(), 2048U);
     EXPECT_EQ(Header<std::uint64_t>(22), 333'333'333U);
-    EXPECT_STREQ(reinterpret_cast<const char*>(&header_[30]), "4B1D0C7A92E5");
+    EXPECT_STREQ(reinterpret_cast<const char*>(image_->buffer + 30), "4B1D0C7A92E5");
     EXPECT_EQ(Header<std::uint32_t>(99), 10U);
     EXPECT_GT(Header<std::uint32_t>(103), 1000U);
     EXPECT_NEAR(Header<float>(107), 22.0F, 0.5F);
     EXPECT_EQ(image_->width, 160);
     EXPECT_EQ(image_->height, 120);
     EXPECT_EQ(image_->line_stride, 160);
+    EXPECT_EQ(image_->header_size, 2048U);
     EXPECT_EQ(image_->data_size, 19200U);
 }
 
 TEST_F(CameraSimulatorTest, SpotIsTheTemperatureOfThePicturesMiddle) {
-    float coolest = 1000.0F;
-    float warmest = -1000.0F;
+    std::set<float> spots;
     for (int frame = 0; frame < 20 * 30; frame += 5) {
         Frames(5);
-        const auto spot = Header<float>(131);
-        coolest = std::min(coolest, spot);
-        warmest = std::max(warmest, spot);
-        float grey = 0.0F;
+        int grey = 0;
         for (const std::size_t y : {59U, 60U, 61U}) {
             for (const std::size_t x : {79U, 80U, 81U}) {
-                grey += static_cast<float>(Grey(x, y)) / 9.0F;
+                grey += image_->buffer[2048 + y * 160 + x];
             }
         }
         // In the fixed range, 0 to 60 degrees are the greys 0 to 255.
-        EXPECT_NEAR(grey * 60.0F / 255.0F, spot, 0.2F);
+        const auto spot = Header<float>(131);
+        EXPECT_NEAR(static_cast<float>(grey) / 9 * 60 / 255, spot, 0.2F);
+        spots.insert(spot);
     }
-    EXPECT_LT(coolest, 22.0F); // the wall
-    EXPECT_GT(warmest, 28.0F); // somebody walked through the middle
-}
-
-TEST_F(CameraSimulatorTest, ExceptionsOfCallbacksReachTheCaller) {
-    throwing_ = true;
-    EXPECT_THROW(manual_.Frame(), std::runtime_error);
-    EXPECT_THROW(manual_.Fail(-1), std::runtime_error);
-    EXPECT_THROW(kirocamera_sim_command("disconnect"), std::runtime_error);
-    throwing_ = false;
-    manual_.Connect();
-    StartCamera();
-    Frames(1); // no lock was left behind
+    EXPECT_LT(*spots.begin(), 22.0F);  // the wall
+    EXPECT_GT(*spots.rbegin(), 28.0F); // somebody walked through the middle
 }
 
 TEST(FramePacerTest, RateDoesNotDriftAndMissedFramesAreLeftOut) {
@@ -210,9 +178,8 @@ protected:
 TEST_F(CameraThreads, FramesComeAtTheRateFromTheCameraThatIsThere) {
     Create();
     EXPECT_TRUE(Wait([&] { return frames_ >= 1; }));
-    const int before = frames_;
     const auto begin = std::chrono::steady_clock::now();
-    EXPECT_TRUE(Wait([&] { return frames_ >= before + 30; }));
+    EXPECT_TRUE(Wait([&, before = frames_.load()] { return frames_ >= before + 30; }));
     EXPECT_GE(std::chrono::steady_clock::now() - begin, 285ms);
 
     EXPECT_EQ(kirocamera_sim_command("rate 0"), 0);
