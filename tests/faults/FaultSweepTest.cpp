@@ -2,7 +2,6 @@
 // is compared with what the operation promises.
 
 #include "tests/faults/Promises.h"
-#include "tests/faults/Scenarios.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/PrivateRoot.h"
 #include "vantorel/service/Error.h"

@@ -6,10 +6,10 @@
 
 #include <cerrno>
 #include <functional>
-#include <map>
 #include <mutex>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
 #include <thread>
 #include <type_traits>
@@ -182,5 +182,14 @@ private:
     std::set<pid_t> children;
     pid_t lastChild = 4242;
 };
+
+/** Something that the library is asked to do. */
+struct Scenario {
+    const char* name;
+    void (*play)(Faults&);
+    int kept = 0; // by a run without failures
+};
+
+std::span<const Scenario> Scenarios();
 
 } // namespace vantorel::test

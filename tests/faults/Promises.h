@@ -35,6 +35,7 @@ inline std::vector<Promise>& Promises() {
     constexpr auto silent = Outcome::Silent;
     constexpr auto ends = Outcome::Ends;
     constexpr int last = std::numeric_limits<int>::max();
+    const std::vector<int> notStarted = {EACCES, ENOENT, ENOEXEC, E2BIG, EIO, ETXTBSY};
     static std::vector<Promise> table = {
         {"", "Close", silent, "whatever close() says, the descriptor is closed"},
         {"", "Munmap", silent, "nothing can be done about it"},
@@ -42,11 +43,7 @@ inline std::vector<Promise>& Promises() {
         {"", "Lseek", silent, "where rewinding is impossible, reading tells"},
         {"", "Nanosleep", silent, "a pause goes on after EINTR and is left out otherwise"},
         {"", "Mkdir", silent, "the directory is there", {EEXIST}},
-        {"",
-         "Spawn",
-         silent,
-         "a child ends with 127 instead",
-         {EACCES, ENOENT, ENOEXEC, E2BIG, EIO, ETXTBSY}},
+        {"", "Spawn", silent, "a child ends with 127 instead", notStarted},
         {"", "Kill", silent, "the process is gone"},
         {"", "Readlink", silent, "the process is gone"},
         {"", "Reboot", silent, "the device stays on, and its user tries again"},

@@ -1,7 +1,7 @@
 // What the library is asked to do while its system calls fail: every constructor and operation that
 // makes one.
 
-#include "tests/faults/Scenarios.h"
+#include "tests/faults/Faults.h"
 
 #include "tests/devices/FakeCard.h"
 #include "tests/fuelgauge/FakeBus.h"
@@ -43,18 +43,17 @@
 namespace vantorel::test {
 namespace {
 
-/** Lines of GPIO chips, beside what else answers ioctl(). */
-void AnswerLines(IoctlRecorder& ioctls) {
-    ioctls.On<gpio_v2_line_request>(GPIO_V2_GET_LINE_IOCTL,
-                                    [](gpio_v2_line_request& record) { return record.fd = -1, 0; });
-    ioctls.On<gpio_v2_line_values>(GPIO_V2_LINE_GET_VALUES_IOCTL,
-                                   [](gpio_v2_line_values&) { return 0; });
-}
-
-void AnswerLoopDevices(IoctlRecorder& ioctls) {
-    ioctls.OnPlain(LOOP_CTL_GET_FREE, [](void*) { return 3; });
-    ioctls.OnPlain(LOOP_SET_FD, [](void*) { return 0; });
-}
+/** Loop devices and GPIO chips. */
+struct Drivers {
+    explicit Drivers(Faults& faults) : ioctls(faults.sys) {
+        ioctls.OnPlain(LOOP_CTL_GET_FREE, [](void*) { return 3; });
+        ioctls.OnPlain(LOOP_SET_FD, [](void*) { return 0; });
+        ioctls.On<gpio_v2_line_request>(
+            GPIO_V2_GET_LINE_IOCTL, [](gpio_v2_line_request& record) { return record.fd = -1, 0; });
+        ioctls.OnPlain(GPIO_V2_LINE_GET_VALUES_IOCTL, [](void*) { return 0; });
+    }
+    IoctlRecorder ioctls;
+};
 
 /** Waits for the detached workers: until this is the only thread. */
 void WaitForWorkers() {
@@ -68,8 +67,7 @@ void WaitForWorkers() {
 }
 
 void UseSensors(Faults& faults) {
-    IoctlRecorder ioctls(faults.sys);
-    AnswerLines(ioctls);
+    const Drivers drivers(faults);
     faults.Arm();
     faults.At("charger");
     Charger charger("charger", "/charger/");
@@ -120,7 +118,6 @@ void UseDisplay(Faults& faults) {
 
 void UseGauge(Faults& faults) {
     FakeBus bus(faults.sys);
-    AnswerLines(bus.ioctls);
     bus.answering.insert(0x0B);
     WriteFile("/tmp/var/update/bqfs", "W: AA 00 01 02\nC: AA 00 00\nX: 5\n");
     faults.Arm();
@@ -144,8 +141,7 @@ void UseGauge(Faults& faults) {
 }
 
 void UseFilesystem(Faults& faults) {
-    IoctlRecorder ioctls(faults.sys);
-    AnswerLoopDevices(ioctls);
+    const Drivers drivers(faults);
     faults.Arm();
     faults.At("file system");
     Filesystem image("/image", "/disk", "vfat", true, false);
@@ -210,8 +206,7 @@ void UseRndis(Faults& faults) {
 }
 
 void UseMassStorage(Faults& faults) {
-    IoctlRecorder ioctls(faults.sys);
-    AnswerLoopDevices(ioctls);
+    const Drivers drivers(faults);
     faults.Arm();
     faults.At("disk");
     USBGadgetMassStorage gadget("disk", "udc.0", "KIRO", 1'000'000, false);
@@ -349,7 +344,6 @@ void FindPower(Faults& faults) {
     ManualCamera sdk;
     Camera camera(kirocamera_sim_get_camera());
     FakeBus bus(faults.sys);
-    AnswerLines(bus.ioctls);
     Charger charger("charger", "/charger/");
     FuelGauge gauge("gauge", "/i2c", "/gpio", 3);
     USB usb("usb", "udc.0");
@@ -362,20 +356,20 @@ void FindPower(Faults& faults) {
     manager.ServiceFunction();
 }
 
-constexpr Scenario list[] = {{"Sensors", UseSensors, 0},
-                             {"Button", UseButton, 0},
-                             {"Display", UseDisplay, 0},
-                             {"Gauge", UseGauge, 0},
-                             {"Filesystem", UseFilesystem, 0},
-                             {"Tools", UseTools, 0},
-                             {"Serial", UseSerial, 0},
+constexpr Scenario list[] = {{"Sensors", UseSensors},
+                             {"Button", UseButton},
+                             {"Display", UseDisplay},
+                             {"Gauge", UseGauge},
+                             {"Filesystem", UseFilesystem},
+                             {"Tools", UseTools},
+                             {"Serial", UseSerial},
                              {"Rndis", UseRndis, 2},
-                             {"MassStorage", UseMassStorage, 0},
-                             {"Port", UsePort, 0},
-                             {"Subi", UseSubi, 0},
-                             {"Logger", UseLogger, 0},
-                             {"Update", UseUpdate, 0},
-                             {"Connection", FindPower, 0}};
+                             {"MassStorage", UseMassStorage},
+                             {"Port", UsePort},
+                             {"Subi", UseSubi},
+                             {"Logger", UseLogger},
+                             {"Update", UseUpdate},
+                             {"Connection", FindPower}};
 
 } // namespace
 
