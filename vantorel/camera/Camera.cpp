@@ -42,10 +42,17 @@ void Camera::OnCameraError(Camera&, kirocamera_error_t) noexcept {
 }
 
 void Camera::OnConnectionStateChanged(ConnectionState newState, ConnectionState) noexcept {
+    const bool starts = newState == ConnectionState::Battery || newState == ConnectionState::NoHost;
+    std::unique_lock lock(sessionMutex, std::defer_lock);
+    if (starts) {
+        // Whoever sees the state finds the session started. An error that came between the two
+        // would wait for the first frame of a session whose start waits for the error.
+        lock.lock();
+    }
     connectionState = newState;
     PrintStatus("CAMERA: CONNECTION_STATE_CHANGED ", static_cast<int>(newState));
-    if (newState == ConnectionState::Battery || newState == ConnectionState::NoHost) {
-        StartCaptureSession();
+    if (starts) {
+        StartWithLock();
     }
 }
 
@@ -79,6 +86,10 @@ void Camera::OnUserInterfaceTorchButtonDoubleClick() noexcept {
 
 void Camera::StartCaptureSession() {
     const std::lock_guard lock(sessionMutex);
+    StartWithLock();
+}
+
+void Camera::StartWithLock() {
     frameCounter = 0;
     captureStart = system_clock::now().time_since_epoch().count();
     if (::kirocamera_capture_session_start(handle, KIROCAMERA_FORMAT_DISPLAY) == 0) {

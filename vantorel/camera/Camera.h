@@ -81,6 +81,7 @@ public:
 
 private:
     void StartCaptureSession();
+    void StartWithLock();
     void StopCaptureSession();
 
     kirocamera_t* const handle;
