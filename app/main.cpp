@@ -21,6 +21,8 @@
 #include "vantorel/logger/LoggerService.h"
 #include "vantorel/power/ConnectionManager.h"
 #include "vantorel/power/PowerManager.h"
+#include "vantorel/system/Filesystem.h"
+#include "vantorel/system/Tools.h"
 #include "vantorel/ui/UserInterfaceManager.h"
 #include "vantorel/update/FirmwareUpdateManager.h"
 #include "vantorel/usb/USB.h"
@@ -192,7 +194,13 @@ int Run(bool debugServer) {
         usb.RemoveGadget(serial);
         usb.RemoveGadget(control);
     }
-    drive.reset(); // unmounts it
+    if (state != ConnectionState::Undetermined) {
+        drive.reset(); // unmounts it
+    } else {
+        // The manager may be adding the drive to the port at this moment. Only what would outlive
+        // the process goes.
+        Tools::Umount(drive->Storage().MountPoint());
+    }
     fuelGaugeService.Stop();
     loggerService.Stop();
     processorLogService.Stop();
