@@ -1,0 +1,308 @@
+// The reference application in a world that changes all the time and in any order: charger,
+// battery, camera, host, buttons and failures, from one seed. Each life of the application is a
+// process of its own, as on the device, and ends by a signal, or where its camera is unplugged.
+//
+// VANTOREL_CHAOS_SECONDS (3) says how long to play, VANTOREL_CHAOS_SEED which life to begin with.
+// The order of the threads is not played again: under the thread sanitizer it need not be.
+
+#include "tests/chaos/Machine.h"
+#include "tests/support/OpenDescriptors.h"
+#include "tests/ui/DeviceFiles.h"
+
+#include <VantorelUI.h>
+#include <VantorelUI_sim.h>
+#include <kirocamera_sim.h>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <iostream>
+#include <random>
+#include <set>
+#include <thread>
+#include <typeinfo>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+// The application as it is. When its end has come, it is looked at.
+[[noreturn]] void EndOfApplication(int status);
+#define main ApplicationMain
+#define _exit EndOfApplication
+#include "app/main.cpp"
+#undef _exit
+#undef main
+
+namespace {
+
+using namespace std::chrono_literals;
+using test::Machine;
+
+void Demand(bool condition, const char* what) {
+    if (!condition) {
+        std::cerr << "broken: " << what << std::endl;
+        std::abort();
+    }
+}
+
+/** Takes the place of standard output and looks at the status lines. */
+class StatusLines final : public std::streambuf {
+public:
+    std::atomic<int> state{0};
+    std::atomic<bool> sessionWanted{false}; // by a state in which nobody else ends it
+    std::atomic<bool> decided{false};       // everybody has been told of the first state
+
+private:
+    std::streamsize xsputn(const char* text, std::streamsize size) override {
+        const std::string_view line(text, static_cast<std::size_t>(size));
+        static constexpr std::string_view transition = "CONNECTION TRANSITION TO STATE: ";
+        if (line.starts_with(transition)) {
+            static const std::set<std::pair<int, int>> legal = {{0, 1}, {0, 2}, {0, 3}, {0, 4},
+                                                                {0, 5}, {1, 2}, {2, 1}, {2, 5}};
+            const int next = line[transition.size()] - '0';
+            Demand(legal.contains({state, next}), "connection states");
+            state = next;
+        } else if (line.starts_with("CAMERA: CONNECTION_STATE_CHANGED 1")) {
+            sessionWanted = true;
+        } else if (line.starts_with("FUEL GAUGE SERVICE START")) {
+            decided = true;
+        }
+        return size;
+    }
+    int overflow(int character) override { return character; }
+};
+
+Machine* machine = nullptr;
+StatusLines* statusLines = nullptr;
+std::atomic<std::ptrdiff_t> descriptorsAtStart{0};
+std::atomic<bool> decidedAtEnd{false};
+
+std::ptrdiff_t CountThreads() {
+    const std::filesystem::directory_iterator entries("/proc/self/task");
+    return std::distance(begin(entries), end(entries));
+}
+
+/** Everything that happens to the application in one life. */
+class Player {
+public:
+    explicit Player(unsigned seed) : random(seed), connected(Up(8) > 0) {
+        ::setenv("KIROCAMERA_SIM_CONNECTED", connected ? "1" : "0", 1);
+        machine->battery = Up(3) > 0 ? 1 : 0;
+        machine->charger = Up(3) == 0 ? 1 : 0;
+        machine->configured = Up(2);
+    }
+
+    void Live() {
+        while (machine->flips.load() < 3) {
+            std::this_thread::sleep_for(1ms); // the application is being constructed
+        }
+        descriptorsAtStart = test::CountOpenDescriptors();
+        std::thread([this, hostSeed = static_cast<unsigned>(random())] {
+            Host(hostSeed);
+        }).detach();
+        for (int left = Up(400); left > 0; --left) {
+            std::this_thread::sleep_for(std::chrono::microseconds(Up(5000)));
+            Happen(Up(18));
+            Look();
+        }
+        if (statusLines->sessionWanted) {
+            ExpectFrames();
+        }
+        decidedAtEnd = statusLines->decided.load();
+        ::kill(::getpid(), SIGTERM);
+        while (true) { // a host may have stopped a session before its first frame, and waits for it
+            ::kirocamera_capture_session_start(::kirocamera_sim_get_camera(),
+                                               KIROCAMERA_FORMAT_DISPLAY);
+            std::this_thread::sleep_for(5ms);
+        }
+    }
+
+private:
+    int Up(int limit) { return std::uniform_int_distribution(0, limit - 1)(random); }
+    int Sometimes(int value) { return Up(4) == 0 ? value : 0; }
+
+    /** In the order in which they are given, on the thread of the camera's events. */
+    static void Camera(const std::string& command) { ::kirocamera_sim_command(command.c_str()); }
+
+    /** The application does not survive this, and is started anew on the device. */
+    void Disconnect() {
+        if (!connected) {
+            return;
+        }
+        std::set_terminate([] {
+            try {
+                throw;
+            } catch (const std::bad_cast&) {
+                ::_exit(0);
+            } catch (...) {
+                std::abort();
+            }
+        });
+        Camera("disconnect");
+        ::pause();
+    }
+
+    void Happen(int event) {
+        static constexpr int keys[] = {board::powerKey, board::torchKey, board::resetKey};
+        static constexpr int errors[] = {EIO, ETIMEDOUT, ENXIO, EBUSY, EINTR, ENODEV};
+        const int error = errors[Up(6)];
+        if (event < 3 && Up(8) > 0) {
+            return; // a state lasts a while
+        }
+        switch (event) {
+        case 0:
+            machine->charger = Up(2);
+            break;
+        case 1:
+            machine->battery = Up(2);
+            break;
+        case 2:
+            machine->configured = Up(2);
+            break;
+        case 3:
+            machine->level = Up(256);
+            break;
+        case 4:
+            machine->temperature = Up(200'000) - 50'000;
+            break;
+        case 5:
+            machine->chargerError = Sometimes(error);
+            break;
+        case 6:
+            machine->temperatureError = Sometimes(error);
+            break;
+        case 7:
+            machine->portError = Sometimes(error);
+            break;
+        case 8: // a gauge that cannot be reset keeps the device from starting
+            machine->gaugeError = machine->gaugePolled > 0 ? error : 0;
+            break;
+        case 9:
+            machine->displayError = error;
+            break;
+        case 10:
+            Camera("rate " + std::to_string(20 + Up(220)));
+            break;
+        case 11:
+            if (connected) {
+                Camera("error " + std::to_string(-Up(10)));
+            }
+            break;
+        case 12:
+            if (Up(20) == 0) {
+                Disconnect();
+            } else if (!connected) {
+                connected = true;
+                Camera("connect");
+            }
+            break;
+        case 13:
+            ::vantorelui_sim_event(Up(4));
+            break;
+        case 14:
+            WriteUpdate();
+            break;
+        default:
+            machine->Key(keys[Up(3)], Up(3));
+        }
+    }
+
+    void WriteUpdate() {
+        std::ofstream(std::string(Machine::driveDirectory) + "THERMAL.STR") << "archive";
+    }
+
+    void Look() {
+        static constexpr int follow[6] = {077, 076, 074, 050, 060, 040}; // bits of later screens
+        const int now = ::vantorelui_sim_screen();
+        Demand((follow[screen] >> now & 1) != 0, "screens");
+        screen = now;
+    }
+
+    /** The user interface takes the temperature of every fifth frame. */
+    void ExpectFrames() {
+        ::vantorelui_sim_log(true);
+        for (std::size_t next = 0, tries = 0; tries < 2000; ++tries) {
+            std::this_thread::sleep_for(5ms);
+            for (vantorelui_sim_call_t call; ::vantorelui_sim_log_get(next, &call); ++next) {
+                if (std::string_view(call.function) == "SetReadoutTemp") {
+                    return;
+                }
+            }
+        }
+        Demand(false, "the frames' way to the screen");
+    }
+
+    void Host(unsigned seed) {
+        std::mt19937 dice(seed);
+        while (true) {
+            static constexpr std::array<std::uint8_t, 3> rows[] = {
+                {53, 4, 0},  {54, 12, 0}, {60, 2, 1},  {61, 2, 0},  {63, 2, 0},
+                {78, 36, 0}, {78, 2, 0},  {78, 66, 0}, {84, 2, 1},  {85, 2, 1},
+                {86, 6, 1},  {88, 64, 0}, {93, 64, 0}, {200, 9, 0}, {78, 64, 0}};
+            const auto& [request, length, isOut] = rows[dice() % std::size(rows)];
+            test::Bytes data(length);
+            data[0] = static_cast<std::uint8_t>(request == 85 ? dice() % 28 : dice() % 4);
+            isOut != 0 ? machine->endpoint.Out(request, data)
+                       : machine->endpoint.In(request, length);
+            std::this_thread::sleep_for(std::chrono::microseconds(dice() % 3000));
+        }
+    }
+
+    std::mt19937 random;
+    bool connected;
+    int screen = 0;
+};
+
+[[noreturn]] void Live(unsigned seed) {
+    static Machine world;
+    static StatusLines lines;
+    machine = &world;
+    statusLines = &lines;
+    static Player player(seed);
+    std::cout.rdbuf(&lines);
+    ::alarm(60);               // whoever waits for ever ends here
+    BlockTerminationSignals(); // in the threads of the world, too
+    std::thread([] { player.Live(); }).detach();
+    static_cast<void>(Run(false));
+    Demand(false, "the application has not started");
+    std::abort();
+}
+
+TEST(Chaos, IsSurvived) {
+    VANTOREL_NEED_PRIVATE_MOUNTS();
+    test::ReplaceDeviceFiles("REV-6\n", "4.2\n");
+    test::WriteFile("/tmp/cmdline", "image_select=0\n");
+    test::Must(::mount("/tmp/cmdline", "/proc/cmdline", nullptr, MS_BIND, nullptr));
+    const char* seconds = std::getenv("VANTOREL_CHAOS_SECONDS");
+    const char* first = std::getenv("VANTOREL_CHAOS_SEED");
+    auto seed = static_cast<unsigned>(first != nullptr ? std::stol(first) : ::time(nullptr));
+    std::cout << "VANTOREL_CHAOS_SEED=" << seed << std::endl;
+    const auto end = std::chrono::steady_clock::now() +
+                     std::chrono::seconds(seconds != nullptr ? std::stoi(seconds) : 3);
+    for (; std::chrono::steady_clock::now() < end; ++seed) {
+        const pid_t life = ::fork();
+        if (life == 0) {
+            Live(seed);
+        }
+        int status = -1;
+        ::waitpid(life, &status, 0);
+        ASSERT_EQ(status, 0) << "VANTOREL_CHAOS_SEED=" << seed;
+    }
+}
+
+} // namespace
+
+void EndOfApplication(int status) {
+    Demand(status == 0, "the exit code");
+    Demand(test::CountOpenDescriptors() <= descriptorsAtStart, "descriptors");
+    // Left: this one, three buttons, the two of the camera, the user interface's for buttons that
+    // are held, the player, the host, two of the sanitizer. Before the first decision there may be
+    // one more, that waits for a camera.
+    Demand(!decidedAtEnd || test::Eventually([] { return CountThreads() <= 11; }), "threads");
+    const std::string log = test::ReadFile("/tmp/var/log/debug.csv");
+    Demand(log.ends_with('\n') &&
+               std::ranges::count(log, ',') == 15 * std::ranges::count(log, '\n'),
+           "whole lines in the log");
+    ::_exit(0);
+}
