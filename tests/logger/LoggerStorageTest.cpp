@@ -62,7 +62,8 @@ protected:
             }
             ::raise(SIGKILL);
         }
-        ::waitpid(child, nullptr, 0);
+        while (::waitpid(child, nullptr, 0) == -1 && errno == EINTR) {
+        }
     }
 
     void MountTmpfs(unsigned long flags, const char* options) {

@@ -64,14 +64,13 @@ public:
             std::filesystem::create_directories(std::string("/tmp/") + directory);
         }
         for (const char* tool : {"/bin/sh", "/bin/ln", "/bin/cat", "/bin/tar"}) {
-            std::filesystem::copy_file(tool, std::string("/tmp") + tool);
+            WriteProgram(std::string("/tmp") + tool, ReadFile(tool));
         }
         Must(::chroot("/tmp"));
         Must(::chdir("/"));
         for (const char* program :
              {"/bin/busybox", "/sbin/modprobe", "/usr/bin/fw_setenv", "/usr/bin/gdbserver"}) {
-            WriteFile(program, script);
-            std::filesystem::permissions(program, std::filesystem::perms::owner_all);
+            WriteProgram(program, script);
         }
     }
 
@@ -93,6 +92,11 @@ public:
     }
 
 private:
+    static void WriteProgram(const std::string& path, const std::string& content) {
+        WriteFile(path, content);
+        std::filesystem::permissions(path, std::filesystem::perms::owner_all);
+    }
+
     // Process numbers rise, so they keep the order even of programs that run at the same time.
     static constexpr const char* script = R"(#!/bin/sh
 line=$0
