@@ -106,7 +106,7 @@ class Panel:
         application.add_routes([web.get("/console", self._console),
                                 web.put("/upload", self._upload), web.get("/", self._page),
                                 web.static("/", FILES)])
-        runner = web.AppRunner(application, access_log=None, shutdown_timeout=1)
+        runner = web.AppRunner(application, access_log=None)
         await runner.setup()
         site = await self._listen(runner, port)
         port = site._server.sockets[0].getsockname()[1]
@@ -118,7 +118,7 @@ class Panel:
     async def _listen(self, runner, port: int):
         for wanted in (port, 0):  # another device's panel may have the usual one
             try:
-                site = web.TCPSite(runner, "127.0.0.1", wanted)
+                site = web.TCPSite(runner, "127.0.0.1", wanted, shutdown_timeout=1)
                 await site.start()
                 return site
             except OSError:

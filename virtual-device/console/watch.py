@@ -4,11 +4,13 @@ its memory, and `onlooker` on the device tells, once for each of the display's b
 import mmap
 import struct
 import threading
+import time
 from dataclasses import dataclass
 
 from machine import MEMORY, DeviceOff, Failure, Machine
 
 MEMORY_BEGIN = 0x40000000  # address of the machine's memory, on the machine
+FRESH = 0.1  # seconds for which the board's state is not read again
 PATIENCE = 30  # seconds for an answer, on a busy development machine
 
 
@@ -26,77 +28,100 @@ class Picture:
         return self.pixels[at:at + 3][::-1].hex() if x < self.width and y < self.height else ""
 
 
-class Watch:
-    def __init__(self, machine: Machine):
-        self._machine = machine
-        self._lock = threading.Lock()
-        self._boot = 0  # number of the boot that the connection belongs to
-        self._line = None
-        self._answers = None
-        self._memory = None
+class View:
+    """The memory of a device that has booted, and what is known of it. Read without a lock."""
+
+    def __init__(self, memory: int):
+        self._memory = mmap.mmap(memory, MEMORY, mmap.MAP_SHARED, mmap.PROT_READ)
         self._record = 0  # where the driver notes what the display shows
         self._darkened = 0
-        self._buffers = {}  # size and places by the first page
+        self._buffers = {}  # size and places of the display's pictures by their first page
 
-    def board(self) -> dict[str, str]:
-        """The board's state by name; empty while the device is off."""
-        with self._lock:
-            entries = self._ask(b"s").rstrip(", ").split(", ")
-        return dict(_entry(text) for text in entries if text)
-
-    def flips(self) -> int:
-        """Pictures that the display has been given since the device was switched on."""
-        with self._lock:
-            return self._now()[2]
-
-    def picture(self):
-        """The picture on the display now; None when it is dark or the device is off."""
-        with self._lock:
-            for _ in range(3):  # the picture may change to a new buffer while its place is asked for
-                first, darkened, _ = self._now()
-                if first == 0:
-                    return None
-                if darkened != self._darkened:
-                    self._buffers = {}  # the application's, which has ended
-                    self._darkened = darkened
-                if first in self._buffers:
-                    size, places = self._buffers[first]
-                    return Picture(*size, b"".join([self._memory[begin:end]
-                                                    for begin, end in places]))
-                self._find()
-        return None
-
-    def _now(self) -> tuple[int, int, int]:
-        if not self._machine.ready:
-            return 0, 0, 0
-        if self._boot != self._machine.boots:
-            self._find()
-        return struct.unpack_from("<III", self._memory, self._record) if self._record else (0, 0, 0)
-
-    def _find(self):
-        """Has the device tell where things are."""
-        record, *words = self._ask(b"p").split() or ["0"]
-        self._record = max(0, int(record) - MEMORY_BEGIN)
+    def learn(self, answer: str):
+        """What the device tells of the display."""
+        record, *words = answer.split() or ["0"]
         if words:
             runs = [tuple(map(int, word.split("+"))) for word in words[3:]]
             self._buffers[runs[0][0]] = (
                 tuple(map(int, words[:3])),
                 [(address - MEMORY_BEGIN, address - MEMORY_BEGIN + size) for address, size in runs])
+        self._record = max(0, int(record) - MEMORY_BEGIN)
+
+    def now(self) -> tuple[int, int, int]:
+        """First page of the picture, 0 for none; how often the display went dark; flips."""
+        return struct.unpack_from("<III", self._memory, self._record) if self._record else (0, 0, 0)
+
+    def shown(self):
+        """The picture; None when it is dark, KeyError when its place has not been told."""
+        first, darkened, _ = self.now()
+        if darkened != self._darkened:
+            self._buffers = {}  # of an application that has ended
+            self._darkened = darkened
+        if first == 0:
+            return None
+        size, places = self._buffers[first]
+        return Picture(*size, b"".join([self._memory[begin:end] for begin, end in places]))
+
+
+class Watch:
+    def __init__(self, machine: Machine):
+        self._machine = machine
+        self._lock = threading.Lock()
+        self._boot = 0  # number of the boot that line and view belong to
+        self._line = None
+        self._answers = None
+        self._view = None
+        self._board = (0.0, {})  # when it was read, and the state
+
+    def board(self) -> dict[str, str]:
+        """The board's state by name; empty while the device is off."""
+        read, state = self._board
+        if not self._machine.ready or time.monotonic() - read > FRESH:
+            entries = self._ask(b"s").rstrip(", ").split(", ")
+            state = dict(_entry(text) for text in entries if text)
+            self._board = (time.monotonic(), state)
+        return state
+
+    def flips(self) -> int:
+        """Pictures that the display has been given since the device was switched on."""
+        view = self._current()
+        return view.now()[2] if view else 0
+
+    def picture(self):
+        """The picture on the display now; None when it is dark or the device is off."""
+        for _ in range(3):  # there may be a new one by the time that the answer is there
+            view = self._current()
+            try:
+                return view.shown() if view else None
+            except KeyError:
+                view.learn(self._ask(b"p"))
+        return None
+
+    def _current(self):
+        if self._machine.ready and self._boot != self._machine.boots:
+            answer = self._ask(b"p")
+            if answer:
+                self._view.learn(answer)
+        return self._view if self._machine.ready and self._boot == self._machine.boots else None
 
     def _ask(self, question: bytes) -> str:
-        machine = self._machine
-        if not machine.ready:
+        with self._lock:
+            try:
+                return self._ask_locked(question)
+            except TimeoutError:
+                self._boot = 0
+                raise Failure("the device does not answer") from None
+            except (OSError, DeviceOff):
+                self._boot = 0
+                return ""
+
+    def _ask_locked(self, question: bytes) -> str:
+        if not self._machine.ready:
             return ""
-        try:
-            if self._boot != machine.boots:
-                self._connect()
-            self._line.sendall(question)
-            answer = self._answers.readline()
-        except TimeoutError:
-            self._boot = 0
-            raise Failure("the device does not answer") from None
-        except (OSError, DeviceOff):
-            answer = ""
+        if self._boot != self._machine.boots:
+            self._connect()
+        self._line.sendall(question)
+        answer = self._answers.readline()
         if not answer.endswith("\n"):
             self._boot = 0  # the device went off, or its program ended
             return ""
@@ -105,14 +130,12 @@ class Watch:
     def _connect(self):
         machine = self._machine
         boot = machine.boots
-        self._buffers = {}
-        self._record = 0
-        self._memory = mmap.mmap(machine.memory, MEMORY, mmap.MAP_SHARED, mmap.PROT_READ)
         self._line = machine.connect("watch")
         self._line.settimeout(PATIENCE)
         self._answers = self._line.makefile("r", encoding="ascii", newline="\n")
         machine.check("killall onlooker 2>/dev/null; onlooker /dev/vantorel/watch "
                       ">/dev/null 2>&1 4>&- &")
+        self._view = View(machine.memory)
         self._boot = boot
 
 

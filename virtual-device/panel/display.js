@@ -1,0 +1,35 @@
+// The live display: asks for the next picture when the last one has been drawn, so that a slow page
+// gets fewer of them and nothing piles up.
+import { Line } from "./connection.js";
+
+export function followDisplay(canvas, onRate) {
+  const pen = canvas.getContext("2d");
+  let number = 0;
+  let drawn = 0;
+
+  async function next(line) {
+    const answer = await line.send(`picture ${number}`);
+    if (!answer.ok) return;
+    const news = Number(answer.output[0]);
+    if (answer.picture && news !== number) {
+      const picture = await createImageBitmap(answer.picture);
+      pen.drawImage(picture, 0, 0);
+      picture.close();
+      drawn += 1;
+    } else if (!answer.picture) {
+      pen.clearRect(0, 0, canvas.width, canvas.height);
+    }
+    number = news;
+  }
+  async function follow(line) {
+    while (line.open) {
+      if (document.hidden) await new Promise((resolve) => setTimeout(resolve, 300));
+      else await next(line).catch(() => {});
+    }
+  }
+  const line = new Line(() => follow(line));
+  setInterval(() => {
+    onRate(drawn);
+    drawn = 0;
+  }, 1000);
+}

@@ -1,0 +1,53 @@
+// The three buttons, by mouse, touch and keyboard. Events go out as they happen, so that holding and
+// double clicks are the device's to judge.
+
+const SHORTCUTS = { t: "torch", r: "reset", p: "power" };
+
+export function wireKeys(send) {
+  const holders = new Map(); // which pointer or key holds a button
+
+  function press(name, holder) {
+    if ([...holders.values()].includes(name)) return;
+    holders.set(holder, name);
+    show(name, true);
+    send(`button ${name} down`);
+  }
+  function release(holder) {
+    const name = holders.get(holder);
+    if (!name) return;
+    holders.delete(holder);
+    show(name, false);
+    send(`button ${name} up`);
+  }
+  function show(name, pressed) {
+    document.querySelector(`[data-key=${name}]`).classList.toggle("pressed", pressed);
+  }
+
+  for (const key of document.querySelectorAll("[data-key]")) {
+    key.addEventListener("pointerdown", (event) => {
+      if (event.button !== 0) return;
+      key.setPointerCapture(event.pointerId);
+      press(key.dataset.key, `pointer ${event.pointerId}`);
+    });
+    for (const end of ["pointerup", "pointercancel", "lostpointercapture"]) {
+      key.addEventListener(end, (event) => release(`pointer ${event.pointerId}`));
+    }
+    key.addEventListener("contextmenu", (event) => event.preventDefault());
+  }
+  addEventListener("keydown", (event) => {
+    const name = buttonOf(event);
+    if (!name) return;
+    event.preventDefault();
+    if (!event.repeat) press(name, event.code);
+  });
+  addEventListener("keyup", (event) => release(event.code));
+  addEventListener("blur", () => [...holders.keys()].forEach(release));
+}
+
+function buttonOf(event) {
+  if (event.ctrlKey || event.altKey || event.metaKey) return null;
+  const focused = event.target.closest?.("[data-key]");
+  if (focused && (event.key === " " || event.key === "Enter")) return focused.dataset.key;
+  if (event.target.matches?.("input[type=number]")) return null;
+  return SHORTCUTS[event.key.toLowerCase()] ?? null;
+}

@@ -1,0 +1,158 @@
+import { Line } from "./connection.js";
+import { followDisplay } from "./display.js";
+import { wireKeys } from "./keys.js";
+import { wireUpdates } from "./updates.js";
+
+const REFRESH = 150; // milliseconds from one look at the device to the next
+const GRACE = 1500; // milliseconds for which a control shows what the hand did, not what was read
+const MOST_LINES = 500;
+const POWER = { off: "The device is off", cut: "The power was cut", failed: "The device has failed", starting: "Starting …" };
+
+const element = (id) => document.getElementById(id);
+const touched = new Map(); // when a control was last moved
+const notice = element("notice");
+let noticeTimer = 0;
+let state = {};
+let lineNumber = 0;
+
+const line = new Line(() => say(""), () => say("The console is gone. Looking for it …", true));
+
+function say(text, stays = false) {
+  clearTimeout(noticeTimer);
+  notice.textContent = text.charAt(0).toUpperCase() + text.slice(1);
+  notice.hidden = !text;
+  if (text && !stays) noticeTimer = setTimeout(() => say(""), 6000);
+}
+
+async function command(text) {
+  const answer = await line.send(text);
+  if (!answer.ok && line.open) say(answer.reason);
+  return answer.ok;
+}
+
+// --- controls --------------------------------------------------------------------------------------
+
+function wireSwitch(input) {
+  const [on, off] = (input.dataset.words ?? "on off").split(" ");
+  input.addEventListener("change", async () => {
+    touched.set(input, Date.now());
+    if (!(await command(`${input.dataset.command} ${input.checked ? on : off}`))) touched.delete(input);
+  });
+}
+
+/** Sends the newest value only, when the one before has been answered. */
+function wireSlider(input) {
+  let busy = false;
+  let pending = false;
+  input.addEventListener("input", async () => {
+    touched.set(input, Date.now());
+    showSlider(input);
+    pending = true;
+    if (busy) return;
+    busy = true;
+    while (pending) {
+      pending = false;
+      await command(`${input.dataset.command} ${input.value}`);
+    }
+    busy = false;
+  });
+}
+
+function showSlider(input) {
+  input.parentElement.querySelector("output").textContent = input.value + input.dataset.unit;
+}
+
+// Battery out, since the device asks for a host only when nothing else supplies it.
+async function attach() {
+  for (const step of ["charger off", "battery off", "cable plug", "restart"]) {
+    if (!(await command(step))) return;
+  }
+}
+
+function wireControls() {
+  document.querySelectorAll(".switch input").forEach(wireSwitch);
+  document.querySelectorAll(".slide input").forEach(wireSlider);
+  for (const button of document.querySelectorAll("button[data-command]")) {
+    button.addEventListener("click", () => command(button.dataset.command));
+  }
+  element("camera-error").addEventListener("click", () => command(`camera error ${element("camera-code").value}`));
+  element("attach").addEventListener("click", attach);
+}
+
+// --- what the device is like -----------------------------------------------------------------------
+
+function showState() {
+  for (const [name, value] of Object.entries(state)) {
+    for (const target of document.querySelectorAll(`[data-state="${name}"]`)) showValue(target, value);
+  }
+  const on = state.power === "on";
+  element("power").className = on ? "good" : "bad";
+  element("update").className = { complete: "good", failed: "bad" }[state.update] ?? "";
+  const lit = on && state.led !== "0";
+  element("lamp").classList.toggle("lit", lit);
+  element("lamp").ariaLabel = `Torch: ${lit ? "on" : "off"}`;
+  element("display").ariaLabel = `The device's display: ${state.screen}`;
+  showSleep(on);
+  element("restart").classList.toggle("next", state.update === "complete");
+  element("restart").textContent = state.update === "complete" ? "Restart into the new firmware" : "Restart";
+  document.querySelectorAll("fieldset:not(.wide)").forEach((part) => { part.disabled = !on; });
+  for (const id of ["cable", "attach", "choose"]) element(id).disabled = !on;
+}
+
+function showValue(target, value) {
+  if (target.tagName !== "INPUT") {
+    if (target.textContent !== value) target.textContent = value;
+  } else if (Date.now() - (touched.get(target) ?? 0) > GRACE) {
+    if (target.type === "checkbox") target.checked = value === (target.dataset.on ?? "1");
+    else {
+      target.value = value;
+      showSlider(target);
+    }
+  }
+}
+
+function showSleep(on) {
+  const dark = !on || state.screen === "dark";
+  const stopped = on && state.application === "ended";
+  element("asleep").hidden = !dark;
+  element("asleep-why").textContent = POWER[state.power] ?? (stopped ? "The application has ended" : "The application is starting …");
+  element("power-on").hidden = !(stopped || (!on && state.power !== "starting"));
+}
+
+function showLines(lines) {
+  const list = element("lines");
+  const follows = list.scrollHeight - list.scrollTop - list.clientHeight < 40;
+  for (const text of lines) {
+    const [, number, words] = /^(\d+) (.*)/.exec(text) ?? [];
+    if (number === undefined) continue;
+    lineNumber = Number(number) + 1;
+    const entry = document.createElement("li");
+    entry.textContent = words;
+    if (/STATE: /.test(words)) entry.className = "turn";
+    list.append(entry);
+  }
+  while (list.children.length > MOST_LINES) list.firstChild.remove();
+  if (follows && lines.length) list.scrollTop = list.scrollHeight;
+}
+
+async function look(watcher) {
+  const answer = await watcher.send("state");
+  if (answer.ok) {
+    state = Object.fromEntries(answer.output.map((text) => text.split(/ (.*)/, 2)));
+    showState();
+  }
+  showLines((await watcher.send(`lines ${lineNumber}`)).output);
+}
+
+// On a line of its own: a restart takes seconds and must not hold it up.
+const watcher = new Line(async () => {
+  while (watcher.open) {
+    await look(watcher);
+    await new Promise((resolve) => setTimeout(resolve, document.hidden ? 1000 : REFRESH));
+  }
+});
+
+wireControls();
+wireKeys(command);
+wireUpdates(new Line(), say); // copying takes seconds, too
+followDisplay(element("display"), (rate) => { element("rate").textContent = rate ? `${rate} pictures a second` : ""; });
