@@ -182,8 +182,8 @@ TEST_F(FlashStreamTest, IsKeptByAnUpdateThatFails) {
 TEST_F(FlashStreamTest, IsNotPlayedWhenItCannotBeReadToItsEnd) {
     int reads = 0;
     sys->Read = [&](int, void* buffer, std::size_t) -> ssize_t {
-        return ++reads == 1 ? stream.text.copy(static_cast<char*>(buffer), 12)
-                            : test::FailWith(EIO);
+        const auto part = stream.text.copy(static_cast<char*>(buffer), 12);
+        return ++reads == 1 ? static_cast<ssize_t>(part) : test::FailWith(EIO);
     };
     EXPECT_EQ(Outcome(&FuelGauge::Update, "W: 16 04 11\nX: 20\n"), updateFailed + "Error 5");
     EXPECT_EQ(bus.Take(), entry + ", sleep 1000");
