@@ -75,6 +75,8 @@ TEST_F(CameraSimulatorTest, HeaderHasEveryFieldAtItsPlace) {
     EXPECT_EQ(image_->line_stride, 160);
     EXPECT_EQ(image_->header_size, 2048U);
     EXPECT_EQ(image_->data_size, 19200U);
+    EXPECT_EQ(kirocamera_sim_command("disconnect"), 0);
+    EXPECT_NE(manual_.Frame(), 0) << "a command takes effect at once";
 }
 
 TEST_F(CameraSimulatorTest, SpotIsTheTemperatureOfThePicturesMiddle) {
