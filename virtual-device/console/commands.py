@@ -1,5 +1,6 @@
 """The console protocol: one command a line, answered "ok" or "error REASON"."""
 
+import glob
 import shlex
 import shutil
 import time
@@ -26,8 +27,8 @@ start [debugger]            start the application; set initial conditions before
 gdb TEXT COMMAND...         gdb commands on that line, attached to the application; wait for TEXT
 stop                        ask the application to end
 reboot                      cut the power and boot again from the same flash
-restart                     cut the power if it is on, boot in the same surroundings (battery,
-                            charger, cable, temperatures, camera) and start the application
+restart                     cut the power if it is on, boot in the surroundings that were set
+                            (battery, charger, cable, temperatures, camera), start the application
 update FILE                 copy FILE to the device's drive as a USB host does; an update installs
                             itself
 {LOOKING_HELP}
@@ -35,6 +36,7 @@ expect-poweroff [SECONDS]   wait until the device has powered off (10 s)
 expect-cut [SECONDS]        wait until the flash has cut the power (10 s)
 power-on                    in a script, after either: boot the device again
 put FILE PATH               copies a file of the development machine onto the device
+put FILE... FOLDER/         copies several, or what a pattern like build/*.deb stands for
 shell COMMAND               on the device, for up to 60 s
 host COMMAND                on the USB host's side
 wait SECONDS
@@ -84,8 +86,9 @@ class Console(Looking):
     # --- the board --------------------------------------------------------------------------------
 
     def board(self, command: str):
-        if self.machine.ready:
-            self.surroundings.remember(command)  # before: it may be what turns the device off
+        # Remembered first: it may be what turns the device off.
+        if self.surroundings.remember(command) and not self.machine.ready:
+            return  # the next start will find it
         self.machine.check(f"echo '{command}' > {BOARD}")
 
     def board_to_power_off(self, command: str):
@@ -189,12 +192,14 @@ class Console(Looking):
     def do_cable(self, arguments):
         if arguments not in (["plug"], ["unplug"]):
             raise Failure("usage: cable plug|unplug")
-        self.machine.check(f"echo {int(arguments == ['unplug'])} > {CABLE}")
         self.surroundings.cable = arguments == ["plug"]
+        if self.machine.ready:
+            self.machine.check(f"echo {int(not self.surroundings.cable)} > {CABLE}")
 
     def application_runs(self) -> bool:
         # By its number: a getty's supervisor bears the same name.
-        return self.machine.run("kill -0 $(cat /run/application.pid)")[0] == 0
+        return self.machine.ready and \
+            self.machine.run("kill -0 $(cat /run/application.pid)")[0] == 0
 
     def do_start(self, arguments):
         if arguments not in ([], ["debugger"]):
@@ -275,12 +280,17 @@ class Console(Looking):
         self._shell(command)
 
     def do_put(self, arguments):
-        need(arguments, 2, "put FILE PATH")
-        try:
-            shutil.copy(arguments[0], self.machine.share / "out" / "put")
-        except OSError as error:
-            raise Failure(str(error)) from None
-        self.machine.check(f"mv /host/out/put {shlex.quote(arguments[1])}")
+        if len(arguments) < 2 or (len(arguments) > 2 and not arguments[-1].endswith("/")):
+            raise Failure("usage: put FILE PATH, put FILE... FOLDER/")
+        *patterns, target = arguments
+        for pattern in patterns:
+            for file in sorted(glob.glob(pattern)) or [pattern]:
+                try:
+                    shutil.copy(file, self.machine.share / "out" / "put")
+                except OSError as error:
+                    raise Failure(str(error)) from None
+                path = target + Path(file).name if target.endswith("/") else target
+                self.machine.check(f"mv /host/out/put {shlex.quote(path)}")
 
     def do_host(self, command):
         self._on_host(command)

@@ -5,7 +5,7 @@ from pathlib import Path
 
 import words
 from machine import Failure, Machine
-from picture import pixel, ppm_to_png
+from picture import Picture, png
 from watch import Watch
 
 HELP = """\
@@ -111,23 +111,25 @@ class Looking:
             raise Failure("usage: expect-pixel X Y RRGGBB [SECONDS]")
         x, y = (number(text, 0, 10000) for text in arguments[:2])
         seconds = number(arguments[3], 0, 3600, float) if len(arguments) == 4 else 10
-        self._poll(lambda: pixel(self._capture(), x, y), arguments[2].lower(), seconds,
+        self._poll(lambda: self._picture().colour(x, y), arguments[2].lower(), seconds,
                    f"the display shows {{}} at {x}, {y}")
 
     # --- pictures ---------------------------------------------------------------------------------
 
-    def _capture(self) -> Path:
-        self.machine.check("screenshot /dev/vantorel/display /host/out/screen.ppm")
-        return self.machine.share / "out" / "screen.ppm"
+    def _picture(self) -> Picture:
+        picture = self.watch.picture()
+        if picture is None:
+            raise Failure("the display is dark" if self.machine.ready else "the device is off")
+        return picture
 
     def do_screenshot(self, arguments):
         need(arguments, 1, "screenshot FILE.png")
         target = Path(arguments[0])
         if target.suffix != ".png":
             raise Failure("the file's name must end in .png")
-        picture = self._capture()
+        encoded = png(self._picture())
         try:
             target.parent.mkdir(parents=True, exist_ok=True)
-            ppm_to_png(picture, target)
+            target.write_bytes(encoded)
         except OSError as error:
             raise Failure(str(error)) from None

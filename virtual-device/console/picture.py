@@ -1,33 +1,38 @@
-"""PPM pictures of the display: single pixels, and turned into PNG."""
+"""A picture of the display: single pixels, and turned into PNG."""
 
 import struct
 import zlib
-from pathlib import Path
+from dataclasses import dataclass
 
 
-def _read(source: Path) -> tuple[int, int, bytes]:
-    magic, size, depth, pixels = source.read_bytes().split(b"\n", 3)
-    if magic != b"P6" or depth != b"255":
-        raise ValueError(f"{source} is no PPM picture")
-    width, height = map(int, size.split())
-    return width, height, pixels
+@dataclass(frozen=True)
+class Picture:
+    """Rows of 32-bit pixels: blue, green, red and a byte without meaning."""
+    width: int
+    height: int
+    pitch: int
+    pixels: bytes
+
+    def colour(self, x: int, y: int) -> str:
+        """As rrggbb; empty outside of the picture."""
+        at = y * self.pitch + 4 * x
+        return self.pixels[at:at + 3][::-1].hex() if x < self.width and y < self.height else ""
 
 
-def pixel(source: Path, x: int, y: int) -> str:
-    """The colour as rrggbb; empty outside of the picture."""
-    width, height, pixels = _read(source)
-    at = 3 * (y * width + x)
-    return pixels[at:at + 3].hex() if x < width and y < height else ""
+def _row(picture: Picture, y: int) -> bytes:
+    source = picture.pixels[y * picture.pitch:y * picture.pitch + 4 * picture.width]
+    row = bytearray(3 * picture.width)
+    for channel in range(3):
+        row[channel::3] = source[2 - channel::4]
+    return b"\0" + row  # stored as it is, without a filter
 
 
-def ppm_to_png(source: Path, target: Path):
-    width, height, pixels = _read(source)
-    rows = b"".join(b"\0" + pixels[y * width * 3:(y + 1) * width * 3] for y in range(height))
-
+def png(picture: Picture) -> bytes:
     def chunk(name: bytes, data: bytes) -> bytes:
         return struct.pack(">I", len(data)) + name + data + struct.pack(">I",
                                                                         zlib.crc32(name + data))
 
-    target.write_bytes(b"\x89PNG\r\n\x1a\n"
-                       + chunk(b"IHDR", struct.pack(">IIBBBBB", width, height, 8, 2, 0, 0, 0))
-                       + chunk(b"IDAT", zlib.compress(rows, 6)) + chunk(b"IEND", b""))
+    rows = b"".join(_row(picture, y) for y in range(picture.height))
+    size = struct.pack(">IIBBBBB", picture.width, picture.height, 8, 2, 0, 0, 0)
+    return b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", size) + \
+        chunk(b"IDAT", zlib.compress(rows, 6)) + chunk(b"IEND", b"")

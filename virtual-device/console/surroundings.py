@@ -17,10 +17,12 @@ class Surroundings:
     def camera_connected(self) -> bool:
         return self.camera.get("KIROCAMERA_SIM_CONNECTED", "1") == "1"
 
-    def remember(self, command: str):
+    def remember(self, command: str) -> bool:
+        """Whether it is one that changes them."""
         known = REMEMBERED.fullmatch(command)
         if known:
             self._board[known[1]] = command
+        return known is not None
 
     def board_commands(self) -> list[str]:
         """What makes a board that has just booted the one that was left."""

@@ -5,27 +5,13 @@ import mmap
 import struct
 import threading
 import time
-from dataclasses import dataclass
 
 from machine import MEMORY, DeviceOff, Failure, Machine
+from picture import Picture
 
 MEMORY_BEGIN = 0x40000000  # address of the machine's memory, on the machine
 FRESH = 0.1  # seconds for which the board's state is not read again
 PATIENCE = 30  # seconds for an answer, on a busy development machine
-
-
-@dataclass(frozen=True)
-class Picture:
-    """Rows of 32-bit pixels: blue, green, red and a byte without meaning."""
-    width: int
-    height: int
-    pitch: int
-    pixels: bytes
-
-    def colour(self, x: int, y: int) -> str:
-        """As rrggbb; empty outside of the picture."""
-        at = y * self.pitch + 4 * x
-        return self.pixels[at:at + 3][::-1].hex() if x < self.width and y < self.height else ""
 
 
 class View:

@@ -154,5 +154,5 @@ const watcher = new Line(async () => {
 
 wireControls();
 wireKeys(command);
-wireUpdates(new Line(), say); // copying takes seconds, too
+wireUpdates(new Line(), say, () => state.connection === "host"); // copying takes seconds, too
 followDisplay(element("display"), (rate) => { element("rate").textContent = rate ? `${rate} pictures a second` : ""; });

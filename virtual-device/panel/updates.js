@@ -1,7 +1,7 @@
 // An update is uploaded to the development machine and then copied to the device's drive as a USB host
 // would do it.
 
-export function wireUpdates(line, say) {
+export function wireUpdates(line, say, connected) {
   const drop = document.getElementById("drop");
   const text = document.getElementById("drop-text");
   const file = document.getElementById("file");
@@ -24,6 +24,10 @@ export function wireUpdates(line, say) {
   });
 
   async function give(chosen) {
+    if (!connected()) {
+      say("Connect the device to the computer first.");
+      return;
+    }
     choose.disabled = true;
     try {
       text.textContent = `Uploading ${chosen.name} …`;

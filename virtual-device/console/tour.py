@@ -1,0 +1,82 @@
+"""A minute with the device for somebody who has not seen it: a script whose comments are told, and a
+sheet of the pictures that it takes."""
+
+import os
+import subprocess
+import time
+from pathlib import Path
+
+from PIL import Image, ImageDraw, ImageFont
+
+from commands import Console
+from machine import Failure, Machine
+
+TOOLS = Path(__file__).resolve().parents[1]
+SCRIPT = TOOLS / "tour.console"
+FONT = "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf"
+COLUMNS = 4
+SIZE = (240, 320)  # of a picture on the sheet
+GAP = 20
+LABEL = 34
+BACKGROUND, FRAME, TEXT = "#0b0f14", "#2a3541", "#eef3f7"
+READING = 2.5  # seconds to read what a station is about
+
+
+def sheet(pictures: list[Path], target: Path):
+    """All pictures, each with its name; in as many colours as a small file can have."""
+    rows = -(-len(pictures) // COLUMNS)
+    width, height = SIZE[0] + GAP, SIZE[1] + LABEL + GAP
+    whole = Image.new("RGB", (COLUMNS * width + GAP, rows * height + GAP), BACKGROUND)
+    pen = ImageDraw.Draw(whole)
+    font = ImageFont.truetype(FONT, 15)
+    for index, picture in enumerate(pictures):
+        x, y = GAP + index % COLUMNS * width, GAP + index // COLUMNS * height
+        pen.rectangle((x - 1, y - 1, x + SIZE[0], y + SIZE[1]), outline=FRAME)
+        whole.paste(Image.open(picture).convert("RGB").resize(SIZE, Image.Resampling.LANCZOS), (x, y))
+        pen.text((x + SIZE[0] / 2, y + SIZE[1] + LABEL / 2),
+                 picture.stem.replace("-", " ").capitalize(), TEXT, font, anchor="mm")
+    whole.quantize(192, dither=Image.Dither.NONE).save(target, optimize=True)
+
+
+def make_update(folder: Path):
+    """Images that are like a product's in size only."""
+    for name, size in (("fit", 700_000), ("rootfs", 3_000_000)):
+        (folder / name).write_bytes(os.urandom(size))
+    subprocess.run([TOOLS / "make-update", folder / "fit", folder / "rootfs",
+                    folder / "THERMAL.STR"], check=True)
+
+
+def tour(machine: Machine, say) -> int:
+    console = Console(machine, say)
+    folder = machine.work / "tour"
+    folder.mkdir(exist_ok=True)
+    make_update(folder)
+    pictures = []
+    for number, line in enumerate(SCRIPT.read_text().splitlines(), 1):
+        if line.startswith("#"):
+            say(f"\n{line[1:].strip()}")
+            time.sleep(READING)
+        elif line:
+            try:
+                _perform(console, line, folder, pictures)
+            except Failure as failure:
+                say(f"{SCRIPT.name}:{number}: {line}: {failure}")
+                return 1
+    target = folder / "contact-sheet.png"
+    sheet(pictures, target)
+    say(f"\nThe pictures of this tour: {_here(target)}")
+    return 0
+
+
+def _perform(console: Console, line: str, folder: Path, pictures: list[Path]):
+    """As in any script; only that what the tour makes is in the device's own folder."""
+    line = line.replace("TOUR/", f"{folder}/")
+    console.execute(line)
+    if line.startswith("screenshot "):
+        pictures.append(Path(line.split()[1]))
+    elif not line.startswith(("wait", "expect", "shell", "host")):
+        console.say(f"    {line}")
+
+
+def _here(path: Path) -> str:
+    return str(path.relative_to(Path.cwd())) if path.is_relative_to(Path.cwd()) else str(path)
