@@ -30,13 +30,8 @@ struct Outcome {
     bool operator==(const Outcome&) const = default;
 };
 
-/** The status word in the answer to request 53; what cannot be for anything else. */
-inline std::uint32_t StatusOf(const Outcome& read) {
-    std::uint32_t status = 0xdead;
-    if (read.reply && read.reply->size() == sizeof status) {
-        std::memcpy(&status, read.reply->data(), sizeof status);
-    }
-    return status;
+inline Bytes Word(std::size_t value) {
+    return {static_cast<std::uint8_t>(value & 0xff), static_cast<std::uint8_t>(value >> 8)};
 }
 
 /**
@@ -47,37 +42,36 @@ inline std::uint32_t StatusOf(const Outcome& read) {
 class FakeEndpoint {
 public:
     FakeEndpoint() {
-        sys->Eventfd = [](unsigned, int) { return wakeFd; };
-        sys->Mkdir = [this](const char* path, mode_t) {
-            return Step(std::string("mkdir ") + path);
+        const auto recorded = [this](const std::string& name) {
+            return [this, name](const char* path, auto...) { return Step(name + path); };
         };
-        sys->Rmdir = [this](const char* path) { return Step(std::string("rmdir ") + path); };
-        sys->Unlink = [this](const char* path) { return Step(std::string("unlink ") + path); };
-        sys->Umount = [this](const char* path) { return Step(std::string("umount ") + path); };
-        sys->Mount = [this](const char* source, const char* target, const char* type, unsigned long,
-                            const void*) {
+        sys->Mkdir = recorded("mkdir ");
+        sys->Rmdir = recorded("rmdir ");
+        sys->Unlink = recorded("unlink ");
+        sys->Umount = recorded("umount ");
+        sys->Mount = [this](const char* source, const char* target, const char* type, auto...) {
             return Step(std::string("mount ") + type + " " + source + " " + target);
         };
         sys->Fork = [this] { return Step("link") < 0 ? -1 : 4242; };
         sys->Waitpid = [](pid_t child, int* status, int) { return *status = 0, child; };
-        sys->Open = [this](const char* path, int, unsigned) {
+        sys->Eventfd = [](auto...) { return wakeFd; };
+        sys->Open = [this](const char* path, auto...) {
             return Step(std::string("open ") + path) < 0 ? -1 : endpointFd;
         };
         sys->Close = [this](int fd) {
             return fd == endpointFd ? Step("close ep0") : fd == wakeFd ? 0 : ::close(fd);
         };
-        sys->Poll = [this](pollfd* waits, nfds_t, int) { return Wait(waits); };
-        sys->Read = [this](int fd, void* data, std::size_t size) { return Read(fd, data, size); };
-        sys->Write = [this](int fd, const void* data, std::size_t size) {
-            return Write(fd, data, size);
-        };
-        sys->Klogctl = [](int, char*, int) { return FailWith(EPERM); };
+        sys->Poll = [this](pollfd* waits, auto...) { return Wait(waits); };
+        sys->Read = [this](auto... arguments) { return Read(arguments...); };
+        sys->Write = [this](auto... arguments) { return Write(arguments...); };
+        sys->Klogctl = [](auto...) { return FailWith(EPERM); };
     }
 
     /** Sends one event and waits until it has been dealt with. */
     Outcome Send(Bytes event, std::optional<Bytes> hostData = {}) {
         std::unique_lock lock(mutex);
         outcome = {};
+        dataTaken = false;
         outData = std::move(hostData);
         events.push_back(std::move(event));
         changed.notify_all();
@@ -95,28 +89,17 @@ public:
     Outcome Out(std::uint8_t request, const Bytes& data) { return Out(request, data.size(), data); }
 
     static Bytes Setup(std::uint8_t type, std::uint8_t request, std::size_t length) {
-        return {type,
-                request,
-                0x12,
-                0x34,
-                0x56,
-                0x78,
-                static_cast<std::uint8_t>(length & 0xff),
-                static_cast<std::uint8_t>(length >> 8),
-                4,
-                0xaa,
-                0xaa,
-                0xaa};
+        Bytes event{type, request, 0x12, 0x34, 0x56, 0x78, 0, 0, 4, 0xaa, 0xaa, 0xaa};
+        std::ranges::copy(Word(length), &event[6]);
+        return event;
     }
-
-    /** The status that the host reads with request 53. */
-    std::uint32_t Status() { return StatusOf(In(53, 4)); }
 
     ScopedSys sys;
     std::vector<std::string> steps; // to be looked at while no request is under way
     std::string failingStep;        // the beginning of the step that fails
     std::vector<Bytes> written;     // to endpoint zero, before it answers requests
     int readError = 0;              // of the next event
+    bool dataTaken = false;         // of the last request: what follows, no bus could tell its host
 
     static constexpr int endpointFd = 9001;
     static constexpr int wakeFd = 9002;
@@ -147,21 +130,22 @@ private:
             outcome.stall = Stall::In;
             return FailWith(EL2HLT);
         }
+        Bytes bytes;
         if (size == 12) {
-            const Bytes event = events.front();
+            bytes = std::move(events.front());
             events.pop_front();
             if (readError != 0) {
                 return FailWith(std::exchange(readError, 0));
             }
-            std::memcpy(data, event.data(), event.size());
-            return static_cast<ssize_t>(event.size());
-        }
-        if (!outData) {
+        } else if (outData) {
+            bytes = *outData;
+            dataTaken = true;
+        } else {
             return FailWith(EIDRM);
         }
         std::memset(data, 0xee, size); // what a short transfer leaves behind is not the host's
-        const std::size_t count = std::min(size, outData->size());
-        std::memcpy(data, outData->data(), count);
+        const std::size_t count = std::min(size, bytes.size());
+        std::memcpy(data, bytes.data(), count);
         return static_cast<ssize_t>(count);
     }
 
@@ -175,9 +159,8 @@ private:
         const auto* bytes = static_cast<const std::uint8_t*>(data);
         written.emplace_back(bytes, bytes + size);
         if (written.size() <= 2) {
-            return Step(written.size() == 1 ? "descriptors" : "strings") < 0
-                       ? -1
-                       : static_cast<ssize_t>(size);
+            const int result = Step(written.size() == 1 ? "descriptors" : "strings");
+            return result < 0 ? result : static_cast<ssize_t>(size);
         }
         if (size == 0) {
             outcome.stall = Stall::Out;

@@ -8,20 +8,37 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <iterator>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace vantorel::test {
 
+inline constexpr kirocamera_sim_identity_t subiIdentity{
+    0x1234, "0123456789AB", "KC-7", {{2, 5, 1, 38}}};
+
+/** What a host has asked of the capture session since the last look. */
+struct Wishes final : USBGadgetObserver {
+    void OnUSBGadgetStopCaptureSessionRequest(USBGadget&) override { text += "stop "; }
+    void OnUSBGadgetStartCaptureSessionRequest(USBGadget&) override { text += "start "; }
+    void OnUSBGadgetError(USBGadget&, Error&) override { text += "error "; }
+    std::string Take() { return std::exchange(text, ""); }
+
+private:
+    std::string text;
+};
+
 /** The vendor function on a fake endpoint zero, with a camera that is connected on demand. */
-class SubiTest : public testing::Test, public USBGadgetObserver {
-protected:
-    SubiTest() {
+struct SubiDevice {
+    explicit SubiDevice(const kirocamera_sim_identity_t& identity = subiIdentity) {
+        kirocamera_sim_set_identity(&identity);
         manager.AddObserver(subi);
         manager.Start();
-        subi.AddObserver(*this);
+        subi.AddObserver(wishes);
     }
-    ~SubiTest() override {
+    ~SubiDevice() {
         if (up) {
             subi.OnRemove();
         }
@@ -33,25 +50,16 @@ protected:
         up = true;
     }
 
-    void OnUSBGadgetStopCaptureSessionRequest(USBGadget&) override { wishes += "stop "; }
-    void OnUSBGadgetStartCaptureSessionRequest(USBGadget&) override { wishes += "start "; }
-    void OnUSBGadgetError(USBGadget&, Error&) override { wishes += "error "; }
-
-    /** What the host has asked of the capture session since the last call. */
-    std::string Wishes() { return std::exchange(wishes, ""); }
-
     CapturedOutput output;
     FakeEndpoint endpoint;
     ManualCamera sdk;
     CameraManager manager{0};
     USBGadgetSubi subi{"subi", "udc.0"};
-    std::string wishes;
+    Wishes wishes;
     bool up = false;
 };
 
-inline Bytes Word(unsigned value) {
-    return {static_cast<std::uint8_t>(value & 0xff), static_cast<std::uint8_t>(value >> 8)};
-}
+class SubiTest : public testing::Test, protected SubiDevice {};
 
 inline Outcome Reply(Bytes bytes) {
     return {std::move(bytes), Stall::None};
@@ -61,10 +69,158 @@ inline const Outcome refusedIn{{}, Stall::In};
 inline const Outcome refusedOut{{}, Stall::Out};
 inline const Outcome silence{};
 
+// Answers to request 53.
+inline const Outcome ok = Reply({0, 0, 0, 0});
+inline const Outcome logFailed = Reply({0, 0, 3, 0});
+inline const Outcome marked = Reply({0, 3, 3, 0}); // by request 84 with 3
+inline const Outcome unsupported = Reply({0, 0, 5, 0});
+
+template <typename Host>
+Outcome Status(Host& host) {
+    return host.In(53, 4);
+}
+
+/** Request 78 with this selector. */
+template <typename Host>
+Outcome Selected(Host& host, unsigned selector, std::size_t length) {
+    EXPECT_EQ(host.Out(85, Word(selector)), silence);
+    return host.In(78, length);
+}
+
 /** For the messages of failed expectations. */
 inline void PrintTo(const Outcome& outcome, std::ostream* out) {
     *out << "stall " << static_cast<int>(outcome.stall) << ", reply "
          << testing::PrintToString(outcome.reply);
+}
+
+inline Bytes Factory(std::size_t begin, std::size_t size) {
+    Bytes bytes;
+    for (std::size_t i = begin; i < begin + size; ++i) {
+        bytes.push_back(KIROCAMERA_SIM_FACTORY_BYTE(i));
+    }
+    return bytes;
+}
+
+/** The data of request 86. */
+inline Bytes Range(unsigned words, unsigned offset, unsigned flag = 0) {
+    Bytes data;
+    for (const unsigned value : {words, offset, flag}) {
+        std::ranges::copy(Word(value), std::back_inserter(data));
+    }
+    return data;
+}
+
+struct SubiRow {
+    int selector; // -1: none
+    std::uint8_t request;
+    std::size_t length;
+    std::optional<Bytes> data; // from the host
+    Outcome outcome;
+    Outcome status; // afterwards, after it was marked before
+};
+
+/**
+ * What a host gets for each request, of a scripted endpoint zero and of the kernel's own with a
+ * real bus behind it. To be played in this order: some go on where the one before has stopped.
+ */
+inline std::vector<SubiRow> SubiRows() {
+    Bytes identity(66);
+    std::ranges::copy(subiIdentity.chip_id, identity.begin());
+    std::ranges::copy(subiIdentity.serial_number, identity.begin() + 16);
+    std::ranges::copy(Bytes{0x34, 0x12, 27}, identity.begin() + 32);
+    std::vector<SubiRow> rows = {
+        {-1, 52, 2, Word(1), refusedOut, unsupported},
+        {-1, 53, 4, {}, marked, ok},
+        {-1, 54, 12, {}, Reply({0xab, 0, 0x89, 0, 0x67, 0, 0x45, 0, 0x23, 0, 1, 0}), ok},
+        {-1, 60, 2, Word(1), silence, ok},
+        {-1, 60, 2, Word(1), silence, ok}, // known already
+        {-1, 60, 2, Word(2), silence, ok},
+        {-1, 61, 2, {}, Reply(Word(2)), ok},
+        {-1, 60, 2, Word(0), silence, ok},
+        {-1, 61, 2, {}, Reply(Word(0)), ok},
+        {-1, 62, 2, Word(7), silence, ok},
+        {-1, 63, 2, {}, Reply(Word(8)), ok},
+        {-1, 84, 2, Word(2), silence, marked},
+        {-1, 84, 2, Word(3), refusedOut, marked},
+        {-1, 85, 2, Word(17), silence, ok},
+        {-1, 86, 6, Range(32, 0), silence, marked},
+        {-1, 88, 32, {}, Reply(Factory(0, 32)), marked},
+        {-1, 88, 32, {}, Reply(Factory(32, 32)), marked},
+        {-1, 88, 32, {}, refusedIn, marked},            // nothing remains ...
+        {-1, 88, 1, {}, Reply(Factory(64, 1)), marked}, // ... and half a word counts as none
+        {-1, 86, 6, Range(2, 0), silence, marked},
+        {-1, 88, 3, {}, Reply(Factory(0, 3)), marked},
+        {-1, 88, 2, {}, Reply(Factory(2, 2)), marked},
+        {-1, 86, 6, Range(0xffff, 2559), silence, marked},
+        {-1, 88, 3, {}, refusedIn, marked}, // one byte behind the settings; uses nothing up
+        {-1, 88, 2, {}, Reply(Factory(5118, 2)), marked},
+        {-1, 88, 2, {}, refusedIn, marked},
+        {-1, 86, 6, Range(0xffff, 0xffff), silence, marked},
+        {-1, 88, 4096, {}, refusedIn, marked},
+        {-1, 86, 6, Range(1, 5, 0x100), refusedOut, marked}, // and set all the same
+        {-1, 88, 2, {}, Reply(Factory(10, 2)), marked},
+        {-1, 89, 2, Word(7), silence, ok},
+        {-1, 90, 2, Word(7), silence, ok},
+        {-1, 91, 2, Word(7), silence, ok},
+        {-1, 93, 64, {}, Reply(Factory(4884, 64)), ok},
+        {0, 78, 35, {}, refusedIn, marked},
+        {13, 78, 2, {}, refusedIn, marked},
+        {17, 78, 2, {}, Reply(Word(2)), ok},
+        {18, 78, 2, {}, Reply({0, 2}), ok},
+        {19, 78, 2, {}, Reply({0x34, 0x12}), ok},
+        {21, 78, 64, {}, Reply(Factory(4884, 64)), ok},
+        {23, 78, 66, {}, Reply(identity), ok},
+        {26, 78, 2, {}, Reply(Word(0)), ok},
+        {28, 78, 2, {}, silence, marked},
+        {0xffff, 78, 36, {}, silence, marked},
+    };
+    for (const int selector : {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 15, 16, 20, 22, 24, 25, 27}) {
+        rows.push_back({selector, 78, 2, {}, refusedIn, unsupported});
+    }
+    for (int request = 0; request < 256; ++request) {
+        constexpr int known[] = {53, 54, 60, 61, 62, 63, 78, 84, 85, 86, 88, 89, 90, 91, 93};
+        if (std::ranges::count(known, request) == 0) {
+            rows.push_back({-1, static_cast<std::uint8_t>(request), 2, {}, refusedIn, unsupported});
+        }
+    }
+    return rows;
+}
+
+/** What the table asks of the capture session. */
+inline constexpr const char* subiRowsWishes = "start stop stop ";
+
+/**
+ * Plays the table to a host's end of the function.
+ * @param expect gives what is to be seen of a row there
+ */
+template <typename Host, typename Expect>
+void CheckRows(Host& host, const Expect& expect) {
+    const SubiRow mark{-1, 84, 2, Word(3), refusedOut, marked};
+    const auto play = [&](const SubiRow& row) {
+        SCOPED_TRACE(testing::Message() << "request " << int{row.request} << ", selector "
+                                        << row.selector << ", length " << row.length);
+        EXPECT_EQ(host.Out(84, Word(3)), expect(mark));
+        EXPECT_EQ(row.data ? host.Out(row.request, *row.data) : host.In(row.request, row.length),
+                  expect(row));
+        EXPECT_EQ(Status(host), row.status);
+        EXPECT_EQ(Status(host), ok) << "reading the status clears it";
+    };
+    for (const SubiRow& row : SubiRows()) {
+        if (row.selector >= 0) {
+            EXPECT_EQ(host.Out(85, Word(static_cast<unsigned>(row.selector))), silence);
+        }
+        // These have the one length; the others have any, or none.
+        const bool fixed = row.status == ok || (row.data && row.status == marked);
+        for (const std::size_t length : {row.length - 1, row.length + 1}) {
+            SubiRow wrong{row.selector, row.request, length, {}, refusedIn, marked};
+            if (row.data) {
+                wrong.data = Bytes(length);
+                wrong.outcome = refusedOut;
+            }
+            fixed ? play(wrong) : void();
+        }
+        play(row);
+    }
 }
 
 } // namespace vantorel::test

@@ -5,6 +5,7 @@
 #include "tests/support/PrivateRoot.h"
 #include "vantorel/camera/Camera.h"
 #include "vantorel/camera/CameraManager.h"
+#include "vantorel/usb/USBGadget.h"
 
 #include <gtest/gtest.h>
 
@@ -15,6 +16,20 @@
 namespace vantorel::test {
 
 inline const std::string gadgetDirectory = "/config/usb_gadget/g0/";
+
+/** Texts in files, by their paths. */
+using Attributes = std::map<std::string, std::string>;
+
+/** The content of every file below a directory, by its path from there. */
+inline Attributes FilesBelow(const std::string& directory) {
+    Attributes files;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(directory)) {
+        if (entry.is_regular_file()) {
+            files[entry.path().lexically_relative(directory)] = ReadFile(entry.path());
+        }
+    }
+    return files;
+}
 
 /**
  * A device of its own for every test, with the directories that the kernel would show under
@@ -27,10 +42,10 @@ protected:
         root.emplace();
         output.emplace(); // keeps a file in the root's /tmp
         WriteFile(stateFile, "not attached\n");
-        for (const char* directory : {"strings", "configs", "os_desc", "functions"}) {
+        for (const char* directory : {"strings", "configs/g0.1", "os_desc", "functions"}) {
             std::filesystem::create_directories(gadgetDirectory + directory);
         }
-        root->Behave("if [ $1 = ln ]; then shift; exec /bin/ln \"$@\"; fi");
+        root->Behave(links);
     }
 
     /** A camera with this chip; valid until the next one. */
@@ -43,23 +58,32 @@ protected:
         return camera.emplace(kirocamera_sim_get_camera());
     }
 
+    /** Adds and removes a function, and looks at what the kernel and the host would see of it. */
+    void CheckComposition(USBGadget& gadget, const std::string& type, const Attributes& expected) {
+        const std::string function = gadgetDirectory + "functions/" + type + ".usb0";
+        const std::string link = gadgetDirectory + "configs/g0.1/" + type + ".usb0";
+        for (const auto& [name, text] : expected) { // their directories come and go by themselves
+            std::filesystem::create_directories(
+                std::filesystem::path(function + "/" + name).parent_path());
+        }
+        gadget.OnAdd();
+        EXPECT_EQ(FilesBelow(function), expected);
+        EXPECT_EQ(std::filesystem::read_symlink(link), function);
+        for (const auto& entry : std::filesystem::directory_iterator(function)) {
+            std::filesystem::remove_all(entry);
+        }
+        gadget.OnRemove();
+        EXPECT_FALSE(std::filesystem::exists(function));
+        EXPECT_FALSE(std::filesystem::is_symlink(link));
+    }
+
     const std::string stateFile = "/sys/class/udc/udc.0/state";
+    const std::string links = "if [ $1 = ln ]; then shift; exec /bin/ln \"$@\"; fi\n";
     std::optional<PrivateRoot> root;
     std::optional<CapturedOutput> output;
     ManualCamera sdk;
     CameraManager manager{0};
     std::optional<Camera> camera;
 };
-
-/** The content of every file below a directory, by its path from there. */
-inline std::map<std::string, std::string> FilesBelow(const std::string& directory) {
-    std::map<std::string, std::string> files;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(directory)) {
-        if (entry.is_regular_file()) {
-            files[entry.path().lexically_relative(directory)] = ReadFile(entry.path());
-        }
-    }
-    return files;
-}
 
 } // namespace vantorel::test

@@ -1,0 +1,216 @@
+// The functions of the port but for the vendor function: drive, serial port and network.
+
+#include "tests/support/ScriptedSys.h"
+#include "tests/usb/UsbTree.h"
+#include "vantorel/system/Filesystem.h"
+#include "vantorel/system/Tools.h"
+#include "vantorel/usb/USBGadgetMassStorage.h"
+#include "vantorel/usb/USBGadgetRndis.h"
+#include "vantorel/usb/USBGadgetSerial.h"
+
+#include <gmock/gmock.h>
+
+#include <barrier>
+#include <iterator>
+
+#include <linux/loop.h>
+#include <sys/wait.h>
+
+namespace vantorel::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::UnorderedElementsAre;
+
+auto Threads() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
+}
+
+class ServiceFunctionsTest : public UsbTest {
+protected:
+    void SetUp() override {
+        UsbTest::SetUp();
+        if (root) {
+            MakeFifo("/never");
+            root->Behave(links + "if [ $1 = getty ]; then read line </never; fi");
+        }
+    }
+
+    /** Binds functions and waits until their detached workers have ended. */
+    void Bind(std::initializer_list<USBGadget*> gadgets) {
+        const auto before = Threads();
+        for (USBGadget* gadget : gadgets) {
+            gadget->OnBind();
+        }
+        ASSERT_TRUE(Eventually([&] { return Threads() == before; }));
+    }
+
+    /** The calls once there are so many of them. */
+    std::vector<std::string> Calls(std::size_t count) {
+        Eventually([&] {
+            const auto calls = root->Calls();
+            return calls.size() >= count && std::ranges::count(calls, "") == 0;
+        });
+        return root->Calls();
+    }
+
+    ScopedSys sys;
+};
+
+TEST_F(ServiceFunctionsTest, ComposeThemselves) {
+    USBGadgetSerial serial("serial", "udc.0", false, false);
+    CheckComposition(serial, "acm", {});
+    EXPECT_DEATH(serial.OnRemove(), "");
+    USBGadgetRndis network("network", "udc.0");
+    CheckComposition(network, "rndis",
+                     {{"os_desc/interface.rndis/compatible_id", "RNDIS"},
+                      {"os_desc/interface.rndis/sub_compatible_id", "5162001"}});
+}
+
+TEST_F(ServiceFunctionsTest, NumberTheLinesOfAllSerialPorts) {
+    USBGadgetSerial debugged("debugged", "udc.0", true, true);
+    USBGadgetSerial shell("shell", "udc.0", false, true);
+    USBGadgetSerial plain("plain", "udc.0", false, false);
+    const std::string gdbserver = "/usr/bin/gdbserver|--multi|/dev/ttyGS";
+    const auto getty = [](const char* number) {
+        return "/bin/busybox|getty|-n|-l|/bin/sh|/dev/ttyGS" + std::string(number) + "|115200";
+    };
+    std::barrier together(2);
+    sys->Nanosleep = [&](const timespec* pause, timespec*) {
+        EXPECT_EQ(pause->tv_sec, 2);
+        together.arrive_and_wait();
+        return 0;
+    };
+    Bind({&debugged, &shell});
+    EXPECT_THAT(Calls(2), testing::AnyOf(UnorderedElementsAre(gdbserver + "0", getty("1")),
+                                         UnorderedElementsAre(gdbserver + "1", getty("0"))));
+    together.arrive_and_drop(); // from now on they come alone
+    Bind({&plain});             // takes 2
+    Bind({&shell});
+    EXPECT_EQ(Calls(3).back(), getty("3"));
+    plain.OnUnbind();
+    Bind({&shell});
+    EXPECT_EQ(Calls(4).back(), getty("3"));
+    for (int lines = 0; lines < 4; ++lines) {
+        shell.OnUnbind(); // the numbers are the process's, other tests count on 0
+    }
+}
+
+TEST_F(ServiceFunctionsTest, FreeTheLineBeforeTheyRemoveIt) {
+    CoverWithTmpfs("/dev");
+    const std::string line = "/dev/ttyGS0";
+    WriteFile(line, "");
+    WriteFile("/dev/null", ""); // the shell's job in the background wants it
+    root->Behave(links + "exec 9</dev/ttyGS0; cat </never & read line </never");
+    sys->Nanosleep = [](auto...) { return 0; };
+    const auto users = [&] {
+        const std::filesystem::directory_iterator processes("/proc");
+        return std::ranges::count_if(processes, [&](const auto& process) {
+            return Tools::GetFd(std::atoi(process.path().filename().c_str()), line) != -1;
+        });
+    };
+    USBGadgetSerial serial("serial", "udc.0", false, true);
+    for (const std::size_t calls : {2U, 4U}) { // ln and getty, each time
+        serial.OnAdd();
+        Bind({&serial});
+        EXPECT_TRUE(Eventually([&] { return users() == 2; }));
+        serial.OnUnbind();
+        EXPECT_EQ(users(), 2);
+        serial.OnRemove();
+        EXPECT_EQ(users(), 0);
+        Bind({&serial}); // a worker that comes too late
+        serial.OnUnbind();
+        EXPECT_EQ(root->Calls().size(), calls);
+    }
+    ::umount2("/dev", MNT_DETACH);
+}
+
+TEST_F(ServiceFunctionsTest, BringTheNetworkUpAndDown) {
+    std::vector<std::pair<time_t, std::size_t>> pauses; // seconds, calls before
+    sys->Nanosleep = [&](const timespec* pause, timespec*) {
+        pauses.emplace_back(pause->tv_sec, root->Calls().size());
+        return 0;
+    };
+    USBGadgetRndis network("network", "udc.0");
+    Bind({&network});
+    Calls(4);
+    network.OnUnbind();
+    EXPECT_THAT(pauses, ElementsAre(std::pair(1, 1), std::pair(1, 2), std::pair(1, 3)));
+    EXPECT_THAT(Calls(7), ElementsAre("/bin/busybox|hostname|-F|/etc/hostname",
+                                      "/bin/busybox|sh|/etc/init.d/dropbear|start",
+                                      "/bin/busybox|sh|/etc/init.d/busybox-udhcpd|start",
+                                      "/bin/busybox|ifup|usb0", "/bin/busybox|ifdown|usb0",
+                                      "/bin/busybox|sh|/etc/init.d/busybox-udhcpd|stop",
+                                      "/bin/busybox|sh|/etc/init.d/dropbear|stop"));
+}
+
+/** The image is real. Loop devices and mounts are not, and what is done with them is noted. */
+class MassStorageTest : public UsbTest {
+protected:
+    void SetUp() override {
+        UsbTest::SetUp();
+        if (!root) {
+            return;
+        }
+        WriteFile("/etc/kiro/LICENSE.TXT", "Free.");
+        sys->Waitpid = [this](pid_t child, auto... arguments) {
+            const pid_t result = ::waitpid(child, arguments...);
+            if (const std::string call = root->Calls().back(); call.find("mkfs") != call.npos) {
+                steps.push_back(call + " of " + std::to_string(std::filesystem::file_size(image)));
+            }
+            return result;
+        };
+        sys->Open = [](const char* path, auto... arguments) {
+            return ::open(std::string(path).starts_with("/dev/") ? "/dev/null" : path,
+                          arguments...);
+        };
+        sys->Ioctl = [](int, unsigned long request, void*) {
+            return request == LOOP_CTL_GET_FREE ? 3 : 0;
+        };
+        sys->Mount = [this](const char* source, const char*, const char* type, unsigned long flags,
+                            const void*) {
+            steps.push_back(std::string("mount ") + source + " " + type + " " +
+                            std::to_string(flags));
+            return 0;
+        };
+        sys->Umount = [this](const char* target) {
+            steps.push_back("umount");
+            for (const auto& [name, text] : FilesBelow(target)) {
+                steps.back() += " with " + name + ": " + text;
+                std::filesystem::remove(target + ("/" + name));
+            }
+            return 0;
+        };
+    }
+
+    const std::string image = "/tmp/mass_storage/lun0";
+    ScopedSys sys;
+    std::vector<std::string> steps;
+};
+
+TEST_F(MassStorageTest, MakesAFreshDiskOnWhichOneSideWrites) {
+    const mode_t mask = ::umask(0);
+    for (const auto& [size, hostReadOnly] : {std::pair(3'000'000U, false), {1'000'000U, true}}) {
+        steps.clear();
+        std::optional<USBGadgetMassStorage> disk;
+        disk.emplace("disk", "udc.0", "KIRO", size, hostReadOnly);
+        EXPECT_EQ(disk->Storage().MountPoint(), image + ".fs/");
+        EXPECT_EQ(disk->Storage().Device(), "/dev/loop3");
+        CheckComposition(*disk, "mass_storage",
+                         {{"lun.0/ro", hostReadOnly ? "1" : "0"},
+                          {"lun.0/file", image},
+                          {"lun.0/inquiry_string", "KIRO"}});
+        disk.reset();
+        EXPECT_THAT(
+            steps,
+            ElementsAre("/bin/busybox|mkfs.vfat|-n|KIRO|" + image + " of " + std::to_string(size),
+                        "mount /dev/loop3 vfat 0", "umount with LICENSE.TXT: Free.",
+                        hostReadOnly ? "mount /dev/loop3 vfat 0" : "mount /dev/loop3 vfat 1",
+                        "umount"));
+        EXPECT_EQ(std::filesystem::status(image).permissions(), std::filesystem::perms{01130});
+    }
+    ::umask(mask);
+}
+
+} // namespace
+} // namespace vantorel::test
