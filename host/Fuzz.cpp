@@ -56,10 +56,12 @@ void Send(Transport& transport, const FuzzRequest& request) {
 
 /** Makes an order to start or stop the session one that has no effect. */
 void Tame(FuzzRequest& request, std::uint16_t session) {
-    if (request.in || request.length != 2) {
+    if (request.length != 2) {
         return;
     }
-    if (request.setup.request == setSession) {
+    if (request.setup.request == setSession && request.in) {
+        request.length = 1; // refused; of two bytes none would come, which counts as a stop
+    } else if (request.setup.request == setSession) {
         request.data = {static_cast<std::uint8_t>(session & 0xff),
                         static_cast<std::uint8_t>(session >> 8)};
     } else if (request.setup.request == stopSession) {

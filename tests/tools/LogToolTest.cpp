@@ -1,5 +1,6 @@
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/ToolRun.h"
 #include "tests/support/Unused.h"
 #include "tools/vantorel-log/Tool.h"
 #include "vantorel/logger/Logger.h"
@@ -9,9 +10,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <iterator>
 #include <random>
-#include <sstream>
 
 namespace vantorel::logtool::test {
 namespace {
@@ -26,20 +25,12 @@ using ::testing::StartsWith;
 using vantorel::test::TemporaryDirectory;
 using vantorel::test::Unused;
 
-class LogToolTest : public ::testing::Test {
+class LogToolTest : public vantorel::test::ToolRun {
 protected:
     /** Runs a command line in which @ is the log. */
     ExitCode Run(std::string line) {
         line.replace(line.find('@'), 1, log);
-        std::istringstream words("vantorel-log " + line);
-        const std::vector<std::string> list{std::istream_iterator<std::string>(words), {}};
-        std::vector<const char*> values;
-        for (const std::string& word : list) {
-            values.push_back(word.c_str());
-        }
-        out.str("");
-        err.str("");
-        return RunTool(static_cast<int>(values.size()), values.data(), out, err);
+        return RunLine("vantorel-log " + line, RunTool);
     }
 
     /** Has the device's own logger write sessions of so many lines each, 60 s apart. */
@@ -63,8 +54,6 @@ protected:
 
     TemporaryDirectory directory;
     const std::string log = directory / "debug.csv";
-    std::ostringstream out;
-    std::ostringstream err;
 };
 
 TEST_F(LogToolTest, SummarisesWhatTheLoggerWrites) {
@@ -184,6 +173,7 @@ TEST_F(LogToolTest, DrawsThroughGnuplotOrSaysWhyNot) {
     };
     EXPECT_EQ(fake("exit 1"), exitOutput); // without having read anything
     EXPECT_FALSE(std::filesystem::exists(picture));
+    EXPECT_FALSE(std::filesystem::exists(picture + ".part"));
     EXPECT_EQ(fake("exec /bin/cat"), exitSuccess) << err.str();
     ::setenv("PATH", path.c_str(), 1);
     const std::string script = directory.Read("log.svg");
@@ -192,7 +182,6 @@ TEST_F(LogToolTest, DrawsThroughGnuplotOrSaysWhyNot) {
     EXPECT_THAT(script.substr(script.find("\n83.3000 ")),
                 AllOf(HasSubstr("\n\n83.3167 ? ? 0 0 -5 90 3.9 ?\n"), // after a lifted pen
                       HasSubstr(" title 'battery'"), HasSubstr("NaN title 'no readings'")));
-    EXPECT_FALSE(std::filesystem::exists(picture + ".part"));
     Put("nonsense\n");
     EXPECT_EQ(Run(command), exitProblems);
     EXPECT_THAT(err.str(), HasSubstr(":1: not the heading"));
