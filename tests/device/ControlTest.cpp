@@ -1,53 +1,36 @@
 // The vendor function on the kernel's own FunctionFS, behind a real bus and the kernel's USB host.
 
 #include "tests/device/UsbPort.h"
-#include "tests/support/CapturedOutput.h"
 #include "tests/support/OpenDescriptors.h"
-#include "tests/usb/SubiRows.h"
-#include "vantorel/camera/Camera.h"
-#include "vantorel/camera/CameraManager.h"
+#include "tests/support/PrivateRoot.h"
+#include "tests/usb/SubiTest.h"
 #include "vantorel/usb/USB.h"
-#include "vantorel/usb/USBGadgetSubi.h"
 
 #include <gmock/gmock.h>
-
-#include <fstream>
-#include <iterator>
-#include <string>
 
 #include <sys/klog.h>
 #include <sys/wait.h>
 
-namespace vantorel {
+namespace vantorel::test {
 namespace {
 
-using test::Bytes;
-using test::Outcome;
-using test::refusedIn;
-using test::Reply;
-using test::silence;
-using test::Word;
-
-std::string TextOf(const std::string& path) {
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
+using testing::HasSubstr;
 
 /** The port with the vendor function alone, plugged into the host. */
-class ControlTest : public testing::Test, public USBGadgetObserver {
+class ControlTest : public testing::Test {
 protected:
     void SetUp() override {
-        if (!test::UsbPort::IsThere()) {
+        if (!UsbPort::IsThere()) {
             GTEST_SKIP() << "needs the virtual device's USB port";
         }
-        kirocamera_sim_set_identity(&test::subiIdentity);
+        kirocamera_sim_set_identity(&subiIdentity);
         manager.AddObserver(usb.emplace("usb", "dummy_udc.0"));
         manager.AddObserver(subi.emplace("subi", "dummy_udc.0"));
         manager.Start();
-        subi->AddObserver(*this);
+        subi->AddObserver(wishes);
         sdk.Connect();
         port.SetCable(true);
-        descriptors = test::CountOpenDescriptors();
+        descriptors = CountOpenDescriptors();
         usb->AddGadget(*subi);
         usb->BindGadgets();
         host.emplace();
@@ -60,35 +43,26 @@ protected:
             usb->RemoveGadget(*subi);
             port.SetCable(false);
             // It has gone without a trace, although its thread sat waiting for a request.
-            EXPECT_EQ(test::CountOpenDescriptors(), descriptors);
-            EXPECT_THAT(TextOf("/proc/mounts"), testing::Not(testing::HasSubstr("functionfs")));
+            EXPECT_EQ(CountOpenDescriptors(), descriptors);
+            EXPECT_THAT(ReadFile("/proc/mounts"), testing::Not(HasSubstr("functionfs")));
             EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
             EXPECT_TRUE(std::filesystem::is_empty("/config/usb_gadget/g0/functions"));
         }
     }
 
-    void OnUSBGadgetStopCaptureSessionRequest(USBGadget&) override { wishes += "stop "; }
-    void OnUSBGadgetStartCaptureSessionRequest(USBGadget&) override { wishes += "start "; }
-    void OnUSBGadgetError(USBGadget&, Error&) override { wishes += "error "; }
-
-    Outcome Selected(unsigned selector, std::size_t length) {
-        EXPECT_EQ(host->Out(85, Word(selector)), silence);
-        return host->In(78, length);
-    }
-
-    test::CapturedOutput output;
-    test::ManualCamera sdk;
-    test::UsbPort port;
+    CapturedOutput output;
+    ManualCamera sdk;
+    UsbPort port;
     CameraManager manager{0};
+    Wishes wishes;
     std::optional<USB> usb;
     std::optional<USBGadgetSubi> subi;
-    std::optional<test::UsbPort> host;
-    std::string wishes;
+    std::optional<UsbPort> host;
     std::ptrdiff_t descriptors = 0;
 };
 
 /** What the bus makes of a row of the table. */
-Outcome OnTheBus(const test::SubiRow& row) {
+Outcome OnTheBus(const SubiRow& row) {
     const bool taken =
         (row.request == 84 && row.length == 2) || (row.request == 86 && row.length == 6);
     if (taken) {
@@ -99,13 +73,13 @@ Outcome OnTheBus(const test::SubiRow& row) {
 }
 
 TEST_F(ControlTest, AnswersEveryRequest) {
-    test::CheckRows(*host, OnTheBus, silence);
-    EXPECT_EQ(wishes, "stop ");
-    EXPECT_THAT(output.Take(), testing::HasSubstr("SUBI: ep0 read failed errno: 51\n"));
+    CheckRows(*host, OnTheBus);
+    EXPECT_EQ(wishes.Take(), subiRowsWishes);
+    EXPECT_THAT(output.Take(), HasSubstr("SUBI: ep0 read failed errno: 51\n"));
 }
 
 TEST_F(ControlTest, TellsWhatTheDeviceAloneKnows) {
-    const Outcome record = Selected(0, 36);
+    const Outcome record = Selected(*host, 0, 36);
     ASSERT_TRUE(record.reply && record.reply->size() == 36);
     EXPECT_EQ(Bytes(record.reply->begin(), record.reply->begin() + 4), (Bytes{32, 27, 1, 5}));
 
@@ -113,18 +87,8 @@ TEST_F(ControlTest, TellsWhatTheDeviceAloneKnows) {
     const float spot = -10;
     kirocamera_sim_set_header(131, &spot, sizeof spot);
     EXPECT_EQ(sdk.Frame(), 0);
-    EXPECT_EQ(Selected(26, 2), Reply(Word(0xfec0)));
+    EXPECT_EQ(Selected(*host, 26, 2), Reply(Word(0xfec0)));
     EXPECT_EQ(host->In(61, 2), Reply(Word(1)));
-
-    // The settings are larger than what one transfer can carry.
-    EXPECT_EQ(host->Out(86, test::Range(2560, 0)), silence);
-    Bytes settings;
-    while (settings.size() < KIROCAMERA_FACTORY_SETTINGS_SIZE) {
-        const Outcome piece = host->In(88, 1024);
-        ASSERT_TRUE(piece.reply);
-        settings.insert(settings.end(), piece.reply->begin(), piece.reply->end());
-    }
-    EXPECT_EQ(settings, test::Factory(0, KIROCAMERA_FACTORY_SETTINGS_SIZE));
 
     // What Windows asks for to find a driver by itself.
     Bytes text(18);
@@ -133,26 +97,16 @@ TEST_F(ControlTest, TellsWhatTheDeviceAloneKnows) {
 }
 
 TEST_F(ControlTest, HandsOutTheKernelsLog) {
-    std::array<char, 4096> old{};
-    while (::klogctl(9, nullptr, 0) > 0) {
+    for (std::array<char, 4096> old{}; ::klogctl(9, nullptr, 0) > 0;) {
         ::klogctl(2, old.data(), static_cast<int>(old.size()));
     }
-    EXPECT_EQ(Selected(13, 4), Reply({0, 0, 0, 0}))
+    EXPECT_EQ(Selected(*host, 13, 4), Reply({0, 0, 0, 0}))
         << "an empty log must not keep the host waiting";
-    const std::string line = "a line for the host " + std::string(70, '.');
-    std::ofstream("/dev/kmsg") << line << std::endl;
-    std::string log;
-    for (Outcome count = Selected(13, 4); count.reply && count.reply->front() != 0;
-         count = Selected(13, 4)) {
-        const Outcome piece = Selected(14, count.reply->front());
-        ASSERT_TRUE(piece.reply && piece.reply->size() <= 64);
-        log.append(piece.reply->begin(), piece.reply->end());
-    }
-    EXPECT_THAT(log, testing::HasSubstr(line));
-    std::ofstream("/dev/kmsg") << line << std::endl;
-    Selected(13, 4);
-    EXPECT_THAT(Selected(14, 4).reply, testing::Optional(testing::SizeIs(4)));
+    std::ofstream("/dev/kmsg") << "a line for the host" << std::endl;
+    Selected(*host, 13, 4);
+    EXPECT_THAT(Selected(*host, 14, 4).reply, testing::Optional(testing::SizeIs(4)))
+        << "as much as the host has room for";
 }
 
 } // namespace
-} // namespace vantorel
+} // namespace vantorel::test

@@ -9,7 +9,6 @@
 #include "vantorel/devices/Charger.h"
 #include "vantorel/devices/LCD.h"
 #include "vantorel/devices/TestFixture.h"
-#include "vantorel/devices/Thermometer.h"
 #include "vantorel/devices/private/DrmRequests.h"
 #include "vantorel/fuelgauge/FuelGauge.h"
 #include "vantorel/system/Tools.h"
@@ -17,7 +16,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cmath>
@@ -31,12 +29,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace vantorel {
+namespace vantorel::test {
 namespace {
 
 using namespace std::chrono_literals;
-using test::Board;
-using test::ErrorOf;
 
 constexpr const char* i2cBus = "/dev/vantorel/i2c";
 constexpr const char* gpioChip = "/dev/vantorel/gpio";
@@ -69,60 +65,38 @@ TEST_F(Hardware, ChargerFollowsTheSupply) {
 }
 
 TEST_F(Hardware, TestFixturePullsAnyLineLow) {
-    for (const char* line : {"0", "1", "2"}) {
-        Board::Do(std::string("fixture ") + line + " 0");
-    }
     TestFixture fixture("vantorel.fixture", gpioChip);
-    for (const char* line : {"0", "1", "2"}) {
+    for (const std::string line : {"fixture 0", "fixture 1", "fixture 2"}) {
         EXPECT_FALSE(fixture.IsConnected());
-        Board::Do(std::string("fixture ") + line + " 1");
-        EXPECT_TRUE(fixture.IsConnected()) << "line " << line;
-        Board::Do(std::string("fixture ") + line + " 0");
+        Board::Do(line + " 1");
+        EXPECT_TRUE(fixture.IsConnected()) << line;
+        Board::Do(line + " 0");
     }
     EXPECT_EQ(ErrorOf([] { TestFixture("second", gpioChip); }), EBUSY);
 }
 
-TEST_F(Hardware, ThermometersReadTheirSensors) {
-    for (const std::string sensor : {"board", "cpu"}) {
-        const std::string attribute = "/dev/vantorel/temperature-" + sensor;
-        Thermometer thermometer(sensor, attribute);
-        Board::Do("temperature " + sensor + " 45123");
-        EXPECT_EQ(thermometer.Temperature(), 45.123f);
-        Board::Do("temperature " + sensor + " -5500");
-        EXPECT_EQ(thermometer.Temperature(), -5.5f);
-        Board::Do("temperature-error " + sensor + " 61");
-        EXPECT_EQ(ErrorOf([&] { thermometer.Temperature(); }), ENODATA);
-        Board::Do("temperature-error " + sensor + " 0");
-        EXPECT_EQ(thermometer.Temperature(), -5.5f);
-    }
-}
-
-/** Serves the buttons for two seconds in a process of its own, for a service without a device never
- * stops; ends with the number of errors that were reported. */
-pid_t ServeButtons() {
-    struct Counter final : ButtonObserver {
+/** Serves the buttons for two seconds, and ends the process with 1 when an error was reported. */
+[[noreturn]] void ServeButtons() {
+    struct Judge final : ButtonObserver {
         void OnButtonUp(Button&) override {}
         void OnButtonDown(Button&) override {}
-        void OnButtonError(Button&, Error&) override { ++errors; }
-        std::atomic<int> errors{0};
-    };
-    const pid_t child = ::fork();
-    if (child == 0) {
-        Button power("power", buttonsNode, powerKey);
-        ButtonService service(power);
-        Counter counter;
-        service.AddObserver(counter);
-        service.Start();
-        std::this_thread::sleep_for(2s);
-        ::_exit(std::min(counter.errors.load(), 99));
-    }
-    return child;
+        void OnButtonError(Button&, Error&) override { ::_exit(1); }
+    } judge;
+    Button power("power", buttonsNode, powerKey);
+    ButtonService service(power);
+    service.AddObserver(judge);
+    service.Start();
+    std::this_thread::sleep_for(2s);
+    ::_exit(0);
 }
 
 TEST_F(Hardware, ButtonsThatDisappearAreWaitedForQuietly) {
-    const pid_t child = ServeButtons();
+    const pid_t child = ::fork(); // for a service without a device never stops
+    if (child == 0) {
+        ServeButtons();
+    }
     const std::string node = std::filesystem::canonical(buttonsNode);
-    ASSERT_TRUE(test::Eventually([&] { return Tools::GetFd(child, node) != -1; }));
+    ASSERT_TRUE(Eventually([&] { return Tools::GetFd(child, node) != -1; }));
     Board::Do("key 116 1"); // held, so that its release may be left behind unread
     Board::Do("buttons 0");
     EXPECT_FALSE(std::filesystem::exists(buttonsNode));
@@ -130,9 +104,8 @@ TEST_F(Hardware, ButtonsThatDisappearAreWaitedForQuietly) {
     rusage used{};
     ASSERT_EQ(::wait4(child, &status, 0, &used), child);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
-    const auto processor = std::chrono::seconds(used.ru_utime.tv_sec + used.ru_stime.tv_sec) +
-                           std::chrono::microseconds(used.ru_utime.tv_usec + used.ru_stime.tv_usec);
-    EXPECT_LT(processor, 500ms);
+    EXPECT_EQ(used.ru_utime.tv_sec + used.ru_stime.tv_sec, 0) << "processor time";
+    EXPECT_LT(used.ru_utime.tv_usec + used.ru_stime.tv_usec, 500'000);
 
     Board::Do("buttons 1");
     Button power("power", buttonsNode, powerKey);
@@ -172,9 +145,8 @@ TEST_F(GaugeHardware, ReadsWhatTheKernelsOwnDriverReads) {
     EXPECT_EQ(std::system("modprobe bq27xxx_battery_i2c"), 0);
     const struct {
         int level, milliamperes, millivolts, decikelvin;
-    } sweep[] = {{0, -32768, 0, 0},     {1, -1000, 2500, 2331},    {57, -1, 3700, 2731},
-                 {58, 0, 3701, 2732},   {7, 1, 4200, 2981},        {99, 255, 255, 3331},
-                 {99, 256, 4350, 3583}, {100, 32767, 65535, 65535}};
+    } sweep[] = {{0, -32768, 0, 0},  {57, -1, 3700, 2731}, {58, 0, 3701, 2732},
+                 {7, 1, 4200, 2981}, {99, 256, 255, 3331}, {100, 32767, 65535, 65535}};
     for (const auto& [level, milliamperes, millivolts, decikelvin] : sweep) {
         Board::Do("level " + std::to_string(level));
         Board::Do("current " + std::to_string(milliamperes));
@@ -268,4 +240,4 @@ TEST_F(DisplayHardware, BelongsToOneProcessUntilItIsGivenUp) {
 }
 
 } // namespace
-} // namespace vantorel
+} // namespace vantorel::test

@@ -79,14 +79,10 @@ public:
         data.resize(static_cast<std::size_t>(count));
         return {data, Stall::None};
     }
-    Outcome Out(std::uint8_t request, std::size_t, std::optional<Bytes> data) const {
-        return Control(0x40, request, 0, data->data(), data->size()) < 0 ? Refused(Stall::Out)
-                                                                         : Outcome{};
+    Outcome Out(std::uint8_t request, Bytes data) const {
+        const int count = Control(0x40, request, 0, data.data(), data.size());
+        return count < 0 ? Refused(Stall::Out) : Outcome{};
     }
-    Outcome Out(std::uint8_t request, const Bytes& data) const {
-        return Out(request, data.size(), data);
-    }
-    std::uint32_t Status() const { return StatusOf(In(53, 4)); }
 
 private:
     static Outcome Refused(Stall stall) {
