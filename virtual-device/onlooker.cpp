@@ -1,14 +1,17 @@
-// Answers the development machine's questions about the display and the board, each by one line:
+// Answers the development machine about the display and the board, a line for each of its lines:
 // onlooker PORT. No pixel is copied here: the development machine has this machine's memory before
 // it and is only told where in it the picture is.
-//   "p"  where the picture is, as the display's driver tells; nothing while the display is dark
-//   "s"  the board's state, ", " between its entries
+//   "picture"  where the picture is, as the display's driver tells; nothing while it is dark
+//   "board"    the board's state, ", " between its entries
+// Everything else is a command for the board. That is quicker than a shell, and how long a button
+// is held must not depend on how busy the machine is.
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <string>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 namespace {
@@ -44,6 +47,23 @@ std::string InOneLine(const std::string& text) {
     return line + '\n';
 }
 
+/** What the board says to a command: "ok" or what is wrong with it. */
+std::string Commanded(const std::string& command) {
+    const int file = ::open(board, O_WRONLY | O_CLOEXEC);
+    const bool done =
+        ::write(file, command.data(), command.size()) == static_cast<ssize_t>(command.size());
+    const std::string answer = done ? "ok" : std::strerror(errno);
+    ::close(file);
+    return answer;
+}
+
+std::string Answer(const std::string& line) {
+    if (line == "picture" || line == "board") {
+        return InOneLine(Content(line == "board" ? board : picture));
+    }
+    return Commanded(line) + '\n';
+}
+
 void Send(int port, const std::string& text) {
     for (std::size_t sent = 0; sent < text.size();) {
         const ssize_t written = ::write(port, text.data() + sent, text.size() - sent);
@@ -62,11 +82,16 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "usage: onlooker PORT\n");
         return 2;
     }
-    for (char question = 0;;) {
-        if (::read(port, &question, 1) == 1) {
-            Send(port, InOneLine(Content(question == 'p' ? picture : board)));
-        } else {
+    ::setpriority(PRIO_PROCESS, 0, -20); // it has little to do, and somebody waits
+    std::string line;
+    for (char letter = 0;;) {
+        if (::read(port, &letter, 1) != 1) {
             ::usleep(100000); // nobody is at the other end
+        } else if (letter != '\n') {
+            line += letter;
+        } else {
+            Send(port, Answer(line));
+            line.clear();
         }
     }
 }

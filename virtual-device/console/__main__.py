@@ -166,7 +166,7 @@ def arguments():
 def work(options, machine: Machine, began: float) -> int:
     machine.prepare()
     machine.start()
-    machine.wait_until_ready(60)
+    machine.wait_until_ready()
     if options.test:
         return run_tests(machine, options.test)
     if options.shell:

@@ -89,7 +89,7 @@ class Console(Looking):
         # Remembered first: it may be what turns the device off.
         if self.surroundings.remember(command) and not self.machine.ready:
             return  # the next start will find it
-        self.machine.check(f"echo '{command}' > {BOARD}")
+        self.watch.command(command)
 
     def board_to_power_off(self, command: str):
         """A command the application may answer by powering off, even before the console hears of
@@ -274,7 +274,7 @@ class Console(Looking):
         if not self.machine.ended.is_set():
             raise Failure("the device is on")
         self.machine.start()
-        self.machine.wait_until_ready(60)
+        self.machine.wait_until_ready()
 
     def do_shell(self, command):
         self._shell(command)

@@ -21,6 +21,7 @@ PARTITIONS = {"FIT_0": 16 << 20, "rootfs_0": 64 << 20, "FIT_1": 16 << 20, "rootf
 
 MEMORY = 512 << 20  # bytes; a file in memory, in which pictures of the display are found
 TIMED_OUT = 143  # exit status of a command whose time was up
+BOOT_TIME_LIMIT = 180  # seconds, on a busy development machine
 PORTS = ("control", "status", "debug", "watch")
 
 
@@ -169,7 +170,7 @@ class Machine:
         self._readers = [self._watch(self.connect("status"), self._read_status),
                          self._watch(self.connect("monitor"), self._read_monitor)]
 
-    def wait_until_ready(self, seconds: float):
+    def wait_until_ready(self, seconds: float = BOOT_TIME_LIMIT):
         """The agent's first word; the machine has booted."""
         timer = threading.Timer(seconds, self.stop)
         timer.start()
@@ -204,7 +205,7 @@ class Machine:
         self._waiter.join()
         self.on_end = on_end
         self.start()
-        self.wait_until_ready(60)
+        self.wait_until_ready()
 
     def connect(self, name: str) -> socket.socket:
         """One of the machine's sockets, by a path that stays short in a deep work folder."""

@@ -186,8 +186,9 @@ class Panel:
 
 def serve(machine: Machine, port: int, say) -> int:
     """Until the terminal's Ctrl-C."""
-    console = Console(machine, say)
+    panel = Panel(machine)
+    console = Console(machine, say, panel.watch)
     console.execute("battery level 80")
     console.execute("start")
-    asyncio.run(Panel(machine).serve(port, say))
+    asyncio.run(panel.serve(port, say))
     return 0

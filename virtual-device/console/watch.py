@@ -1,5 +1,5 @@
-"""The display and the board as they are now, at hardly a cost for the device: the picture is read from
-its memory, and `onlooker` on the device tells, once for each of the display's buffers, where it is."""
+"""The display and the board, at hardly a cost for the device: the picture is read from its memory, and
+`onlooker` on the device tells, once for each of the display's buffers, where it is."""
 
 import mmap
 import struct
@@ -22,6 +22,10 @@ class View:
         self._record = 0  # where the driver notes what the display shows
         self._darkened = 0
         self._buffers = {}  # size and places of the display's pictures by their first page
+
+    @property
+    def told(self) -> bool:
+        return self._record > 0
 
     def learn(self, answer: str):
         """What the device tells of the display."""
@@ -50,6 +54,8 @@ class View:
 
 
 class Watch:
+    """One for a machine: the port that it asks through has one user at a time."""
+
     def __init__(self, machine: Machine):
         self._machine = machine
         self._lock = threading.Lock()
@@ -63,10 +69,19 @@ class Watch:
         """The board's state by name; empty while the device is off."""
         read, state = self._board
         if not self._machine.ready or time.monotonic() - read > FRESH:
-            entries = self._ask(b"s").rstrip(", ").split(", ")
+            entries = self._ask("board").rstrip(", ").split(", ")
             state = dict(_entry(text) for text in entries if text)
             self._board = (time.monotonic(), state)
         return state
+
+    def command(self, command: str):
+        """Writes to the board's control file."""
+        answer = self._ask(command)
+        self._board = (0.0, {})
+        if not answer:
+            raise DeviceOff("the device is off")
+        if answer != "ok":
+            raise Failure(f"the board refuses {command!r}: {answer}")
 
     def flips(self) -> int:
         """Pictures that the display has been given since the device was switched on."""
@@ -80,20 +95,21 @@ class Watch:
             try:
                 return view.shown() if view else None
             except KeyError:
-                view.learn(self._ask(b"p"))
+                view.learn(self._ask("picture"))
         return None
 
     def _current(self):
-        if self._machine.ready and self._boot != self._machine.boots:
-            answer = self._ask(b"p")
+        machine = self._machine
+        if machine.ready and not (self._boot == machine.boots and self._view.told):
+            answer = self._ask("picture")
             if answer:
                 self._view.learn(answer)
-        return self._view if self._machine.ready and self._boot == self._machine.boots else None
+        return self._view if machine.ready and self._boot == machine.boots else None
 
-    def _ask(self, question: bytes) -> str:
+    def _ask(self, line: str) -> str:
         with self._lock:
             try:
-                return self._ask_locked(question)
+                return self._ask_locked(line)
             except TimeoutError:
                 self._boot = 0
                 raise Failure("the device does not answer") from None
@@ -101,12 +117,12 @@ class Watch:
                 self._boot = 0
                 return ""
 
-    def _ask_locked(self, question: bytes) -> str:
+    def _ask_locked(self, line: str) -> str:
         if not self._machine.ready:
             return ""
         if self._boot != self._machine.boots:
             self._connect()
-        self._line.sendall(question)
+        self._line.sendall(f"{line}\n".encode())
         answer = self._answers.readline()
         if not answer.endswith("\n"):
             self._boot = 0  # the device went off, or its program ended
@@ -116,6 +132,9 @@ class Watch:
     def _connect(self):
         machine = self._machine
         boot = machine.boots
+        if self._line:
+            self._answers.close()
+            self._line.close()  # the port has one connection at a time
         self._line = machine.connect("watch")
         self._line.settimeout(PATIENCE)
         self._answers = self._line.makefile("r", encoding="ascii", newline="\n")

@@ -95,8 +95,6 @@ function showState() {
   showSleep(on);
   element("restart").classList.toggle("next", state.update === "complete");
   element("restart").textContent = state.update === "complete" ? "Restart into the new firmware" : "Restart";
-  document.querySelectorAll("fieldset:not(.wide)").forEach((part) => { part.disabled = !on; });
-  for (const id of ["cable", "attach", "choose"]) element(id).disabled = !on;
 }
 
 function showValue(target, value) {
