@@ -193,7 +193,8 @@ TEST_F(SubiProtocolTest, AnswersWhileTheCameraIsAtWork) {
             }
         }
     });
-    while (Selected(endpoint, 23, 66).reply) {
+    for (int requests = 0; Selected(endpoint, 23, 66).reply; ++requests) {
+        ASSERT_LT(requests, 100'000) << "the camera has not been forgotten";
         EXPECT_TRUE(Selected(endpoint, 26, 2).reply);
         EXPECT_TRUE(endpoint.In(61, 2).reply);
         EXPECT_EQ(endpoint.Out(60, Word(2)), silence);
