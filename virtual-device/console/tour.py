@@ -70,7 +70,7 @@ def tour(machine: Machine, say) -> int:
 
 def _perform(console: Console, line: str, folder: Path, pictures: list[Path]):
     """As in any script; only that what the tour makes is in the device's own folder."""
-    line = line.replace("TOUR/", f"{folder}/")
+    line = line.replace("TOUR/", f"{_here(folder)}/")
     console.execute(line)
     if line.startswith("screenshot "):
         pictures.append(Path(line.split()[1]))
