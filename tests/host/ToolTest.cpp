@@ -121,6 +121,13 @@ TEST_F(ToolTest, TellsWhyTheDeviceRefused) {
     bus.replaced[{53, 4}] = {0, 0, 5, 0};
     EXPECT_EQ(Run("session start"), exitRefused);
     EXPECT_THAT(err.str(), HasSubstr("refused to start the capture session"));
+    // Not what such a device answers.
+    bus.replaced = {{{53, 4}, test::Bytes(3)}};
+    EXPECT_EQ(Run("status"), exitRefused);
+    bus.replaced = {{{61, 2}, test::Bytes(1)}, {{78, 4}, test::Bytes{65, 0, 0, 0}}};
+    EXPECT_EQ(Run("session state"), exitRefused);
+    EXPECT_EQ(Run("klog"), exitRefused);
+    EXPECT_THAT(err.str(), HasSubstr("of 65 bytes; it has room for 64"));
 }
 
 TEST_F(ToolTest, ReadsTheFactorySettingsInPieces) {

@@ -1,5 +1,7 @@
 // The functions of the port but for the vendor function: drive, serial port and network.
 
+#include "tests/support/ErrorOf.h"
+#include "tests/support/OpenDescriptors.h"
 #include "tests/support/ScriptedSys.h"
 #include "tests/usb/UsbTree.h"
 #include "vantorel/system/Filesystem.h"
@@ -210,6 +212,13 @@ TEST_F(MassStorageTest, MakesAFreshDiskOnWhichOneSideWrites) {
         EXPECT_EQ(std::filesystem::status(image).permissions(), std::filesystem::perms{01130});
     }
     ::umask(mask);
+}
+
+TEST_F(MassStorageTest, LeavesAnImageWithoutRoomToTheEndOfTheProcess) {
+    const auto descriptors = CountOpenDescriptors();
+    sys->Ftruncate = [](int, off_t) { return FailWith(ENOSPC); };
+    EXPECT_EQ(ErrorOf([] { USBGadgetMassStorage("disk", "udc.0", "KIRO", 1, false); }), ENOSPC);
+    EXPECT_EQ(CountOpenDescriptors(), descriptors + 1);
 }
 
 } // namespace
