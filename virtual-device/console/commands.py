@@ -47,6 +47,7 @@ CABLE = "/sys/bus/usb/devices/usb1/1-0:1.0/usb1-port1/disable"
 KEYS = {"power": 116, "torch": 0x21E, "reset": 0x198}
 CLICK = 0.08  # seconds that a finger stays on a button
 BETWEEN_CLICKS = 0.12
+START_TIME_LIMIT = 60  # seconds; the application is copied to the device first
 SHELL_TIME_LIMIT = 60  # seconds; a command that hangs must not hold up a script for ever
 
 
@@ -208,7 +209,7 @@ class Console(Looking):
             raise Failure("the application runs already")
         settings = " ".join(f"{name}={value}" for name, value in self.surroundings.camera.items())
         option = "--serial-debugger" if arguments else ""
-        self.machine.check(f"/usr/libexec/vantorel/start {settings} {option}")
+        self.machine.check(f"/usr/libexec/vantorel/start {settings} {option}", START_TIME_LIMIT)
 
     def do_stop(self, arguments):
         need(arguments, 0, "stop")
@@ -234,7 +235,7 @@ class Console(Looking):
         around = [f"echo '{command}' > {BOARD}" for command in self.surroundings.board_commands()]
         if self.surroundings.cable:
             around.append(f"echo 0 > {CABLE}")
-        self.machine.check("\n".join(around))
+        self.machine.check("\n".join(around), START_TIME_LIMIT)
         self.do_start([])
 
     def do_update(self, arguments):

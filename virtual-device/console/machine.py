@@ -277,8 +277,8 @@ class Machine:
             output += f"ended after {seconds} s\n".encode()
         return int(answer[1]), output.decode(errors="replace")
 
-    def check(self, command: str) -> str:
-        status, output = self.run(command)
+    def check(self, command: str, seconds: int = 10) -> str:
+        status, output = self.run(command, seconds)
         if status != 0:
             raise Failure(output.strip() or f"exit status {status}")
         return output
