@@ -1,6 +1,7 @@
 // Plays arbitrary flash streams against a gauge that is not there. Neither files nor buses of the
 // machine are touched: every system call on the way is answered here.
 
+#include "tests/fuzz/Demand.h"
 #include "tests/support/ScriptedSys.h"
 #include "vantorel/fuelgauge/FuelGauge.h"
 #include "vantorel/service/Error.h"
@@ -23,12 +24,7 @@
 namespace {
 
 using namespace vantorel;
-
-void Demand(bool condition) {
-    if (!condition) {
-        std::abort();
-    }
-}
+using vantorel::test::Demand;
 
 /** The machine around the gauge. Its registers hold their own numbers: 00 01 02 ... */
 class World {

@@ -7,6 +7,7 @@
 #include "vantorel/logger/Logger.h"
 #include "vantorel/usb/USBGadgetSubi.h"
 
+#include "tests/fuzz/Demand.h"
 #include "tests/support/ScriptedSys.h"
 #include "tests/support/TextFiles.h"
 #include "vantorel/ui/UserInterfaceManager.h"
@@ -22,12 +23,7 @@
 namespace {
 
 using namespace vantorel;
-
-void Demand(bool condition) {
-    if (!condition) {
-        std::abort();
-    }
-}
+using vantorel::test::Demand;
 
 constexpr std::size_t recordSize = offsetof(kiroframe_t, buffer);
 

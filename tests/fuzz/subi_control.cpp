@@ -4,6 +4,7 @@
 // An input is a text that the camera calls its chip, then steps: a byte that says what happens (see
 // World::Step()) and what belongs to it.
 
+#include "tests/fuzz/Demand.h"
 #include "tests/support/OpenDescriptors.h"
 #include "tests/support/ScriptedSys.h"
 #include "vantorel/camera/Camera.h"
@@ -25,13 +26,8 @@
 namespace {
 
 using namespace vantorel;
+using vantorel::test::Demand;
 using Bytes = std::vector<std::uint8_t>;
-
-void Demand(bool condition) {
-    if (!condition) {
-        std::abort();
-    }
-}
 
 // Adding the function for real would start its thread. An explicit instantiation is the one place
 // that may name what is private.

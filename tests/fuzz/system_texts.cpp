@@ -3,6 +3,7 @@
 //
 // An input is a byte that chooses the reader, then what its file holds.
 
+#include "tests/fuzz/Demand.h"
 #include "tests/support/ScriptedSys.h"
 #include "tests/support/TextFiles.h"
 #include "vantorel/devices/Charger.h"
@@ -27,12 +28,7 @@
 namespace {
 
 using namespace vantorel;
-
-void Demand(bool condition) {
-    if (!condition) {
-        std::abort();
-    }
-}
+using vantorel::test::Demand;
 
 /** The device's files. */
 class World {

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <cstdlib>
+
+namespace vantorel::test {
+
+/** Ends the process, so that the fuzzer keeps the input, unless the condition holds. */
+inline void Demand(bool condition) {
+    if (!condition) {
+        std::abort();
+    }
+}
+
+} // namespace vantorel::test
