@@ -25,15 +25,15 @@ public:
             EXPECT_EQ(protection, PROT_READ | PROT_WRITE);
             EXPECT_EQ(flags, MAP_SHARED);
             offsets.push_back(offset);
-            void* memory = ::operator new(bytes);
+            // A mapping of its own: a child does not get it, and must not lose a part of the heap.
+            void* memory = ::mmap(nullptr, bytes, protection, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
             mapped[memory] = bytes;
             return memory;
         };
         sys->Munmap = [this](void* memory, std::size_t bytes) {
             EXPECT_EQ(mapped.at(memory), bytes);
             mapped.erase(memory);
-            ::operator delete(memory);
-            return 0;
+            return ::munmap(memory, bytes);
         };
         sys->Poll = [](pollfd* fds, nfds_t, int timeout) {
             EXPECT_EQ(fds->events, POLLIN);
