@@ -64,7 +64,7 @@ class Native:
         for count in (1, 4, 16):
             ours = found[f"Ours/{count}"]["time"]
             for other, label, limit in (("Loop", "virtual calls", 1.1), ("Sigc", "libsigc++", 1),
-                                        ("Boost", "Boost.Signals2", 1)):
+                                        ("Boost", "Boost.Signals2", 1), ("Qt", "Qt signals", 1)):
                 if f"{other}/{count}" in found:
                     yield Row(f"notification of {count}", ours, "ns",
                               found[f"{other}/{count}"]["time"], label, limit)

@@ -1,0 +1,39 @@
+/** One notification by a signal of Qt, in a file that Qt's own compiler reads first. */
+#include "benchmarks/Subject.h"
+
+#include <benchmark/benchmark.h>
+
+#include <QObject>
+
+#include <deque>
+
+namespace {
+
+using vantorel::benchmarks::Listener;
+using vantorel::benchmarks::Sum;
+
+class Emitter final : public QObject {
+    Q_OBJECT
+signals:
+    void Changed(quint32 value);
+};
+
+void Qt(benchmark::State& state) {
+    std::deque<Sum> sums(static_cast<std::size_t>(state.range(0)));
+    Emitter emitter;
+    for (Sum& sum : sums) {
+        Listener* const observer = &sum;
+        QObject::connect(&emitter, &Emitter::Changed,
+                         [observer](quint32 value) { observer->OnValue(value); });
+    }
+    quint32 value = 0;
+    for (auto _ : state) {
+        emit emitter.Changed(++value);
+        benchmark::ClobberMemory();
+    }
+}
+BENCHMARK(Qt)->Arg(1)->Arg(4)->Arg(16);
+
+} // namespace
+
+#include "QtSignal.moc"
