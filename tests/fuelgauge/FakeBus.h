@@ -28,9 +28,10 @@ public:
     explicit FakeBus(ScopedSys& sys) : ioctls(sys) {
         ioctls.On<i2c_rdwr_ioctl_data>(
             I2C_RDWR, [this](i2c_rdwr_ioctl_data& transfer) { return Transfer(transfer); });
-        ioctls.OnPlain(I2C_SLAVE, [this](void* address) {
-            Note("address" + Hex(reinterpret_cast<std::uintptr_t>(address)));
-            return slaveError == 0 ? 0 : FailWith(slaveError);
+        ioctls.OnPlain(I2C_SLAVE, [this](void* argument) {
+            const auto address = reinterpret_cast<std::uintptr_t>(argument);
+            Note("address" + Hex(address));
+            return address > 0x7f ? FailWith(EINVAL) : 0;
         });
         ioctls.On<gpio_v2_line_request>(0xc250b407, [this](gpio_v2_line_request& record) {
             line = record;
@@ -46,44 +47,42 @@ public:
     /** What was noted since the last call, with commas between. */
     std::string Take() { return std::exchange(log, {}); }
 
+    IoctlRecorder ioctls;
+    std::set<std::uint16_t> answering{0x55};
+    std::map<int, std::vector<std::uint8_t>>
+        answers;                       // to 0x5520: what address 0x55 reads from 0x20
+    std::map<std::string, int> errors; // of a transfer, by its note
+    gpio_v2_line_request line{};
+
+private:
     static std::string Hex(std::uintptr_t number) {
         char text[8];
         std::snprintf(text, sizeof text, " %02x", static_cast<unsigned>(number));
         return text;
     }
 
-    IoctlRecorder ioctls;
-    std::set<std::uint16_t> answering{0x55};
-    std::map<int, std::vector<std::uint8_t>>
-        answers;                       // to 0x5520: what address 0x55 reads from 0x20
-    std::map<std::string, int> errors; // of a transfer, by its note
-    int slaveError = 0;
-    gpio_v2_line_request line{};
-
-private:
     void Note(const std::string& note) { log += (log.empty() ? "" : ", ") + note; }
 
     int Transfer(i2c_rdwr_ioctl_data& transfer) {
         const i2c_msg& first = transfer.msgs[0];
         const i2c_msg& last = transfer.msgs[transfer.nmsgs - 1];
+        const bool reads = &last != &first;
         std::string note = Hex(first.addr).substr(1) + " w";
         for (int byte = 0; byte < first.len; ++byte) {
             note += Hex(first.buf[byte]);
         }
-        EXPECT_EQ(first.flags, 0);
-        if (&last != &first) {
-            note += " r " + std::to_string(last.len);
-            EXPECT_EQ(last.flags, I2C_M_RD);
-            EXPECT_EQ(last.addr, first.addr);
-        }
+        note += reads ? " r " + std::to_string(last.len) : "";
         Note(note);
-        if (const auto error = errors.find(note); error != errors.end()) {
-            return FailWith(error->second);
+        EXPECT_EQ(first.flags, 0);
+        EXPECT_EQ(last.flags, reads ? I2C_M_RD : 0);
+        EXPECT_EQ(last.addr, first.addr);
+        if (errors.contains(note)) {
+            return FailWith(errors[note]);
         }
         if (!answering.contains(first.addr)) {
             return FailWith(ENXIO);
         }
-        if (&last != &first) {
+        if (reads) {
             auto answer = answers[first.addr << 8 | first.buf[0]];
             answer.resize(last.len);
             std::ranges::copy(answer, last.buf);
