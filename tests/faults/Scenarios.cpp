@@ -9,10 +9,13 @@
 #include "tests/support/PrivateRoot.h"
 #include "vantorel/camera/Camera.h"
 #include "vantorel/devices/Button.h"
+#include "vantorel/devices/ButtonService.h"
 #include "vantorel/devices/Charger.h"
 #include "vantorel/devices/LCD.h"
+#include "vantorel/devices/LCDService.h"
 #include "vantorel/devices/TestFixture.h"
 #include "vantorel/devices/Thermometer.h"
+#include "vantorel/devices/ThermometerService.h"
 #include "vantorel/devices/Torch.h"
 #include "vantorel/fuelgauge/FuelGauge.h"
 #include "vantorel/logger/Logger.h"
@@ -55,6 +58,29 @@ struct Drivers {
     IoctlRecorder ioctls;
 };
 
+/** Reports the errors of which observers are told. */
+struct Reporter final : ButtonObserver, ConnectionObserver, LCDObserver, ThermometerObserver {
+    explicit Reporter(Faults& into) : faults(into) {}
+    void OnButtonUp(Button&) override {}
+    void OnButtonDown(Button&) override {}
+    void OnButtonError(Button&, Error& error) override { faults.Report(error.Value()); }
+    void OnConnectionStateChanged(ConnectionState, ConnectionState) override {}
+    void OnConnectionError(Error& error) override { faults.Report(error.Value()); }
+    void OnLCDDraw(LCD&, std::uint32_t*) override {}
+    void OnLCDError(LCD&, Error& error) override { faults.Report(error.Value()); }
+    void OnThermometerTemperatureQuery(Thermometer&, float) override {}
+    void OnThermometerError(Thermometer&, Error& error) override { faults.Report(error.Value()); }
+    Faults& faults;
+};
+
+/** One cycle of a service that a reporter observes. */
+template <typename Service>
+void Serve(Faults& faults, Service&& service) {
+    Reporter reporter(faults);
+    service.AddObserver(reporter);
+    service.ServiceFunction();
+}
+
 /** Waits for the detached workers: until this is the only thread. */
 void WaitForWorkers() {
     const auto threads = [] {
@@ -77,7 +103,8 @@ void UseSensors(Faults& faults) {
     TestFixture fixture("fixture", "/gpio");
     fixture.IsConnected();
     faults.At("thermometer");
-    Thermometer("thermometer", "/temperature").Temperature();
+    Thermometer thermometer("thermometer", "/temperature");
+    Serve(faults, ThermometerService(thermometer, std::chrono::milliseconds(0)));
     faults.At("torch");
     Torch torch("torch", "/torch/");
     torch.On();
@@ -93,21 +120,19 @@ void UseButton(Faults& faults) {
     };
     faults.Arm();
     faults.At("button");
-    EXPECT_EQ(Button("button", "/buttons", KEY_POWER).WaitForEvent().code, KEY_POWER);
+    Button button("button", "/buttons", KEY_POWER);
+    Serve(faults, ButtonService(button));
 }
 
 void UseDisplay(Faults& faults) {
     FakeCard card(faults.sys);
-    card.ioctls.On<drm::PageFlipRequest::Record>(drm::PageFlipRequest::number,
-                                                 [](drm::PageFlip&) { return 0; });
     faults.Arm();
     faults.At("display");
     try {
         LCD lcd("lcd", "/card");
-        for (int frame = 0; frame < 2; ++frame) {
-            lcd.SwapBuffers();
-            lcd.WaitForVSYNC();
-        }
+        faults.At("showing");
+        Serve(faults, LCDService(lcd));
+        Serve(faults, LCDService(lcd));
         faults.At("closing");
     } catch (const Error&) {
         EXPECT_TRUE(card.mapped.empty());
@@ -333,13 +358,6 @@ void UseUpdate(Faults& faults) {
     faults.At("unmounting");
 }
 
-struct Reporter final : ConnectionObserver {
-    explicit Reporter(Faults& into) : faults(into) {}
-    void OnConnectionStateChanged(ConnectionState, ConnectionState) override {}
-    void OnConnectionError(Error& error) override { faults.Report(error.Value()); }
-    Faults& faults;
-};
-
 void FindPower(Faults& faults) {
     ManualCamera sdk;
     Camera camera(kirocamera_sim_get_camera());
@@ -348,12 +366,9 @@ void FindPower(Faults& faults) {
     FuelGauge gauge("gauge", "/i2c", "/gpio", 3);
     USB usb("usb", "udc.0");
     usb.OnCameraConnect(camera);
-    ConnectionManager manager(charger, gauge, usb, std::chrono::milliseconds(0));
-    Reporter reporter(faults);
-    manager.AddObserver(reporter);
     faults.Arm();
     faults.At("gauge battery");
-    manager.ServiceFunction();
+    Serve(faults, ConnectionManager(charger, gauge, usb, std::chrono::milliseconds(0)));
 }
 
 constexpr Scenario list[] = {{"Sensors", UseSensors},
