@@ -15,9 +15,6 @@
 #include <cstring>
 #include <thread>
 
-#include <fcntl.h>
-#include <unistd.h>
-
 namespace vantorel {
 namespace {
 
@@ -43,12 +40,9 @@ public:
 TEST(Service, PausesBeforeTheFirstCallAndKeepsOneThread) {
     ScopedSys sys;
     std::atomic<int> pauses{0};
-    std::atomic<int> callsAtFirstPause{-1};
     CountingService service(1234ms);
     sys->Nanosleep = [&](const timespec* request, timespec*) {
-        if (pauses++ == 0) {
-            callsAtFirstPause = service.calls.load();
-        }
+        EXPECT_GE(pauses++, service.calls);
         EXPECT_EQ(request->tv_sec, 1);
         EXPECT_EQ(request->tv_nsec, 234'000'000);
         return 0;
@@ -58,15 +52,13 @@ TEST(Service, PausesBeforeTheFirstCallAndKeepsOneThread) {
     service.Start();
     service.WaitForCalls(3);
     service.Stop();
-    EXPECT_EQ(callsAtFirstPause, 0);
     EXPECT_EQ(pauses, service.calls); // a second thread would pause for the same calls
 }
 
 TEST(Service, RunsOnceInItsLifeAndSpinsWithoutSleepingForAnIntervalOfZeroOrLess) {
     for (const auto interval : {0ms, -5ms}) {
         ScopedSys sys;
-        std::atomic<int> pauses{0};
-        sys->Nanosleep = [&](const timespec*, timespec*) { return ++pauses, 0; };
+        sys->Nanosleep = [](const timespec*, timespec*) { return ADD_FAILURE(), 0; };
         CountingService service(interval);
         service.Start();
         service.WaitForCalls(10);
@@ -76,7 +68,6 @@ TEST(Service, RunsOnceInItsLifeAndSpinsWithoutSleepingForAnIntervalOfZeroOrLess)
         std::this_thread::sleep_for(20ms); // in which a second life would show
         service.Stop();
         EXPECT_EQ(service.calls, calls);
-        EXPECT_EQ(pauses, 0);
     }
 }
 
@@ -102,21 +93,16 @@ TEST(ServiceDeathTest, EndsTheProcessWhenDestroyedWhileItRuns) {
         testing::KilledBySignal(SIGABRT), "");
 }
 
-struct Listener {
-    explicit Listener(std::vector<Listener*>& heard) : told(heard) {}
-    void OnEvent(int) { told.push_back(this); }
-    std::vector<Listener*>& told;
-};
-
 TEST(ObserverList, TellsInTheOrderOfRegistrationAndChecksNothing) {
-    std::vector<Listener*> told;
-    Listener a(told);
-    Listener b(told);
+    struct Listener {
+        void OnEvent(std::vector<Listener*>& told) { told.push_back(this); }
+    } a, b;
     ObserverList<Listener> list;
-    list.Add(a);
-    list.Add(b);
-    list.Add(a);
-    list.Notify(&Listener::OnEvent, 1);
+    for (Listener* listener : {&a, &b, &a}) {
+        list.Add(*listener);
+    }
+    std::vector<Listener*> told;
+    list.Notify(&Listener::OnEvent, told);
     EXPECT_THAT(told, testing::ElementsAre(&a, &b, &a));
 }
 
@@ -143,29 +129,24 @@ TEST(Error, ComparesByNumberAndSpeaksThePlatformsTexts) {
     EXPECT_EQ(Error(ENOENT), Error(ENOENT));
     EXPECT_FALSE(Error(ENOENT) == Error(EINVAL));
     EXPECT_EQ(Error(ENOENT).ToString(), std::strerror(ENOENT));
-    EXPECT_EQ(Error(123456).ToString(), "Unknown error 123456");
     EXPECT_EQ(Error(-7).ToString(), "Unknown error -7");
 }
 
 TEST(UniqueFd, ClosesWhatItOwnsOnceAndKeepsErrno) {
-    const auto isOpen = [](int fd) { return ::fcntl(fd, F_GETFD) != -1; };
-    int raw = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    ScopedSys sys;
+    std::vector<int> closed;
+    sys->Close = [&](int fd) { return closed.push_back(fd), test::FailWith(EIO); };
+    errno = ENODEV;
     {
-        UniqueFd first(raw);
+        UniqueFd first(7);
         UniqueFd second(std::move(first));
-        EXPECT_EQ(first.Get(), -1);
-        EXPECT_TRUE(isOpen(raw));
-        second = UniqueFd();
-        EXPECT_FALSE(isOpen(raw));
-        errno = ENODEV;
+        EXPECT_THAT(closed, testing::IsEmpty());
+        second = UniqueFd(8);
+        EXPECT_THAT(closed, testing::ElementsAre(7));
+        EXPECT_EQ(UniqueFd(9).Release(), 9);
     }
+    EXPECT_THAT(closed, testing::ElementsAre(7, 8));
     EXPECT_EQ(errno, ENODEV);
-
-    UniqueFd released(::open("/dev/null", O_RDONLY | O_CLOEXEC));
-    raw = released.Release();
-    released.Reset();
-    EXPECT_TRUE(isOpen(raw));
-    ::close(raw);
 }
 
 } // namespace
