@@ -8,7 +8,6 @@
 
 #include <gmock/gmock.h>
 
-#include <sys/klog.h>
 #include <sys/wait.h>
 
 namespace vantorel::test {
@@ -78,34 +77,11 @@ TEST_F(ControlTest, AnswersEveryRequest) {
     EXPECT_THAT(output.Take(), HasSubstr("SUBI: ep0 read failed errno: 51\n"));
 }
 
-TEST_F(ControlTest, TellsWhatTheDeviceAloneKnows) {
-    const Outcome record = Selected(*host, 0, 36);
-    ASSERT_TRUE(record.reply && record.reply->size() == 36);
-    EXPECT_EQ(Bytes(record.reply->begin(), record.reply->begin() + 4), (Bytes{32, 27, 1, 5}));
-
-    manager.OnConnectionStateChanged(ConnectionState::Battery, ConnectionState::Undetermined);
-    const float spot = -10;
-    kirocamera_sim_set_header(131, &spot, sizeof spot);
-    EXPECT_EQ(sdk.Frame(), 0);
-    EXPECT_EQ(Selected(*host, 26, 2), Reply(Word(0xfec0)));
-    EXPECT_EQ(host->In(61, 2), Reply(Word(1)));
-
-    // What Windows asks for to find a driver by itself.
+// What Windows asks for to find a driver by itself.
+TEST_F(ControlTest, TellsWindowsThatItHasADriver) {
     Bytes text(18);
     ASSERT_EQ(host->Control(0x80, 6, 0x3ee, text.data(), text.size()), 18);
     EXPECT_EQ(text, (Bytes{18, 3, 'M', 0, 'S', 0, 'F', 0, 'T', 0, '1', 0, '0', 0, '0', 0, 205, 0}));
-}
-
-TEST_F(ControlTest, HandsOutTheKernelsLog) {
-    for (std::array<char, 4096> old{}; ::klogctl(9, nullptr, 0) > 0;) {
-        ::klogctl(2, old.data(), static_cast<int>(old.size()));
-    }
-    EXPECT_EQ(Selected(*host, 13, 4), Reply({0, 0, 0, 0}))
-        << "an empty log must not keep the host waiting";
-    std::ofstream("/dev/kmsg") << "a line for the host" << std::endl;
-    Selected(*host, 13, 4);
-    EXPECT_THAT(Selected(*host, 14, 4).reply, testing::Optional(testing::SizeIs(4)))
-        << "as much as the host has room for";
 }
 
 } // namespace
