@@ -17,6 +17,7 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <functional>
 #include <iostream>
 #include <random>
 #include <set>
@@ -106,7 +107,7 @@ public:
         }).detach();
         for (int left = Up(400); left > 0; --left) {
             std::this_thread::sleep_for(std::chrono::microseconds(Up(5000)));
-            Happen(Up(18));
+            Happen();
             Look();
         }
         if (statusLines->sessionWanted && !statusLines->bound) {
@@ -151,73 +152,32 @@ private:
         Release();
     }
 
-    void Happen(int event) {
+    void Happen() {
         static constexpr int keys[] = {board::powerKey, board::torchKey, board::resetKey};
         static constexpr int errors[] = {EIO, ETIMEDOUT, ENXIO, EBUSY, EINTR, ENODEV};
         const int error = errors[Up(6)];
-        if (event < 3 && Up(8) > 0) {
-            return; // a state lasts a while
-        }
-        switch (event) {
-        case 0:
-            machine->charger = Up(2);
-            break;
-        case 1:
-            machine->battery = Up(2);
-            break;
-        case 2:
-            machine->configured = Up(2);
-            break;
-        case 3:
-            machine->level = Up(256);
-            break;
-        case 4:
-            machine->temperature = Up(200'000) - 50'000;
-            break;
-        case 5:
-            machine->chargerError = Sometimes(error);
-            break;
-        case 6:
-            machine->temperatureError = Sometimes(error);
-            break;
-        case 7:
-            machine->portError = Sometimes(error);
-            break;
-        case 8: // a gauge that cannot be reset keeps the device from starting
-            machine->gaugeError = machine->gaugePolled > 0 ? error : 0;
-            break;
-        case 9:
-            machine->displayError = error;
-            break;
-        case 10:
-            Camera("rate " + std::to_string(20 + Up(220)));
-            break;
-        case 11:
-            if (connected) {
-                Camera("error " + std::to_string(-Up(10)));
-            }
-            break;
-        case 12:
-            if (Up(20) == 0) {
-                Disconnect();
-            } else if (!connected) {
-                connected = true;
-                Camera("connect");
-            }
-            break;
-        case 13:
-            ::vantorelui_sim_event(Up(4));
-            break;
-        case 14:
-            WriteUpdate();
-            break;
-        default:
-            machine->Key(keys[Up(3)], Up(3));
-        }
-    }
-
-    void WriteUpdate() {
-        std::ofstream(std::string(Machine::driveDirectory) + "THERMAL.STR") << "archive";
+        const std::function<void()> rare[] = {
+            [&] { machine->charger = Up(2); }, [&] { machine->battery = Up(2); },
+            [&] { machine->configured = Up(2); }, [&] { Disconnect(); }};
+        const std::function<void()> events[] = {
+            [&] { machine->level = Up(256); }, [&] { machine->temperature = Up(200'000) - 50'000; },
+            [&] { machine->chargerError = Sometimes(error); },
+            [&] { machine->temperatureError = Sometimes(error); },
+            [&] { machine->portError = Sometimes(error); },
+            // A gauge that cannot be reset keeps the device from starting.
+            [&] { machine->gaugeError = machine->gaugePolled > 0 ? error : 0; },
+            [&] { machine->displayError = error; },
+            [&] { Camera("rate " + std::to_string(20 + Up(220))); },
+            [&] {
+                Camera(std::exchange(connected, true) ? "error " + std::to_string(-Up(10))
+                                                      : "connect");
+            },
+            [&] { ::vantorelui_sim_event(Up(4)); },
+            [&] {
+                std::ofstream(std::string(Machine::driveDirectory) + "THERMAL.STR") << "archive";
+            },
+            [&] { machine->Key(keys[Up(3)], Up(3)); }, [&] { machine->Key(keys[Up(3)], Up(3)); }};
+        Up(40) == 0 ? rare[Up(4)]() : events[Up(13)]();
     }
 
     void Look() {

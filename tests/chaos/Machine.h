@@ -7,9 +7,11 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cstring>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include <fcntl.h>
@@ -91,21 +93,21 @@ private:
 
     void ScriptFiles() {
         sys->Open = [this](const char* path, int flags, unsigned mode) {
-            const Kind kind = KindOf(path);
             if (std::string_view(path) == "/dev/subi/ep0") {
                 return FakeEndpoint::endpointFd;
             }
-            int fd = -1;
-            if (std::array<int, 2> pipe{}; kind == Keys && ::pipe2(pipe.data(), O_CLOEXEC) == 0) {
-                fd = pipe[0];
-                keyboards.push_back(pipe[1]);
+            const Kind kind = KindOf(path);
+            std::array<int, 2> ends{};
+            if (kind == Keys) {
+                static_cast<void>(!::pipe2(ends.data(), O_CLOEXEC));
+                keyboards.push_back(ends[1]);
             } else {
-                fd = ::open(kind == File ? path : "/dev/null", flags, mode);
+                ends[0] = ::open(kind == File ? path : "/dev/null", flags, mode);
             }
-            if (fd >= 0) {
-                kinds.at(static_cast<std::size_t>(fd)).store(kind, std::memory_order_relaxed);
+            if (ends[0] >= 0) {
+                kinds.at(static_cast<std::size_t>(ends[0])).store(kind, std::memory_order_relaxed);
             }
-            return fd;
+            return ends[0];
         };
         sys->Close = [](int fd) { return fd >= FakeEndpoint::endpointFd ? 0 : ::close(fd); };
         sys->Eventfd = [](unsigned, int) { return FakeEndpoint::wakeFd; };
@@ -114,15 +116,12 @@ private:
         };
         sys->Rmdir = [](const char*) { return 0; };
         sys->Unlink = [](const char*) { return 0; };
-        sys->Mount = [](const char*, const char*, const char*, unsigned long, const void*) {
-            return 0;
-        };
+        sys->Mount = [](auto...) { return 0; };
         sys->Umount = [](const char*) { return 0; };
         sys->Nanosleep = [](const timespec* request, timespec*) {
-            const long long time = (request->tv_sec * 1'000'000'000LL + request->tv_nsec) / 50;
-            const timespec shorter{static_cast<time_t>(time / 1'000'000'000),
-                                   static_cast<long>(time % 1'000'000'000)};
-            return ::nanosleep(&shorter, nullptr);
+            const auto time =
+                std::chrono::seconds(request->tv_sec) + std::chrono::nanoseconds(request->tv_nsec);
+            return std::this_thread::sleep_for(time / 50), 0;
         };
     }
 
@@ -156,8 +155,7 @@ private:
                 return endpoint.sys->Poll(waits, count, timeout);
             }
             if (KindOf(waits->fd) == Card) {
-                const timespec refresh{0, 3'000'000};
-                ::nanosleep(&refresh, nullptr);
+                std::this_thread::sleep_for(std::chrono::milliseconds(3));
                 ++flips;
                 return waits->revents = POLLIN, 1;
             }
@@ -181,14 +179,13 @@ private:
         };
         sys->Mmap = cardSys->Mmap;
         sys->Munmap = cardSys->Munmap;
-        sys->Madvise = [](void*, std::size_t, int) { return 0; };
+        sys->Madvise = [](auto...) { return 0; };
         sys->Klogctl = [](int, char*, int) { return 4; };
     }
 
     void ScriptProcesses() {
         sys->Fork = [] { return 4242; };
-        sys->Spawn = [](pid_t* child, const char*, const posix_spawn_file_actions_t*,
-                        const posix_spawnattr_t*, char* const* arguments, char* const*) {
+        sys->Spawn = [](pid_t* child, auto, auto, auto, char* const* arguments, auto) {
             *child = 4242;
             if (arguments[1] != nullptr && std::string_view(arguments[1]) == "tar") {
                 for (const char* member : {"/tmp/update/fit", "/tmp/update/rootfs"}) {
@@ -197,12 +194,7 @@ private:
             }
             return 0;
         };
-        sys->Waitpid = [](pid_t child, int* status, int) {
-            if (status != nullptr) {
-                *status = 0;
-            }
-            return child;
-        };
+        sys->Waitpid = [](pid_t child, int*, int) { return child; }; // with the status 0
         sys->Kill = [](pid_t, int) { return 0; };
         sys->Sync = [] {};
         sys->Reboot = [this](int) { return ++powerOffs, 0; };
