@@ -38,7 +38,7 @@ struct Result {
     std::vector<test::MadeCall> made;
 };
 
-Result Play(const Scenario& scenario, int failingCall, int withError) {
+Result Play(const Scenario& scenario, std::size_t failingCall, int withError) {
     Faults faults(failingCall, withError);
     Result result;
     try {
@@ -53,14 +53,12 @@ Result Play(const Scenario& scenario, int failingCall, int withError) {
 }
 
 /** Not always: a copy that a signal has interrupted goes on with one call more. */
-bool Struck(const Result& result, int at, const test::MadeCall& call) {
-    const auto index = static_cast<std::size_t>(at);
-    return index < result.made.size() && result.made[index].kind == call.kind &&
-           result.made[index].where == call.where && result.made[index].index == call.index;
+bool Struck(const Result& result, std::size_t at, const test::MadeCall& call) {
+    return at < result.made.size() && result.made[at] == call;
 }
 
 /** Whether the process ends by itself in a failure that nobody can go on after. */
-bool EndsTheProcess(const Scenario& scenario, int failingCall, int withError) {
+bool EndsTheProcess(const Scenario& scenario, std::size_t failingCall, int withError) {
     const pid_t child = ::fork();
     if (child == 0) {
         const int nowhere = ::open("/dev/null", O_RDWR | O_CLOEXEC);
@@ -98,17 +96,17 @@ protected:
     }
     void TearDown() override { ::umount("/proc"); }
 
-    void Fail(const Scenario& scenario, int at, const test::MadeCall& call, int error) {
+    void Fail(const Scenario& scenario, std::size_t at, const test::MadeCall& call, int error) {
         const test::Promise promise = test::PromiseOf(call, error);
         std::ostringstream text;
         text << scenario.name << ", call " << at << ": " << call.where << " " << call.index << ", "
-             << call.kind->name << " " << ::strerrorname_np(error);
+             << call.Name() << " " << ::strerrorname_np(error);
         current = text.str();
         SCOPED_TRACE(current);
         ++failures;
         if (promise.outcome == test::Outcome::Ends) {
             // A process of its own takes long under a sanitizer: one way to fail stands for all.
-            EXPECT_TRUE((sanitized && error != call.kind->errors.front()) ||
+            EXPECT_TRUE((sanitized && error != test::errors[0]) ||
                         EndsTheProcess(scenario, at, error));
             return;
         }
@@ -122,7 +120,7 @@ protected:
                                 : promise.becomes != 0                   ? promise.becomes
                                                                          : error);
         // A child for which waiting has failed is not waited for again.
-        const int children = call.kind->call == test::Call::Waitpid ? 1 : 0;
+        const int children = call.call == test::Call::Waitpid ? 1 : 0;
         EXPECT_LE(result.kept, scenario.kept + promise.keeps + children);
     }
 
@@ -133,22 +131,20 @@ protected:
 };
 
 TEST_F(FaultSweep, KeepsWhatEveryOperationPromises) {
-    std::set<std::string> reached;
+    std::set<test::Call> reached;
     for (const Scenario& scenario : test::Scenarios()) {
-        const Result whole = Play(scenario, -1, 0);
+        const Result whole = Play(scenario, Faults::none, 0);
         EXPECT_EQ(whole.error, 0) << scenario.name;
         EXPECT_EQ(whole.kept, scenario.kept) << scenario.name;
         for (std::size_t at = 0; at < whole.made.size(); ++at) {
             const test::MadeCall& call = whole.made[at];
-            reached.insert(call.kind->name);
-            for (const int error : call.kind->errors) {
-                Fail(scenario, static_cast<int>(at), call, error);
+            reached.insert(call.call);
+            for (const int error : test::errors) {
+                Fail(scenario, at, call, error);
             }
         }
     }
-    for (const test::CallKind& kind : test::callKinds) {
-        EXPECT_TRUE(reached.contains(kind.name)) << kind.name << " is in no scenario";
-    }
+    EXPECT_EQ(reached.size(), std::size(test::callNames)) << "a system call is in no scenario";
     EXPECT_TRUE(test::UnusedPromises().empty()) << test::UnusedPromises();
     RecordProperty("failures", failures);
 }

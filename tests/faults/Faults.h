@@ -1,11 +1,11 @@
 #pragma once
 
-#include "tests/faults/Errnos.h"
 #include "tests/support/ScriptedSys.h"
 #include "vantorel/service/private/SysFunctions.h"
 
 #include <cerrno>
 #include <functional>
+#include <limits>
 #include <mutex>
 #include <optional>
 #include <set>
@@ -26,25 +26,23 @@ enum class Call {
 #undef VANTOREL_NAME_CALL
 };
 
-struct CallKind {
-    Call call;
-    const char* name;
-    const errnos::List& errors;
+inline constexpr const char* callNames[] = {
+#define VANTOREL_NAME_CALL(result, name, target, parameters, arguments) #name,
+    VANTOREL_SYSTEM_CALLS(VANTOREL_NAME_CALL)
+#undef VANTOREL_NAME_CALL
 };
 
-/** Every call of the door. A call whose errors nobody has looked up does not compile here. */
-inline const std::vector<CallKind> callKinds = {
-#define VANTOREL_DESCRIBE_CALL(result, name, target, parameters, arguments)                        \
-    {Call::name, #name, errnos::name},
-    VANTOREL_SYSTEM_CALLS(VANTOREL_DESCRIBE_CALL)
-#undef VANTOREL_DESCRIBE_CALL
-};
+/** What every call fails with: whatever the library or one of its callers could single out. */
+inline constexpr int errors[] = {EIO,   EPERM,  ENOENT, EINTR,  ENXIO,  EAGAIN, ENOMEM,   EACCES,
+                                 EBUSY, EEXIST, ENODEV, EINVAL, ENOSPC, ENOSYS, ETIMEDOUT};
 
 /** One call that was made. */
 struct MadeCall {
-    const CallKind* kind;
+    Call call;
     std::string where; // the step of the scenario
     int index;         // within the step
+    const char* Name() const { return callNames[static_cast<std::size_t>(call)]; }
+    bool operator==(const MadeCall&) const = default;
 };
 
 /**
@@ -53,7 +51,11 @@ struct MadeCall {
  */
 class Faults {
 public:
-    Faults(int failingCall, int withError) : failing(failingCall), error(withError) { Script(); }
+    static constexpr std::size_t none = std::numeric_limits<std::size_t>::max();
+
+    Faults(std::size_t failingCall, int withError) : failing(failingCall), error(withError) {
+        Script();
+    }
 
     /** From now on calls count. To be called when all other hooks are in their places. */
     void Arm(bool ofAllThreads = true) {
@@ -124,8 +126,8 @@ private:
         if (!allThreads && std::this_thread::get_id() != owner) {
             return false;
         }
-        made.push_back({&callKinds[static_cast<std::size_t>(call)], where, index++});
-        return static_cast<int>(made.size()) - 1 == failing;
+        made.push_back({call, where, index++});
+        return made.size() - 1 == failing;
     }
 
     void Script() {
@@ -170,7 +172,7 @@ private:
         sys->Klogctl = [](int, char*, int) { return 4; };
     }
 
-    const int failing;
+    const std::size_t failing;
     const int error;
     const int descriptors = CountDescriptors();
     const std::thread::id owner = std::this_thread::get_id();

@@ -35,8 +35,10 @@ inline std::vector<Promise>& Promises() {
     constexpr auto silent = Outcome::Silent;
     constexpr auto ends = Outcome::Ends;
     constexpr int last = std::numeric_limits<int>::max();
-    const std::vector<int> notStarted = {EACCES, ENOENT, ENOEXEC, E2BIG, EIO, ETXTBSY};
+    const std::vector<int> notStarted = {EIO,   EPERM,  ENOENT, EINTR,  ENXIO,  EACCES,
+                                         EBUSY, EEXIST, ENODEV, EINVAL, ENOSPC, ETIMEDOUT};
     static std::vector<Promise> table = {
+        {"", "Sync", silent, "it cannot fail"},
         {"", "Close", silent, "whatever close() says, the descriptor is closed"},
         {"", "Munmap", silent, "nothing can be done about it"},
         {"", "Madvise", silent, "the picture shows without it"},
@@ -50,10 +52,10 @@ inline std::vector<Promise>& Promises() {
         {"", "Access", silent, "a file that cannot be seen is not there"},
         {"display", "Ioctl", silent, "the first opener is master anyway", {}, 1, 1},
         {"showing", "Ioctl", silent, "the picture is drawn again", {EINTR, ETIMEDOUT}},
-        {"showing", "Poll", silent, "the next picture waits for both", {EINTR}},
+        {"showing", "Poll", silent, "the next picture waits for both", {EINTR, ETIMEDOUT}},
         {"showing", "Read", silent, "what the event says is not looked at"},
         {"closing", "Ioctl", silent, "closing the card does it, too"},
-        {"button", "Poll", silent, "the button is waited for again", {EINTR}},
+        {"button", "Poll", silent, "the button is waited for again", {EINTR, ETIMEDOUT}},
         {"button", "Read", silent, "the button waits for the next event"},
         {"gauge reading", "", silent, "a gauge that does not answer reads 0", {ENXIO}},
         {"gauge battery", "", silent, "it is looked for in ROM mode next", {ENXIO}, 0, 0},
@@ -93,7 +95,7 @@ inline std::vector<Promise>& Promises() {
 inline Promise PromiseOf(const MadeCall& call, int error) {
     for (Promise& promise : Promises()) {
         if ((promise.where.empty() || promise.where == call.where) &&
-            (promise.call.empty() || promise.call == call.kind->name) &&
+            (promise.call.empty() || promise.call == call.Name()) &&
             (promise.errors.empty() || std::ranges::count(promise.errors, error) != 0) &&
             promise.from <= call.index && call.index <= promise.to) {
             promise.used = true;

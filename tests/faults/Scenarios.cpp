@@ -58,19 +58,34 @@ struct Drivers {
     IoctlRecorder ioctls;
 };
 
-/** Reports the errors of which observers are told. */
-struct Reporter final : ButtonObserver, ConnectionObserver, LCDObserver, ThermometerObserver {
+/** Reports the errors of which observers are told, and names the stages of an update. */
+struct Reporter final : ButtonObserver,
+                        ConnectionObserver,
+                        FirmwareUpdateObserver,
+                        LCDObserver,
+                        ThermometerObserver {
     explicit Reporter(Faults& into) : faults(into) {}
+    void Report(const Error& error) {
+        faults.Report(error.Value());
+        ended = true;
+    }
     void OnButtonUp(Button&) override {}
     void OnButtonDown(Button&) override {}
-    void OnButtonError(Button&, Error& error) override { faults.Report(error.Value()); }
+    void OnButtonError(Button&, Error& error) override { Report(error); }
     void OnConnectionStateChanged(ConnectionState, ConnectionState) override {}
-    void OnConnectionError(Error& error) override { faults.Report(error.Value()); }
+    void OnConnectionError(Error& error) override { Report(error); }
+    void OnFirmwareUpdateFileFound(FirmwareUpdateManager&) override { faults.At("unpacking"); }
+    void OnFirmwareUpdateFileValid(FirmwareUpdateManager&) override {}
+    void OnFirmwareUpdateBegin(FirmwareUpdateManager&) override { faults.At("writing"); }
+    void OnFirmwareUpdateInProgress(FirmwareUpdateManager&, std::uint8_t) override {}
+    void OnFirmwareUpdateComplete(FirmwareUpdateManager&) override { ended = true; }
+    void OnFirmwareUpdateError(FirmwareUpdateManager&, Error& error) override { Report(error); }
     void OnLCDDraw(LCD&, std::uint32_t*) override {}
-    void OnLCDError(LCD&, Error& error) override { faults.Report(error.Value()); }
+    void OnLCDError(LCD&, Error& error) override { Report(error); }
     void OnThermometerTemperatureQuery(Thermometer&, float) override {}
-    void OnThermometerError(Thermometer&, Error& error) override { faults.Report(error.Value()); }
+    void OnThermometerError(Thermometer&, Error& error) override { Report(error); }
     Faults& faults;
+    bool ended = false;
 };
 
 /** One cycle of a service that a reporter observes. */
@@ -321,22 +336,6 @@ void UseLogger(Faults& faults) {
     const Logger logger("/log/");
 }
 
-/** Names the stage of an update and reports its failure. */
-struct UpdateStages final : FirmwareUpdateObserver {
-    explicit UpdateStages(Faults& under) : faults(under) {}
-    void OnFirmwareUpdateFileFound(FirmwareUpdateManager&) override { faults.At("unpacking"); }
-    void OnFirmwareUpdateFileValid(FirmwareUpdateManager&) override {}
-    void OnFirmwareUpdateBegin(FirmwareUpdateManager&) override { faults.At("writing"); }
-    void OnFirmwareUpdateInProgress(FirmwareUpdateManager&, std::uint8_t) override {}
-    void OnFirmwareUpdateComplete(FirmwareUpdateManager&) override { ended = true; }
-    void OnFirmwareUpdateError(FirmwareUpdateManager&, Error& error) override {
-        faults.Report(error.Value());
-        ended = true;
-    }
-    Faults& faults;
-    bool ended = false;
-};
-
 void UseUpdate(Faults& faults) {
     std::filesystem::create_directories("/tmp/update");
     faults.onFork = [] { // any program: the archive is unpacked
@@ -348,13 +347,13 @@ void UseUpdate(Faults& faults) {
     faults.At("drive");
     Filesystem drive("/dev/x", "/drive", "none", false, true);
     FirmwareUpdateManager manager(drive);
-    UpdateStages stages(faults);
-    manager.AddObserver(stages);
+    Reporter reporter(faults);
+    manager.AddObserver(reporter);
     faults.At("looking");
-    for (int poll = 0; poll < 10 && !stages.ended; ++poll) {
+    for (int poll = 0; poll < 10 && !reporter.ended; ++poll) {
         manager.ServiceFunction();
     }
-    EXPECT_TRUE(stages.ended) << "the update has not been taken up again";
+    EXPECT_TRUE(reporter.ended) << "the update has not been taken up again";
     faults.At("unmounting");
 }
 
