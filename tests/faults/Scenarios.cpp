@@ -34,9 +34,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <condition_variable>
 #include <cstring>
-#include <mutex>
 #include <thread>
 
 #include <linux/gpio.h>
@@ -269,51 +267,33 @@ void UsePort(Faults& faults) {
 }
 
 /** The kernel's side of the vendor function: endless requests for the kernel's log. */
-class LogRequests {
-public:
-    explicit LogRequests(Faults& faults) {
-        faults.sys->Poll = [this](pollfd* waits, nfds_t, int) {
-            std::unique_lock lock(mutex);
-            if (std::this_thread::get_id() != owner) {
-                changed.wait(lock, [this] { return woken; }); // the worker: this thread asks
-                waits[1].revents = POLLIN;
-            } else {
-                waits[0].revents = POLLIN;
-            }
-            return 1;
-        };
-        faults.sys->Read = [this](int, void* data, std::size_t size) {
-            static constexpr std::array<std::uint8_t, 12> requests[] = {
-                {0x41, 85, 0, 0, 0, 0, 2, 0, 4}, {0xc1, 78, 0, 0, 0, 0, 4, 0, 4}};
-            if (size == 12) {
-                std::memcpy(data, &requests[next++ % 2], size);
-            } else if (size == 2) {
-                std::memcpy(data, "\15", size); // selects the log
-            }
-            return static_cast<ssize_t>(size);
-        };
-        faults.sys->Write = [](int, const void*, std::size_t size) {
-            return static_cast<ssize_t>(size);
-        };
-    }
-    void Wake() {
-        const std::lock_guard lock(mutex);
-        woken = true;
-        changed.notify_all();
-    }
-
-private:
-    const std::thread::id owner = std::this_thread::get_id();
-    std::mutex mutex;
-    std::condition_variable changed;
-    bool woken = false;
-    int next = 0;
-};
+void RequestLog(Faults& faults) {
+    faults.sys->Poll = [owner = std::this_thread::get_id()](pollfd* waits, nfds_t, int) {
+        // This thread asks. The function's own one is woken all the time, as if it were to end.
+        const bool isOwner = std::this_thread::get_id() == owner;
+        waits[isOwner ? 0 : 1].revents = POLLIN;
+        std::this_thread::sleep_for(std::chrono::microseconds(isOwner ? 0 : 50));
+        return 1;
+    };
+    faults.sys->Read = [next = 0](int, void* data, std::size_t size) mutable {
+        static constexpr std::array<std::uint8_t, 12> requests[] = {
+            {0x41, 85, 0, 0, 0, 0, 2, 0, 4}, {0xc1, 78, 0, 0, 0, 0, 4, 0, 4}};
+        if (size == 12) {
+            std::memcpy(data, &requests[next++ % 2], size);
+        } else if (size == 2) {
+            std::memcpy(data, "\15", size); // selects the log
+        }
+        return static_cast<ssize_t>(size);
+    };
+    faults.sys->Write = [](int, const void*, std::size_t size) {
+        return static_cast<ssize_t>(size);
+    };
+}
 
 void UseSubi(Faults& faults) {
     ManualCamera sdk;
     Camera camera(kirocamera_sim_get_camera());
-    LogRequests requests(faults);
+    RequestLog(faults);
     faults.Arm(false);
     faults.At("function");
     USBGadgetSubi subi("subi", "udc.0");
@@ -324,7 +304,6 @@ void UseSubi(Faults& faults) {
     for (int count = 0; count < 4; ++count) {
         subi.ServiceFunction();
     }
-    requests.Wake();
     faults.At("removing");
     subi.OnRemove();
 }
