@@ -92,8 +92,9 @@ TEST_F(LCDTest, IsDrawnIntoTheBufferThatIsNotOnScreenAndWaitedForOncePerFlip) {
     service.ServiceFunction();
     std::uint32_t* const first = lcd.BackBuffer();
     EXPECT_NE(first, second);
-    card.ioctls.FailAfter(0, EBUSY);
+    const auto working = std::exchange(sys->Ioctl, [](auto...) { return test::FailWith(EBUSY); });
     service.ServiceFunction();
+    sys->Ioctl = working;
     service.ServiceFunction(); // draws once more what could not be shown
     EXPECT_THAT(recorder.drawn, ElementsAre(second, first, first));
     EXPECT_EQ(lcd.BackBuffer(), second);

@@ -1,4 +1,4 @@
-#include "tests/fuelgauge/GaugeOnFakeBus.h"
+#include "tests/fuelgauge/FakeBus.h"
 #include "vantorel/service/Error.h"
 
 #include <gmock/gmock.h>

@@ -1,6 +1,6 @@
 #include "vantorel/fuelgauge/FuelGaugeService.h"
 
-#include "tests/fuelgauge/GaugeOnFakeBus.h"
+#include "tests/fuelgauge/FakeBus.h"
 #include "tests/support/ErrorOf.h"
 
 #include <gmock/gmock.h>
@@ -8,8 +8,6 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
-#include <iomanip>
-#include <sstream>
 
 namespace vantorel {
 namespace {
@@ -32,9 +30,7 @@ protected:
 
     template <typename Value>
     void Note(const std::string& what, Value value) {
-        std::ostringstream text;
-        text << what << ' ' << std::setprecision(9) << +value;
-        heard.push_back(text.str());
+        heard.push_back(what + " " + std::to_string(value));
         ++told;
         told.notify_all();
         if (what == throwsAt) {
@@ -107,12 +103,12 @@ TEST_F(FuelGaugeTest, TellsReadingsAndFailuresToAllInOrderEachOnItsOwn) {
     bus.answers = {
         {0x5520, {255}}, {0x5522, {0xFF, 0x7F}}, {0x5508, {0xFF, 0xFF}}, {0x5506, {0, 0}}};
     EXPECT_EQ(Pass(),
-              (Notes{"level 255", "current 32767", "volts 65.5350037", "celsius -273.149994"}));
+              (Notes{"level 255", "current 32767", "volts 65.535004", "celsius -273.149994"}));
     bus.answers = {
         {0x5520, {87}}, {0x5522, {0x9C, 0xFF}}, {0x5508, {0x74, 0x0E}}, {0x5506, {0xA5, 0x0B}}};
     const Notes reads{"55 w 20 r 1", "55 w 22 r 2", "55 w 08 r 2", "55 w 06 r 2"};
-    const Notes values{"level 87", "current -100", "volts 3.70000005", "celsius 24.9500103"};
-    const Notes zeros{"level 0", "current 0", "volts 0", "celsius 0"};
+    const Notes values{"level 87", "current -100", "volts 3.700000", "celsius 24.950010"};
+    const Notes zeros{"level 0", "current 0", "volts 0.000000", "celsius 0.000000"};
     for (std::size_t failing = 0; failing < reads.size(); ++failing) {
         Notes expected = values;
         expected[failing] = "error 110";

@@ -1,7 +1,7 @@
 // Plays a complete stream against the virtual device's model of the gauge, and interrupts it
 // everywhere: whatever the moment, the next start must find the gauge and complete the update.
 
-#include "tests/fuelgauge/GaugeOnFakeBus.h"
+#include "tests/fuelgauge/FakeBus.h"
 #include "vantorel/service/Error.h"
 
 #include <cstring>

@@ -19,9 +19,6 @@ public:
     explicit IoctlRecorder(ScopedSys& sys) {
         sys->Ioctl = [this](int, unsigned long request, void* argument) {
             requests.push_back(request);
-            if (std::exchange(failAt, failAt - 1) == 0) {
-                return FailWith(failure);
-            }
             const auto answer = answers.find(request);
             return answer == answers.end() ? FailWith(ENOTTY) : answer->second(argument);
         };
@@ -40,18 +37,10 @@ public:
         answers[request] = std::move(answer);
     }
 
-    /** Lets one of the coming requests fail, after a number of others. */
-    void FailAfter(int others, int error) {
-        failAt = others;
-        failure = error;
-    }
-
     std::vector<unsigned long> requests;
 
 private:
     std::map<unsigned long, std::function<int(void*)>> answers;
-    int failAt = -1;
-    int failure = 0;
 };
 
 } // namespace vantorel::test

@@ -2,14 +2,14 @@
 
 #include "tests/support/PrivateMounts.h"
 
-#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
+#include <ranges>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include <sys/stat.h>
@@ -79,16 +79,12 @@ public:
 
     /** The calls in the order in which the programs were started, as "/sbin/modprobe|loop". */
     std::vector<std::string> Calls() const {
-        std::vector<std::pair<int, std::string>> calls;
+        std::map<int, std::string> calls;
         for (const auto& entry : std::filesystem::directory_iterator("/calls")) {
-            calls.emplace_back(std::stoi(entry.path().filename()), ReadFile(entry.path()));
+            calls[std::stoi(entry.path().filename())] = ReadFile(entry.path());
         }
-        std::ranges::sort(calls);
-        std::vector<std::string> texts;
-        for (const auto& [number, text] : calls) {
-            texts.push_back(text);
-        }
-        return texts;
+        const auto texts = std::views::values(calls);
+        return {texts.begin(), texts.end()};
     }
 
 private:

@@ -2,15 +2,14 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 #include <map>
 
 #include <fcntl.h>
 #include <mntent.h>
 #include <sys/mman.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace vantorel::test {
 namespace {
@@ -18,15 +17,9 @@ namespace {
 TextFiles* active = nullptr;
 
 int FlagsOf(const char* mode) {
-    const bool both = std::strchr(mode, '+') != nullptr;
-    switch (*mode) {
-    case 'r':
-        return both ? O_RDWR : O_RDONLY;
-    case 'w':
-        return (both ? O_RDWR : O_WRONLY) | O_CREAT | O_TRUNC;
-    default:
-        return (both ? O_RDWR : O_WRONLY) | O_CREAT | O_APPEND;
-    }
+    const bool reads = *mode == 'r';
+    const int flags = std::strchr(mode, '+') != nullptr ? O_RDWR : reads ? O_RDONLY : O_WRONLY;
+    return reads ? flags : flags | O_CREAT | (*mode == 'w' ? O_TRUNC : O_APPEND);
 }
 
 } // namespace
@@ -39,42 +32,29 @@ TextFiles::~TextFiles() {
     active = nullptr;
 }
 
-int TextFiles::Storage(const std::string& path) {
-    static std::map<std::string, int> storage; // kept for the next object: making one takes time
-    int& fd = storage.try_emplace(path, -1).first->second;
-    if (fd == -1) {
-        fd = ::memfd_create("text", MFD_CLOEXEC);
-    }
-    if (present.insert(path).second && ::ftruncate(fd, 0) != 0) {
-        std::abort();
-    }
-    return fd;
-}
-
 void TextFiles::Write(const std::string& path, const std::string& content) {
-    const int fd = Storage(path);
-    const auto size = static_cast<ssize_t>(content.size());
-    if (::ftruncate(fd, size) != 0 || ::pwrite(fd, content.data(), content.size(), 0) != size) {
-        std::abort();
-    }
+    std::ofstream(path, std::ios::binary) << content;
 }
 
 std::string TextFiles::Read(const std::string& path) {
-    struct stat state {};
-    ::fstat(Storage(path), &state);
-    std::string content(static_cast<std::size_t>(state.st_size), '\0');
-    const ssize_t size = ::pread(Storage(path), content.data(), content.size(), 0);
-    return content.substr(0, static_cast<std::size_t>(size));
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 int TextFiles::Open(const std::string& path, int flags) {
-    if (!present.contains(path) && (flags & O_CREAT) == 0) {
-        errno = ENOENT;
-        return -1;
+    static std::map<std::string, int> storage; // kept for the next object: making one takes time
+    if (!present.contains(path)) {
+        if ((flags & O_CREAT) == 0) {
+            errno = ENOENT;
+            return -1;
+        }
+        present.insert(path);
+        flags |= O_TRUNC; // what the last object had there
     }
+    int& fd = storage.try_emplace(path, -1).first->second;
+    fd = fd == -1 ? ::memfd_create("text", MFD_CLOEXEC) : fd;
     // Through the link, for a position of its own.
-    const std::string link = "/proc/self/fd/" + std::to_string(Storage(path));
-    return ::open(link.c_str(), flags);
+    return ::open(("/proc/self/fd/" + std::to_string(fd)).c_str(), flags);
 }
 
 } // namespace vantorel::test

@@ -26,8 +26,6 @@ public:
     int Open(const std::string& path, int flags);
 
 private:
-    int Storage(const std::string& path);
-
     std::set<std::string> present;
 };
 
