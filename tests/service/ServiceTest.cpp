@@ -106,7 +106,6 @@ TEST(ObserverList, TellsInTheOrderOfRegistrationAndChecksNothing) {
     EXPECT_THAT(told, testing::ElementsAre(&a, &b, &a));
 }
 
-// Of many threads' lines: chaos.application under the thread sanitizer.
 TEST(StatusLine, IsOneWriteOfAWholeLine) {
     struct Writes final : std::streambuf {
         std::streamsize xsputn(const char* text, std::streamsize size) override {
