@@ -29,7 +29,7 @@ private:
     bool connected = false;
 };
 
-/** Remembers the last announced connection state; to be registered last. */
+/** Remembers the last announced connection state; to be registered after whoever may throw. */
 class ConnectionLatch final : public vantorel::ConnectionObserver {
 public:
     void OnConnectionStateChanged(vantorel::ConnectionState newState,

@@ -12,6 +12,7 @@
 #include "vantorel/devices/Charger.h"
 #include "vantorel/devices/LCD.h"
 #include "vantorel/devices/LCDService.h"
+#include "vantorel/devices/TestFixture.h"
 #include "vantorel/devices/Thermometer.h"
 #include "vantorel/devices/ThermometerService.h"
 #include "vantorel/devices/Torch.h"
@@ -22,6 +23,7 @@
 #include "vantorel/power/ConnectionManager.h"
 #include "vantorel/power/PowerManager.h"
 #include "vantorel/system/Filesystem.h"
+#include "vantorel/system/Firstboot.h"
 #include "vantorel/system/Tools.h"
 #include "vantorel/ui/UserInterfaceManager.h"
 #include "vantorel/update/FirmwareUpdateManager.h"
@@ -61,10 +63,18 @@ void WaitForTermination(const sigset_t& signals) {
 int Run(bool debugServer) {
     const sigset_t termination = BlockTerminationSignals();
 
+    // The first start of new firmware: a product may have settings to convert, this one has not.
+    Firstboot firstStart;
+    if (firstStart.Value()) {
+        firstStart.Clear();
+    }
+
     // The hardware. Each constructor opens its device and throws when it is not there.
     Charger charger("vantorel.charger", board::charger);
     FuelGauge fuelGauge("vantorel.fuelgauge", board::fuelGaugeBus, board::gpioChip,
                         board::fuelGaugeLine);
+    // Whoever builds a factory mode asks it; until then it keeps its lines from everybody else.
+    TestFixture fixture("vantorel.fixture", board::gpioChip);
     Button powerButton(board::powerButtonName, board::buttons, board::powerKey);
     Button torchButton(board::torchButtonName, board::buttons, board::torchKey);
     Button resetButton(board::resetButtonName, board::buttons, board::resetKey);
@@ -121,8 +131,8 @@ int Run(bool debugServer) {
     // After those that may be told twice: a torch that cannot be switched throws, and the manager
     // announces the state again.
     connection.AddObserver(torch);
-    // Last, and so told once: it resets the gauge, which takes a second, and starts polling it.
     connection.AddObserver(connectionLatch);
+    // Last, and so told once: it resets the gauge, which takes a second, and starts polling it.
     connection.AddObserver(fuelGaugeService);
 
     // Without the USB port and the control function among the observers of the camera, binding the
@@ -179,35 +189,43 @@ int Run(bool debugServer) {
 
     WaitForTermination(termination);
 
-    // The end, in reverse. The connection manager cannot be stopped before its first decision: it
-    // may be waiting for a camera while it binds the port. The button services are left to the end
-    // of the process, for each would wait for one more press.
+    // The end, in reverse. Button and display services are left to the end of the process, for each
+    // would wait for one more event of its device. The log first: the connection manager may wait
+    // for ever, for a frame of a camera whose session a host has stopped.
+    logger.Flush();
     const ConnectionState state = connectionLatch.State();
-    if (state != ConnectionState::Undetermined) {
-        connection.Stop();
-    }
-    update.Stop();
-    if (state == ConnectionState::Host || state == ConnectionState::NoHost) {
-        usb.UnbindGadgets();
-        usb.RemoveGadget(network);
-        usb.RemoveGadget(*drive);
-        usb.RemoveGadget(serial);
-        usb.RemoveGadget(control);
-    }
-    if (state != ConnectionState::Undetermined) {
-        drive.reset(); // unmounts it
+    if (state == ConnectionState::Undetermined) {
+        // Before its first decision the manager cannot be stopped: it may be waiting for a camera
+        // while it binds the port, or be about to start other services. Only what would outlive the
+        // process goes.
+        try {
+            Tools::Umount(drive->Storage().MountPoint());
+        } catch (const Error& error) {
+            std::cerr << "The drive stays mounted: " << error.ToString() << '\n';
+        }
     } else {
-        // The manager may be adding the drive to the port at this moment. Only what would outlive
-        // the process goes.
-        Tools::Umount(drive->Storage().MountPoint());
+        const bool hasPort = state == ConnectionState::Host || state == ConnectionState::NoHost;
+        connection.Stop();
+        update.Stop();
+        if (hasPort) {
+            usb.UnbindGadgets();
+            usb.RemoveGadget(network);
+            usb.RemoveGadget(*drive);
+            usb.RemoveGadget(serial);
+        }
+        drive.reset(); // unmounts it
+        fuelGaugeService.Stop();
+        loggerService.Stop();
+        processorLogService.Stop();
+        boardLogService.Stop();
+        boardThermometerService.Stop();
+        logger.Flush(); // it lives on, since frames still come
+        if (hasPort) {
+            // Ends the process if the kernel had refused the function, of which adding it tells
+            // nothing.
+            usb.RemoveGadget(control);
+        }
     }
-    fuelGaugeService.Stop();
-    loggerService.Stop();
-    processorLogService.Stop();
-    boardLogService.Stop();
-    boardThermometerService.Stop();
-    lcdService.Stop();
-    logger.Flush(); // it lives on, since frames still come
     std::cout.flush();
     // Threads of the buttons and of the camera still run; no destructor may pull the objects away
     // from under them.

@@ -37,7 +37,7 @@ struct IdentityRecord {
  *
  * A device tells why it refused a request in its status word, which is read and cleared by a
  * request of its own. It may refuse data that the bus has acknowledged already, so the word is read
- * after every request that carries data to the device.
+ * after every order.
  *
  * Every operation throws DeviceError when it is refused and TransportError when the exchange fails.
  */

@@ -58,7 +58,8 @@ typedef void (*kirocamera_manager_event_callback_t)(kirocamera_t* camera,
 
 /**
  * Called for every frame, on a thread of the SDK other than the one that delivers events: a handler
- * of an event may wait for the next frame.
+ * of an event may wait for the next frame. Frames, also those of different cameras, come one at a
+ * time.
  */
 typedef void (*kirocamera_frame_available_callback_t)(kirocamera_t* camera,
                                                       kirocamera_frame_t* frame, void* user);

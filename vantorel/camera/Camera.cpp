@@ -42,6 +42,7 @@ void Camera::OnCameraError(Camera&, kirocamera_error_t) noexcept {
 }
 
 void Camera::OnConnectionStateChanged(ConnectionState newState, ConnectionState) noexcept {
+    PrintStatus("CAMERA: CONNECTION_STATE_CHANGED ", static_cast<int>(newState));
     const bool starts = newState == ConnectionState::Battery || newState == ConnectionState::NoHost;
     std::unique_lock lock(sessionMutex, std::defer_lock);
     if (starts) {
@@ -50,7 +51,6 @@ void Camera::OnConnectionStateChanged(ConnectionState newState, ConnectionState)
         lock.lock();
     }
     connectionState = newState;
-    PrintStatus("CAMERA: CONNECTION_STATE_CHANGED ", static_cast<int>(newState));
     if (starts) {
         StartWithLock();
     }

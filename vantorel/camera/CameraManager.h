@@ -20,9 +20,10 @@ class Camera;
  * what the other subjects say on to the camera connected at the moment. One camera is handled at a
  * time; a second one is ignored until the first has gone.
  *
- * Notifications run on the SDK's threads, in the order of registration; the Camera itself is told
- * last. The SDK has to deliver frames and events on different threads, because recovering from an
- * error waits for a frame. A frame may reach observers before OnCameraConnect().
+ * Notifications run on the SDK's threads, but for those of a session, which the Camera sends; in
+ * the order of registration, the Camera itself last. The SDK has to deliver frames and events on
+ * different threads, because recovering from an error waits for a frame, and frames one at a time.
+ * A frame may reach observers before OnCameraConnect().
  *
  * A camera that leaves cannot be told from observers that are no Camera: with any of those
  * registered, its disconnect event ends in std::bad_cast, after every observer has been told, with

@@ -14,6 +14,7 @@ LCDService::~LCDService() {
 }
 
 void LCDService::ServiceFunction() {
+    // Outside: an error of drawing is the observer's, not the display's.
     observers.Notify(&LCDObserver::OnLCDDraw, lcd, lcd.BackBuffer());
     try {
         lcd.SwapBuffers();

@@ -20,7 +20,7 @@ class VANTOREL_EXPORT TestFixture final : public Connection, public Device {
 public:
     /**
      * Requests lines 0 to 2 as inputs, active when low.
-     * @param deviceName the name, whose first 32 bytes also label the lines
+     * @param deviceName the name, whose first 31 bytes also label the lines
      * @param devicePath the GPIO chip's character device
      * @throws Error with the errno of the failed open or request
      */

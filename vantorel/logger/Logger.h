@@ -79,7 +79,7 @@ private:
     std::string logDirectory;
     std::uint32_t sessionId = 0;
     std::ofstream log;
-    std::ofstream kernelLog; // kept open for products that mirror samples there; not written here
+    std::ofstream kernelLog; // only opened; nothing is written there yet
     std::ifstream sessionInput;
     std::ofstream sessionOutput;
     std::atomic<std::int16_t> batteryCurrent{0};

@@ -25,7 +25,7 @@ public:
     virtual ~LoggerEntry();
 
     /**
-     * The entry as one text of fourteen fields in a fixed order, numbers with one decimal.
+     * The entry as one text of fourteen fields in a fixed order, measured values with one decimal.
      * @param labels put a label such as "TCPU: " before each field
      * @param units put the unit such as " C" after each field that has one
      * @param separator stands between two fields

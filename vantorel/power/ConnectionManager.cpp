@@ -81,7 +81,7 @@ void ConnectionManager::FindHost() {
             TransitionToState(ConnectionState::Host);
             return;
         }
-        SleepFor(hostCheckPause);
+        SleepFor(hostCheckPause); // after the last check, too: the host had all of its time
     }
     TransitionToState(ConnectionState::NoHost);
 }

@@ -9,9 +9,10 @@ namespace vantorel {
 class Camera;
 
 /**
- * What the CameraManager reports, on the camera SDK's threads: frames on one, everything else on
- * another, so a frame may arrive before its camera's connect. The session notifications run while
- * the camera's session is locked: an observer must not start or stop a session from them.
+ * What the CameraManager reports, on the camera SDK's threads: frames on one, events on another, so
+ * a frame may arrive before its camera's connect. The session notifications run on the thread of
+ * whoever starts or stops the session, while it is locked: an observer must not start or stop one
+ * from them.
  *
  * The operations have empty bodies, unlike those of the other interfaces: most observers of a
  * camera want one or two of them.

@@ -23,9 +23,14 @@ public:
     /** Writing has reached 25, 50, 75 or 100 percent. */
     virtual void OnFirmwareUpdateInProgress(FirmwareUpdateManager& manager,
                                             std::uint8_t percent) = 0;
-    /** The new firmware runs at the next boot. */
+    /** The new firmware runs at the next boot, unless a signal has killed the tool that says so. */
     virtual void OnFirmwareUpdateComplete(FirmwareUpdateManager& manager) = 0;
-    /** The update has ended without effect. */
+    /**
+     * The update has ended; the firmware stays, but a gauge stream of the archive has been kept. An
+     * observer that throws at 100 percent or at the completion ends it so, too, when the variable
+     * that selects the slot is set already.
+     * @param error always 52 (EBADE), whatever the cause was
+     */
     virtual void OnFirmwareUpdateError(FirmwareUpdateManager& manager, Error& error) = 0;
     virtual ~FirmwareUpdateObserver() = default;
 };

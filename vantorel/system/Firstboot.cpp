@@ -3,7 +3,7 @@
 #include "vantorel/service/private/StatusLine.h"
 
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 
@@ -40,7 +40,9 @@ void Firstboot::Clear() {
 
 bool Firstboot::Value() const {
     std::ifstream file(markerFile);
-    const std::string text{std::istreambuf_iterator<char>(file), {}};
+    std::ostringstream content;
+    content << file.rdbuf(); // an iterator of the file would throw where flash cannot be read
+    const std::string text = content.str();
     PrintStatus("FIRSTBOOT STR: ", text);
     const bool value = IsNonZero(text);
     PrintStatus("FIRSTBOOT: ", value);

@@ -142,9 +142,10 @@ void UserInterfaceManager::OnCameraFrameAvailable(Camera&, kirocamera_frame_t* f
 void UserInterfaceManager::KeepFrame(const kiroframe_t& image) {
     if (!frameKept) {
         *frameCopy = FrameCopy(); // of this camera there is none yet
+    }
+    if (frameCopy->Assign(image)) {
         frameKept = true;
     }
-    frameCopy->Assign(image);
 }
 
 void UserInterfaceManager::OnConnectionStateChanged(ConnectionState newState,

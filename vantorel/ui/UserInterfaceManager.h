@@ -153,8 +153,9 @@ private:
     std::atomic<bool> torchOn{false};
     std::atomic<float> batteryTemperature{0.0F};
     std::atomic<float> boardTemperature{0.0F};
-    // Whether the copy is of a camera that is still there. Not under the mutex: the UI library may
-    // be rendering, and the SDK's event thread must not wait for it.
+    // Whether the copy is of a camera that is still there; the memory of one that has gone is kept
+    // until the next. Not under the mutex: the UI library may be rendering, and the SDK's event
+    // thread must not wait for it.
     std::atomic<bool> frameKept{false};
     // Three threads change screens; without it a late first frame could undo the charging screen.
     std::mutex transitionMutex;

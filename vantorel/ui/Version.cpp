@@ -14,7 +14,7 @@ Version::Version() {
     std::getline(versionFile, major, '.');
     std::getline(versionFile, minor, '.');
     ApplyRevision(revision);
-    fixed = "27";
+    fixed = "27"; // the product line, which host software knows by it
 }
 
 Version::~Version() = default;

@@ -14,7 +14,8 @@ namespace vantorel {
  * (software version, of which the first two components count).
  *
  * Construction never fails: what a missing file would have filled stays empty. Forming the version
- * of such an object does fail, see VersionText(). Immutable, so thread-safe once constructed.
+ * of such an object does fail, see VersionText(). Read-only apart from assignment, so
+ * thread-safe between assignments.
  */
 class VANTOREL_EXPORT Version {
 public:

@@ -58,7 +58,10 @@ std::string RunningSlot() {
     }
 }
 
-/** Becomes another error for every observer, for each may change the one that it is given. */
+/**
+ * Becomes another error for every observer, for each may change the one that it is given. Always
+ * the same value: products tell their users by it that an update has failed, and nothing more.
+ */
 class FreshError {
 public:
     operator Error&() { return error = Error(EBADE); }
@@ -215,9 +218,10 @@ bool FirmwareUpdateManager::IsUpdateImageValid() {
  */
 void FirmwareUpdateManager::EmptyUpdateDirectory(const std::string& kept) const {
     std::error_code ignored; // what cannot be removed fails the unpacking
-    for (const auto& entry : std::filesystem::directory_iterator(updateDirectory, ignored)) {
-        if (entry.path().filename() != kept) {
-            std::filesystem::remove_all(entry.path(), ignored);
+    std::filesystem::directory_iterator entries(updateDirectory, ignored);
+    for (; entries != end(entries); entries.increment(ignored)) {
+        if (entries->path().filename() != kept) {
+            std::filesystem::remove_all(entries->path(), ignored);
         }
     }
 }

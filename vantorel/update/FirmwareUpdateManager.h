@@ -20,7 +20,7 @@ enum class FirmwareUpdateState {
     Begin = 3,      /**< flash is about to be written */
     InProgress = 4, /**< flash is being written */
     Complete = 5,   /**< the new slot runs at the next boot; final */
-    Failed = 6,     /**< nothing has changed for the next boot; final */
+    Failed = 6,     /**< the next boot is as before, unless an observer threw; final */
 };
 
 /**
@@ -76,7 +76,11 @@ public:
     void WriteFlash();
     /** Nothing: the flash tool verifies. */
     void VerifyFlash();
-    /** Makes the boot loader choose the written slot. @throws Error */
+    /**
+     * Makes the boot loader choose the written slot.
+     * @throws Error EINVAL when neither slot is running, or what the tool's start fails with
+     * @throws std::out_of_range when the kernel was not told which slot it is in
+     */
     void UpdateImageSelect();
 
 private:

@@ -14,8 +14,8 @@ struct VANTOREL_EXPORT FlashPartition {
     /**
      * Erases the partition, writes the member to it and verifies it, by the flash copy tool.
      * @param directory where the archive was unpacked, with a trailing slash
-     * @throws Error EBADE for an unknown partition, the tool's wait status when it fails or is
-     *         killed, errno when it cannot be run
+     * @throws Error EBADE for an unknown partition, the tool's wait status when it fails, is
+     *         killed or is missing, errno when no process can be had
      */
     void Write(const std::string& directory) const;
 };

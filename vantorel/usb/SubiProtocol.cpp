@@ -34,7 +34,10 @@ constexpr int klogSizeUnread = 9;
 constexpr std::size_t factoryTailOffset = 4884;
 constexpr std::size_t factoryTailSize = 64;
 
-/** Thermal values travel as 32nds of a degree in 16 bits; what they cannot hold is sent as 0. */
+/**
+ * Thermal values travel as 32nds of a degree, of which the low 16 bits are sent; 0 for what is no
+ * number or beyond 32 bits.
+ */
 std::uint16_t In32nds(float value) {
     const double scaled = static_cast<double>(value) * 32.0;
     if (!(std::abs(scaled) < 2147483648.0)) {
@@ -66,8 +69,13 @@ bool USBGadgetSubi::WaitForEvent() const {
     // A thread that blocks in the read itself would hold up every unbinding of the port: the kernel
     // waits for such a read before it lets go of the function.
     pollfd waits[] = {{endpointZero.Get(), POLLIN, 0}, {wake.Get(), POLLIN, 0}};
-    if (endpointZero && sys::Poll(waits, 2, -1) >= 0) {
-        return (waits[1].revents & POLLIN) == 0;
+    while (endpointZero) {
+        if (sys::Poll(waits, 2, -1) >= 0) {
+            return (waits[1].revents & POLLIN) == 0;
+        }
+        if (errno != EINTR) { // a signal of the application's must not lead into the read
+            break;
+        }
     }
     return true; // let the read say what is wrong
 }

@@ -82,6 +82,7 @@ std::string USB::SerialNumberText() const {
     // The address of the buffer, not the text in it. Host software in the field has known devices
     // by numbers of this form from the first one on, so it must not become the camera's own.
     std::ostringstream text;
+    text.imbue(std::locale::classic());
     const std::lock_guard lock(identityMutex);
     text << static_cast<const void*>(serialNumber.get());
     return text.str();

@@ -40,6 +40,7 @@ public:
     /**
      * @param gadgetName name of this object
      * @param controller USB device controller, for instance "ci_hdrc.0"
+     * @throws Error when the process may have no further descriptor
      */
     USBGadgetSubi(std::string gadgetName, std::string controller);
     /** The function must have been removed, or never have come up. */
@@ -50,7 +51,8 @@ public:
      * silently, with nothing serving, when endpoint zero cannot be opened or refuses the
      * descriptors.
      * @throws Error from creating the function, the directory or the mount
-     * @throws std::future_error when it is called again after it has come up
+     * @throws std::future_error when it is called again after it has come up and was removed; while
+     *     it is up the kernel refuses a second set of descriptors
      */
     void OnAdd() override;
     /** Takes the function down again; only after an OnAdd() that came up. */

@@ -55,7 +55,7 @@ template <typename Class, typename... Bases>
 struct Order {
     static void Check() {
         alignas(Class) char room[sizeof(Class)];
-        auto* object = reinterpret_cast<Class*>(room);
+        auto* object = static_cast<Class*>(static_cast<void*>(room));
         std::ptrdiff_t last = -1;
         ((Offset<Bases>(object) > last ? void(last = Offset<Bases>(object)) : Differs()), ...);
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <locale>
 #include <sstream>
 #include <string>
 
@@ -15,6 +16,7 @@ void WriteStatusLine(const std::string& text);
 template <typename... Parts>
 void PrintStatus(const Parts&... parts) {
     std::ostringstream line;
+    line.imbue(std::locale::classic()); // whatever the application's numbers look like
     (line << ... << parts);
     WriteStatusLine(line.str());
 }

@@ -9,8 +9,9 @@ namespace vantorel {
 
 /**
  * Starts a program in a child of its own; the first argument is its absolute path. The child
- * inherits the caller's descriptors and environment, but none of the library's own descriptors,
- * which are all closed by the exec. Nothing reaps it unless the caller does.
+ * inherits the caller's descriptors and environment, but none of the library's own descriptors
+ * but its streams' (log file, kernel log): the exec closes the others. Nothing reaps it unless the
+ * caller does.
  * @param environment "NAME=value" entries that replace those of the inherited environment
  * @throws Error with the errno when no process can be had
  */

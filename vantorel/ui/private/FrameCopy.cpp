@@ -4,9 +4,9 @@
 
 namespace vantorel {
 
-void FrameCopy::Assign(const kiroframe_t& source) {
+bool FrameCopy::Assign(const kiroframe_t& source) {
     if (source.buffer == nullptr) {
-        return;
+        return false;
     }
     const std::size_t size = std::size_t{source.header_size} + source.data_size;
     if (size > capacity) {
@@ -19,6 +19,7 @@ void FrameCopy::Assign(const kiroframe_t& source) {
     }
     image = source;
     image.buffer = buffer.get();
+    return buffer != nullptr;
 }
 
 } // namespace vantorel

@@ -10,12 +10,12 @@ namespace vantorel {
 
 /**
  * A deep copy of a camera image, header and pixels, with a buffer that is allocated once and reused
- * for every later image that fits. Thread-bound; owned by whoever draws from it.
+ * for every later image that fits. For one thread at a time: its owner locks.
  */
 class FrameCopy {
 public:
-    /** Copies an image; one without a buffer leaves the copy as it is. */
-    void Assign(const kiroframe_t& source);
+    /** Copies an image; one without a buffer leaves the copy as it is, and false is the answer. */
+    bool Assign(const kiroframe_t& source);
 
     /** The copied image, for the frame accessors. */
     const kiroframe_t* Image() const { return &image; }

@@ -15,16 +15,19 @@
 namespace vantorel {
 namespace {
 
-// A killed process closes its files a moment later, and may have had a child meanwhile.
+// A killed process closes its files a moment later, and may have had a child meanwhile, which may
+// not have opened the line yet: only the second round in a row that finds nobody is the last.
 constexpr std::chrono::milliseconds endingTime{10};
 constexpr int rounds = 100;
+constexpr int emptyRounds = 2;
 
 /** Kills every other process that has the line open; false when there was none. */
 bool KillUsers(const std::string& line) {
     bool found = false;
     std::error_code ignored; // processes come and go
-    for (const auto& entry : std::filesystem::directory_iterator("/proc", ignored)) {
-        const pid_t pid = std::atoi(entry.path().filename().c_str());
+    std::filesystem::directory_iterator entries("/proc", ignored);
+    for (; entries != end(entries); entries.increment(ignored)) {
+        const pid_t pid = std::atoi(entries->path().filename().c_str());
         if (pid > 0 && pid != ::getpid() && Tools::GetFd(pid, line) != -1) {
             found = true;
             sys::Kill(pid, SIGKILL);
@@ -54,7 +57,9 @@ void LineServers::End() {
         // First the one that would start a shell anew.
         sys::Kill(server.pid, SIGKILL);
         sys::Waitpid(server.pid, nullptr, 0);
-        for (int round = 0; round < rounds && KillUsers(server.line); ++round) {
+        int empty = 0;
+        for (int round = 0; round < rounds && empty < emptyRounds; ++round) {
+            empty = KillUsers(server.line) ? 0 : empty + 1;
             SleepFor(endingTime);
         }
     }
