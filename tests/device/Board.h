@@ -2,12 +2,14 @@
 
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 
 namespace vantorel::test {
 
-/** The control file of the virtual board: changes what is around the hardware, and tells it. */
+/** The control file of the virtual board: changes the world around the hardware, and asks for it.
+ */
 class Board {
 public:
     static bool IsThere() { return std::filesystem::exists(control); }
@@ -20,15 +22,30 @@ public:
         }
     }
 
+    /** The whole state, one "name value" a line. */
+    static std::string State() {
+        std::ostringstream text;
+        text << std::ifstream(control).rdbuf();
+        return text.str();
+    }
+
     /** The value of one name; empty when the board does not know it. */
     static std::string State(const std::string& name) {
-        std::ifstream file(control);
-        for (std::string line; std::getline(file, line);) {
-            if (line.starts_with(name + " ")) {
+        std::istringstream lines(State());
+        for (std::string line; std::getline(lines, line);) {
+            if (line.rfind(name + " ", 0) == 0) {
                 return line.substr(name.size() + 1);
             }
         }
         return {};
+    }
+
+    /** Goes back to an earlier state, as far as commands can. */
+    static void Restore(const std::string& state) {
+        std::istringstream lines(state);
+        for (std::string line; std::getline(lines, line);) {
+            std::ofstream(control) << line << std::flush; // measurements are refused
+        }
     }
 
 private:

@@ -1,9 +1,11 @@
 #pragma once
 
+#include "tests/usb/FakeEndpoint.h"
+
 #include <array>
 #include <chrono>
-#include <cstdint>
-#include <cstdio>
+#include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <stdexcept>
 #include <string>
@@ -30,6 +32,14 @@ public:
     }
     UsbPort(const UsbPort&) = delete;
     UsbPort& operator=(const UsbPort&) = delete;
+
+    static bool IsThere() { return std::filesystem::exists("/sys/class/udc/dummy_udc.0"); }
+
+    void SetCable(bool plugged) {
+        const std::string socket =
+            "/sys/bus/usb/devices/usb" + bus + "/" + bus + "-0:1.0/usb" + bus + "-port1/disable";
+        std::ofstream(socket) << (plugged ? '0' : '1') << std::flush;
+    }
 
     /** Waits until the host has configured what is on the cable, and opens it. */
     void Open() {
@@ -59,7 +69,29 @@ public:
         return ::ioctl(fd, USBDEVFS_CONTROL, &transfer);
     }
 
+    /** A vendor request, seen as the scripted endpoint shows it; a time-out is a failure. */
+    Outcome In(std::uint8_t request, std::size_t length) const {
+        Bytes data(length, 0xee);
+        const int count = Control(0xc0, request, 0, data.data(), data.size());
+        if (count < 0) {
+            return Refused(Stall::In);
+        }
+        data.resize(static_cast<std::size_t>(count));
+        return {data, Stall::None};
+    }
+    Outcome Out(std::uint8_t request, Bytes data) const {
+        const int count = Control(0x40, request, 0, data.data(), data.size());
+        return count < 0 ? Refused(Stall::Out) : Outcome{};
+    }
+
 private:
+    static Outcome Refused(Stall stall) {
+        if (errno != EPIPE) {
+            throw std::runtime_error(std::string("the bus failed: ") + std::strerror(errno));
+        }
+        return {{}, stall};
+    }
+
     const std::string bus;
     int fd = -1;
 };

@@ -1,0 +1,112 @@
+// The vendor function on the kernel's own FunctionFS, behind a real bus and the kernel's USB host.
+
+#include "tests/device/UsbPort.h"
+#include "tests/support/OpenDescriptors.h"
+#include "tests/support/PrivateRoot.h"
+#include "tests/usb/SubiTest.h"
+#include "vantorel/usb/USB.h"
+
+#include <gmock/gmock.h>
+
+#include <sys/klog.h>
+#include <sys/wait.h>
+
+namespace vantorel::test {
+namespace {
+
+using testing::HasSubstr;
+
+/** The port with the vendor function alone, plugged into the host. */
+class ControlTest : public testing::Test {
+protected:
+    void SetUp() override {
+        if (!UsbPort::IsThere()) {
+            GTEST_SKIP() << "needs the virtual device's USB port";
+        }
+        kirocamera_sim_set_identity(&subiIdentity);
+        manager.AddObserver(usb.emplace("usb", "dummy_udc.0"));
+        manager.AddObserver(subi.emplace("subi", "dummy_udc.0"));
+        manager.Start();
+        subi->AddObserver(wishes);
+        sdk.Connect();
+        port.SetCable(true);
+        descriptors = CountOpenDescriptors();
+        usb->AddGadget(*subi);
+        usb->BindGadgets();
+        host.emplace();
+        host->Open();
+    }
+    void TearDown() override {
+        if (host) {
+            host.reset();
+            usb->UnbindGadgets();
+            usb->RemoveGadget(*subi);
+            port.SetCable(false);
+            // It has gone without a trace, although its thread sat waiting for a request.
+            EXPECT_EQ(CountOpenDescriptors(), descriptors);
+            EXPECT_THAT(ReadFile("/proc/mounts"), testing::Not(HasSubstr("functionfs")));
+            EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
+            EXPECT_TRUE(std::filesystem::is_empty("/config/usb_gadget/g0/functions"));
+        }
+    }
+
+    CapturedOutput output;
+    ManualCamera sdk;
+    UsbPort port;
+    CameraManager manager{0};
+    Wishes wishes;
+    std::optional<USB> usb;
+    std::optional<USBGadgetSubi> subi;
+    std::optional<UsbPort> host;
+    std::ptrdiff_t descriptors = 0;
+};
+
+/** What the bus makes of a row of the table. */
+Outcome OnTheBus(const SubiRow& row) {
+    const bool taken =
+        (row.request == 84 && row.length == 2) || (row.request == 86 && row.length == 6);
+    if (taken) {
+        return silence; // acknowledged before it can be refused
+    }
+    // A request to the host that nobody answers is refused by the device's look for the next one.
+    return row.outcome == silence && !row.data ? refusedIn : row.outcome;
+}
+
+TEST_F(ControlTest, AnswersEveryRequest) {
+    CheckRows(*host, OnTheBus);
+    EXPECT_EQ(wishes.Take(), subiRowsWishes);
+    EXPECT_THAT(output.Take(), HasSubstr("SUBI: ep0 read failed errno: 51\n"));
+}
+
+TEST_F(ControlTest, TellsWhatTheDeviceAloneKnows) {
+    const Outcome record = Selected(*host, 0, 36);
+    ASSERT_TRUE(record.reply && record.reply->size() == 36);
+    EXPECT_EQ(Bytes(record.reply->begin(), record.reply->begin() + 4), (Bytes{32, 27, 1, 5}));
+
+    manager.OnConnectionStateChanged(ConnectionState::Battery, ConnectionState::Undetermined);
+    const float spot = -10;
+    kirocamera_sim_set_header(131, &spot, sizeof spot);
+    EXPECT_EQ(sdk.Frame(), 0);
+    EXPECT_EQ(Selected(*host, 26, 2), Reply(Word(0xfec0)));
+    EXPECT_EQ(host->In(61, 2), Reply(Word(1)));
+
+    // What Windows asks for to find a driver by itself.
+    Bytes text(18);
+    ASSERT_EQ(host->Control(0x80, 6, 0x3ee, text.data(), text.size()), 18);
+    EXPECT_EQ(text, (Bytes{18, 3, 'M', 0, 'S', 0, 'F', 0, 'T', 0, '1', 0, '0', 0, '0', 0, 205, 0}));
+}
+
+TEST_F(ControlTest, HandsOutTheKernelsLog) {
+    for (std::array<char, 4096> old{}; ::klogctl(9, nullptr, 0) > 0;) {
+        ::klogctl(2, old.data(), static_cast<int>(old.size()));
+    }
+    EXPECT_EQ(Selected(*host, 13, 4), Reply({0, 0, 0, 0}))
+        << "an empty log must not keep the host waiting";
+    std::ofstream("/dev/kmsg") << "a line for the host" << std::endl;
+    Selected(*host, 13, 4);
+    EXPECT_THAT(Selected(*host, 14, 4).reply, testing::Optional(testing::SizeIs(4)))
+        << "as much as the host has room for";
+}
+
+} // namespace
+} // namespace vantorel::test
