@@ -8,13 +8,11 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <numeric>
 #include <sstream>
 #include <stdexcept>
-#include <string>
 #include <string_view>
 
 #include <linux/gpio.h>
@@ -24,7 +22,14 @@
 namespace {
 
 using namespace vantorel;
-using vantorel::test::Demand;
+using test::Demand;
+
+/** The lines of a stream, or what they have led to. */
+struct Counts {
+    int writes = 0;
+    int reads = 0;
+    int waits = 0;
+};
 
 /** The machine around the gauge. Its registers hold their own numbers: 00 01 02 ... */
 class World {
@@ -42,19 +47,17 @@ public:
             return Ioctl(request, argument);
         };
         sys->Nanosleep = [this](const timespec* request, timespec*) {
-            Demand(request->tv_sec >= 0 && request->tv_nsec >= 0);
-            Demand(request->tv_nsec < 1'000'000'000);
-            Demand(request->tv_sec > 0 || request->tv_nsec > 0);
-            ++waits;
+            const auto [seconds, nanoseconds] = *request;
+            Demand(seconds >= 0 && nanoseconds >= 0 && nanoseconds < 1'000'000'000);
+            Demand(seconds > 0 || nanoseconds > 0);
+            ++done.waits;
             return 0;
         };
     }
 
     test::ScopedSys sys;
     std::string_view unread;
-    int writes = 0;
-    int reads = 0;
-    int waits = 0;
+    Counts done;
 
 private:
     int Ioctl(unsigned long request, void* argument) {
@@ -67,43 +70,29 @@ private:
             return selected > 0x7f ? test::FailWith(EINVAL) : 0; // as the kernel
         }
         Demand(request == I2C_RDWR);
-        return Transfer(*static_cast<i2c_rdwr_ioctl_data*>(argument));
-    }
-
-    int Transfer(i2c_rdwr_ioctl_data& transfer) {
-        Demand(transfer.nmsgs == 1 || transfer.nmsgs == 2);
-        Demand(selected <= 0x7f);
-        const i2c_msg& last = transfer.msgs[transfer.nmsgs - 1];
-        Demand(transfer.msgs[0].addr == selected && last.addr == selected);
+        const auto [messages, count] = *static_cast<i2c_rdwr_ioctl_data*>(argument);
+        Demand(selected <= 0x7f && (count == 1 || count == 2));
+        const i2c_msg& last = messages[count - 1];
+        Demand(messages[0].addr == selected && last.addr == selected);
         if (last.len > 8192) { // as the kernel
             return test::FailWith(EINVAL);
         }
-        if (transfer.nmsgs == 1) {
+        if (count == 1) {
             Demand(last.len >= 2);
             std::string touched(last.buf, last.buf + last.len); // every byte is really there
-            ++writes;
-            return 1;
+            return ++done.writes, 1;
         }
-        Demand(transfer.msgs[0].len == 1 && last.len >= 1);
-        for (int i = 0; i < last.len; ++i) {
-            last.buf[i] = static_cast<std::uint8_t>(transfer.msgs[0].buf[0] + i);
-        }
-        ++reads;
-        return 2;
+        Demand(messages[0].len == 1 && last.len >= 1);
+        std::iota(last.buf, last.buf + last.len, messages[0].buf[0]);
+        return ++done.reads, 2;
     }
 
     static constexpr int notAFile = 1 << 20;
     std::uintptr_t selected = 0;
 };
 
-struct Lines {
-    int writes = 0;
-    int reads = 0;
-    int waits = 0;
-};
-
-Lines Count(const std::string& stream) {
-    Lines lines;
+Counts Count(const std::string& stream) {
+    Counts lines;
     std::istringstream text(stream);
     for (std::string line; std::getline(text, line);) {
         lines.writes += line.starts_with('W');
@@ -118,22 +107,22 @@ Lines Count(const std::string& stream) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     std::cout.setstate(std::ios::failbit); // a message for nearly every stream
     const std::string stream(data, data + size);
-    const Lines lines = Count(stream);
+    const Counts lines = Count(stream);
     World world;
     FuelGauge gauge("gauge", "bus", "chip", 0);
     world.unread = stream;
     try {
         gauge.ExecuteFlashStream();
         // Played to its end: each line had its one transfer.
-        Demand(world.writes == lines.writes && world.reads == lines.reads);
+        Demand(world.done.writes == lines.writes && world.done.reads == lines.reads);
     } catch (const Error& error) {
         Demand(error.Value() == EINVAL); // an impossible address, or more than a message can carry
     } catch (const std::logic_error&) {
     } catch (int number) {
-        Demand(number == EINVAL && world.reads > 0);
+        Demand(number == EINVAL && world.done.reads > 0);
     }
     Demand(world.unread.empty());
-    Demand(world.writes <= lines.writes && world.reads <= lines.reads);
-    Demand(world.waits <= lines.waits);
+    Demand(world.done.writes <= lines.writes && world.done.reads <= lines.reads);
+    Demand(world.done.waits <= lines.waits);
     return 0;
 }
