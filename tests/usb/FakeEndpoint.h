@@ -11,7 +11,6 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <unistd.h>
@@ -67,7 +66,7 @@ public:
         sys->Klogctl = [](auto...) { return FailWith(EPERM); };
     }
 
-    /** Sends one event and waits until it has been dealt with. */
+    /** Sends one event, or none, and waits until it has been dealt with. */
     Outcome Send(Bytes event, std::optional<Bytes> hostData = {}) {
         std::unique_lock lock(mutex);
         outcome = {};
@@ -98,7 +97,6 @@ public:
     std::vector<std::string> steps; // to be looked at while no request is under way
     std::string failingStep;        // the beginning of the step that fails
     std::vector<Bytes> written;     // to endpoint zero, before it answers requests
-    int readError = 0;              // of the next event
     bool dataTaken = false;         // of the last request: what follows, no bus could tell its host
 
     static constexpr int endpointFd = 9001;
@@ -130,17 +128,14 @@ private:
             outcome.stall = Stall::In;
             return FailWith(EL2HLT);
         }
-        Bytes bytes;
+        Bytes bytes = outData.value_or(Bytes());
         if (size == 12) {
             bytes = std::move(events.front());
             events.pop_front();
-            if (readError != 0) {
-                return FailWith(std::exchange(readError, 0));
-            }
-        } else if (outData) {
-            bytes = *outData;
-            dataTaken = true;
         } else {
+            dataTaken = outData.has_value();
+        }
+        if (bytes.empty()) {
             return FailWith(EIDRM);
         }
         std::memset(data, 0xee, size); // what a short transfer leaves behind is not the host's
