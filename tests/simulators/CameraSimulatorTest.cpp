@@ -2,26 +2,19 @@
 // pipe, and the simulator's threads.
 
 #include "tests/support/CameraSimulator.h"
-#include "tests/support/CapturedOutput.h"
-#include "tests/support/OpenDescriptors.h"
+#include "tests/support/PrivateRoot.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <FramePacer.h>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <atomic>
-#include <chrono>
-#include <condition_variable>
-#include <cstring>
-#include <mutex>
-#include <set>
-#include <thread>
 
 namespace {
 
 using namespace std::chrono_literals;
-using vantorel::test::ManualCamera;
+using namespace vantorel::test;
 
 /** An application with one camera, in manual mode. */
 class CameraSimulatorTest : public testing::Test {
@@ -35,9 +28,8 @@ protected:
         kirocamera_register_frame_available_callback(
             camera,
             [](kirocamera_t*, kirocamera_frame_t* frame, void* image) {
-                ASSERT_EQ(kirocamera_frame_get_frame_by_format(frame, 0x80,
-                                                               static_cast<kiroframe_t**>(image)),
-                          0);
+                kirocamera_frame_get_frame_by_format(frame, 0x80,
+                                                     static_cast<kiroframe_t**>(image));
             },
             &image_);
         EXPECT_EQ(kirocamera_capture_session_start(camera, 0x80), 0);
@@ -62,9 +54,7 @@ protected:
 };
 
 TEST_F(CameraSimulatorTest, HeaderHasEveryFieldAtItsPlace) {
-    Frames(1);
-    EXPECT_EQ(Header<std::uint32_t>(99), 1U);
-    Frames(9);
+    Frames(10);
     EXPECT_EQ(Header<std::uint64_t>(22), 333'333'333U);
     EXPECT_STREQ(reinterpret_cast<const char*>(image_->buffer + 30), "4B1D0C7A92E5");
     EXPECT_EQ(Header<std::uint32_t>(99), 10U);
@@ -110,152 +100,38 @@ TEST(FramePacerTest, RateDoesNotDriftAndMissedFramesAreLeftOut) {
     EXPECT_EQ(pacer.Deadline(), start + 2h + 33333333ns);
 }
 
-/** An application with a camera that runs on its own threads. */
-class CameraThreads : public testing::Test {
-protected:
-    CameraThreads() {
-        kirocamera_sim_reset();
-        setenv("KIROCAMERA_SIM_RATE", "100", 1);
-    }
-    ~CameraThreads() override {
-        kirocamera_manager_destroy(manager_);
-        for (const char* name : {"CONTROL", "CONNECTED", "RATE"}) {
-            unsetenv((std::string("KIROCAMERA_SIM_") + name).c_str());
-        }
-    }
-
-    void Create() {
-        ASSERT_EQ(kirocamera_manager_create(&manager_, 0), 0);
-        ASSERT_EQ(kirocamera_manager_register_event_callback(manager_, OnEvent, this), 0);
-    }
-    void Destroy() { kirocamera_manager_destroy(std::exchange(manager_, nullptr)); }
-
-    static void OnEvent(kirocamera_t* camera, kirocamera_manager_event_t event,
-                        kirocamera_error_t error, void* user) {
-        auto& test = *static_cast<CameraThreads*>(user);
-        test.Change([&] { test.events_ += std::to_string(event) + ":" + std::to_string(error); });
-        if (event == KIROCAMERA_EVENT_CONNECT) {
-            kirocamera_register_frame_available_callback(camera, OnFrame, user);
-            EXPECT_EQ(kirocamera_capture_session_start(camera, 0x80), 0);
-        }
-        if (event == KIROCAMERA_EVENT_ERROR) {
-            // As an application that recovers does: waits for a frame, then starts anew.
-            const int frames = test.frames_;
-            EXPECT_TRUE(test.Wait([&] { return test.frames_ > frames; }));
-            EXPECT_EQ(kirocamera_capture_session_stop(camera), 0);
-            EXPECT_EQ(kirocamera_capture_session_start(camera, 0x80), 0);
-        }
-        test.Change([&] { test.events_ += " "; });
-    }
-
-    static void OnFrame(kirocamera_t*, kirocamera_frame_t*, void* user) {
-        auto& test = *static_cast<CameraThreads*>(user);
-        test.Change([&] { ++test.frames_; });
-        test.Wait([&] { return !test.holdFrames_; });
-    }
-
-    template <typename Action>
-    void Change(Action action) {
-        const std::lock_guard lock(mutex_);
-        action();
-        changed_.notify_all();
-    }
-    template <typename Condition>
-    bool Wait(Condition condition, std::chrono::milliseconds limit = 10s) {
-        std::unique_lock lock(mutex_);
-        return changed_.wait_for(lock, limit, condition);
-    }
-    void ExpectEvents(const std::string& events) {
-        EXPECT_TRUE(Wait([&] { return events_ == events; })) << events;
-    }
-
-    kirocamera_manager_t* manager_ = nullptr;
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    std::string events_;
-    std::atomic<int> frames_ = 0;
-    bool holdFrames_ = false;
-};
-
-TEST_F(CameraThreads, FramesComeAtTheRateFromTheCameraThatIsThere) {
-    Create();
-    EXPECT_TRUE(Wait([&] { return frames_ >= 1; }));
-    const auto begin = std::chrono::steady_clock::now();
-    EXPECT_TRUE(Wait([&, before = frames_.load()] { return frames_ >= before + 30; }));
-    EXPECT_GE(std::chrono::steady_clock::now() - begin, 285ms);
-
-    EXPECT_EQ(kirocamera_sim_command("rate 0"), 0);
-    EXPECT_EQ(kirocamera_sim_command("error -3"), 0); // its handler waits for a frame
-    ExpectEvents("0:0 2:-3");
-    const int stopped = frames_;
-    EXPECT_FALSE(Wait([&] { return frames_ > stopped + 1; }, 100ms)); // one may be on its way
-    EXPECT_EQ(kirocamera_sim_frame(), 0); // while the event thread is inside of the handler
-    ExpectEvents("0:0 2:-3 ");
-}
-
-TEST_F(CameraThreads, CameraThatComesDuringRegistrationIsReportedOnce) {
-    holdFrames_ = true; // and with them the handler of the error, which waits for the next frame
-    Create();
-    EXPECT_TRUE(Wait([&] { return frames_ == 1; }));
-    for (const char* line : {"error -3", "disconnect", "connect"}) {
-        EXPECT_EQ(kirocamera_sim_command(line), 0);
-    }
-    kirocamera_manager_register_event_callback(manager_, OnEvent, this);
-    EXPECT_EQ(kirocamera_sim_command("error -4"), 0);
-    Change([&] { holdFrames_ = false; });
-    ExpectEvents("0:0 2:-3 1:0 0:0 2:-4 ");
-}
-
-TEST_F(CameraThreads, DestructionFindsTheEventThreadWhateverItDoes) {
-    for (int round = 0; round < 500; ++round) {
-        Create();
-        Destroy();
-    }
-}
-
-TEST_F(CameraThreads, StoppingDoesNotWaitForAFrameCallback) {
-    holdFrames_ = true;
-    Create();
-    EXPECT_TRUE(Wait([&] { return frames_ == 1; })); // its callback is still running
-    bool stopped = false;
-    const std::jthread stopper([&] {
-        kirocamera_capture_session_stop(kirocamera_sim_get_camera());
-        Change([&] { stopped = true; });
-    });
-    EXPECT_TRUE(Wait([&] { return stopped; }, 5s));
-    Change([&] { holdFrames_ = false; });
-}
-
-TEST_F(CameraThreads, ControlPipeSurvivesWhateverIsWrittenToItAndGoes) {
-    const vantorel::test::TemporaryDirectory directory;
+// The simulator's own threads are tried by the camera manager's tests and by the chaos test.
+TEST(CameraControl, SurvivesWhateverIsWrittenToThePipeAndGoes) {
+    const TemporaryDirectory directory;
     const std::string path = directory / "camera";
     setenv("KIROCAMERA_SIM_CONTROL", path.c_str(), 1);
     setenv("KIROCAMERA_SIM_CONNECTED", "0", 1);
-    const auto descriptors = vantorel::test::CountOpenDescriptors();
-    Create();
-    EXPECT_TRUE(std::filesystem::is_fifo(path));
+    kirocamera_sim_reset();
+    std::atomic<int> events = 0; // the numbers of all of them, as digits
+    kirocamera_manager_t* manager = nullptr;
+    ASSERT_EQ(kirocamera_manager_create(&manager, 0), 0);
+    const auto note = [](auto, auto event, auto error, void* all) {
+        auto& digits = *static_cast<std::atomic<int>*>(all);
+        digits = digits * 10 + (event == KIROCAMERA_EVENT_ERROR ? error : event);
+    };
+    kirocamera_manager_register_event_callback(manager, note, &events);
     testing::internal::CaptureStderr();
-    directory.Write("camera", "disconnect\n\x1b[2Jnonsense\n" + std::string(1000, 'x') + "\nconn");
-    directory.Write("camera", "ect\n");
-    ExpectEvents("0:0 ");
-    directory.Write("camera",
-                    "error -7\r\n  error 12 \n\nerror 99999999999\ndisconnect\nconnect\n");
-    ExpectEvents("0:0 2:-7 2:12 1:0 0:0 ");
-    Destroy();
-    const std::string messages = testing::internal::GetCapturedStderr();
-    for (const char* message :
-         {"ignored command: ?[2Jnonsense\n", "overlong", "ignored command: error 99999999999\n"}) {
-        EXPECT_NE(messages.find(message), std::string::npos) << messages;
-    }
+    directory.Write("camera", "nonsense\x1b[2J\n" + std::string(1000, 'x') + "\ndisconnect\nconn");
+    directory.Write("camera", "ect\nerror 7\r\n  error 2 \n\nerror 99999999999\ndisconnect\n");
+    EXPECT_TRUE(Eventually([&] { return events == 721; }));
+    kirocamera_manager_destroy(manager);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                testing::AllOf(testing::HasSubstr("ignored command: nonsense?[2J\n"),
+                               testing::HasSubstr("overlong"),
+                               testing::HasSubstr("ignored command: error 99999999999\n")));
     EXPECT_FALSE(std::filesystem::exists(path));
-    EXPECT_EQ(vantorel::test::CountOpenDescriptors(), descriptors);
 
     directory.Write("camera", ""); // something else in the pipe's place is not removed
-    testing::internal::CaptureStderr();
-    Create();
-    Destroy();
-    EXPECT_NE(testing::internal::GetCapturedStderr().find("not a pipe"), std::string::npos);
+    ASSERT_EQ(kirocamera_manager_create(&manager, 0), 0);
+    kirocamera_manager_destroy(manager);
     EXPECT_TRUE(std::filesystem::exists(path));
+    unsetenv("KIROCAMERA_SIM_CONTROL");
+    unsetenv("KIROCAMERA_SIM_CONNECTED");
 }
 
 } // namespace
