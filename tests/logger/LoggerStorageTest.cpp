@@ -6,14 +6,9 @@
 #include "vantorel/logger/Logger.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cerrno>
 #include <csignal>
-#include <cstring>
 #include <filesystem>
-#include <functional>
 
 #include <sys/wait.h>
 
@@ -31,17 +26,15 @@ void Log(Logger& logger, int lines) {
     }
 }
 
-/** The number of whole lines of a session, which must be the first ones; -1 if the file is torn. */
+/** The number of lines of a session, which must be whole ones and the first; -1 if they are not. */
 int WholeLines(const std::string& log, const std::string& session) {
     int count = 0;
     std::istringstream lines(log);
     for (std::string line; std::getline(lines, line);) {
-        if (line.starts_with(session + ',')) {
-            const bool isNext = line.starts_with(session + ',' + std::to_string(count) + ',');
-            if (!isNext || std::ranges::count(line, ',') != 15) {
-                return -1;
-            }
-            ++count;
+        const bool isNext = line.starts_with(session + ',' + std::to_string(count) + ',');
+        count += isNext ? 1 : 0;
+        if (line.starts_with(session + ',') && (!isNext || std::ranges::count(line, ',') != 15)) {
+            return -1;
         }
     }
     return log.ends_with('\n') ? count : -1;
@@ -66,11 +59,6 @@ protected:
         }
     }
 
-    void MountTmpfs(unsigned long flags, const char* options) {
-        ASSERT_EQ(::mount("tmpfs", (directory / "").c_str(), "tmpfs", flags, options), 0)
-            << std::strerror(errno);
-    }
-
     test::CapturedOutput output;
     test::TemporaryDirectory directory;
 };
@@ -78,20 +66,17 @@ protected:
 TEST_F(LoggerStorageTest, CountsSessionsThroughEveryStateOfTheirFile) {
     { const Logger logger(directory / ""); }
     EXPECT_EQ(directory.Read("session"), "1\n");
-    const std::pair<std::string, const char*> rows[] = {
+    const std::pair<const char*, const char*> rows[] = {
         {"1\n", "2\n"},
         {" 41\nmore", "42\n"},
-        {"", "1\n"},
         {"garbage", "1\n"},
-        {std::string(100, '\0'), "1\n"},
         {"99999999999", "1\n"},
         {"4294967294\n", "4294967295\n"},
-        {std::string(1 << 20, '9'), "1\n"},
     };
     for (const auto& [found, left] : rows) {
         directory.Write("session", found);
         const Logger logger(directory / "");
-        EXPECT_EQ(directory.Read("session"), left) << found.substr(0, 20);
+        EXPECT_EQ(directory.Read("session"), left) << found;
     }
     EXPECT_EQ(std::ranges::count(directory.Read("debug.csv"), '\n'), 1) << "its columns";
 }
@@ -112,21 +97,14 @@ TEST_F(LoggerStorageTest, LosesOnlyBufferedWholeLinesWhenKilled) {
 }
 
 TEST_F(LoggerStorageTest, ThrowsWhenThereCanBeNoLog) {
-    VANTOREL_NEED_PRIVATE_MOUNTS();
     std::filesystem::create_directories(directory / "taken/debug.csv");
-    const auto open = [&](const char* name) {
-        return test::ErrorOf([&] { Logger logger(directory / name); });
-    };
-    EXPECT_EQ(open("taken/"), 5);
-    EXPECT_EQ(open("missing/below/"), ENOENT);
-    MountTmpfs(MS_RDONLY, nullptr);
-    EXPECT_EQ(open(""), 5);
-    EXPECT_EQ(open("new/"), EROFS);
+    EXPECT_EQ(test::ErrorOf([&] { Logger logger(directory / "taken/"); }), EIO);
+    EXPECT_EQ(test::ErrorOf([&] { Logger logger(directory / "missing/below/"); }), ENOENT);
 }
 
 TEST_F(LoggerStorageTest, KeepsWhatFitsOnAFullDiskAndGoesOnPrinting) {
     VANTOREL_NEED_PRIVATE_MOUNTS();
-    MountTmpfs(0, "size=65536");
+    test::Must(::mount("tmpfs", (directory / "").c_str(), "tmpfs", 0, "size=65536"));
     constexpr int lines = 3000;
     {
         Logger logger(directory / "");
