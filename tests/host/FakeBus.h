@@ -5,22 +5,13 @@
 
 #include <functional>
 #include <map>
-#include <optional>
 #include <string_view>
-#include <vector>
 
 namespace vantorel::host {
 
 /** A bus with the device's real function at the other end of its cable. */
 struct FakeBus final : Bus {
-    std::vector<DeviceInfo> devices = {{.bus = 1,
-                                        .address = 7,
-                                        .vendor = 0x1209,
-                                        .product = 0x21,
-                                        .manufacturer = "Maker",
-                                        .name = "Camera",
-                                        .portSerial = "0x5a",
-                                        .problem = ""}};
+    std::vector<DeviceInfo> devices = {{1, 7, 0x1209, 0x21, "Maker", "Camera", "0x5a", ""}};
     std::optional<Failure> openFailure;
     unsigned openedAddress = 0;
     unsigned timeout = 0;
