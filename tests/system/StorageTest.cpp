@@ -98,6 +98,10 @@ TEST_F(StorageTest, FirstbootCountsEveryNumberButZeroAsSet) {
     firstboot.Reset(); // without the directory nothing is kept, and nothing fails
     EXPECT_FALSE(firstboot.Value());
     EXPECT_EQ(output->Take(), "FIRSTBOOT STR: \nFIRSTBOOT: 0\n");
+    std::filesystem::create_directories("/tmp/var/firstboot"); // opens, and cannot be read
+    EXPECT_FALSE(firstboot.Value());
+    std::filesystem::remove("/tmp/var/firstboot");
+    output->Take();
     const std::pair<const char*, bool> rows[] = {
         {"2\n", true}, {"1x", true}, {"0\n", false}, {"yes", false}, {"99999999999", false}};
     for (const auto& [content, set] : rows) {

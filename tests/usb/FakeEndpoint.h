@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <condition_variable>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <deque>
 #include <mutex>
@@ -110,6 +111,10 @@ private:
 
     int Wait(pollfd* waits) {
         std::unique_lock lock(mutex);
+        interrupted = !interrupted;
+        if (interrupted) { // before each event, by a signal of the application's
+            return FailWith(EINTR);
+        }
         waiting = true;
         changed.notify_all();
         changed.wait(lock, [&] { return woken || !events.empty(); });
@@ -130,6 +135,9 @@ private:
         }
         Bytes bytes = outData.value_or(Bytes());
         if (size == 12) {
+            if (events.empty()) {
+                std::abort(); // the kernel would hold up every unbinding of the port
+            }
             bytes = std::move(events.front());
             events.pop_front();
         } else {
@@ -170,6 +178,7 @@ private:
     std::deque<Bytes> events;
     std::optional<Bytes> outData;
     Outcome outcome;
+    bool interrupted = false;
     bool waiting = false;
     bool woken = false;
 };
