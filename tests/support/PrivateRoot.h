@@ -7,7 +7,6 @@
 #include <fstream>
 #include <iterator>
 #include <map>
-#include <ranges>
 #include <string>
 #include <thread>
 #include <vector>
@@ -83,8 +82,11 @@ public:
         for (const auto& entry : std::filesystem::directory_iterator("/calls")) {
             calls[std::stoi(entry.path().filename())] = ReadFile(entry.path());
         }
-        const auto texts = std::views::values(calls);
-        return {texts.begin(), texts.end()};
+        std::vector<std::string> texts;
+        for (const auto& [number, text] : calls) {
+            texts.push_back(text);
+        }
+        return texts;
     }
 
 private:
