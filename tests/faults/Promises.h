@@ -64,7 +64,7 @@ inline std::vector<Promise>& Promises() {
         {"gauge update", "Read", silent, "reading goes on", {EINTR}},
         {"gauge update", "", silent, "an interrupted update has left it in ROM mode", {}, 0, 9},
         {"tools", "Umount", thrown, "what the tools have done stays", {}, 0, last, 1},
-        {"tools", "Mount", thrown, "what the tools have done stays", {}, 29, last, 1},
+        {"tools", "Mount", thrown, "what the tools have done stays", {}, 10, last, 1},
         {"remounting", "Mount", ends, "what is not mounted cannot be unmounted at the end"},
         {"looking", "Mount", ends, "what is not mounted cannot be unmounted at the end"},
         {"unmounting", "", ends, "the mount would outlive its owner"},

@@ -178,33 +178,13 @@ void UseGauge(Faults& faults) {
     gauge.Update();
 }
 
-void UseFilesystem(Faults& faults) {
-    const Drivers drivers(faults);
-    faults.Arm();
-    faults.At("file system");
-    Filesystem image("/image", "/disk", "vfat", true, false);
-    faults.At("remounting");
-    image.Remount();
-    faults.At("unmounting");
-}
-
+/** Those that are no part of what follows, and one of each way to start a program. */
 void UseTools(Faults& faults) {
     faults.Arm();
     faults.At("tools");
-    Tools::Ln("-s", "a", "b");
-    Tools::Modprobe("m");
-    Tools::Modprobe("m", "1", "2", "3", "4", "5");
     Tools::Rmmod("m");
-    Tools::Hostname("h");
-    Tools::MkfsVfat("d", "l");
     Tools::FwSetEnv("a", "b");
-    Tools::Untar("a", "b");
-    Tools::InitdStart("a");
-    Tools::InitdStop("a");
-    faults.Reap(Tools::Ifup("a"));
-    faults.Reap(Tools::Ifdown("a"));
     faults.Reap(Tools::GettyStart("a", "9600"));
-    faults.Reap(Tools::GdbserverStart("a"));
     faults.Reap(Tools::ShStart("a"));
     Tools::Mkdir("/d");
     Tools::Rmdir("/d");
@@ -349,19 +329,12 @@ void FindPower(Faults& faults) {
     Serve(faults, ConnectionManager(charger, gauge, usb, std::chrono::milliseconds(0)));
 }
 
-constexpr Scenario list[] = {{"Sensors", UseSensors},
-                             {"Button", UseButton},
-                             {"Display", UseDisplay},
-                             {"Gauge", UseGauge},
-                             {"Filesystem", UseFilesystem},
-                             {"Tools", UseTools},
-                             {"Serial", UseSerial},
-                             {"Rndis", UseRndis, 2},
-                             {"MassStorage", UseMassStorage},
-                             {"Port", UsePort},
-                             {"Subi", UseSubi},
-                             {"Logger", UseLogger},
-                             {"Update", UseUpdate},
+constexpr Scenario list[] = {{"Sensors", UseSensors},  {"Button", UseButton},
+                             {"Display", UseDisplay},  {"Gauge", UseGauge},
+                             {"Tools", UseTools},      {"Serial", UseSerial},
+                             {"Rndis", UseRndis, 2},   {"MassStorage", UseMassStorage},
+                             {"Port", UsePort},        {"Subi", UseSubi},
+                             {"Logger", UseLogger},    {"Update", UseUpdate},
                              {"Connection", FindPower}};
 
 } // namespace
