@@ -8,12 +8,14 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <map>
 #include <optional>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <fcntl.h>
@@ -26,7 +28,7 @@ namespace vantorel::test {
 /**
  * The gauge's I2C bus and GPIO line in the place of the kernel's. Notes what passes, as "55 w 00
  * 41" for a write of two bytes to address 0x55 and "55 w 20 r 1" for a read after a command byte,
- * with "address 55" and "sleep 1000" (in milliseconds) between them; nothing in reality sleeps.
+ * with "address 55" and "sleep 1000" (in milliseconds) between them; in reality it is short.
  */
 class FakeBus {
 public:
@@ -45,6 +47,7 @@ public:
         });
         sys->Nanosleep = [this](const timespec* request, timespec*) {
             Note("sleep " + std::to_string(request->tv_sec * 1000 + request->tv_nsec / 1'000'000));
+            std::this_thread::sleep_for(std::chrono::microseconds(100)); // others come forward
             return 0;
         };
     }
