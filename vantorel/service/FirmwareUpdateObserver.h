@@ -28,8 +28,7 @@ public:
     /**
      * The update has ended; the firmware stays, but a gauge stream of the archive has been kept. An
      * observer that throws at 100 percent or at the completion ends it so, too, when the variable
-     * that selects the slot is set already.
-     * @param error always 52 (EBADE), whatever the cause was
+     * that selects the slot is set already. The error is always 52 (EBADE), whatever the cause was.
      */
     virtual void OnFirmwareUpdateError(FirmwareUpdateManager& manager, Error& error) = 0;
     virtual ~FirmwareUpdateObserver() = default;
