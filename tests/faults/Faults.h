@@ -32,9 +32,17 @@ inline constexpr const char* callNames[] = {
 #undef VANTOREL_NAME_CALL
 };
 
-/** What every call fails with: whatever the library or one of its callers could single out. */
-inline constexpr int errors[] = {EIO,   EPERM,  ENOENT, EINTR,  ENXIO,  EAGAIN, ENOMEM,   EACCES,
-                                 EBUSY, EEXIST, ENODEV, EINVAL, ENOSPC, ENOSYS, ETIMEDOUT};
+/**
+ * What every call fails with, whether its own manual page or only another's names it, and what
+ * drivers say when their device is busy, slow or gone.
+ */
+inline constexpr int errors[] = {
+    EIO,       EPERM,      ENOENT,       EINTR,     ENXIO,     EAGAIN,       ENOMEM,
+    EACCES,    EBUSY,      EEXIST,       ENODEV,    EINVAL,    ENOSPC,       ENOSYS,
+    ETIMEDOUT, EBADF,      EDQUOT,       EFAULT,    EFBIG,     EISDIR,       ELOOP,
+    EMFILE,    ENFILE,     ENAMETOOLONG, ENOTDIR,   EROFS,     ETXTBSY,      ENOTTY,
+    ENOTBLK,   EOPNOTSUPP, EOVERFLOW,    ESHUTDOWN, EPIPE,     EDESTADDRREQ, ESPIPE,
+    EREMOTEIO, ENOEXEC,    E2BIG,        EMLINK,    ENOTEMPTY, ECHILD,       ESRCH};
 
 /** One call that was made. */
 struct MadeCall {
