@@ -1,6 +1,7 @@
 /**
  * The round trip of a control request on the USB port: the vendor function's status request beside
- * the shortest FunctionFS responder there can be, each on a controller of its own, in turns.
+ * the shortest FunctionFS responder there can be, and the shortest that can also be told to end,
+ * each on a controller of its own, in turns.
  */
 #include "tests/device/UsbPort.h"
 #include "vantorel/camera/Camera.h"
@@ -15,12 +16,16 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include <fcntl.h>
 #include <linux/usb/functionfs.h>
+#include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/mount.h>
 #include <unistd.h>
 
@@ -43,11 +48,16 @@ void Write(const std::string& path, const std::string& value) {
     Need(static_cast<bool>(file << value << std::flush), path.c_str());
 }
 
-/** Answers every request with four zeros and does nothing else. */
-[[noreturn]] void Respond(int endpoint) {
+/**
+ * Answers every request with four zeros and does nothing else. A responder that can be told to end
+ * waits in poll(): the kernel does not unbind a port while a thread is blocked in the read.
+ */
+[[noreturn]] void Respond(int endpoint, bool canEnd) {
     usb_functionfs_event event{};
     const std::uint32_t status = 0;
-    while (::read(endpoint, &event, sizeof event) == ssize_t{sizeof event}) {
+    pollfd waits[] = {{endpoint, POLLIN, 0}, {::eventfd(0, EFD_CLOEXEC), POLLIN, 0}};
+    while ((!canEnd || ::poll(waits, 2, -1) > 0) &&
+           ::read(endpoint, &event, sizeof event) == ssize_t{sizeof event}) {
         if (event.type == FUNCTIONFS_SETUP &&
             ::write(endpoint, &status, sizeof status) != ssize_t{sizeof status}) {
             break;
@@ -56,24 +66,26 @@ void Write(const std::string& path, const std::string& value) {
     std::_Exit(1);
 }
 
-/** A gadget with the descriptors of the vendor function and the bare responder behind it. */
-void BringUpBare() {
-    const std::string gadget = "/config/usb_gadget/bare/";
+/** A gadget with the descriptors of the vendor function and a bare responder behind it. */
+void BringUpBare(const std::string& name, const std::string& controller, bool canEnd) {
+    const std::string gadget = "/config/usb_gadget/" + name + "/";
+    const std::string mount = "/dev/" + name;
     std::filesystem::create_directory(gadget);
     Write(gadget + "idVendor", "0x1209");
     Write(gadget + "idProduct", "0x21");
     std::filesystem::create_directory(gadget + "configs/c.1");
-    std::filesystem::create_directory(gadget + "functions/ffs.bare");
-    std::filesystem::create_directory("/dev/bare");
-    Need(::mount("bare", "/dev/bare", "functionfs", 0, nullptr) == 0, "mount");
-    const int endpoint = ::open("/dev/bare/ep0", O_RDWR);
+    std::filesystem::create_directory(gadget + "functions/ffs." + name);
+    std::filesystem::create_directory(mount);
+    Need(::mount(name.c_str(), mount.c_str(), "functionfs", 0, nullptr) == 0, "mount");
+    const int endpoint = ::open((mount + "/ep0").c_str(), O_RDWR);
     for (const auto& blob : {std::vector(subi::descriptors.begin(), subi::descriptors.end()),
                              std::vector(subi::strings.begin(), subi::strings.end())}) {
         Need(::write(endpoint, blob.data(), blob.size()) > 0, "descriptors");
     }
-    std::filesystem::create_symlink(gadget + "functions/ffs.bare", gadget + "configs/c.1/ffs.bare");
-    std::thread(Respond, endpoint).detach();
-    Write(gadget + "UDC", "dummy_udc.1");
+    std::filesystem::create_symlink(gadget + "functions/ffs." + name,
+                                    gadget + "configs/c.1/ffs." + name);
+    std::thread(Respond, endpoint, canEnd).detach();
+    Write(gadget + "UDC", controller);
 }
 
 /** The microseconds of each request. */
@@ -98,24 +110,43 @@ double Median(std::vector<double> values) {
     return values[values.size() / 2];
 }
 
-/** Of each round: the median; the spread is that of the medians. */
-void Print(const char* name, std::vector<double> medians, const std::vector<double>& tails) {
-    std::ranges::sort(medians);
-    std::printf("%-8s median of a round %.0f us (%.0f to %.0f over %d rounds of %d), 90 %% within "
-                "%.0f us\n",
-                name, Median(medians), medians.front(), medians.back(), rounds, requestsOfARound,
-                Median(tails));
-}
+/** One of the responders, and what its rounds took. */
+struct Candidate {
+    void Round() {
+        const auto times = Measure(port);
+        medians.push_back(times[times.size() / 2]);
+        tails.push_back(times[times.size() * 9 / 10]);
+    }
+
+    /** The spread is that of the rounds' medians. */
+    void Print() const {
+        const auto [least, most] = std::ranges::minmax(medians);
+        std::printf("%-8s median of a round %.0f us (%.0f to %.0f over %d rounds of %d), 90 %% "
+                    "within %.0f us\n",
+                    name, Median(medians), least, most, rounds, requestsOfARound, Median(tails));
+    }
+
+    void PrintRatioTo(const Candidate& other) const {
+        std::vector<double> ratios;
+        std::ranges::transform(medians, other.medians, std::back_inserter(ratios), std::divides());
+        std::printf("%s / %s: %.3f (median of %d rounds)\n", name, other.name, Median(ratios),
+                    rounds);
+    }
+
+    const char* name;
+    test::UsbPort port;
+    std::vector<double> medians{};
+    std::vector<double> tails{};
+};
 
 } // namespace
 
 // NOLINTNEXTLINE(bugprone-exception-escape): a failed measurement may end as it likes
 int main() {
     // Removing it fails for what it depends on, which stays.
-    Need(std::system("modprobe -r dummy_hcd; modprobe dummy_hcd num=2") == 0, "modprobe");
-    BringUpBare();
-    test::UsbPort barePort(2);
-    barePort.Open();
+    Need(std::system("modprobe -r dummy_hcd; modprobe dummy_hcd num=3") == 0, "modprobe");
+    BringUpBare("bare", "dummy_udc.1", false);
+    BringUpBare("polling", "dummy_udc.2", true);
 
     Camera camera(nullptr); // one that knows nothing of itself
     USB usb("usb", "dummy_udc.0");
@@ -124,22 +155,23 @@ int main() {
     control.OnCameraConnect(camera);
     usb.AddGadget(control);
     usb.BindGadgets();
-    test::UsbPort port(1);
-    port.Open();
 
-    std::vector<double> bare, bareTails, library, libraryTails, ratios;
-    for (int round = 0; round < rounds; ++round) {
-        const auto first = Measure(barePort);
-        const auto second = Measure(port);
-        bare.push_back(first[first.size() / 2]);
-        bareTails.push_back(first[first.size() * 9 / 10]);
-        library.push_back(second[second.size() / 2]);
-        libraryTails.push_back(second[second.size() * 9 / 10]);
-        ratios.push_back(library.back() / bare.back());
+    Candidate bare{"bare", test::UsbPort(2)};
+    Candidate polling{"polling", test::UsbPort(3)};
+    Candidate library{"library", test::UsbPort(1)};
+    for (Candidate* candidate : {&bare, &polling, &library}) {
+        candidate->port.Open();
     }
-    Print("bare", bare, bareTails);
-    Print("library", library, libraryTails);
-    std::printf("library / bare: %.3f (median of %d rounds)\n", Median(ratios), rounds);
+    for (int round = 0; round < rounds; ++round) {
+        for (Candidate* candidate : {&bare, &polling, &library}) {
+            candidate->Round();
+        }
+    }
+    for (const Candidate* candidate : {&bare, &polling, &library}) {
+        candidate->Print();
+    }
+    library.PrintRatioTo(bare);
+    library.PrintRatioTo(polling);
     std::fflush(stdout);
-    std::_Exit(0); // the bare responder cannot be told to stop, and holds its controller
+    std::_Exit(0); // the bare responders cannot be told to stop, and hold their controllers
 }
