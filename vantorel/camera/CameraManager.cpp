@@ -57,6 +57,16 @@ void CameraManager::Event(kirocamera_t* camera, kirocamera_manager_event_t event
     }
 }
 
+/** Tells the observers of a wiring something of its camera. */
+template <typename... Parameters, typename... Arguments>
+void CameraManager::Notify(const Wiring& now,
+                           void (CameraObserver::*operation)(Camera&, Parameters...),
+                           Arguments... arguments) {
+    for (CameraObserver* observer : now.observers) {
+        (observer->*operation)(*now.camera, arguments...);
+    }
+}
+
 void CameraManager::FrameAvailable(kirocamera_t*, kirocamera_frame_t* frame, void* user) {
     auto& self = *static_cast<CameraManager*>(user);
     if (const std::uint32_t version = self.wiringVersion; version != self.frameWiringVersion) {
@@ -67,9 +77,7 @@ void CameraManager::FrameAvailable(kirocamera_t*, kirocamera_frame_t* frame, voi
     if (now.camera == nullptr) {
         return;
     }
-    for (CameraObserver* observer : now.observers) {
-        observer->OnCameraFrameAvailable(*now.camera, frame);
-    }
+    Notify(now, &CameraObserver::OnCameraFrameAvailable, frame);
 }
 
 void CameraManager::Rewire(std::shared_ptr<const Wiring> replacement) {
@@ -96,9 +104,7 @@ void CameraManager::Connect(kirocamera_t* handle) {
     auto connected = std::make_shared<Wiring>(*CurrentWiring());
     connected->observers.push_back(camera.get());
     Rewire(connected);
-    for (CameraObserver* observer : connected->observers) {
-        observer->OnCameraConnect(*camera);
-    }
+    Notify(*connected, &CameraObserver::OnCameraConnect);
 }
 
 void CameraManager::Disconnect() {
@@ -106,9 +112,7 @@ void CameraManager::Disconnect() {
     if (before->camera == nullptr) {
         return;
     }
-    for (CameraObserver* observer : before->observers) {
-        observer->OnCameraDisconnect(*before->camera);
-    }
+    Notify(*before, &CameraObserver::OnCameraDisconnect);
     // Every entry is taken for a Camera, whatever it is. The exception for one that is not is what
     // makes the product restart after its camera was unplugged; an entry skipped here instead would
     // leave a USB port and a vendor function that can never serve the next camera.
@@ -126,9 +130,7 @@ void CameraManager::Fail(kirocamera_error_t error) {
     if (now->camera == nullptr) {
         return;
     }
-    for (CameraObserver* observer : now->observers) {
-        observer->OnCameraError(*now->camera, error);
-    }
+    Notify(*now, &CameraObserver::OnCameraError, error);
 }
 
 template <typename... Parameters, typename... Arguments>

@@ -94,6 +94,9 @@ private:
     };
 
     std::shared_ptr<const Wiring> CurrentWiring() const { return wiring.Load(); }
+    template <typename... Parameters, typename... Arguments>
+    static void Notify(const Wiring& now, void (CameraObserver::*operation)(Camera&, Parameters...),
+                       Arguments... arguments);
     void Rewire(std::shared_ptr<const Wiring> replacement);
     /** Calls an operation of the current camera, if there is one. */
     template <typename... Parameters, typename... Arguments>

@@ -1,9 +1,7 @@
 #include "vantorel/devices/ButtonService.h"
 
 #include "vantorel/devices/Button.h"
-#include "vantorel/service/Error.h"
-
-#include <cerrno>
+#include "vantorel/devices/private/WaitForInput.h"
 
 namespace vantorel {
 
@@ -19,7 +17,7 @@ void ButtonService::ServiceFunction() {
     try {
         event = button.WaitForEvent();
     } catch (Error& error) {
-        if (error.Value() != EINTR && error.Value() != ETIMEDOUT) {
+        if (!IsEndOfWait(error)) {
             observers.Notify(&ButtonObserver::OnButtonError, button, error);
         }
         return;

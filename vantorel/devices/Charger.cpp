@@ -1,7 +1,7 @@
 #include "vantorel/devices/Charger.h"
 
 #include "vantorel/devices/private/Attribute.h"
-#include "vantorel/devices/private/OpenFile.h"
+#include "vantorel/service/private/OpenFile.h"
 
 #include <cstring>
 #include <utility>

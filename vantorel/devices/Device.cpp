@@ -1,6 +1,6 @@
 #include "vantorel/devices/Device.h"
 
-#include "vantorel/devices/private/OpenFile.h"
+#include "vantorel/service/private/OpenFile.h"
 
 #include <utility>
 

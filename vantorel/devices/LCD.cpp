@@ -4,6 +4,7 @@
 #include "vantorel/devices/private/WaitForInput.h"
 #include "vantorel/service/Error.h"
 #include "vantorel/service/private/LittleEndian.h"
+#include "vantorel/service/private/OrThrow.h"
 #include "vantorel/service/private/Sys.h"
 
 #include <algorithm>
@@ -20,9 +21,7 @@ namespace {
 
 template <typename Request>
 void Issue(const UniqueFd& card, typename Request::Record& record) {
-    if (sys::Ioctl(card.Get(), Request::number, &record) < 0) {
-        throw Error(errno);
-    }
+    OrThrow(sys::Ioctl(card.Get(), Request::number, &record));
 }
 
 /**

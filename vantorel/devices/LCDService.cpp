@@ -1,9 +1,7 @@
 #include "vantorel/devices/LCDService.h"
 
 #include "vantorel/devices/LCD.h"
-#include "vantorel/service/Error.h"
-
-#include <cerrno>
+#include "vantorel/devices/private/WaitForInput.h"
 
 namespace vantorel {
 
@@ -20,7 +18,7 @@ void LCDService::ServiceFunction() {
         lcd.SwapBuffers();
         lcd.WaitForVSYNC();
     } catch (Error& error) {
-        if (error.Value() != EINTR && error.Value() != ETIMEDOUT) {
+        if (!IsEndOfWait(error)) {
             observers.Notify(&LCDObserver::OnLCDError, lcd, error);
         }
     }

@@ -1,10 +1,9 @@
 #include "vantorel/devices/TestFixture.h"
 
 #include "vantorel/devices/private/GpioLines.h"
-#include "vantorel/service/Error.h"
+#include "vantorel/service/private/OrThrow.h"
 #include "vantorel/service/private/Sys.h"
 
-#include <cerrno>
 #include <utility>
 
 #include <fcntl.h>
@@ -21,9 +20,7 @@ TestFixture::TestFixture(std::string deviceName, std::string devicePath)
 bool TestFixture::IsConnected() {
     gpio_v2_line_values values{};
     values.mask = 0b111;
-    if (sys::Ioctl(lineFd, GPIO_V2_LINE_GET_VALUES_IOCTL, &values) < 0) {
-        throw Error(errno);
-    }
+    OrThrow(sys::Ioctl(lineFd, GPIO_V2_LINE_GET_VALUES_IOCTL, &values));
     return values.bits != 0;
 }
 

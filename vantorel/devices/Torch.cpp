@@ -1,10 +1,9 @@
 #include "vantorel/devices/Torch.h"
 
 #include "vantorel/devices/private/Attribute.h"
-#include "vantorel/service/Error.h"
+#include "vantorel/service/private/OrThrow.h"
 #include "vantorel/service/private/Sys.h"
 
-#include <cerrno>
 #include <utility>
 
 #include <fcntl.h>
@@ -51,9 +50,7 @@ void Torch::Switch(char position) {
     // instead of repeating what the LED refuses.
     brightness = position;
     // An attribute takes each write for its whole text, wherever the file position is.
-    if (sys::Write(fd.Get(), &position, sizeof position) < 0) {
-        throw Error(errno);
-    }
+    OrThrow(sys::Write(fd.Get(), &position, sizeof position));
     Report(position);
 }
 

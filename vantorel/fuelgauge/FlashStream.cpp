@@ -1,8 +1,8 @@
 // The maintenance half of the fuel gauge: playing a flash stream against it.
 
-#include "vantorel/devices/private/OpenFile.h"
 #include "vantorel/fuelgauge/FuelGauge.h"
 #include "vantorel/service/Error.h"
+#include "vantorel/service/private/OpenFile.h"
 #include "vantorel/service/private/Sleep.h"
 #include "vantorel/service/private/StatusLine.h"
 #include "vantorel/service/private/Sys.h"

@@ -1,9 +1,10 @@
 #include "vantorel/fuelgauge/FuelGauge.h"
 
 #include "vantorel/devices/private/GpioLines.h"
-#include "vantorel/devices/private/OpenFile.h"
+#include "vantorel/fuelgauge/private/FlashStreamFile.h"
 #include "vantorel/service/Error.h"
 #include "vantorel/service/private/LittleEndian.h"
+#include "vantorel/service/private/OpenFile.h"
 #include "vantorel/service/private/Sleep.h"
 #include "vantorel/service/private/Sys.h"
 
@@ -37,7 +38,19 @@ constexpr std::uint16_t fullAccessKey[] = {0xB4B4, 0xB4B4};
 
 constexpr std::uint8_t flagBatteryDetected = 0x08;
 
-constexpr const char* flashStreamFile = "/tmp/var/update/bqfs";
+/** Makes a transfer; false when the gauge does not acknowledge, any other failure passes. */
+template <typename Transfer>
+bool IsAcknowledged(Transfer transfer) {
+    try {
+        transfer();
+        return true;
+    } catch (const Error& error) {
+        if (error.Value() != ENXIO) {
+            throw;
+        }
+        return false;
+    }
+}
 
 } // namespace
 
@@ -71,13 +84,8 @@ float FuelGauge::Temperature() {
 
 bool FuelGauge::IsBatteryConnected() {
     std::uint8_t byte = 0;
-    try {
-        ReadRegister(commandFlags, &byte, sizeof byte);
+    if (IsAcknowledged([&] { ReadRegister(commandFlags, &byte, sizeof byte); })) {
         return (byte & flagBatteryDetected) != 0;
-    } catch (const Error& error) {
-        if (error.Value() != ENXIO) {
-            throw;
-        }
     }
     try {
         // The address stays there: an interrupted update is taken up again at this address, and
@@ -103,14 +111,8 @@ void FuelGauge::Unseal() {
 
 void FuelGauge::Reset() {
     Unseal();
-    try {
-        WriteControl(controlReset);
-    } catch (const Error& error) {
-        // The gauge may be gone before it acknowledges its own reset.
-        if (error.Value() != ENXIO) {
-            throw;
-        }
-    }
+    // The gauge may be gone before it acknowledges its own reset.
+    static_cast<void>(IsAcknowledged([&] { WriteControl(controlReset); }));
 }
 
 void FuelGauge::EnterRomMode() {
@@ -144,17 +146,11 @@ void FuelGauge::WriteControl(std::uint16_t subcommand) {
 }
 
 bool FuelGauge::ReadIfAcknowledged(std::uint8_t command, std::uint8_t* buffer, std::size_t length) {
-    try {
+    return IsAcknowledged([&] {
         EnableThermistor();
         ReadRegister(command, buffer, length);
         DisableThermistor();
-        return true;
-    } catch (const Error& error) {
-        if (error.Value() != ENXIO) {
-            throw;
-        }
-        return false;
-    }
+    });
 }
 
 std::optional<std::uint16_t> FuelGauge::ReadWord(std::uint8_t command) {

@@ -17,8 +17,7 @@ FuelGaugeService::~FuelGaugeService() {
 
 void FuelGaugeService::OnConnectionStateChanged(ConnectionState newState,
                                                 ConnectionState oldState) noexcept {
-    if (oldState != ConnectionState::Undetermined ||
-        (newState != ConnectionState::Battery && newState != ConnectionState::BatteryCharger)) {
+    if (!IsStartOnBattery(newState, oldState)) {
         return;
     }
     if (!gauge.IsUpdated()) {

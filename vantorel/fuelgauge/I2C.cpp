@@ -1,6 +1,7 @@
 #include "vantorel/fuelgauge/I2C.h"
 
 #include "vantorel/service/Error.h"
+#include "vantorel/service/private/OrThrow.h"
 #include "vantorel/service/private/Sys.h"
 
 #include <algorithm>
@@ -26,16 +27,7 @@ void CheckLength(std::size_t length) {
 
 void Transfer(const UniqueFd& bus, i2c_msg* messages, std::uint32_t count) {
     i2c_rdwr_ioctl_data transfer{messages, count};
-    if (sys::Ioctl(bus.Get(), I2C_RDWR, &transfer) < 0) {
-        throw Error(errno);
-    }
-}
-
-std::size_t CountOrThrow(ssize_t count) {
-    if (count < 0) {
-        throw Error(errno);
-    }
-    return static_cast<std::size_t>(count);
+    OrThrow(sys::Ioctl(bus.Get(), I2C_RDWR, &transfer));
 }
 
 } // namespace
@@ -51,9 +43,7 @@ void I2C::SetAddress(std::uint8_t slaveAddress) {
     address = slaveAddress;
     // This request takes the number itself where others take a pointer.
     void* argument = reinterpret_cast<void*>(std::uintptr_t{slaveAddress});
-    if (sys::Ioctl(fd.Get(), I2C_SLAVE, argument) < 0) {
-        throw Error(errno);
-    }
+    OrThrow(sys::Ioctl(fd.Get(), I2C_SLAVE, argument));
 }
 
 void I2C::ReadRegister(std::uint8_t command, std::uint8_t* buffer, std::size_t length) {
@@ -77,11 +67,11 @@ void I2C::WriteRegister(std::uint8_t command, const std::uint8_t* data, std::siz
 }
 
 std::size_t I2C::Read(std::uint8_t* buffer, std::size_t length) {
-    return CountOrThrow(sys::Read(fd.Get(), buffer, length));
+    return static_cast<std::size_t>(OrThrow(sys::Read(fd.Get(), buffer, length)));
 }
 
 std::size_t I2C::Write(const std::uint8_t* data, std::size_t length) {
-    return CountOrThrow(sys::Write(fd.Get(), data, length));
+    return static_cast<std::size_t>(OrThrow(sys::Write(fd.Get(), data, length)));
 }
 
 } // namespace vantorel

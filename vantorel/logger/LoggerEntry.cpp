@@ -1,5 +1,6 @@
 #include "vantorel/logger/LoggerEntry.h"
 
+#include "vantorel/camera/private/FrameHeader.h"
 #include "vantorel/service/private/LittleEndian.h"
 
 #include <charconv>
@@ -11,14 +12,6 @@
 
 namespace vantorel {
 namespace {
-
-// Where the camera puts the values in its frame header.
-constexpr std::size_t uptimeOffset = 22;
-constexpr std::size_t chipIdOffset = 30;
-constexpr std::size_t frameCounterOffset = 99;
-constexpr std::size_t diodeOffset = 103;
-constexpr std::size_t environmentOffset = 107;
-constexpr std::size_t spotOffset = 131;
 
 /**
  * Writes fields with their labels and units as the caller wants them. Never by a stream: an
@@ -73,17 +66,18 @@ LoggerEntry::~LoggerEntry() = default;
 
 std::string LoggerEntry::ToString(bool labels, bool units, const std::string& separator) const {
     const std::uint8_t* header = frameHeader.data();
-    const auto* chipId = reinterpret_cast<const char*>(header + chipIdOffset);
+    const auto* chipId = reinterpret_cast<const char*>(header + frameheader::chipId);
 
     FieldWriter fields(labels, units, separator);
-    fields.Write("UPTIME: ", LoadLe<std::uint64_t>(header + uptimeOffset), " ns");
-    fields.Write("CID: ", std::string_view(chipId, ::strnlen(chipId, headerSize - chipIdOffset)));
-    fields.Write("NFIELD: ", LoadLe<std::uint32_t>(header + frameCounterOffset));
+    fields.Write("UPTIME: ", LoadLe<std::uint64_t>(header + frameheader::uptime), " ns");
+    fields.Write("CID: ",
+                 std::string_view(chipId, ::strnlen(chipId, headerSize - frameheader::chipId)));
+    fields.Write("NFIELD: ", LoadLe<std::uint32_t>(header + frameheader::frameCounter));
     fields.Write("NERR: ", cameraErrorCount);
     fields.Write("FPS: ", frameRate);
-    fields.Write("TDIODE: ", LoadLe<std::uint32_t>(header + diodeOffset));
-    fields.Write("TENV: ", LoadLe<float>(header + environmentOffset), " C");
-    fields.Write("TSPOT: ", LoadLe<float>(header + spotOffset), " C");
+    fields.Write("TDIODE: ", LoadLe<std::uint32_t>(header + frameheader::diode));
+    fields.Write("TENV: ", LoadLe<float>(header + frameheader::environmentTemperature), " C");
+    fields.Write("TSPOT: ", LoadLe<float>(header + frameheader::spotTemperature), " C");
     fields.Write("TCPU: ", processorTemperature, " C");
     fields.Write("TBRD: ", boardTemperature, " C");
     fields.Write("TBAT: ", batteryTemperature, " C");

@@ -13,8 +13,7 @@ LoggerService::~LoggerService() {
 
 void LoggerService::OnConnectionStateChanged(ConnectionState newState,
                                              ConnectionState oldState) noexcept {
-    if (oldState == ConnectionState::Undetermined &&
-        (newState == ConnectionState::Battery || newState == ConnectionState::BatteryCharger)) {
+    if (IsStartOnBattery(newState, oldState)) {
         Start();
     }
 }

@@ -12,4 +12,10 @@ enum class ConnectionState {
     NoBattery = 5,      /**< charger without a battery, or both gone while charging */
 };
 
+/** Whether a change is the first decision, and a battery was found. */
+inline bool IsStartOnBattery(ConnectionState newState, ConnectionState oldState) {
+    return oldState == ConnectionState::Undetermined &&
+           (newState == ConnectionState::Battery || newState == ConnectionState::BatteryCharger);
+}
+
 } // namespace vantorel

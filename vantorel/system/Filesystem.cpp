@@ -1,11 +1,11 @@
 #include "vantorel/system/Filesystem.h"
 
-#include "vantorel/service/Error.h"
 #include "vantorel/service/UniqueFd.h"
+#include "vantorel/service/private/OpenFile.h"
+#include "vantorel/service/private/OrThrow.h"
 #include "vantorel/service/private/Sys.h"
 #include "vantorel/system/Tools.h"
 
-#include <cerrno>
 #include <cstdint>
 #include <utility>
 
@@ -15,22 +15,10 @@
 namespace vantorel {
 namespace {
 
-UniqueFd OpenForWriting(const std::string& path) {
-    UniqueFd opened(sys::Open(path.c_str(), O_RDWR | O_CLOEXEC, 0));
-    if (!opened) {
-        throw Error(errno);
-    }
-    return opened;
-}
-
 /** An ioctl whose argument is a number or nothing. */
 int Control(const UniqueFd& fd, unsigned long request, int number = 0) {
-    const int result =
-        sys::Ioctl(fd.Get(), request, reinterpret_cast<void*>(static_cast<std::intptr_t>(number)));
-    if (result < 0) {
-        throw Error(errno);
-    }
-    return result;
+    return OrThrow(
+        sys::Ioctl(fd.Get(), request, reinterpret_cast<void*>(static_cast<std::intptr_t>(number))));
 }
 
 } // namespace
@@ -67,10 +55,10 @@ void Filesystem::LoadModules() const {
 void Filesystem::AttachLoopDevice() {
     Tools::Modprobe("loop");
     // Closed in the reverse of this order; the binding outlives the descriptors.
-    const UniqueFd image = OpenForWriting(device);
-    const UniqueFd control = OpenForWriting("/dev/loop-control");
+    const UniqueFd image = OpenFile(device, O_RDWR);
+    const UniqueFd control = OpenFile("/dev/loop-control", O_RDWR);
     device = "/dev/loop" + std::to_string(Control(control, LOOP_CTL_GET_FREE));
-    const UniqueFd loop = OpenForWriting(device);
+    const UniqueFd loop = OpenFile(device, O_RDWR);
     Control(loop, LOOP_SET_FD, image.Get());
 }
 

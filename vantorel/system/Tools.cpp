@@ -2,6 +2,7 @@
 
 #include "vantorel/service/Error.h"
 #include "vantorel/service/UniqueFd.h"
+#include "vantorel/service/private/OrThrow.h"
 #include "vantorel/service/private/Sys.h"
 #include "vantorel/system/private/ChildProcess.h"
 
@@ -21,12 +22,6 @@ namespace {
 
 constexpr unsigned long readOnlyFlag = MS_RDONLY;
 
-/** The command line of a BusyBox applet. */
-std::vector<std::string> Applet(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), "/bin/busybox");
-    return arguments;
-}
-
 /**
  * For programs whose success matters. The error carries the whole status, which is what callers in
  * the field compare with, and a program killed by a signal passes.
@@ -34,12 +29,6 @@ std::vector<std::string> Applet(std::vector<std::string> arguments) {
 void ThrowIfFailed(int status) {
     if (WIFEXITED(status) && WEXITSTATUS(status) != 0) {
         throw Error(status);
-    }
-}
-
-void ThrowIfError(int result) {
-    if (result == -1) {
-        throw Error(errno);
     }
 }
 
@@ -118,28 +107,28 @@ void Tools::Mkdir(std::string path) {
 }
 
 void Tools::Rmdir(std::string path) {
-    ThrowIfError(sys::Rmdir(path.c_str()));
+    OrThrow(sys::Rmdir(path.c_str()));
 }
 
 void Tools::Unlink(std::string path) {
-    ThrowIfError(sys::Unlink(path.c_str()));
+    OrThrow(sys::Unlink(path.c_str()));
 }
 
 void Tools::Mount(std::string source, std::string target, std::string type, bool readOnly) {
     if (IsMounted(target, type)) {
         return;
     }
-    ThrowIfError(sys::Mount(source.c_str(), target.c_str(), type.c_str(),
-                            readOnly ? readOnlyFlag : 0UL, nullptr));
+    OrThrow(sys::Mount(source.c_str(), target.c_str(), type.c_str(), readOnly ? readOnlyFlag : 0UL,
+                       nullptr));
 }
 
 void Tools::Remount(std::string target, bool readOnly) {
-    ThrowIfError(sys::Mount(nullptr, target.c_str(), nullptr,
-                            MS_REMOUNT | (readOnly ? readOnlyFlag : 0UL), nullptr));
+    OrThrow(sys::Mount(nullptr, target.c_str(), nullptr,
+                       MS_REMOUNT | (readOnly ? readOnlyFlag : 0UL), nullptr));
 }
 
 void Tools::Umount(std::string target) {
-    ThrowIfError(sys::Umount(target.c_str()));
+    OrThrow(sys::Umount(target.c_str()));
 }
 
 bool Tools::IsMounted(std::string target, std::string type) {

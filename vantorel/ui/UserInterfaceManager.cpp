@@ -1,6 +1,7 @@
 #include "vantorel/ui/UserInterfaceManager.h"
 
 #include "vantorel/camera/Camera.h"
+#include "vantorel/camera/private/FrameHeader.h"
 #include "vantorel/devices/Button.h"
 #include "vantorel/devices/LCD.h"
 #include "vantorel/devices/Thermometer.h"
@@ -21,9 +22,6 @@ namespace {
 
 constexpr const char* unitsFile = "/tmp/var/units";
 
-// Where the camera puts the two temperatures in its frame header.
-constexpr std::size_t environmentOffset = 107;
-constexpr std::size_t spotOffset = 131;
 // The header's temperatures move slowly; a push per frame would only make the numbers flicker.
 constexpr std::uint64_t framesPerTemperature = 5;
 
@@ -128,11 +126,11 @@ void UserInterfaceManager::OnCameraFrameAvailable(Camera&, kirocamera_frame_t* f
         return;
     }
     const std::uint64_t before = frameCount++;
-    const std::uint8_t* header = ::kiroframe_get_header(image);
-    if (before % framesPerTemperature == 0 && header != nullptr &&
-        ::kiroframe_get_header_size(image) >= spotOffset + sizeof(float)) {
-        ::SetEnvironmentTemp(LoadLe<float>(header + environmentOffset));
-        ::SetReadoutTemp(LoadLe<float>(header + spotOffset));
+    if (before % framesPerTemperature == 0) {
+        if (const std::uint8_t* header = frameheader::WithTemperatures(image)) {
+            ::SetEnvironmentTemp(LoadLe<float>(header + frameheader::environmentTemperature));
+            ::SetReadoutTemp(LoadLe<float>(header + frameheader::spotTemperature));
+        }
     }
     if (image != nullptr) {
         KeepFrame(*image);
@@ -140,9 +138,6 @@ void UserInterfaceManager::OnCameraFrameAvailable(Camera&, kirocamera_frame_t* f
 }
 
 void UserInterfaceManager::KeepFrame(const kiroframe_t& image) {
-    if (!frameKept) {
-        *frameCopy = FrameCopy(); // of this camera there is none yet
-    }
     if (frameCopy->Assign(image)) {
         frameKept = true;
     }

@@ -1,5 +1,6 @@
 #include "vantorel/update/FirmwareUpdateManager.h"
 
+#include "vantorel/fuelgauge/private/FlashStreamFile.h"
 #include "vantorel/service/Error.h"
 #include "vantorel/service/private/StatusLine.h"
 #include "vantorel/service/private/Sys.h"
@@ -12,7 +13,6 @@
 #include <filesystem>
 #include <system_error>
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace vantorel {
@@ -20,7 +20,6 @@ namespace {
 
 constexpr std::chrono::milliseconds pollInterval{250};
 constexpr const char* gaugeStreamMember = "bqfs";
-constexpr const char* gaugeStreamFile = "/tmp/var/update/bqfs";
 
 bool Exists(const std::string& path) {
     return sys::Access(path.c_str(), F_OK) == 0;
@@ -28,8 +27,8 @@ bool Exists(const std::string& path) {
 
 /** A link or a directory by the name of a member would be read through to something else. */
 bool IsRegularFile(const std::string& path) {
-    struct stat status {};
-    return Exists(path) && ::lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+    std::error_code ignored; // nothing is there, then
+    return std::filesystem::is_regular_file(std::filesystem::symlink_status(path, ignored));
 }
 
 /**
@@ -105,43 +104,30 @@ void FirmwareUpdateManager::OnConnectionError(Error&) {}
 void FirmwareUpdateManager::TransitionToState(FirmwareUpdateState newState) {
     using enum FirmwareUpdateState;
     PrintStatus("FW UPDATE TRANSITION TO STATE: ", static_cast<int>(newState));
-    const auto follows = [&](FirmwareUpdateState required) { return state == required; };
+    const bool follows =
+        newState <= Failed && static_cast<int>(newState) == static_cast<int>(state) + 1;
+    if (newState != Idle && newState != Failed && !follows) {
+        return;
+    }
+    state = newState;
     switch (newState) {
-    case Idle:
-        state = Idle;
-        break;
     case FileFound:
-        if (follows(Idle)) {
-            state = newState;
-            observers.Notify(&FirmwareUpdateObserver::OnFirmwareUpdateFileFound, *this);
-        }
+        observers.Notify(&FirmwareUpdateObserver::OnFirmwareUpdateFileFound, *this);
         break;
     case FileValid:
-        if (follows(FileFound)) {
-            state = newState;
-            observers.Notify(&FirmwareUpdateObserver::OnFirmwareUpdateFileValid, *this);
-        }
+        observers.Notify(&FirmwareUpdateObserver::OnFirmwareUpdateFileValid, *this);
         break;
     case Begin:
-        if (follows(FileValid)) {
-            state = newState;
-            observers.Notify(&FirmwareUpdateObserver::OnFirmwareUpdateBegin, *this);
-        }
-        break;
-    case InProgress:
-        if (follows(Begin)) {
-            state = newState;
-        }
+        observers.Notify(&FirmwareUpdateObserver::OnFirmwareUpdateBegin, *this);
         break;
     case Complete:
-        if (follows(InProgress)) {
-            state = newState;
-            observers.Notify(&FirmwareUpdateObserver::OnFirmwareUpdateComplete, *this);
-        }
+        observers.Notify(&FirmwareUpdateObserver::OnFirmwareUpdateComplete, *this);
         break;
     case Failed:
-        state = newState;
         observers.Notify(&FirmwareUpdateObserver::OnFirmwareUpdateError, *this, FreshError{});
+        break;
+    case Idle:
+    case InProgress:
         break;
     }
 }
@@ -176,6 +162,7 @@ void FirmwareUpdateManager::ServiceFunction() {
             VerifyFlash();
             UpdateImageSelect();
             Firstboot().Reset();
+            sys::Sync(); // whoever reads "complete" pulls the cable, and with it the power
             TransitionToState(Complete);
         } catch (...) {
             TransitionToState(Failed);
@@ -189,8 +176,8 @@ void FirmwareUpdateManager::ServiceFunction() {
 
 bool FirmwareUpdateManager::IsUpdateImagePresent() {
     try {
-        filesystem
-            .Remount(); // or the kernel goes on showing the drive as it was before the host wrote
+        // Or the kernel goes on showing the drive as it was before the host wrote.
+        filesystem.Remount();
     } catch (const Error&) {
         return false;
     }
@@ -235,11 +222,11 @@ void FirmwareUpdateManager::ExtractImage() {
     }
     if (IsRegularFile(updateDirectory + gaugeStreamMember)) {
         try {
-            Tools::Mkdir("/tmp/var/update");
+            Tools::Mkdir(flashStreamDirectory);
         } catch (const Error&) {
             // The copy then fails as silently as it does on a full disk.
         }
-        CopyWhole(updateDirectory + gaugeStreamMember, gaugeStreamFile);
+        CopyWhole(updateDirectory + gaugeStreamMember, flashStreamFile);
     }
 }
 

@@ -15,7 +15,7 @@ void FlashPartition::Write(const std::string& directory) const {
     }
     // Any way to end but success counts, a signal too: a tool that the kernel killed for memory has
     // left half a partition, and the boot loader must not be pointed at it.
-    const int status = RunAndWait({"/bin/busybox", "flashcp", "-v", directory + member, device});
+    const int status = RunAndWait(Applet({"flashcp", "-v", directory + member, device}));
     if (status != 0) {
         throw Error(status);
     }

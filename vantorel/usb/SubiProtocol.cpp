@@ -24,6 +24,34 @@ constexpr std::uint32_t kernelLogFailed = 0x30000;
 constexpr std::uint32_t stopRefused = 0x30300;
 constexpr std::uint32_t unsupported = 0x50000;
 
+// The requests that do more than take a word and ignore it, and what 78 reads.
+namespace request {
+constexpr std::uint8_t status = 53;
+constexpr std::uint8_t chipNumber = 54;
+constexpr std::uint8_t setSession = 60;
+constexpr std::uint8_t session = 61;
+constexpr std::uint8_t alwaysEight = 63;
+constexpr std::uint8_t selected = 78;
+constexpr std::uint8_t stopSession = 84;
+constexpr std::uint8_t select = 85;
+constexpr std::uint8_t setFactoryRange = 86;
+constexpr std::uint8_t factoryRange = 88;
+constexpr std::uint8_t factoryTail = 93;
+} // namespace request
+
+namespace selector {
+constexpr std::uint16_t version = 0;
+constexpr std::uint16_t fetchKernelLog = 13;
+constexpr std::uint16_t kernelLog = 14;
+constexpr std::uint16_t alwaysTwo = 17;
+constexpr std::uint16_t packetSize = 18;
+constexpr std::uint16_t roicId = 19;
+constexpr std::uint16_t factoryTail = 21;
+constexpr std::uint16_t identity = 23;
+constexpr std::uint16_t temperature = 26;
+constexpr std::uint16_t last = 27;
+} // namespace selector
+
 constexpr std::uint8_t setupEvent = 4;
 constexpr std::uint8_t deviceToHost = 0x80;
 
@@ -85,9 +113,21 @@ void USBGadgetSubi::Answer(const SetupRequest& setup) {
         std::uint8_t request;
         int length; // -1: any
     };
-    static constexpr Row rows[] = {{53, 4},  {54, 12}, {60, 2}, {61, 2}, {62, 2},
-                                   {63, 2},  {78, -1}, {84, 2}, {85, 2}, {86, 6},
-                                   {88, -1}, {89, 2},  {90, 2}, {91, 2}, {93, 64}};
+    static constexpr Row rows[] = {{request::status, 4},
+                                   {request::chipNumber, 12},
+                                   {request::setSession, 2},
+                                   {request::session, 2},
+                                   {62, 2},
+                                   {request::alwaysEight, 2},
+                                   {request::selected, -1},
+                                   {request::stopSession, 2},
+                                   {request::select, 2},
+                                   {request::setFactoryRange, 6},
+                                   {request::factoryRange, -1},
+                                   {89, 2},
+                                   {90, 2},
+                                   {91, 2},
+                                   {request::factoryTail, 64}};
     const auto row = std::ranges::find(rows, setup.request, &Row::request);
     if (row == std::end(rows)) {
         return Refuse(setup, unsupported);
@@ -96,31 +136,31 @@ void USBGadgetSubi::Answer(const SetupRequest& setup) {
         return Stall(setup);
     }
     switch (setup.request) {
-    case 53:
+    case request::status:
         Reply(&status, sizeof status);
         status = success;
         break;
-    case 54:
+    case request::chipNumber:
         return AnswerChipId(setup);
-    case 60:
+    case request::setSession:
         return TakeSessionState();
-    case 61:
+    case request::session:
         return ReplyWord(captureSessionState);
-    case 63:
+    case request::alwaysEight:
         return ReplyWord(8);
-    case 78:
+    case request::selected:
         return AnswerSelected(setup);
-    case 84:
+    case request::stopSession:
         return TakeStopRequest(setup);
-    case 85:
+    case request::select:
         Take(&subSelector, sizeof subSelector);
         status = success;
         break;
-    case 86:
+    case request::setFactoryRange:
         return TakeFactoryRange(setup);
-    case 88:
+    case request::factoryRange:
         return AnswerFactoryRange(setup);
-    case 93:
+    case request::factoryTail:
         if (request93Flag != 0) {
             return Refuse(setup, unsupported);
         }
@@ -134,32 +174,32 @@ void USBGadgetSubi::AnswerSelected(const SetupRequest& setup) {
     const auto with = [&](std::uint16_t length, auto answer) {
         setup.length == length ? answer() : Stall(setup);
     };
-    if (subSelector > 27) {
+    if (subSelector > selector::last) {
         return; // hosts in the field probe for later selectors and take silence for "not yet"
     }
     switch (subSelector) {
-    case 0:
-        return with(36, [&] { AnswerVersion(setup); });
-    case 13:
+    case selector::version:
+        return with(36, [&] { AnswerVersion(); });
+    case selector::fetchKernelLog:
         return with(4, [&] { FetchKernelLog(setup); });
-    case 14:
+    case selector::kernelLog:
         return AnswerKernelLog(setup);
-    case 17:
+    case selector::alwaysTwo:
         return with(2, [&] { ReplyWord(2); });
-    case 18:
+    case selector::packetSize:
         return with(2, [&] {
             ReplyWord(LoadLe<std::uint16_t>(&subi::descriptors[subi::packetSizeOffset]));
         });
-    case 19:
+    case selector::roicId:
         return with(2, [&] {
             const auto known = identity.Load();
             known ? ReplyWord(known->roicId) : Refuse(setup, unsupported);
         });
-    case 21:
+    case selector::factoryTail:
         return with(factoryTailSize, [&] { AnswerFactoryTail(setup); });
-    case 23:
+    case selector::identity:
         return with(66, [&] { AnswerIdentityRecord(setup); });
-    case 26:
+    case selector::temperature:
         return with(2, [&] { ReplyWord(In32nds(latestHeaderValue)); });
     default:
         return Refuse(setup, unsupported);
@@ -169,7 +209,8 @@ void USBGadgetSubi::AnswerSelected(const SetupRequest& setup) {
 void USBGadgetSubi::AnswerChipId(const SetupRequest& setup) {
     const auto known = identity.Load();
     const std::string text =
-        known ? std::string(known->chipId.data(), ::strnlen(known->chipId.data(), Text().size()))
+        known ? std::string(known->chipId.data(),
+                            ::strnlen(known->chipId.data(), known->chipId.size()))
               : std::string();
     std::array<std::uint16_t, 6> words{};
     if (text.size() < 2 * words.size()) {
@@ -187,7 +228,7 @@ void USBGadgetSubi::AnswerChipId(const SetupRequest& setup) {
     status = success;
 }
 
-void USBGadgetSubi::AnswerVersion(const SetupRequest&) {
+void USBGadgetSubi::AnswerVersion() {
     std::array<char, 36> record{};
     const auto version = VersionBytes(DeviceVersion()); // what it throws ends the process
     std::ranges::copy(version, record.begin());

@@ -1,16 +1,13 @@
 #include "vantorel/usb/USB.h"
 
 #include "vantorel/camera/Camera.h"
-#include "vantorel/service/Error.h"
+#include "vantorel/devices/private/Attribute.h"
 #include "vantorel/service/private/StatusLine.h"
-#include "vantorel/service/private/Sys.h"
 #include "vantorel/system/Tools.h"
 #include "vantorel/usb/USBGadget.h"
 #include "vantorel/usb/private/ConfigFs.h"
 
-#include <cerrno>
 #include <cstring>
-#include <sstream>
 #include <utility>
 
 #include <fcntl.h>
@@ -81,11 +78,8 @@ void USB::DescribeToHost(std::uint16_t connectedChip) {
 std::string USB::SerialNumberText() const {
     // The address of the buffer, not the text in it. Host software in the field has known devices
     // by numbers of this form from the first one on, so it must not become the camera's own.
-    std::ostringstream text;
-    text.imbue(std::locale::classic());
     const std::lock_guard lock(identityMutex);
-    text << static_cast<const void*>(serialNumber.get());
-    return text.str();
+    return Compose(static_cast<const void*>(serialNumber.get()));
 }
 
 void USB::UnbindGadgets() {
@@ -97,13 +91,9 @@ void USB::UnbindGadgets() {
 }
 
 bool USB::IsConnected() {
-    sys::Lseek(fd.Get(), 0, SEEK_SET);
     std::array<char, 16> buffer{};
-    const ssize_t size = sys::Read(fd.Get(), buffer.data(), buffer.size());
-    if (size < 0) {
-        throw Error(errno);
-    }
-    std::string state(buffer.data(), ::strnlen(buffer.data(), static_cast<std::size_t>(size)));
+    const std::size_t size = ReadFromStart(fd, buffer.data(), buffer.size());
+    std::string state(buffer.data(), ::strnlen(buffer.data(), size));
     if (!state.empty()) {
         state.pop_back(); // the newline of the kernel
     }

@@ -2,6 +2,7 @@
 
 #include "vantorel/service/Error.h"
 #include "vantorel/service/UniqueFd.h"
+#include "vantorel/service/private/OrThrow.h"
 #include "vantorel/service/private/Sys.h"
 #include "vantorel/system/Filesystem.h"
 #include "vantorel/system/Tools.h"
@@ -44,10 +45,8 @@ USBGadgetMassStorage::USBGadgetMassStorage(std::string gadgetName, std::string c
 USBGadgetMassStorage::~USBGadgetMassStorage() = default;
 
 void USBGadgetMassStorage::MakeImage(unsigned int size) const {
-    UniqueFd image(sys::Open(backingFile.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, imageMode));
-    if (!image) {
-        throw Error(errno);
-    }
+    UniqueFd image(
+        OrThrow(sys::Open(backingFile.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, imageMode)));
     if (sys::Ftruncate(image.Get(), static_cast<off_t>(size)) == -1) {
         const int error = errno;
         static_cast<void>(image.Release()); // the device cannot start: left to the process's end

@@ -1,33 +1,24 @@
 #include "vantorel/usb/USBGadgetSubi.h"
 
 #include "vantorel/camera/Camera.h"
-#include "vantorel/service/Error.h"
+#include "vantorel/camera/private/FrameHeader.h"
 #include "vantorel/service/private/LittleEndian.h"
+#include "vantorel/service/private/OrThrow.h"
 #include "vantorel/service/private/Sys.h"
 #include "vantorel/system/Tools.h"
 #include "vantorel/usb/private/SubiDescriptors.h"
 
-#include <cerrno>
 #include <utility>
 
 #include <fcntl.h>
 #include <sys/eventfd.h>
 
 namespace vantorel {
-namespace {
-
-constexpr std::size_t spotOffset = 131; // of the spot temperature in the camera's frame header
-
-} // namespace
 
 USBGadgetSubi::USBGadgetSubi(std::string gadgetName, std::string controller)
     : USBGadget(std::move(gadgetName), "ffs.subi", std::move(controller)),
       Service(std::chrono::milliseconds(0)),
-      wake(sys::Eventfd(0, EFD_CLOEXEC)) {
-    if (!wake) {
-        throw Error(errno);
-    }
-}
+      wake(OrThrow(sys::Eventfd(0, EFD_CLOEXEC))) {}
 
 USBGadgetSubi::~USBGadgetSubi() {
     TerminateIfJoinable();
@@ -113,9 +104,8 @@ void USBGadgetSubi::OnCameraFrameAvailable(Camera&, kirocamera_frame_t* frame) n
     if (::kirocamera_frame_get_frame_by_format(frame, KIROCAMERA_FORMAT_DISPLAY, &image) != 0) {
         return;
     }
-    const std::uint8_t* header = ::kiroframe_get_header(image);
-    if (header != nullptr && ::kiroframe_get_header_size(image) >= spotOffset + sizeof(float)) {
-        latestHeaderValue = LoadLe<float>(header + spotOffset);
+    if (const std::uint8_t* header = frameheader::WithTemperatures(image)) {
+        latestHeaderValue = LoadLe<float>(header + frameheader::spotTemperature);
     }
 }
 

@@ -107,7 +107,7 @@ private:
     void Answer(const SetupRequest& setup);
     void AnswerSelected(const SetupRequest& setup);
     void AnswerChipId(const SetupRequest& setup);
-    void AnswerVersion(const SetupRequest& setup);
+    void AnswerVersion();
     void AnswerIdentityRecord(const SetupRequest& setup);
     void AnswerFactoryRange(const SetupRequest& setup);
     void AnswerFactoryTail(const SetupRequest& setup);

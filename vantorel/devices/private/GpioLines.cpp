@@ -1,11 +1,10 @@
 #include "vantorel/devices/private/GpioLines.h"
 
-#include "vantorel/service/Error.h"
 #include "vantorel/service/UniqueFd.h"
+#include "vantorel/service/private/OrThrow.h"
 #include "vantorel/service/private/Sys.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 
 namespace vantorel {
@@ -25,9 +24,7 @@ void PrepareLineRequest(gpio_v2_line_request& request, const std::string& consum
 }
 
 int RequestLines(const UniqueFd& chip, gpio_v2_line_request& request) {
-    if (sys::Ioctl(chip.Get(), GPIO_V2_GET_LINE_IOCTL, &request) < 0) {
-        throw Error(errno);
-    }
+    OrThrow(sys::Ioctl(chip.Get(), GPIO_V2_GET_LINE_IOCTL, &request));
     return request.fd;
 }
 

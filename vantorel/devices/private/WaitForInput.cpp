@@ -2,6 +2,7 @@
 
 #include "vantorel/service/Error.h"
 #include "vantorel/service/UniqueFd.h"
+#include "vantorel/service/private/OrThrow.h"
 #include "vantorel/service/private/Sys.h"
 
 #include <cerrno>
@@ -10,14 +11,14 @@ namespace vantorel {
 
 short WaitForInput(const UniqueFd& fd) {
     pollfd waiting{fd.Get(), POLLIN, 0};
-    const int ready = sys::Poll(&waiting, 1, -1);
-    if (ready < 0) {
-        throw Error(errno);
-    }
-    if (ready == 0) {
+    if (OrThrow(sys::Poll(&waiting, 1, -1)) == 0) {
         throw Error(ETIMEDOUT);
     }
     return waiting.revents;
+}
+
+bool IsEndOfWait(const Error& error) {
+    return error.Value() == EINTR || error.Value() == ETIMEDOUT;
 }
 
 } // namespace vantorel

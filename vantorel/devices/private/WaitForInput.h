@@ -2,6 +2,7 @@
 
 namespace vantorel {
 
+class Error;
 class UniqueFd;
 
 /**
@@ -10,5 +11,8 @@ class UniqueFd;
  * ends with nothing.
  */
 short WaitForInput(const UniqueFd& fd);
+
+/** Whether an error tells only that such a wait ended without input. */
+bool IsEndOfWait(const Error& error);
 
 } // namespace vantorel

@@ -1,6 +1,7 @@
 #include "vantorel/system/private/ChildProcess.h"
 
 #include "vantorel/service/Error.h"
+#include "vantorel/service/private/OrThrow.h"
 #include "vantorel/service/private/Sys.h"
 
 #include <algorithm>
@@ -60,14 +61,6 @@ std::vector<std::string> Inherited(const std::vector<std::string>& replacements)
 /** Whether a failed spawn is one that a fork would have failed with. */
 bool IsLackOfProcesses(int error) {
     return error == EAGAIN || error == ENOMEM || error == ENOSYS;
-}
-
-pid_t Fork() {
-    const pid_t child = sys::Fork();
-    if (child == -1) {
-        throw Error(errno);
-    }
-    return child;
 }
 
 /**
@@ -135,6 +128,11 @@ void CloseAsAnExecWould() {
 
 } // namespace
 
+std::vector<std::string> Applet(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), "/bin/busybox");
+    return arguments;
+}
+
 pid_t StartChild(const std::vector<std::string>& arguments,
                  const std::vector<std::string>& environment) {
     const std::vector<std::string> entries = Inherited(environment);
@@ -152,7 +150,7 @@ pid_t StartChild(const std::vector<std::string>& arguments,
         throw Error(error);
     }
     // The program cannot be run: whoever waits for it is promised a child that ends with 127.
-    child = Fork();
+    child = OrThrow(sys::Fork());
     if (child == 0) {
         ResetSignals();
         ::execve(argumentList.Get()[0], argumentList.Get(), environmentList.Get());
@@ -164,15 +162,13 @@ pid_t StartChild(const std::vector<std::string>& arguments,
 int RunAndWait(const std::vector<std::string>& arguments) {
     const pid_t child = StartChild(arguments);
     int status = 0;
-    if (sys::Waitpid(child, &status, 0) == -1) {
-        throw Error(errno);
-    }
+    OrThrow(sys::Waitpid(child, &status, 0));
     return status;
 }
 
 pid_t StartSupervised(const std::vector<std::string>& arguments) {
     const ExecList argumentList(arguments);
-    const pid_t child = Fork();
+    const pid_t child = OrThrow(sys::Fork());
     if (child == 0) {
         Supervise(argumentList.Get());
     }

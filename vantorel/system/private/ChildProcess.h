@@ -7,6 +7,9 @@
 
 namespace vantorel {
 
+/** The command line of an applet of the device's BusyBox. */
+std::vector<std::string> Applet(std::vector<std::string> arguments);
+
 /**
  * Starts a program in a child of its own; the first argument is its absolute path. The child
  * inherits the caller's descriptors and environment, but none of the library's own descriptors
@@ -27,7 +30,7 @@ int RunAndWait(const std::vector<std::string>& arguments);
 
 /**
  * Starts a child that runs a program over and over, a new one as soon as the last one has ended.
- * The child keeps none of the library's descriptors.
+ * The child keeps none of the library's descriptors but its streams'.
  * @return the process id of that child
  * @throws Error with the errno of a failed fork
  */

@@ -1,25 +1,25 @@
 #include "vantorel/ui/private/FrameCopy.h"
 
 #include <cstring>
+#include <limits>
 
 namespace vantorel {
 
 bool FrameCopy::Assign(const kiroframe_t& source) {
-    if (source.buffer == nullptr) {
+    const std::uint64_t whole = std::uint64_t{source.header_size} + source.data_size;
+    if (source.buffer == nullptr || whole == 0 || whole > std::numeric_limits<std::size_t>::max()) {
         return false;
     }
-    const std::size_t size = std::size_t{source.header_size} + source.data_size;
+    const auto size = static_cast<std::size_t>(whole);
     if (size > capacity) {
         // Not value-initialised: the copy overwrites all of it at once.
         buffer.reset(new std::uint8_t[size]);
         capacity = size;
     }
-    if (size > 0) { // else there may be nothing to copy to yet
-        std::memcpy(buffer.get(), source.buffer, size);
-    }
+    std::memcpy(buffer.get(), source.buffer, size);
     image = source;
     image.buffer = buffer.get();
-    return buffer != nullptr;
+    return true;
 }
 
 } // namespace vantorel

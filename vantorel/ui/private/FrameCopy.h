@@ -14,7 +14,10 @@ namespace vantorel {
  */
 class FrameCopy {
 public:
-    /** Copies an image; one without a buffer leaves the copy as it is, and false is the answer. */
+    /**
+     * Copies an image; one without a buffer, or of a size that no buffer can have, leaves the copy
+     * as it is, and false is the answer.
+     */
     bool Assign(const kiroframe_t& source);
 
     /** The copied image, for the frame accessors. */

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <kirocamera.h>
+
+#include <cstddef>
+#include <cstdint>
+
+/** Where the camera puts values in the header of a frame; all of them little-endian. */
+namespace vantorel::frameheader {
+
+constexpr std::size_t uptime = 22;
+constexpr std::size_t chipId = 30;
+constexpr std::size_t frameCounter = 99;
+constexpr std::size_t diode = 103;
+constexpr std::size_t environmentTemperature = 107;
+constexpr std::size_t spotTemperature = 131;
+
+/** The header of an image that holds both temperatures, otherwise null. */
+inline const std::uint8_t* WithTemperatures(const kiroframe_t* image) {
+    const std::uint8_t* header = ::kiroframe_get_header(image);
+    const bool reaches =
+        header != nullptr && ::kiroframe_get_header_size(image) >= spotTemperature + sizeof(float);
+    return reaches ? header : nullptr;
+}
+
+} // namespace vantorel::frameheader

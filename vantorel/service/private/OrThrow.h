@@ -1,0 +1,18 @@
+#pragma once
+
+#include "vantorel/service/Error.h"
+
+#include <cerrno>
+
+namespace vantorel {
+
+/** The result of a system call; throws Error(errno) when it is negative. */
+template <typename Result>
+Result OrThrow(Result result) {
+    if (result < 0) {
+        throw Error(errno);
+    }
+    return result;
+}
+
+} // namespace vantorel
