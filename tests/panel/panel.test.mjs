@@ -88,6 +88,16 @@ test("the torch, by mouse and by keyboard, on every page", async (context) => {
   assert.ok(rate >= 5, `only ${rate} pictures a second`); // 15 and more where the machine is not shared
 });
 
+test("the device stays on when the page that has restarted it goes", async () => {
+  const leaving = await visitor();
+  leaving.write(frame("restart"));
+  await word("power", "starting");
+  leaving.destroy();
+  await word("screen", "thermal image");
+  await page.waitForTimeout(1000);
+  assert.equal(await state("power"), "on");
+});
+
 test("strangers get nothing, and nonsense disturbs nobody", async () => {
   const port = address.port;
   assert.equal(await visitor({ Host: `panel.example:${port}` }), 403);
