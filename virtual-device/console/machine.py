@@ -74,6 +74,10 @@ class Machine:
     # --- preparation ------------------------------------------------------------------------------
 
     def prepare(self):
+        if not (self.image / "initrd.gz").exists():
+            raise Failure(f"no machine in {self.image}; virtual-device/build makes it")
+        if not (self.artifacts / "app/vantorel-app").exists():
+            raise Failure(f"no armhf build in {self.artifacts}; ./run makes one")
         self.work.mkdir(parents=True, exist_ok=True)
         self._folder = os.open(self.work, os.O_RDONLY | os.O_DIRECTORY)
         try:
