@@ -71,6 +71,11 @@ class Machine:
         self.first_line = 0  # of `lines`, since the latest boot
         self.surroundings = Surroundings()
 
+    @property
+    def pid(self) -> int:
+        """Of QEMU."""
+        return self._process.pid
+
     # --- preparation ------------------------------------------------------------------------------
 
     def prepare(self):
@@ -299,5 +304,6 @@ class Machine:
     def check(self, command: str, seconds: int = 10) -> str:
         status, output = self.run(command, seconds)
         if status != 0:
-            raise Failure(output.strip() or f"exit status {status}")
+            begin = " ".join(command.split())[:200]  # some are whole scripts
+            raise Failure(f"{begin}: {output.strip()} (exit status {status})")
         return output
