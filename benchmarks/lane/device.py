@@ -8,9 +8,8 @@ import time
 from pathlib import Path
 
 from commands import Console
-from machine import Failure as MachineFailure
-from machine import Machine
-from table import Failure, Row
+from machine import Failure, Machine
+from table import Row
 
 PROJECT = Path(__file__).resolve().parents[2]
 PROGRAMS = ["button_to_led", "control_round_trip", "install_update", "frame_path", "bare_flips"]
@@ -38,25 +37,31 @@ def cause(rate: float, where: str) -> str:
 class Device:
     """One boot of the device for all figures but the installation, which has one of its own."""
 
-    def __init__(self, build: Path, artifacts: Path, seconds: int):
-        self.artifacts = artifacts.resolve()
-        self.image = build.resolve() / "virtual-device"
-        self.work = build.resolve() / f"{artifacts.name}-bench"
+    def __init__(self, build: Path, seconds: int):
+        self.artifacts = build / "armhf"
+        self.image = build / "virtual-device"
+        self.work = build / "armhf-bench"
         self.seconds = seconds
         self.machine = None
+        self._console = None
 
     def __enter__(self):
         return self
 
     def __exit__(self, *_):
-        if self.machine:
-            self.machine.stop()
+        self.switch_off()
 
     # --- the machine ------------------------------------------------------------------------------
 
+    def switch_off(self):
+        if self.machine:
+            self.machine.stop()
+        self.machine = self._console = None
+
     def console(self) -> Console:
         """Boots the device when first asked for it, with nothing kept from the last time."""
-        if self.machine is None:
+        if self._console is None:
+            self.switch_off()  # one that has failed to boot for the figure before
             shutil.rmtree(self.work, ignore_errors=True)
             self.machine = Machine(self.image, self.artifacts, self.work)
             self.machine.prepare()
@@ -67,10 +72,7 @@ class Device:
         return self._console
 
     def shell(self, command: str, seconds: int = 60) -> str:
-        status, output = self.machine.run(command, seconds)
-        if status != 0:
-            raise Failure(f"{command}: {output.strip()} (exit status {status})")
-        return output
+        return self.machine.check(command, seconds)
 
     def program(self, name: str, arguments: str = "", seconds: int = 600) -> str:
         self.console()
@@ -80,11 +82,8 @@ class Device:
     def start(self):
         """The application on battery, with frames at 30 Hz, everything running."""
         console = self.console()
-        try:
-            for line in ("battery level 80", "start", "expect 'FPS: ' 60"):
-                console.execute(line)
-        except MachineFailure as failure:
-            raise Failure(str(failure)) from failure
+        for line in ("battery level 80", "start", "expect 'FPS: ' 60"):
+            console.execute(line)
         time.sleep(10)
 
     def stop(self):
@@ -221,11 +220,8 @@ class Device:
                       note="ratio: median of those of the rounds", paired=float(ratios[name]))
 
     def install(self):
-        if self.machine:
-            self.machine.stop()
-            self.machine = None
+        self.switch_off()
         command = [sys.executable, PROJECT / "benchmarks/device/install", "--rounds", "3",
-                   "--image", self.image, "--artifacts", self.artifacts,
                    "--work", f"{self.work}-install"]
         ended = subprocess.run(command, capture_output=True, text=True)
         if ended.returncode != 0:

@@ -4,7 +4,8 @@ import json
 import subprocess
 from pathlib import Path
 
-from table import Failure, Row
+from machine import Failure
+from table import Row
 
 FRAMES = ("160x120", "320x240", "640x480", "480x640x4")
 # Both sides of a comparison take turns in random order, many times, so that both meet the same

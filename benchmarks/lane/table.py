@@ -3,10 +3,6 @@
 from dataclasses import asdict, dataclass
 
 
-class Failure(Exception):
-    """A measurement that could not be made."""
-
-
 @dataclass
 class Row:
     """One figure. `limit` bounds the ratio to the baseline if there is one, else the figure."""

@@ -88,6 +88,16 @@ test("the torch, by mouse and by keyboard, on every page", async (context) => {
   assert.ok(rate >= 5, `only ${rate} pictures a second`); // 15 and more where the machine is not shared
 });
 
+test("the device stays on when the page that has restarted it goes", async () => {
+  const leaving = await visitor();
+  leaving.write(frame("restart"));
+  await word("power", "starting");
+  leaving.destroy();
+  await word("screen", "thermal image");
+  await page.waitForTimeout(1000);
+  assert.equal(await state("power"), "on");
+});
+
 test("strangers get nothing, and nonsense disturbs nobody", async () => {
   const port = address.port;
   assert.equal(await visitor({ Host: `panel.example:${port}` }), 403);
@@ -97,7 +107,7 @@ test("strangers get nothing, and nonsense disturbs nobody", async () => {
     await assert.rejects(new Promise((resolve, reject) => net.connect(port, other.address, resolve).on("error", reject)));
   }
   const socket = await visitor();
-  const lines = ["", "shell id", "put /etc/passwd /x", "screenshot /tmp/x.png", "update ../../flash/env.raw", "button torch sideways", "battery level 1e9", "camera rate 0", "picture -1", "state\nquit", "charger 'on"];
+  const lines = ["", "shell id", "put /etc/passwd /x", "screenshot /tmp/x.png", "update ../../flash/env.raw", "button torch sideways", "battery level 1e9", "camera rate 241", "picture -1", "state\nquit", "charger 'on"];
   const text = await answers(socket, ...lines.map((line) => frame(line)), frame("state", 0x82));
   assert.equal(text.match(/error /g).length, lines.length + 1, text);
   // Too long, no frame at all, and one that asks for pictures and never reads them.

@@ -144,7 +144,9 @@ def shell(machine: Machine) -> int:
 
 
 def arguments():
-    parser = argparse.ArgumentParser(prog="run", description="Starts the virtual device.")
+    # Without abbreviations: ./run, which installs what an option needs, knows the whole names only.
+    parser = argparse.ArgumentParser(prog="run", description="Starts the virtual device.",
+                                     allow_abbrev=False)
     what = parser.add_mutually_exclusive_group()
     what.add_argument("--script", type=Path, metavar="FILE",
                       help="carry out the commands in FILE; exit 0 when each was answered ok")

@@ -3,7 +3,6 @@
 import glob
 import shlex
 import shutil
-import time
 from pathlib import Path
 
 import gauge
@@ -20,7 +19,7 @@ fixture 0..2 on|off
 temperature board|cpu C
 button power|torch|reset down|up|click|hold SECONDS|doubleclick
 button plug|unplug          the whole input device
-camera connect|disconnect|error CODE|rate HZ
+camera connect|disconnect|error CODE|rate 0..240
 cable plug|unplug           whether a USB host is at the other end of the cable
 start [debugger]            start the application; set initial conditions before. With a debug
                             server on the USB serial line instead of the shell
@@ -176,11 +175,11 @@ class Console(Looking):
     # --- camera, cable, application ---------------------------------------------------------------
 
     def do_camera(self, arguments):
-        usage = "usage: camera connect|disconnect|error CODE|rate HZ"
+        usage = "usage: camera connect|disconnect|error CODE|rate 0..240"
         if arguments in (["connect"], ["disconnect"]):
             self.surroundings.camera["KIROCAMERA_SIM_CONNECTED"] = str(int(arguments[0] == "connect"))
         elif len(arguments) == 2 and arguments[0] == "rate":
-            self.surroundings.camera["KIROCAMERA_SIM_RATE"] = str(number(arguments[1], 1, 1000))
+            self.surroundings.camera["KIROCAMERA_SIM_RATE"] = str(number(arguments[1], 0, 240))
         elif len(arguments) == 2 and arguments[0] == "error":
             number(arguments[1], -2**31, 2**31 - 1)
             if not self.application_runs():

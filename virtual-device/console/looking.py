@@ -15,6 +15,7 @@ lines [FROM]                status lines from number FROM (0) on, the latest 500
 expect TEXT [SECONDS]       wait for a status line that contains TEXT (10 s)
 expect-state NAME VALUE [SECONDS]  wait until `state` says so (10 s)
 expect-pixel X Y RRGGBB [SECONDS]  wait until the display shows that colour there (10 s)
+expect-motion X Y [SECONDS] wait until the display shows another colour there than now (10 s)
 screenshot FILE.png         what the display shows"""
 
 MOST_LINES = 500
@@ -113,6 +114,15 @@ class Looking:
         seconds = number(arguments[3], 0, 3600, float) if len(arguments) == 4 else 10
         self._poll(lambda: self._picture().colour(x, y), arguments[2].lower(), seconds,
                    f"the display shows {{}} at {x}, {y}")
+
+    def do_expect_motion(self, arguments):
+        if len(arguments) not in (2, 3):
+            raise Failure("usage: expect-motion X Y [SECONDS]")
+        x, y = (number(text, 0, 10000) for text in arguments[:2])
+        seconds = number(arguments[2], 0, 3600, float) if len(arguments) == 3 else 10
+        before = self._picture().colour(x, y)
+        self._poll(lambda: self._picture().colour(x, y) != before, True, seconds,
+                   f"the display shows {before} at {x}, {y} all the time")
 
     # --- pictures ---------------------------------------------------------------------------------
 

@@ -34,7 +34,8 @@ class DeviceOff(Failure):
 
 
 def _die_with_parent():
-    """A machine must not outlive its console, however that ends."""
+    """A machine must not outlive its console, however that ends. To the kernel the parent is the
+    thread that starts the machine."""
     os.setpgid(0, 0)  # Ctrl-C at the terminal is for the console
     ctypes.CDLL(None).prctl(1, signal.SIGKILL)
 
@@ -70,9 +71,18 @@ class Machine:
         self.first_line = 0  # of `lines`, since the latest boot
         self.surroundings = Surroundings()
 
+    @property
+    def pid(self) -> int:
+        """Of QEMU."""
+        return self._process.pid
+
     # --- preparation ------------------------------------------------------------------------------
 
     def prepare(self):
+        if not (self.image / "initrd.gz").exists():
+            raise Failure(f"no machine in {self.image}; virtual-device/build makes it")
+        if not (self.artifacts / "app/vantorel-app").exists():
+            raise Failure(f"no armhf build in {self.artifacts}; ./run makes one")
         self.work.mkdir(parents=True, exist_ok=True)
         self._folder = os.open(self.work, os.O_RDONLY | os.O_DIRECTORY)
         try:
@@ -160,12 +170,14 @@ class Machine:
         for name in self.partitions:
             command += ["-drive", f"if=none,format=raw,id={name},file={self.flash}/{name}.raw",
                         "-device", f"virtio-blk-device,drive={name},serial={name}"]
-        errors = open(self.work / "qemu.log", "wb")
-        self._process = subprocess.Popen(command, cwd=self.work, stdin=subprocess.DEVNULL,
-                                         stdout=errors, stderr=errors, pass_fds=[self.memory],
-                                         preexec_fn=_die_with_parent)
-        self._waiter = threading.Thread(target=self._wait_for_end, daemon=True)
+        self._process = None
+        begun = threading.Event()
+        self._waiter = threading.Thread(target=self._live, args=(command, begun), daemon=True)
         self._waiter.start()
+        begun.wait()
+        if self._process is None:
+            self.ended.set()
+            raise Failure("qemu-system-arm cannot be started")
         self._control = self.connect("control").makefile("rw", encoding="ascii", newline="\n")
         self._readers = [self._watch(self.connect("status"), self._read_status),
                          self._watch(self.connect("monitor"), self._read_monitor)]
@@ -227,7 +239,19 @@ class Machine:
         thread.start()
         return thread
 
-    def _wait_for_end(self):
+    def _live(self, command: list, begun: threading.Event):
+        """Starts QEMU and waits for its end, in one thread that lasts as long as QEMU: who asked for
+        the start may be gone before, and QEMU would die with them."""
+        try:
+            with open(self.work / "qemu.log", "wb") as errors:
+                self._process = subprocess.Popen(command, cwd=self.work, stdin=subprocess.DEVNULL,
+                                                 stdout=errors, stderr=errors,
+                                                 pass_fds=[self.memory],
+                                                 preexec_fn=_die_with_parent)
+        except (OSError, subprocess.SubprocessError):
+            return
+        finally:
+            begun.set()
         self.exit_status = self._process.wait()
         for reader in self._readers:  # the machine's last words
             reader.join(5)
@@ -280,5 +304,6 @@ class Machine:
     def check(self, command: str, seconds: int = 10) -> str:
         status, output = self.run(command, seconds)
         if status != 0:
-            raise Failure(output.strip() or f"exit status {status}")
+            begin = " ".join(command.split())[:200]  # some are whole scripts
+            raise Failure(f"{begin}: {output.strip()} (exit status {status})")
         return output

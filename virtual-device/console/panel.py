@@ -16,7 +16,7 @@ from watch import Watch
 FILES = Path(__file__).resolve().parents[1] / "panel"
 LONGEST_LINE = 1024  # bytes
 LARGEST_UPDATE = 64 << 20  # bytes: the device's drive
-MOST_VISITORS = 32  # a page has two connections
+MOST_VISITORS = 64  # a page has four connections
 # What a page may do: what happens around the device, and nothing on the development machine.
 COMMANDS = {"battery", "charger", "fixture", "temperature", "button", "camera", "cable", "start",
             "stop", "restart", "state", "lines"}
@@ -118,7 +118,7 @@ class Panel:
     async def _listen(self, runner, port: int):
         for wanted in (port, 0):  # another device's panel may have the usual one
             try:
-                site = web.TCPSite(runner, "127.0.0.1", wanted, shutdown_timeout=1)
+                site = web.TCPSite(runner, "127.0.0.1", wanted)
                 await site.start()
                 return site
             except OSError:
