@@ -237,6 +237,10 @@ int Run(bool debugServer) {
 int main(int argc, char** argv) {
     // For a developer: a debug server on the USB serial line instead of the shell.
     const bool debugServer = argc == 2 && std::string_view(argv[1]) == "--serial-debugger";
+    if (argc > 1 && !debugServer) {
+        std::cerr << "usage: vantorel-app [--serial-debugger]\n";
+        return 2;
+    }
     try {
         return Run(debugServer);
     } catch (const CameraError& error) {

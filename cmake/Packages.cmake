@@ -61,9 +61,13 @@ set(CPACK_COMPONENT_APPLICATION_DESCRIPTION
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME vantorel-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${run_time}, libusb-1.0-0 (>= 2:1.0.26)")
-set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS "gnuplot-nox")
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION
-    "service tools for thermal cameras\nvantorel-host speaks to a camera on the USB port; vantorel-log reads its\ndiagnostics log.")
+    "service tools for thermal cameras\nvantorel-host speaks to a camera on the USB port.")
+if(TARGET vantorel-log) # not on the device
+    set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS "gnuplot-nox")
+    string(APPEND CPACK_COMPONENT_TOOLS_DESCRIPTION
+        "\nvantorel-log reads a camera's diagnostics log.")
+endif()
 
 # Every package has its change log and its terms.
 set(changelog ${CMAKE_BINARY_DIR}/package/changelog)

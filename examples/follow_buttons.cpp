@@ -1,4 +1,4 @@
-// Prints what happens to the three buttons, until so many events have come.
+// Prints what happens to two buttons, until so many events have come.
 #include "vantorel/devices/Button.h"
 #include "vantorel/devices/ButtonService.h"
 

@@ -33,10 +33,14 @@ void HoldTimer::Settle() {
 }
 
 void HoldTimer::Start() {
-    // The application decides which of its threads receives signals; this one must not take any.
+    // The application decides which of its threads receives signals; this one must not take any but
+    // those of its own faults.
     sigset_t all;
     sigset_t before;
     sigfillset(&all);
+    for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP}) {
+        sigdelset(&all, fault);
+    }
     pthread_sigmask(SIG_SETMASK, &all, &before);
     std::thread([this] { Run(); }).detach();
     pthread_sigmask(SIG_SETMASK, &before, nullptr);

@@ -9,7 +9,7 @@ namespace vantorel {
 
 /**
  * One key of an input event device. Several buttons may share a device node; each opens it for
- * itself and sees every event. To be used by one thread.
+ * itself and sees every event. Thread-bound.
  */
 class VANTOREL_EXPORT Button final : public Device {
 public:

@@ -8,7 +8,7 @@
 namespace vantorel {
 
 /**
- * The battery charger, read from its power-supply directory in sysfs. To be asked by one thread.
+ * The battery charger, read from its power-supply directory in sysfs. Thread-bound.
  */
 class VANTOREL_EXPORT Charger final : public Connection, public Device {
 public:

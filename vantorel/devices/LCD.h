@@ -16,7 +16,7 @@ namespace vantorel {
  * first mode on the first CRTC, with two buffers of 32-bit pixels that take turns on the screen.
  *
  * Draw into BackBuffer(), show it with SwapBuffers(), and draw again after WaitForVSYNC(). All of
- * it belongs to one thread; only BackBuffer() and the geometry may be read from others. The pixels
+ * it is thread-bound; only BackBuffer() and the geometry may be read from others. The pixels
  * live as long as the object.
  */
 class VANTOREL_EXPORT LCD final : public Device {

@@ -11,7 +11,7 @@ namespace vantorel {
 
 /**
  * The test fixture of the factory, which pulls one or more of the first three lines of a GPIO chip
- * low. To be asked by one thread.
+ * low. Thread-bound.
  *
  * The lines stay requested until the process ends, also when the object is gone: nobody else can
  * drive them against the fixture.

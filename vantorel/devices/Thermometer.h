@@ -6,7 +6,7 @@
 
 namespace vantorel {
 
-/** A temperature sensor, read from a sysfs attribute in millidegrees. To be used by one thread. */
+/** A temperature sensor, read from a sysfs attribute in millidegrees. Thread-bound. */
 class VANTOREL_EXPORT Thermometer final : public Device {
 public:
     /**

@@ -19,7 +19,8 @@ namespace vantorel {
  * Switching throws Error with the errno of a failed write at the caller, before anybody is told.
  *
  * Called by the connection manager's thread and by the UI library's; observers are told on the
- * thread that switches.
+ * thread that switches. Thread-safe, but two threads that switch at once may leave the LED in the
+ * state of either.
  */
 class VANTOREL_EXPORT Torch final : public Device,
                                     public ConnectionObserver,

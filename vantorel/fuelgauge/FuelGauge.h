@@ -25,7 +25,7 @@ public:
     /**
      * Opens the bus and takes a line of a GPIO chip, which is driven low as long as the object
      * lives.
-     * @param deviceName the name, whose first 32 bytes also label the line
+     * @param deviceName the name, whose first 31 bytes also label the line
      * @param i2cDevice the bus
      * @param gpioChip the GPIO chip's character device
      * @param line the line's offset on the chip

@@ -13,7 +13,7 @@ namespace vantorel {
  * One device on an I2C bus, spoken to through the bus's character device.
  *
  * All operations throw Error with the errno of the failed call; ENXIO (6) means that nobody
- * acknowledged. Threads may share the object: each transfer is one call that carries the
+ * acknowledged. Thread-safe: each transfer is one call that carries the
  * address, but for Read() and Write(), which go to the one that was set last.
  */
 class VANTOREL_EXPORT I2C : public Device {

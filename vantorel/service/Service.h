@@ -20,8 +20,8 @@ namespace vantorel {
  * thread that ends at once, while the service counts as running. Destroying a service that was
  * started and not stopped ends the process.
  *
- * Start() and Stop() belong to one owning thread. An exception that leaves ServiceFunction() ends
- * the process.
+ * Start() and Stop() may be called by different threads, but not at the same time. An exception
+ * that leaves ServiceFunction() ends the process.
  */
 class VANTOREL_EXPORT Service {
 public:

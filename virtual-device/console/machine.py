@@ -102,9 +102,11 @@ class Machine:
                 if name == "env":
                     disk.write_bytes(environment.make({"image_select": "0"}, size))
         (self.work / "status.log").unlink(missing_ok=True)
-        for library in self.artifacts.glob("**/lib*.so*"):
-            if not library.is_symlink():
-                self._install(library, self.share / "lib" / self._soname(library))
+        # Not what the tests of the package have installed elsewhere in there: it may be older.
+        for folder in ("vantorel", "simulators"):
+            for library in (self.artifacts / folder).glob("**/lib*.so*"):
+                if not library.is_symlink():
+                    self._install(library, self.share / "lib" / self._soname(library))
         # The application, and the programs for the other end of the USB cable.
         for program in ("app/vantorel-app", "host/vantorel-host"):
             if (self.artifacts / program).exists():

@@ -8,8 +8,8 @@
 #include <sys/types.h>
 
 /**
- * Every system call that the library makes itself, streams and the standard library's file-system
- * operations apart, as X(result, name, system function, parameters,
+ * Every system call that the library makes itself, streams, listings of directories and the
+ * standard library's file-system operations apart, as X(result, name, system function, parameters,
  * arguments). The list is the one place to look for what the library asks of the kernel, and what
  * the tests' stand-in of this door is generated from: a call added here can be scripted and made to
  * fail without further work.

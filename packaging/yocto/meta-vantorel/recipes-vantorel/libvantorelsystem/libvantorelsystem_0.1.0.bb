@@ -34,7 +34,7 @@ OECMAKE_TARGET_COMPILE = "shipped"
 PACKAGES =+ "vantorel-app vantorel-simulators"
 
 SUMMARY:vantorel-app = "Reference application of libVantorelSystem"
-FILES:vantorel-app = "${bindir}/vantorel-app"
+FILES:vantorel-app = "${bindir}/vantorel-app ${nonarch_libdir}/systemd/system"
 
 SUMMARY:vantorel-simulators = "Stand-ins of the camera SDK and the UI library"
 FILES:vantorel-simulators = "${libdir}/libkirocamera.so.* ${libdir}/libVantorelUI.so.*"
