@@ -1,6 +1,7 @@
 #include "vantorel/fuelgauge/FuelGaugeService.h"
 
 #include "tests/fuelgauge/FakeBus.h"
+#include "tests/support/CapturedOutput.h"
 #include "tests/support/ErrorOf.h"
 
 #include <gmock/gmock.h>
@@ -8,6 +9,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
+#include <stdexcept>
 
 namespace vantorel {
 namespace {
@@ -16,9 +18,18 @@ using namespace std::chrono_literals;
 using State = ConnectionState;
 using Notes = std::vector<std::string>;
 
-class FuelGaugeTest : public testing::Test,
-                      public FuelGaugeObserver,
-                      protected test::GaugeOnFakeBus {
+/** A fuel gauge on a bus that notes its transfers; its construction is not among them. */
+struct GaugeOnFakeBus {
+    GaugeOnFakeBus() { bus.Take(); }
+
+    test::CapturedOutput output;
+    test::ScopedSys sys;
+    test::FakeBus bus{sys};
+    test::StreamInMemory stream{sys};
+    FuelGauge gauge{"gauge", "/dev/null", "/dev/null", 3u};
+};
+
+class FuelGaugeTest : public testing::Test, public FuelGaugeObserver, protected GaugeOnFakeBus {
 protected:
     void OnFuelGaugeLevelQuery(FuelGauge&, std::uint8_t level) override { Note("level", level); }
     void OnFuelGaugeCurrentQuery(FuelGauge&, std::int16_t mA) override { Note("current", mA); }
@@ -40,7 +51,7 @@ protected:
 
     /** What is heard of one pass. */
     Notes Pass() {
-        FuelGaugeService service(*gauge, 0ms);
+        FuelGaugeService service(gauge, 0ms);
         service.AddObserver(*this);
         heard.clear();
         service.ServiceFunction();
@@ -49,7 +60,7 @@ protected:
 
     /** What a service prints when it is told a change, before its first reading. */
     std::string Enter(State newState, State oldState) {
-        FuelGaugeService service(*gauge, 0ms);
+        FuelGaugeService service(gauge, 0ms);
         service.AddObserver(*this);
         told = 0;
         service.OnConnectionStateChanged(newState, oldState);
@@ -70,17 +81,17 @@ protected:
 TEST_F(FuelGaugeTest, TakesAGaugeInRomModeForABatteryAndStaysWithIt) {
     bus.answering = {0x0B};
     bus.answers[0x0B20] = {42};
-    EXPECT_TRUE(gauge->IsBatteryConnected());
-    EXPECT_EQ(gauge->Level(), 42);
+    EXPECT_TRUE(gauge.IsBatteryConnected());
+    EXPECT_EQ(gauge.Level(), 42);
     bus.answering.clear();
     bus.errors = {{"0b w 00 r 1", EIO}};
-    EXPECT_FALSE(gauge->IsBatteryConnected());
+    EXPECT_FALSE(gauge.IsBatteryConnected());
 }
 
 TEST_F(FuelGaugeTest, RefusesWhatNoMessageCanHold) {
     std::vector<std::uint8_t> bytes(0x10000);
-    EXPECT_EQ(test::ErrorOf([&] { gauge->ReadRegister(0, bytes.data(), 0xffff); }), EINVAL);
-    EXPECT_EQ(test::ErrorOf([&] { gauge->WriteRegister(0, bytes.data(), 0xffff); }), EINVAL);
+    EXPECT_EQ(test::ErrorOf([&] { gauge.ReadRegister(0, bytes.data(), 0xffff); }), EINVAL);
+    EXPECT_EQ(test::ErrorOf([&] { gauge.WriteRegister(0, bytes.data(), 0xffff); }), EINVAL);
     EXPECT_EQ(bus.Take(), "");
 }
 
@@ -179,15 +190,99 @@ TEST_F(FuelGaugeTest, PollsWhileOthersProbeUntilItIsDestroyed) {
         return request == I2C_RDWR ? test::FailWith(ENXIO) : 0;
     };
     for (int round = 0; round < 20; ++round) {
-        FuelGaugeService service(*gauge, 0ms);
+        FuelGaugeService service(gauge, 0ms);
         service.AddObserver(*this);
         service.Start();
         for (told = 0; told < 50;) {
-            EXPECT_FALSE(gauge->IsBatteryConnected());
-            gauge->SetAddress(0x55);
+            EXPECT_FALSE(gauge.IsBatteryConnected());
+            gauge.SetAddress(0x55);
         }
     }
     EXPECT_EQ(wrongAddresses, 0);
+}
+
+const std::string writeUnreadable = "FUEL FAUGE UPDATE: FAILED TO PARSE WRITE CMD!\n";
+const std::string writeFailed = "FUEL FAUGE UPDATE: FAILED WRITE CMD!\n";
+const std::string waitUnreadable = "FUEL FAUGE UPDATE: FAILED TO PARSE WAIT CMD!\n";
+const std::string compareUnreadable = "FUEL GAUGE UPDATE: FAILED TO PARSE COMPARE CMD!\n";
+const std::string compareFailed = "FUEL GAUGE UPDATE: FAILED COMPARE CMD!\n";
+
+class FlashStreamTest : public testing::Test, protected GaugeOnFakeBus {
+protected:
+    FlashStreamTest() { bus.answering = {0x55, 0x0B}; }
+
+    /** What playing a stream prints, and what it throws. */
+    std::string Played(const std::string& text) {
+        stream.text = text;
+        const auto thrown = [this]() -> std::string {
+            try {
+                gauge.ExecuteFlashStream();
+                return "";
+            } catch (const Error& error) {
+                return "Error " + std::to_string(error.Value());
+            } catch (const std::invalid_argument&) {
+                return "no number";
+            } catch (const std::out_of_range&) {
+                return "no text";
+            } catch (int number) {
+                return std::to_string(number);
+            }
+        }();
+        return output.Take() + thrown;
+    }
+};
+
+TEST_F(FlashStreamTest, PlaysWhatALineSays) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"W: AA 3E 02 00\n", "address 55, 55 w 3e 02 00"},
+        {"W: 16 00 0C\n", "address 0b, 0b w 00 0c"},
+        {"W: aa 3e 0f fF\n", "address 55, 55 w 3e 0f ff"},
+        {"X: 0\nX: -5\nX: 1500\n", "sleep 1500"},
+        {";W: AA 3E 02\n\n\r\n W: AA 3E 02\nw: AA 3E 02\nR: AA 00\n", ""},
+        {"W: AA 3E 02 \nX: 1 ", "address 55, 55 w 3e 02, sleep 1"}, // no line end
+        {"W: AA 3E 02\r\nC: AA 20 57 9C\r\nX: 7\r\n",
+         "address 55, 55 w 3e 02, address 55, 55 w 20 r 2, sleep 7"},
+    };
+    bus.answers[0x5520] = {0x57, 0x9C};
+    for (const auto& [text, notes] : cases) {
+        EXPECT_EQ(Played(text), "") << text;
+        EXPECT_EQ(bus.Take(), notes) << text;
+    }
+    for (const int size : {96, 97, 100, 4096}) { // a row of the gauge's flash, and more
+        std::string data, written;
+        for (int byte = 0; byte < size; ++byte) {
+            data += " A5";
+            written += " a5";
+        }
+        EXPECT_EQ(Played("W: AA 04" + data), "");
+        EXPECT_EQ(bus.Take(), "address 55, 55 w 04" + written);
+    }
+}
+
+TEST_F(FlashStreamTest, EndsAtALineThatItCannotReadOrThatFails) {
+    const std::pair<std::string, std::vector<std::string>> cases[] = {
+        {writeUnreadable + "no text", {"W", "W: AA", "W: AA 3E", "W: AA 3E 123456789"}},
+        {writeUnreadable + "no number",
+         {"W: ", "W: AA 3E ", "W: AA 3E\r", "W: GG 3E 02", "W: AA GG 02", "W: AA 3E 02 GG",
+          "W: AA 3E 02  00"}},
+        {compareUnreadable + "no text", {"C: AA 20"}},
+        {compareUnreadable + "no number", {"C: AA 20 ", "C: AA 20 5Z Z5"}},
+        {waitUnreadable + "no text", {"X", "X: 3000000000"}},
+        {waitUnreadable + "no number", {"X: ", "X: soon"}},
+        {writeFailed + "Error 5", {"W: AA 40 02"}},
+        {writeFailed + "Error 6", {"W: 18 40 02"}},  // nobody there
+        {writeFailed + "Error 22", {"W: -1 3E 02"}}, // a number, but no address
+        {compareFailed + "22", {"C: AA 20 57 9D", "C: AA 20 56 9C"}},
+        {compareFailed + "Error 110", {"C: AA 08 57"}},
+    };
+    bus.answers[0x5520] = {0x57, 0x9C};
+    bus.errors = {{"55 w 40 02", EIO}, {"55 w 08 r 1", ETIMEDOUT}};
+    for (const auto& [outcome, lines] : cases) {
+        for (const std::string& line : lines) {
+            EXPECT_EQ(Played(line + "\nX: 1\n"), outcome) << line;
+            EXPECT_THAT(bus.Take(), testing::Not(testing::HasSubstr("sleep"))) << line;
+        }
+    }
 }
 
 } // namespace

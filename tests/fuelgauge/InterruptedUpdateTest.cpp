@@ -2,6 +2,7 @@
 // everywhere: whatever the moment, the next start must find the gauge and complete the update.
 
 #include "tests/fuelgauge/FakeBus.h"
+#include "tests/support/CapturedOutput.h"
 
 #include <cstring>
 #include <regex>

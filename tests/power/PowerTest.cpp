@@ -2,6 +2,7 @@
 
 #include "tests/fuelgauge/FakeBus.h"
 #include "tests/support/CameraSimulator.h"
+#include "tests/support/CapturedOutput.h"
 #include "vantorel/camera/Camera.h"
 #include "vantorel/devices/Connection.h"
 #include "vantorel/power/ConnectionManager.h"

@@ -5,15 +5,12 @@
 #include "tests/support/PrivateRoot.h"
 #include "tests/support/TemporaryDirectory.h"
 
-#include <FramePacer.h>
-
 #include <gmock/gmock.h>
 
 #include <atomic>
 
 namespace {
 
-using namespace std::chrono_literals;
 using namespace vantorel::test;
 
 // The spot's temperature and the pixels that it is measured at, among them.
@@ -55,19 +52,7 @@ TEST(CameraSimulator, FrameHasEveryFieldAtItsPlace) {
     kirocamera_manager_destroy(manager);
 }
 
-TEST(FramePacerTest, RateDoesNotDriftAndMissedFramesAreLeftOut) {
-    const kirosim::FramePacer::Clock::time_point start{24h};
-    kirosim::FramePacer pacer;
-    pacer.Start(start, 30);
-    for (int frame = 1; frame < 30 * 3600; ++frame) {
-        pacer.Advance(pacer.Deadline() + 5ms);
-    }
-    EXPECT_EQ(pacer.Deadline(), start + 1h);
-    pacer.Advance(start + 2h + 10ms);
-    EXPECT_EQ(pacer.Deadline(), start + 2h + 33333333ns);
-}
-
-// The simulator's own threads are tried by the camera manager's tests and by the chaos test.
+// The simulator's own threads are tried by the chaos test.
 TEST(CameraControl, SurvivesWhateverIsWrittenToThePipeAndGoes) {
     const TemporaryDirectory directory;
     const std::string path = directory / "camera";
@@ -92,13 +77,6 @@ TEST(CameraControl, SurvivesWhateverIsWrittenToThePipeAndGoes) {
                                testing::HasSubstr("overlong"),
                                testing::HasSubstr("ignored command: error 99999999999\n")));
     EXPECT_FALSE(std::filesystem::exists(path));
-
-    directory.Write("camera", ""); // something else in the pipe's place is not removed
-    ASSERT_EQ(kirocamera_manager_create(&manager, 0), 0);
-    kirocamera_manager_destroy(manager);
-    EXPECT_TRUE(std::filesystem::exists(path));
-    unsetenv("KIROCAMERA_SIM_CONTROL");
-    unsetenv("KIROCAMERA_SIM_CONNECTED");
 }
 
 } // namespace

@@ -48,25 +48,6 @@ TEST_F(ToolsTest, RunsProgramsAndWaitsForThem) {
     EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
 }
 
-TEST_F(ToolsTest, LeavesOtherProgramsRunning) {
-    const std::pair<std::function<pid_t()>, std::string> rows[] = {
-        {[] { return Tools::Ifup("usb0"); }, "/bin/busybox|ifup|usb0"},
-        {[] { return Tools::Ifdown("usb0"); }, "/bin/busybox|ifdown|usb0"},
-        {[] { return Tools::GdbserverStart("/dev/tty"); }, "/usr/bin/gdbserver|--multi|/dev/tty"},
-        {[] { return Tools::ShStart("vt100"); }, "/bin/busybox|sh"},
-    };
-    test::MakeFifo("/gate");
-    root->Behave("read line </gate"); // a call that waits hangs here
-    std::vector<std::string> expected;
-    for (const auto& [call, command] : rows) {
-        const pid_t child = call();
-        std::ofstream("/gate") << '\n';
-        EXPECT_EQ(::waitpid(child, nullptr, 0), child) << "the caller may reap it";
-        expected.push_back(command);
-        EXPECT_EQ(root->Calls(), expected);
-    }
-}
-
 // An application that waits for its signals has them blocked when it starts a server, which must
 // not be deaf to its init script for that; one in the background of a shell ignores Ctrl-C.
 TEST_F(ToolsTest, GivesAShellItsEnvironmentAndTheSignalsOfWhatItStarts) {

@@ -7,9 +7,7 @@
 #include "tests/support/Unused.h"
 #include "tests/ui/DeviceFiles.h"
 #include "vantorel/camera/CameraManager.h"
-#include "vantorel/devices/Button.h"
 #include "vantorel/devices/LCD.h"
-#include "vantorel/devices/Thermometer.h"
 #include "vantorel/logger/LoggerEntry.h"
 #include "vantorel/service/Error.h"
 #include "vantorel/ui/Version.h"
@@ -115,38 +113,19 @@ TEST_F(UserInterfaceManagerTest, PassesTheLibrarysEventsOnWithWhatObserversThrow
     EXPECT_THROW(vantorelui_sim_event(VANTORELUI_EVENT_POWER_OFF), Error);
 }
 
-TEST_F(UserInterfaceManagerTest, TellsButtonsApartByTheirExactNames) {
-    ui.Calls();
-    for (const char* name : {"vantorel.button.power", "vantorel.button.torch",
-                             "vantorel.button.reset", "vantorel.button", "Vantorel.button.power"}) {
-        Button button(name, "/dev/null", 1);
-        manager->OnButtonDown(button);
-        manager->OnButtonUp(button);
-    }
-    EXPECT_THAT(ui.Calls(), ElementsAre("Button1Down 0", "Button1Up 0", "Button2Down 0",
-                                        "Button2Up 0", "ButtonPinholeDown 0", "ButtonPinholeUp 0",
-                                        "GetTemperatureUnits 0")); // which that button changes
-}
-
+// The board's limit: tests/device/day.console.
 TEST_F(UserInterfaceManagerTest, JudgesOverheatingInclusivelyAndTakesTheTorchsHeatOut) {
-    const struct {
-        bool lit;
-        float board, battery;
-        int overheats;
-    } rows[] = {{false, 79.9F, 64.9F, 0},
-                {false, 79.9F, 65.0F, 1},
-                {false, 80.0F, 20.0F, 1},
-                {true, 20.0F, 69.4F, 0}, // of its own it has less than 65
-                {true, 20.0F, 70.5F, 1}};
-    Thermometer board("vantorel.thermometer.board", "/dev/null");
-    Thermometer other("thermometer.board", "/dev/null");
-    for (const auto& [lit, boardTemperature, batteryTemperature, overheats] : rows) {
-        lit ? manager->OnTorchOn(Unused<Torch>()) : manager->OnTorchOff(Unused<Torch>());
-        manager->OnThermometerTemperatureQuery(board, boardTemperature);
-        manager->OnThermometerTemperatureQuery(other, 200.0F);
-        manager->OnFuelGaugeTemperatureQuery(Unused<FuelGauge>(), batteryTemperature);
-        EXPECT_EQ(ui.Calls().back(), "SetOverheatingState " + std::to_string(overheats));
-    }
+    const auto overheats = [this](float battery) {
+        manager->OnFuelGaugeTemperatureQuery(Unused<FuelGauge>(), battery);
+        return ui.Calls().back() == "SetOverheatingState 1";
+    };
+    EXPECT_FALSE(overheats(64.9F));
+    EXPECT_TRUE(overheats(65.0F));
+    manager->OnTorchOn(Unused<Torch>());
+    EXPECT_FALSE(overheats(69.4F)) << "of its own it has less than 65";
+    EXPECT_TRUE(overheats(70.5F));
+    manager->OnTorchOff(Unused<Torch>());
+    EXPECT_TRUE(overheats(69.4F));
 }
 
 TEST_F(UserInterfaceManagerTest, PushesHeaderTemperaturesOfEveryFifthFrameFromAnyAddress) {
