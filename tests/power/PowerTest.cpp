@@ -9,6 +9,8 @@
 #include "vantorel/service/Error.h"
 #include "vantorel/usb/USB.h"
 
+#include <optional>
+
 namespace vantorel {
 namespace {
 
