@@ -48,6 +48,18 @@ TEST_F(ToolsTest, RunsProgramsAndWaitsForThem) {
     EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
 }
 
+TEST_F(ToolsTest, LeavesOtherProgramsRunning) {
+    test::MakeFifo("/gate");
+    root->Behave("read line </gate"); // a call that waits hangs here
+    for (const auto start : {&Tools::Ifup, &Tools::Ifdown, &Tools::GdbserverStart}) {
+        const pid_t child = start("a");
+        std::ofstream("/gate") << '\n';
+        EXPECT_EQ(::waitpid(child, nullptr, 0), child) << "the caller may reap it";
+    }
+    EXPECT_THAT(root->Calls(), testing::ElementsAre("/bin/busybox|ifup|a", "/bin/busybox|ifdown|a",
+                                                    "/usr/bin/gdbserver|--multi|a"));
+}
+
 // An application that waits for its signals has them blocked when it starts a server, which must
 // not be deaf to its init script for that; one in the background of a shell ignores Ctrl-C.
 TEST_F(ToolsTest, GivesAShellItsEnvironmentAndTheSignalsOfWhatItStarts) {

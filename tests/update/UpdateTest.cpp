@@ -280,6 +280,13 @@ TEST_F(UpdateArchives, AreLookedAtAgainWithoutAnErrorWhenTheyAreBad) {
     }
 }
 
+TEST_F(UpdateArchives, AreNotCompletedByWhatLiesAround) {
+    Pack({"rootfs"});
+    Poll(1);
+    test::WriteFile("/tmp/update/fit", "old fit");
+    EXPECT_EQ(Poll(1), untar + Transition(0));
+}
+
 TEST_F(UpdateArchives, AreFlashedAsTheyWereCheckedWhateverTheHostDoesMeanwhile) {
     const std::function<void()> deeds[] = {[&] {
                                                Pack({"fit", "rootfs", "bqfs"});
