@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include <optional>
+#include <thread>
 #include <utility>
 
 #include <fcntl.h>
@@ -121,6 +122,21 @@ TEST_F(TorchTest, RemembersAPositionThatCouldNotBeWritten) {
     EXPECT_EQ(heard, "");
     torch->OnConnectionStateChanged(Battery, Undetermined);
     EXPECT_EQ(heard, "1");
+}
+
+// For the thread sanitizer.
+TEST_F(TorchTest, IsSwitchedByTheUserAndByThePowerAtOnce) {
+    led.Write("brightness", "0");
+    torch.emplace("torch", led / ""); // that nobody hears
+    const std::jthread user([this] {
+        for (int i = 0; i < 500; ++i) {
+            torch->Toggle();
+        }
+    });
+    for (int i = 0; i < 500; ++i) {
+        torch->OnConnectionStateChanged(Battery, BatteryCharger);
+        torch->OnConnectionStateChanged(BatteryCharger, Battery);
+    }
 }
 
 } // namespace
