@@ -1,5 +1,5 @@
-// What the library's own tests do not already depend on: the picture and its header, the control
-// pipe, and the simulator's threads.
+// What no test of the library depends on: the frame with its header, and the control pipe. The
+// threads are tried by the chaos test.
 
 #include "tests/support/CameraSimulator.h"
 #include "tests/support/PrivateRoot.h"
@@ -52,7 +52,6 @@ TEST(CameraSimulator, FrameHasEveryFieldAtItsPlace) {
     kirocamera_manager_destroy(manager);
 }
 
-// The simulator's own threads are tried by the chaos test.
 TEST(CameraControl, SurvivesWhateverIsWrittenToThePipeAndGoes) {
     const TemporaryDirectory directory;
     const std::string path = directory / "camera";
