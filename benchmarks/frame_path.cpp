@@ -49,8 +49,7 @@ struct Bench {
     void Use(const Geometry& frame, std::uint16_t width, std::uint16_t height) {
         card.modes.front().hdisplay = width;
         card.modes.front().vdisplay = height;
-        card.pitch = width * 4U;
-        card.size = std::uint64_t{card.pitch} * height;
+        card.size = std::uint64_t{width} * height * 4;
         lcd.emplace("lcd", "/dev/null");
         drawn.assign(std::size_t{width} * height, 0x336699);
         back.assign(drawn.size(), 0);

@@ -58,6 +58,7 @@ public:
 private:
     std::streamsize xsputn(const char* text, std::streamsize size) override {
         const std::string_view line(text, static_cast<std::size_t>(size));
+        Demand(line.ends_with('\n'), "lines in one piece");
         static constexpr std::string_view transition = "CONNECTION TRANSITION TO STATE: ";
         if (line.starts_with(transition)) {
             static const std::set<std::pair<int, int>> legal = {{0, 1}, {0, 2}, {0, 3}, {0, 4},

@@ -32,8 +32,7 @@ public:
     Machine() {
         card.modes.front().hdisplay = board::screenWidth;
         card.modes.front().vdisplay = board::screenHeight;
-        card.pitch = board::screenWidth * 4;
-        card.size = std::uint64_t{card.pitch} * board::screenHeight;
+        card.size = std::uint64_t{board::screenWidth} * board::screenHeight * 4;
         ScriptFiles();
         ScriptDevices();
         ScriptProcesses();

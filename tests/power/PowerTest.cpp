@@ -1,23 +1,15 @@
-// How the device is powered, and how it is turned off.
+// How the device is powered. How it is turned off: tests/device/poweroff.console, and the sweep.
 
+#include "tests/fuelgauge/FakeBus.h"
 #include "tests/support/CameraSimulator.h"
 #include "tests/support/CapturedOutput.h"
-#include "tests/support/ScriptedSys.h"
 #include "vantorel/camera/Camera.h"
 #include "vantorel/devices/Connection.h"
-#include "vantorel/fuelgauge/FuelGauge.h"
 #include "vantorel/power/ConnectionManager.h"
-#include "vantorel/power/PowerManager.h"
 #include "vantorel/service/Error.h"
 #include "vantorel/usb/USB.h"
 
-#include <gmock/gmock.h>
-
 #include <optional>
-
-#include <linux/i2c-dev.h>
-#include <linux/i2c.h>
-#include <sys/reboot.h>
 
 namespace vantorel {
 namespace {
@@ -28,21 +20,11 @@ struct PowerSource final : Connection {
     int failure = 0;
 };
 
-/** A gauge and a USB port whose kernel side is scripted; the test itself is the observer. */
-class ConnectionManagerTest : public testing::Test, public ConnectionObserver {
-protected:
-    ConnectionManagerTest() {
-        sys->Open = [](const char*, int, unsigned) { return 1000; };
-        sys->Close = [](int) { return 0; };
-        sys->Mkdir = [](const char*, mode_t) { return 0; };
-        sys->Lseek = [](int, off_t, int) { return 0; };
-        sys->Ioctl = [this](int, unsigned long request, void* argument) {
-            if (request == I2C_RDWR) {
-                static_cast<i2c_rdwr_ioctl_data*>(argument)->msgs[1].buf[0] = battery ? 0x08 : 0x00;
-                return gaugeFailure == 0 ? 2 : test::FailWith(gaugeFailure);
-            }
-            return 0;
-        };
+/** The kernel's side of a gauge and a USB port. */
+struct Kernel {
+    Kernel() {
+        sys->Open = [](auto...) { return ::open("/dev/null", O_RDONLY | O_CLOEXEC); };
+        sys->Mkdir = [](auto...) { return 0; };
         sys->Read = [this](int, void* buffer, std::size_t size) -> ssize_t {
             const std::string state =
                 ++hostChecks >= configuredAtCheck ? "configured\n" : "not attached\n";
@@ -54,23 +36,36 @@ protected:
             EXPECT_EQ(request->tv_nsec, 100'000'000);
             return ++pauses, 0;
         };
-        gauge.emplace("gauge", "/dev/i2c", "/dev/gpio", 3);
-        usb.emplace("usb", "controller.0");
+    }
+
+    test::CapturedOutput output;
+    test::ScopedSys sys;
+    test::FakeBus bus{sys};
+    int stateFailure = 0;
+    int hostChecks = 0;
+    int configuredAtCheck = 1000;
+    int pauses = 0;
+};
+
+/** The test itself is the observer. */
+class ConnectionManagerTest : public testing::Test, public ConnectionObserver, protected Kernel {
+protected:
+    ConnectionManagerTest() {
         Restart();
         // Lets the port be bound without waiting.
         sdk.Connect();
         Camera camera(kirocamera_sim_get_camera());
-        usb->OnCameraConnect(camera);
+        usb.OnCameraConnect(camera);
     }
 
     void Restart() {
-        manager.emplace(charger, *gauge, *usb, std::chrono::milliseconds(1));
+        manager.emplace(charger, gauge, usb, std::chrono::milliseconds(1));
         manager->AddObserver(*this);
     }
 
     /** One poll; answers what the observer heard. */
-    std::string Poll(bool batteryThere, bool online) {
-        battery = batteryThere;
+    std::string Poll(bool battery, bool online) {
+        bus.answers[0x550A] = {static_cast<std::uint8_t>(battery ? 0x08 : 0xF7)};
         charger.online = online;
         heard.clear();
         manager->ServiceFunction();
@@ -88,20 +83,12 @@ protected:
         heard += " error " + std::to_string(error.Value());
     }
 
-    test::CapturedOutput output;
     test::ManualCamera sdk;
-    test::ScopedSys sys;
     PowerSource charger;
-    bool battery = false;
-    int gaugeFailure = 0;
-    int stateFailure = 0;
-    int hostChecks = 0;
-    int configuredAtCheck = 1000;
-    int pauses = 0;
+    FuelGauge gauge{"gauge", "/dev/i2c", "/dev/gpio", 3};
+    USB usb{"usb", "controller.0"};
     std::string heard;
     bool throws = false;
-    std::optional<FuelGauge> gauge;
-    std::optional<USB> usb;
     std::optional<ConnectionManager> manager;
 };
 
@@ -156,9 +143,6 @@ TEST_F(ConnectionManagerTest, GoesToHostAsSoonAsOneConfiguresThePort) {
 }
 
 TEST_F(ConnectionManagerTest, DecidesAnewAfterAFailureWithoutBindingThePortAgain) {
-    gaugeFailure = ETIMEDOUT;
-    EXPECT_EQ(Poll(true, false), " error 110");
-    gaugeFailure = 0;
     stateFailure = EIO;
     EXPECT_EQ(Poll(false, false), " error 5");
     stateFailure = 0;
@@ -167,22 +151,6 @@ TEST_F(ConnectionManagerTest, DecidesAnewAfterAFailureWithoutBindingThePortAgain
     EXPECT_EQ(Poll(false, false), "0>4 error 5");
     throws = false;
     EXPECT_EQ(Poll(false, false), "0>4");
-}
-
-TEST(PowerManager, WritesBackBeforeItPowersOffAndSurvivesARefusal) {
-    test::ScopedSys sys;
-    std::string calls;
-    sys->Sync = [&] { calls += "sync "; };
-    sys->Reboot = [&](int command) {
-        calls += command == RB_POWER_OFF ? "off" : "something else";
-        return test::FailWith(EPERM);
-    };
-    PowerManager manager;
-    manager.OnConnectionStateChanged(ConnectionState::NoBattery, ConnectionState::Battery);
-    manager.OnUserInterfacePowerButtonDoubleClick();
-    EXPECT_EQ(calls, "");
-    manager.OnUserInterfacePowerOffRequest();
-    EXPECT_EQ(calls, "sync off");
 }
 
 } // namespace

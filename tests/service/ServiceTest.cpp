@@ -5,14 +5,12 @@
 #include "vantorel/service/ObserverList.h"
 #include "vantorel/service/UniqueFd.h"
 #include "vantorel/service/private/Sleep.h"
-#include "vantorel/service/private/StatusLine.h"
 
 #include <gmock/gmock.h>
 
 #include <atomic>
 #include <csignal>
 #include <cstring>
-#include <iostream>
 #include <thread>
 
 namespace vantorel {
@@ -21,17 +19,13 @@ namespace {
 using namespace std::chrono_literals;
 using test::ScopedSys;
 
-class CountingService final : public Service {
-public:
+struct CountingService final : Service {
     using Service::Service;
     ~CountingService() override { TerminateIfJoinable(); }
-    void ServiceFunction() override {
-        ++calls;
-        calls.notify_all();
-    }
+    void ServiceFunction() override { ++calls; }
     void WaitForCalls(int count) const {
-        for (int seen = calls; seen < count; seen = calls) {
-            calls.wait(seen);
+        while (calls < count) {
+            std::this_thread::sleep_for(1ms);
         }
     }
     std::atomic<int> calls{0};
@@ -106,20 +100,6 @@ TEST(ObserverList, TellsInTheOrderOfRegistrationAndChecksNothing) {
     EXPECT_THAT(told, testing::ElementsAre(&a, &b, &a));
 }
 
-TEST(StatusLine, IsOneWriteOfAWholeLine) {
-    struct Writes final : std::streambuf {
-        std::streamsize xsputn(const char* text, std::streamsize size) override {
-            taken.emplace_back(text, static_cast<std::size_t>(size));
-            return size;
-        }
-        std::vector<std::string> taken;
-    } writes;
-    std::streambuf* const before = std::cout.rdbuf(&writes);
-    PrintStatus("STATE: ", 42, " OF ", 43);
-    std::cout.rdbuf(before);
-    EXPECT_THAT(writes.taken, testing::ElementsAre("STATE: 42 OF 43\n"));
-}
-
 TEST(Error, SpeaksThePlatformsTexts) {
     EXPECT_EQ(Error(ENOENT).ToString(), std::strerror(ENOENT));
     EXPECT_EQ(Error(-7).ToString(), "Unknown error -7");
@@ -133,7 +113,6 @@ TEST(UniqueFd, ClosesWhatItOwnsOnceAndKeepsErrno) {
     {
         UniqueFd first(7);
         UniqueFd second(std::move(first));
-        EXPECT_THAT(closed, testing::IsEmpty());
         second = UniqueFd(8);
         EXPECT_THAT(closed, testing::ElementsAre(7));
         EXPECT_EQ(UniqueFd(9).Release(), 9);

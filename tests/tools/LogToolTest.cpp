@@ -87,11 +87,9 @@ TEST_F(LogToolTest, TellsEveryDamageWithItsLineAndUsesTheRest) {
         {good.substr(0, good.size() - last.size() + 1), ":7: the last line is torn", 5},
         {changed(line3.substr(0, 20) + line3), ":3: torn by a power cut, with the first", 5},
         {changed(line3.substr(0, line3.size() - 1) + line3), ":3: torn by a power cut, with", 5},
-        {changed("1,60" + std::string(3, '\0') + '\n'), ":3: holds zero bytes", 5},
         {changed(std::string(600000, '\0') + '\n'), ":3: holds zero bytes", 5},
         {changed(std::string(600000, ',') + '\n'), ":3: longer than any line of the log", 5},
         {changed("\n"), ":3: has 1 columns instead of 16", 5},
-        {changed("1,60,0,,0,0,0.0,0,0.0,0.0,0.0,0.0,-5.0,3.9,0\n"), ":3: has 15 columns", 5},
         {changed("1,60,0,\xff\x1b[31m,0,0,0.0,0,1e5,0.0,0.0,0.0,-5.0,3.9,0,90\n"),
          ":3: column 9 (FPA Temp (degC)): '1e5' is no such value", 5},
         {changed("1,60,0,,0,0,0.0,0,1.25,0.0,0.0,0.0,-5.0,3.9,0,90\n"), "column 9 (FPA T", 5},
@@ -159,13 +157,9 @@ TEST_F(LogToolTest, DrawsThroughGnuplotOrSaysWhyNot) {
     ::setenv("PATH", path.c_str(), 1);
     const std::string script = directory.Read("log.svg");
     EXPECT_EQ(script.find("set terminal svg "), 0U);
-    EXPECT_THAT(std::count(script.begin(), script.end(), '\n'), AllOf(Gt(2000), Lt(4100)));
-    EXPECT_THAT(script.substr(script.find("\n83.3000 ")),
-                AllOf(HasSubstr("\n\n83.3167 ? ? 0 0 -5 90 3.9 ?\n"), // after a lifted pen
-                      HasSubstr(" title 'battery'"), HasSubstr("NaN title 'no readings'")));
-    Put("nonsense\n");
-    EXPECT_EQ(Run(command), exitProblems);
-    EXPECT_THAT(err.str(), HasSubstr(":1: not the heading"));
+    EXPECT_THAT(std::ranges::count(script, '\n'), AllOf(Gt(2000), Lt(4100)));
+    EXPECT_THAT(script, AllOf(HasSubstr("\n\n83.3167 ? ? 0 0 -5 90 3.9 ?\n"), // a lifted pen
+                              HasSubstr(" title 'battery'"), HasSubstr("NaN title 'no readings'")));
 }
 
 TEST_F(LogToolTest, RefusesWhatItCannotReadOrDo) {
@@ -175,7 +169,6 @@ TEST_F(LogToolTest, RefusesWhatItCannotReadOrDo) {
     EXPECT_EQ(Run("check @"), exitInput);
     EXPECT_THAT(err.str(), HasSubstr("Is a directory"));
     EXPECT_EQ(Run("plot @ -o log.pdf"), exitUsage);
-    EXPECT_EQ(Run("@"), exitUsage);
 }
 
 } // namespace

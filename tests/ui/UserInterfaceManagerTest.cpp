@@ -7,9 +7,7 @@
 #include "tests/support/Unused.h"
 #include "tests/ui/DeviceFiles.h"
 #include "vantorel/camera/CameraManager.h"
-#include "vantorel/devices/Button.h"
 #include "vantorel/devices/LCD.h"
-#include "vantorel/devices/Thermometer.h"
 #include "vantorel/logger/LoggerEntry.h"
 #include "vantorel/service/Error.h"
 #include "vantorel/ui/Version.h"
@@ -25,18 +23,17 @@ using testing::ElementsAre;
 using State = UserInterfaceState;
 
 struct Requests final : UserInterfaceObserver {
-    void OnUserInterfacePowerOffRequest() override { log.push_back("off"); }
-    void OnUserInterfaceTorchOnRequest() override {
-        log.push_back("torch on");
-        if (broken) {
+    void OnUserInterfacePowerOffRequest() override {
+        log.push_back("off");
+        if (log.size() > 1) {
             throw Error(ENOSPC);
         }
     }
+    void OnUserInterfaceTorchOnRequest() override { log.push_back("torch on"); }
     void OnUserInterfaceTorchOffRequest() override { log.push_back("torch off"); }
     void OnUserInterfacePowerButtonDoubleClick() override { log.push_back("power double"); }
     void OnUserInterfaceTorchButtonDoubleClick() override { log.push_back("torch double"); }
     std::vector<std::string> log;
-    bool broken = false;
 };
 
 class UserInterfaceManagerTest : public testing::Test {
@@ -91,68 +88,44 @@ TEST_F(UserInterfaceManagerTest, FollowsConnectionStatesAndAsksForPowerOffWhenUn
     const struct {
         int from, to;
         State screen;
-        std::size_t requests;
-    } changes[] = {{0, 1, State::Splash, 0},   {0, 3, State::Splash, 0},
-                   {1, 2, State::Charging, 0}, {2, 1, State::Charging, 1},
-                   {0, 4, State::Charging, 1}, {2, 5, State::Fault, 1}};
-    for (const auto& [from, to, screen, count] : changes) {
-        manager->OnConnectionStateChanged(static_cast<ConnectionState>(to),
-                                          static_cast<ConnectionState>(from));
-        EXPECT_EQ(manager->State(), screen) << from << ">" << to;
-        EXPECT_EQ(requests.log, std::vector<std::string>(count, "off")) << from << ">" << to;
+    } changes[] = {{0, 1, State::Splash}, {0, 3, State::Splash}, {1, 2, State::Charging},
+                   {2, 1, State::Splash}, {0, 4, State::Update}, {2, 5, State::Fault}};
+    for (const auto& [from, to, screen] : changes) {
+        UserInterfaceManager fresh;
+        Requests heard;
+        fresh.AddObserver(heard);
+        fresh.OnConnectionStateChanged(static_cast<ConnectionState>(to),
+                                       static_cast<ConnectionState>(from));
+        EXPECT_EQ(fresh.State(), screen) << from << ">" << to;
+        EXPECT_EQ(heard.log.size(), from == 2 && to == 1 ? 1U : 0U) << from << ">" << to;
     }
-    UserInterfaceManager fresh;
-    fresh.OnConnectionStateChanged(ConnectionState::Host, ConnectionState::Undetermined);
-    EXPECT_EQ(fresh.State(), State::Update);
 }
 
 TEST_F(UserInterfaceManagerTest, PassesTheLibrarysEventsOnWithWhatObserversThrow) {
-    for (int event = 0; event < 4; ++event) {
+    for (const int event : {2, 0, 1, 3}) {
         vantorelui_sim_event(event);
     }
     UserInterfaceManager::PowerButtonDoubleClick(&*manager);
     UserInterfaceManager::TorchButtonDoubleClick(&*manager);
     EXPECT_THAT(requests.log,
-                ElementsAre("torch on", "torch off", "off", "power double", "torch double"));
+                ElementsAre("off", "torch on", "torch off", "power double", "torch double"));
     EXPECT_EQ(test::ReadFile("/tmp/var/units"), "C");
-    requests.broken = true;
-    EXPECT_THROW(vantorelui_sim_event(VANTORELUI_EVENT_TORCH_ON), Error);
+    EXPECT_THROW(vantorelui_sim_event(VANTORELUI_EVENT_POWER_OFF), Error);
 }
 
-TEST_F(UserInterfaceManagerTest, TellsButtonsApartByTheirExactNames) {
-    ui.Calls();
-    for (const char* name : {"vantorel.button.power", "vantorel.button.torch",
-                             "vantorel.button.reset", "vantorel.button", "Vantorel.button.power"}) {
-        Button button(name, "/dev/null", 1);
-        manager->OnButtonDown(button);
-        manager->OnButtonUp(button);
-    }
-    EXPECT_THAT(ui.Calls(), ElementsAre("Button1Down 0", "Button1Up 0", "Button2Down 0",
-                                        "Button2Up 0", "ButtonPinholeDown 0", "ButtonPinholeUp 0",
-                                        "GetTemperatureUnits 0")); // which that button changes
-}
-
+// The board's limit: tests/device/day.console.
 TEST_F(UserInterfaceManagerTest, JudgesOverheatingInclusivelyAndTakesTheTorchsHeatOut) {
-    Thermometer board("vantorel.thermometer.board", "/dev/null");
-    Thermometer other("thermometer.board", "/dev/null");
-    const auto overheats = [this] { return ui.Calls().back() == "SetOverheatingState 1"; };
-    const auto battery = [&](float t) {
-        manager->OnFuelGaugeTemperatureQuery(Unused<FuelGauge>(), t);
-        return overheats();
+    const auto overheats = [this](float battery) {
+        manager->OnFuelGaugeTemperatureQuery(Unused<FuelGauge>(), battery);
+        return ui.Calls().back() == "SetOverheatingState 1";
     };
-    manager->OnThermometerTemperatureQuery(other, 200.0F);
-    EXPECT_FALSE(battery(64.9F));
-    EXPECT_TRUE(battery(65.0F));
+    EXPECT_FALSE(overheats(64.9F));
+    EXPECT_TRUE(overheats(65.0F));
     manager->OnTorchOn(Unused<Torch>());
-    EXPECT_FALSE(battery(69.4F)) << "69.4 beside the lit torch are less than 65";
-    EXPECT_TRUE(battery(70.5F));
+    EXPECT_FALSE(overheats(69.4F)) << "of its own it has less than 65";
+    EXPECT_TRUE(overheats(70.5F));
     manager->OnTorchOff(Unused<Torch>());
-    EXPECT_TRUE(battery(69.4F));
-    EXPECT_FALSE(battery(20.0F));
-    for (const float limit : {80.0F, 79.9F}) {
-        manager->OnThermometerTemperatureQuery(board, limit);
-        EXPECT_EQ(overheats(), limit == 80.0F);
-    }
+    EXPECT_TRUE(overheats(69.4F));
 }
 
 TEST_F(UserInterfaceManagerTest, PushesHeaderTemperaturesOfEveryFifthFrameFromAnyAddress) {
@@ -165,16 +138,15 @@ TEST_F(UserInterfaceManagerTest, PushesHeaderTemperaturesOfEveryFifthFrameFromAn
     kirocamera_sim_set_misalignment(3);
     const float spot = -7.25F;
     kirocamera_sim_set_header(131, &spot, sizeof spot);
-    for (float environment = 20.5F; environment < 31; ++environment) {
+    for (float environment = 20.5F; environment < 26; ++environment) {
         kirocamera_sim_set_header(107, &environment, sizeof environment);
         sdk.Frame();
     }
     EXPECT_THAT(ui.Calls(), ElementsAre("SetEnvironmentTemp 20.5", "SetReadoutTemp -7.25",
-                                        "SetEnvironmentTemp 25.5", "SetReadoutTemp -7.25",
-                                        "SetEnvironmentTemp 30.5", "SetReadoutTemp -7.25"));
+                                        "SetEnvironmentTemp 25.5", "SetReadoutTemp -7.25"));
 }
 
-TEST_F(UserInterfaceManagerTest, TellsChipUpdateBatteryAndDebugTexts) {
+TEST_F(UserInterfaceManagerTest, TellsChipUpdateAndDebugTexts) {
     kirocamera_sim_identity_t identity;
     kirocamera_sim_get_identity(&identity);
     std::ranges::fill(identity.chip_id, 'A'); // no terminator
@@ -190,19 +162,17 @@ TEST_F(UserInterfaceManagerTest, TellsChipUpdateBatteryAndDebugTexts) {
     manager->OnFirmwareUpdateInProgress(update, 75);
     manager->OnFirmwareUpdateComplete(update);
     manager->OnFirmwareUpdateError(update, error);
-    manager->OnFuelGaugeLevelQuery(Unused<FuelGauge>(), 42);
     manager->OnLoggerNewEntry(Unused<Logger>(), entry);
     EXPECT_THAT(ui.Calls(),
                 ElementsAre("SetChipID AAAAAAAAAAAAAAA", "SetUpdateProgress 0",
                             "SetUpdateUploading 0", "SetUpdateProgress 75", "SetUpdateComplete 1",
-                            "SetUpdateComplete 0", "SetBatteryState 42",
+                            "SetUpdateComplete 0",
                             testing::StartsWith("SetDebugInfo UPTIME: 0 ns\nCID: \nNFIELD: 0\n")));
 }
 
 /** With a display whose kernel side is scripted, 48 by 64 pixels. */
 class DrawingTest : public UserInterfaceManagerTest {
 protected:
-    DrawingTest() { vantorelui_sim_set_render_image(image.data()); }
     std::vector<std::uint32_t> Draw() {
         std::vector<std::uint32_t> pixels(48 * 64 + 1, 7);
         manager->OnLCDDraw(lcd, pixels.data());
@@ -212,16 +182,12 @@ protected:
     test::ScopedSys sys;
     test::FakeCard card{sys};
     LCD lcd{"lcd", "/dev/null"};
-    std::vector<std::uint32_t> image = std::vector<std::uint32_t>(48 * 64, 0x123456);
 };
 
 TEST_F(DrawingTest, DrawsTheNewestFrameUntilTheCameraLeavesAndCopiesOneWholeScreen) {
+    std::vector<std::uint32_t> image(48 * 64 + 1, 0x123456);
+    vantorelui_sim_set_render_image(image.data());
     StartCamera();
-    auto pixels = Draw();
-    EXPECT_THAT(ui.Calls(), ElementsAre("Render 0"));
-    EXPECT_EQ(pixels.back(), 7U);
-    pixels.pop_back();
-    EXPECT_EQ(pixels, image);
     sdk.Frame();
     // 320 by 240, larger than the first one.
     const kiroframe_t large{
@@ -229,7 +195,9 @@ TEST_F(DrawingTest, DrawsTheNewestFrameUntilTheCameraLeavesAndCopiesOneWholeScre
     ASSERT_EQ(kirocamera_sim_set_geometry(&large), 0);
     sdk.Frame();
     ui.Calls();
-    Draw();
+    const auto pixels = Draw();
+    image.back() = 7;
+    EXPECT_EQ(pixels, image);
     EXPECT_THAT(ui.Calls(), ElementsAre("UpdateThermalImage 0 *", "Render 0"));
     EXPECT_THROW(sdk.Disconnect(), std::bad_cast); // the manager is no camera
     vantorelui_sim_set_render_image(nullptr);
@@ -238,22 +206,20 @@ TEST_F(DrawingTest, DrawsTheNewestFrameUntilTheCameraLeavesAndCopiesOneWholeScre
 }
 
 TEST_F(DrawingTest, DoesNotHoldUpALeavingCameraWhileThePictureIsRendered) {
-    struct Barrier {
-        std::promise<void> rendering, goOn;
-    } barrier;
+    std::promise<void> gates[2]; // into the rendering and out of it
     StartCamera();
     sdk.Frame();
     vantorelui_sim_set_render_hook(
         [](void* context) {
-            auto& shared = *static_cast<Barrier*>(context);
-            shared.rendering.set_value();
-            shared.goOn.get_future().wait();
+            auto* const waiting = static_cast<std::promise<void>*>(context);
+            waiting[0].set_value();
+            waiting[1].get_future().wait();
         },
-        &barrier);
+        gates);
     const auto display = std::async(std::launch::async, [&] { Draw(); });
-    barrier.rendering.get_future().wait();
+    gates[0].get_future().wait();
     EXPECT_THROW(sdk.Disconnect(), std::bad_cast); // returns, with the picture still unfinished
-    barrier.goOn.set_value();
+    gates[1].set_value();
 }
 
 std::string SkuAndVersion() {
@@ -271,13 +237,9 @@ TEST(Version, IsFormedOfTheIdentityFiles) {
         // What the files hold: the SKU, the board's revision, the version.
         {"", "REV-4\n", "1.5.0\n", "ZT-MMQX 30.27.1.5"}, // the first board names its SKU
         {"AB-1\nrest\n", "REV-4", "1.5.0", "AB-1 30.27.1.5"},
-        {"", "REV-6\n", "1.5\n", " 32.27.1.5"},
         {"", "REV-6", "300.2.9", " 32.27.44.2"}, // components are bytes
         {"", "REV-6", "-1.07.9", " 32.27.255.7"},
-        {"", "REV-5\n", "1.5.0", " throws"},
         {"", "REV-4 \n", "1.5.0", " throws"},
-        {"", "rev-4\n", "1.5.0", " throws"},
-        {"", "REV-6\n", "", " throws"},
         {"", "REV-6\n", "15\n", " throws"}, // no dot
         {"", "REV-6\n", "99999999999.1.0", " throws"},
     };
