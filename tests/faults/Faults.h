@@ -90,11 +90,6 @@ public:
         index = 0;
     }
 
-    /** Takes the place of an exception where observers are told instead. */
-    void Report(int value) {
-        reported = value;
-    }
-
     /** What the library has not given back: children, mounts and descriptors. */
     int Kept() const {
         return static_cast<int>(children.size() + mounted.size()) + CountDescriptors() -
@@ -108,7 +103,7 @@ public:
 
     ScopedSys sys;
     std::vector<MadeCall> made;
-    std::optional<int> reported;
+    std::optional<int> reported; // to an observer, in the place of an exception
     std::function<void()> onFork = [] {};
 
 private:
@@ -144,40 +139,36 @@ private:
                 std::string(path).starts_with("/files/") || std::string(path).ends_with("/bqfs");
             return ::open(isFile ? path : "/dev/null", flags, mode);
         };
-        sys->Mkdir = [](const char*, mode_t) { return 0; };
-        sys->Rmdir = [](const char*) { return 0; };
-        sys->Unlink = [](const char*) { return 0; };
-        sys->Access = [](const char*, int) { return 0; };
-        sys->Ftruncate = [](int, off_t) { return 0; };
-        sys->Mount = [this](const char*, const char* target, const char*, unsigned long,
-                            const void*) {
-            mounted.insert(target);
-            return 0;
+        const auto succeed = [](auto...) { return 0; };
+        sys->Mkdir = succeed;
+        sys->Rmdir = succeed;
+        sys->Unlink = succeed;
+        sys->Access = succeed;
+        sys->Ftruncate = succeed;
+        sys->Kill = succeed;
+        sys->Sync = succeed;
+        sys->Reboot = succeed;
+        sys->Nanosleep = succeed;
+        sys->Klogctl = [](auto...) { return 4; };
+        sys->Poll = [](pollfd* waits, auto...) { return waits->revents = POLLIN, 1; };
+        sys->Mount = [this](const char*, const char* target, auto...) {
+            return mounted.insert(target), 0;
         };
         sys->Umount = [this](const char* target) {
             return mounted.erase(target) == 1 ? 0 : FailWith(EINVAL);
         };
-        sys->Fork = [this] {
+        const auto fork = [this] {
             onFork();
             return *children.insert(++lastChild).first;
         };
-        sys->Spawn = [this](pid_t* child, auto...) {
-            onFork();
-            *child = *children.insert(++lastChild).first;
-            return 0;
-        };
+        sys->Fork = fork;
+        sys->Spawn = [fork](pid_t* child, auto...) { return *child = fork(), 0; };
         sys->Waitpid = [this](pid_t child, int* status, int) {
             if (status != nullptr) {
                 *status = 0;
             }
             return children.erase(child) == 1 ? child : FailWith(ECHILD);
         };
-        sys->Kill = [](pid_t, int) { return 0; };
-        sys->Sync = [] {};
-        sys->Reboot = [](int) { return 0; };
-        sys->Nanosleep = [](const timespec*, timespec*) { return 0; };
-        sys->Poll = [](pollfd* waits, nfds_t, int) { return waits->revents = POLLIN, 1; };
-        sys->Klogctl = [](int, char*, int) { return 4; };
     }
 
     const std::size_t failing;
