@@ -11,6 +11,7 @@
 #include <set>
 #include <span>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <type_traits>
 #include <vector>
@@ -20,17 +21,9 @@
 
 namespace vantorel::test {
 
-enum class Call {
-#define VANTOREL_NAME_CALL(result, name, target, parameters, arguments) name,
-    VANTOREL_SYSTEM_CALLS(VANTOREL_NAME_CALL)
-#undef VANTOREL_NAME_CALL
-};
-
-inline constexpr const char* callNames[] = {
-#define VANTOREL_NAME_CALL(result, name, target, parameters, arguments) #name,
-    VANTOREL_SYSTEM_CALLS(VANTOREL_NAME_CALL)
-#undef VANTOREL_NAME_CALL
-};
+#define VANTOREL_COUNT_CALL(result, name, target, parameters, arguments) +1
+inline constexpr std::size_t callCount = VANTOREL_SYSTEM_CALLS(VANTOREL_COUNT_CALL);
+#undef VANTOREL_COUNT_CALL
 
 /**
  * What every call fails with, whether its own manual page or only another's names it, and what
@@ -46,10 +39,9 @@ inline constexpr int errors[] = {
 
 /** One call that was made. */
 struct MadeCall {
-    Call call;
+    std::string_view call;
     std::string where; // the step of the scenario
     int index;         // within the step
-    const char* Name() const { return callNames[static_cast<std::size_t>(call)]; }
     bool operator==(const MadeCall&) const = default;
 };
 
@@ -70,12 +62,13 @@ public:
         allThreads = ofAllThreads;
 #define VANTOREL_WRAP_CALL(result, name, target, parameters, arguments)                            \
     sys->name = [this, hooked = sys->name] parameters -> result {                                  \
-        if (Strikes(Call::name)) {                                                                 \
-            if constexpr (Call::name == Call::Close || Call::name == Call::Munmap) {               \
+        constexpr std::string_view call = #name;                                                   \
+        if (Strikes(call)) {                                                                       \
+            if constexpr (call == "Close" || call == "Munmap") {                                   \
                 static_cast<void>(hooked ? hooked arguments : target arguments);                   \
             }                                                                                      \
             errno = error;                                                                         \
-            return Failed<result>(Call::name == Call::Spawn);                                      \
+            return Failed<result>(call == "Spawn");                                                \
         }                                                                                          \
         return hooked ? hooked arguments : target arguments;                                       \
     };
@@ -124,7 +117,7 @@ private:
         return count;
     }
 
-    bool Strikes(Call call) {
+    bool Strikes(std::string_view call) {
         const std::lock_guard lock(mutex);
         if (!allThreads && std::this_thread::get_id() != owner) {
             return false;

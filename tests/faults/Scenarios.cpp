@@ -244,11 +244,8 @@ void UsePort(Faults& faults) {
     FuelGauge gauge("gauge", "/i2c", "/gpio", 3);
     USB usb("usb", "udc.0");
     usb.OnCameraConnect(camera);
-    usb.BindGadgets();
     faults.At("gauge battery");
     Serve(faults, ConnectionManager(charger, gauge, usb, std::chrono::milliseconds(0)));
-    faults.At("port");
-    usb.UnbindGadgets();
 }
 
 /** The kernel's side of the vendor function: endless requests for the kernel's log. */
