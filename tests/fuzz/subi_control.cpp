@@ -168,7 +168,8 @@ private:
             Demand(size == Length());
         }
         if (event[1] == 88 || event[1] == 93 || answers78(21)) {
-            Demand(!std::ranges::search(settings, reply).empty() || size == 0);
+            const auto* end = settings.data() + settings.size();
+            Demand(size == 0 || std::search(settings.data(), end, bytes, bytes + size) != end);
         }
         return static_cast<ssize_t>(size);
     }
