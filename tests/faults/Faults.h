@@ -11,6 +11,7 @@
 #include <set>
 #include <span>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <type_traits>
 #include <vector>
@@ -20,17 +21,9 @@
 
 namespace vantorel::test {
 
-enum class Call {
-#define VANTOREL_NAME_CALL(result, name, target, parameters, arguments) name,
-    VANTOREL_SYSTEM_CALLS(VANTOREL_NAME_CALL)
-#undef VANTOREL_NAME_CALL
-};
-
-inline constexpr const char* callNames[] = {
-#define VANTOREL_NAME_CALL(result, name, target, parameters, arguments) #name,
-    VANTOREL_SYSTEM_CALLS(VANTOREL_NAME_CALL)
-#undef VANTOREL_NAME_CALL
-};
+#define VANTOREL_COUNT_CALL(result, name, target, parameters, arguments) +1
+inline constexpr std::size_t callCount = VANTOREL_SYSTEM_CALLS(VANTOREL_COUNT_CALL);
+#undef VANTOREL_COUNT_CALL
 
 /**
  * What every call fails with, whether its own manual page or only another's names it, and what
@@ -46,10 +39,9 @@ inline constexpr int errors[] = {
 
 /** One call that was made. */
 struct MadeCall {
-    Call call;
+    std::string_view call;
     std::string where; // the step of the scenario
     int index;         // within the step
-    const char* Name() const { return callNames[static_cast<std::size_t>(call)]; }
     bool operator==(const MadeCall&) const = default;
 };
 
@@ -70,12 +62,13 @@ public:
         allThreads = ofAllThreads;
 #define VANTOREL_WRAP_CALL(result, name, target, parameters, arguments)                            \
     sys->name = [this, hooked = sys->name] parameters -> result {                                  \
-        if (Strikes(Call::name)) {                                                                 \
-            if constexpr (Call::name == Call::Close || Call::name == Call::Munmap) {               \
+        constexpr std::string_view call = #name;                                                   \
+        if (Strikes(call)) {                                                                       \
+            if constexpr (call == "Close" || call == "Munmap") {                                   \
                 static_cast<void>(hooked ? hooked arguments : target arguments);                   \
             }                                                                                      \
             errno = error;                                                                         \
-            return Failed<result>(Call::name == Call::Spawn);                                      \
+            return Failed<result>(call == "Spawn");                                                \
         }                                                                                          \
         return hooked ? hooked arguments : target arguments;                                       \
     };
@@ -88,11 +81,6 @@ public:
         const std::lock_guard lock(mutex);
         where = step;
         index = 0;
-    }
-
-    /** Takes the place of an exception where observers are told instead. */
-    void Report(int value) {
-        reported = value;
     }
 
     /** What the library has not given back: children, mounts and descriptors. */
@@ -108,7 +96,7 @@ public:
 
     ScopedSys sys;
     std::vector<MadeCall> made;
-    std::optional<int> reported;
+    std::optional<int> reported; // to an observer, in the place of an exception
     std::function<void()> onFork = [] {};
 
 private:
@@ -129,7 +117,7 @@ private:
         return count;
     }
 
-    bool Strikes(Call call) {
+    bool Strikes(std::string_view call) {
         const std::lock_guard lock(mutex);
         if (!allThreads && std::this_thread::get_id() != owner) {
             return false;
@@ -144,40 +132,36 @@ private:
                 std::string(path).starts_with("/files/") || std::string(path).ends_with("/bqfs");
             return ::open(isFile ? path : "/dev/null", flags, mode);
         };
-        sys->Mkdir = [](const char*, mode_t) { return 0; };
-        sys->Rmdir = [](const char*) { return 0; };
-        sys->Unlink = [](const char*) { return 0; };
-        sys->Access = [](const char*, int) { return 0; };
-        sys->Ftruncate = [](int, off_t) { return 0; };
-        sys->Mount = [this](const char*, const char* target, const char*, unsigned long,
-                            const void*) {
-            mounted.insert(target);
-            return 0;
+        const auto succeed = [](auto...) { return 0; };
+        sys->Mkdir = succeed;
+        sys->Rmdir = succeed;
+        sys->Unlink = succeed;
+        sys->Access = succeed;
+        sys->Ftruncate = succeed;
+        sys->Kill = succeed;
+        sys->Sync = succeed;
+        sys->Reboot = succeed;
+        sys->Nanosleep = succeed;
+        sys->Klogctl = [](auto...) { return 4; };
+        sys->Poll = [](pollfd* waits, auto...) { return waits->revents = POLLIN, 1; };
+        sys->Mount = [this](const char*, const char* target, auto...) {
+            return mounted.insert(target), 0;
         };
         sys->Umount = [this](const char* target) {
             return mounted.erase(target) == 1 ? 0 : FailWith(EINVAL);
         };
-        sys->Fork = [this] {
+        const auto fork = [this] {
             onFork();
             return *children.insert(++lastChild).first;
         };
-        sys->Spawn = [this](pid_t* child, auto...) {
-            onFork();
-            *child = *children.insert(++lastChild).first;
-            return 0;
-        };
+        sys->Fork = fork;
+        sys->Spawn = [fork](pid_t* child, auto...) { return *child = fork(), 0; };
         sys->Waitpid = [this](pid_t child, int* status, int) {
             if (status != nullptr) {
                 *status = 0;
             }
             return children.erase(child) == 1 ? child : FailWith(ECHILD);
         };
-        sys->Kill = [](pid_t, int) { return 0; };
-        sys->Sync = [] {};
-        sys->Reboot = [](int) { return 0; };
-        sys->Nanosleep = [](const timespec*, timespec*) { return 0; };
-        sys->Poll = [](pollfd* waits, nfds_t, int) { return waits->revents = POLLIN, 1; };
-        sys->Klogctl = [](int, char*, int) { return 4; };
     }
 
     const std::size_t failing;

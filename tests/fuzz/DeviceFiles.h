@@ -1,22 +1,33 @@
 #pragma once
 
 #include "tests/support/ScriptedSys.h"
-#include "tests/support/TextFiles.h"
+
+#include <set>
+#include <string>
 
 namespace vantorel::test {
 
-/** The device's small files, in memory only. */
-class DeviceFiles : public TextFiles {
+/**
+ * The device's small files, in memory only. As long as one of these lives, the library, C++ streams
+ * and setmntent() find nothing else: whatever they open for writing comes into being, whatever else
+ * they want to read is not there. Of one thread. A root directory would take too long for each.
+ */
+class DeviceFiles {
 public:
-    DeviceFiles() {
-        sys->Open = [this](const char* path, int flags, unsigned) { return Open(path, flags); };
-        sys->Mkdir = [](const char*, mode_t) { return 0; };
-        Write("/etc/kiro/version", "4.2\n");
-        Write("/etc/kiro/revision", "REV-6\n");
-    }
+    DeviceFiles();
+    ~DeviceFiles();
+    DeviceFiles(const DeviceFiles&) = delete;
+    DeviceFiles& operator=(const DeviceFiles&) = delete;
+
+    void Write(const std::string& path, const std::string& content);
+    std::string Read(const std::string& path);
+
+    /** The path at which the kernel has a file; empty for one that is not there. */
+    std::string PathOf(const std::string& path, bool create);
 
 private:
     ScopedSys sys;
+    std::set<std::string> present;
 };
 
 } // namespace vantorel::test

@@ -42,6 +42,12 @@ protected:
         return out.str();
     }
 
+    /** A run that ends with this code and says this, as its result or to explain itself. */
+    void CheckRun(const std::string& line, ExitCode code, const std::string& text) {
+        EXPECT_EQ(Run(line), code) << line;
+        EXPECT_THAT(out.str() + err.str(), HasSubstr(text));
+    }
+
     void FailAfter(std::size_t requests, Failure failure) {
         bus.onRequest = [this, last = bus.requests + requests, failure] {
             if (bus.requests > last) {
@@ -99,29 +105,24 @@ TEST_F(ToolTest, TellsWhyTheDeviceRefused) {
                                 "asked for (0x00030000)\n");
     test::Selected(device.endpoint, 14, 1); // must not be taken for the reason of what follows
     device.subi.OnCameraDisconnect(*std::make_unique<Camera>(kirocamera_sim_get_camera()));
-    EXPECT_EQ(Run("identity"), exitRefused);
-    EXPECT_THAT(err.str(), AllOf(HasSubstr("refused to report its identity"),
-                                 HasSubstr("not supported now (0x00050000)")));
+    CheckRun("identity", exitRefused,
+             "The device refused to report its identity: request unknown, or not supported now "
+             "(0x00050000).");
     EXPECT_THAT(out.str(), IsEmpty());
     device.endpoint.sys->Klogctl = [](auto...) { return test::FailWith(EPERM); };
-    EXPECT_EQ(Run("klog --follow"), exitRefused);
-    EXPECT_THAT(err.str(), HasSubstr("0x00030000"));
-
+    CheckRun("klog --follow", exitRefused, "0x00030000");
     // Refused although the bus has acknowledged the data.
-    EXPECT_EQ(Run("raw 84 2 0300"), exitRefused);
-    EXPECT_THAT(out.str(), AllOf(HasSubstr("stalled: no"), HasSubstr("(0x00030300)")));
-    EXPECT_EQ(Run("raw 88 2 --json"), exitRefused);
-    EXPECT_THAT(out.str(), HasSubstr(R"("stalled":true,"status":{"code":0)"));
+    CheckRun("raw 84 2 0300", exitRefused,
+             "stalled: no\nstatus:  stopping with the value 3 is refused (0x00030300)");
+    CheckRun("raw 88 2 --json", exitRefused, R"("stalled":true,"status":{"code":0)");
     bus.replaced[{53, 4}] = {0, 0, 5, 0};
-    EXPECT_EQ(Run("session start"), exitRefused);
-    EXPECT_THAT(err.str(), HasSubstr("refused to start the capture session"));
+    CheckRun("session start", exitRefused, "refused to start the capture session");
     // Not what such a device answers.
     bus.replaced = {{{53, 4}, test::Bytes(3)}};
-    EXPECT_EQ(Run("status"), exitRefused);
+    CheckRun("status", exitRefused, "came incomplete");
     bus.replaced = {{{61, 2}, test::Bytes(1)}, {{78, 4}, test::Bytes{65, 0, 0, 0}}};
-    EXPECT_EQ(Run("session state"), exitRefused);
-    EXPECT_EQ(Run("klog"), exitRefused);
-    EXPECT_THAT(err.str(), HasSubstr("of 65 bytes; it has room for 64"));
+    CheckRun("session state", exitRefused, "in 2 bytes; 1 came");
+    CheckRun("klog", exitRefused, "of 65 bytes; it has room for 64");
 }
 
 TEST_F(ToolTest, ReadsTheFactorySettingsInPieces) {
@@ -134,8 +135,7 @@ TEST_F(ToolTest, ReadsTheFactorySettingsInPieces) {
     EXPECT_EQ(directory.Read("factory"), std::string(expected.begin(), expected.end()));
     EXPECT_THAT(Output("factory read"), StartsWith("0000  05 0c 13 1a"));
     EXPECT_THAT(Output("--json factory read"), StartsWith(R"({"size":5120,"data":"050c131a)"));
-    EXPECT_EQ(Run("factory read --out /nonexistent/file"), exitOutput);
-    EXPECT_THAT(err.str(), HasSubstr("/nonexistent/file"));
+    CheckRun("factory read --out /nonexistent/file", exitOutput, "/nonexistent/file");
     out.setstate(std::ios::badbit);
     EXPECT_EQ(Run("identity"), exitOutput);
 }
@@ -158,22 +158,19 @@ TEST_F(ToolTest, JoinsTheKernelLogsPieces) {
 }
 
 TEST_F(ToolTest, ChoosesTheDevice) {
-    EXPECT_EQ(Run("--vendor 0x1234 list"), exitNoDevice);
-    EXPECT_EQ(Run("--vendor 0x1234 identity"), exitNoDevice);
-    EXPECT_THAT(err.str(), HasSubstr("No camera of vendor 0x1234 is connected"));
+    CheckRun("--vendor 0x1234 list", exitNoDevice, "no camera of vendor 0x1234");
+    CheckRun("--vendor 0x1234 identity", exitNoDevice, "No camera of vendor 0x1234 is connected");
     bus.devices.push_back(bus.devices.front());
     bus.devices.back().address = 8;
-    EXPECT_EQ(Run("status"), exitNoDevice);
-    EXPECT_THAT(err.str(), HasSubstr("--device"));
-    EXPECT_EQ(Run("status --device 2:8"), exitNoDevice);
+    CheckRun("status", exitNoDevice, "--device");
+    CheckRun("status --device 2:8", exitNoDevice, "at that address");
     Output("--device 001:008 --timeout 70 status");
     EXPECT_EQ(bus.openedAddress, 8U);
     EXPECT_EQ(bus.timeout, 70U);
 
     bus.devices.pop_back();
     bus.openFailure = Failure::Access;
-    EXPECT_EQ(Run("status"), exitAccess);
-    EXPECT_EQ(err.str(), "vantorel-host: It does not open.\n");
+    CheckRun("status", exitAccess, "vantorel-host: It does not open.\n");
     bus.devices.front().problem = "No permission.";
     EXPECT_EQ(Output("list"), "001:007 1209:0021 (No permission.)\n");
 }
@@ -211,18 +208,15 @@ TEST_F(ToolTest, FuzzChecksTheIdentityAndRestoresTheSession) {
     Output("fuzz --seed 3 --count 300 --sessions");
     EXPECT_NE(device.wishes.Take(), "");
     EXPECT_EQ(Output("session state"), "session: running (1)\n");
-
     bus.onRequest = [&, at = bus.requests + 100] {
         if (bus.requests == at) {
             bus.replaced[{78, 66}] = test::Bytes(66);
         }
     };
-    EXPECT_EQ(Run("fuzz --seed 3 --count 300"), exitRefused);
-    EXPECT_THAT(out.str(), HasSubstr("identity: CHANGED"));
+    CheckRun("fuzz --seed 3 --count 300", exitRefused, "identity: CHANGED");
     for (const Failure failure : {Failure::Gone, Failure::Timeout}) {
         FailAfter(200, failure);
-        EXPECT_EQ(Run("fuzz --seed 3"), exitBus);
-        EXPECT_THAT(err.str(), HasSubstr("It was lost at random request 1"));
+        CheckRun("fuzz --seed 3", exitBus, "It was lost at random request 1");
     }
 }
 

@@ -11,11 +11,11 @@
 #include <gmock/gmock.h>
 
 #include <linux/loop.h>
-#include <sys/wait.h>
 
 namespace vantorel::test {
 namespace {
 
+using testing::Contains;
 using testing::ElementsAre;
 using testing::UnorderedElementsAre;
 
@@ -69,14 +69,11 @@ TEST_F(FunctionsTest, NumberTheLinesOfAllSerialPorts) {
     USBGadgetSerial shell("shell", "udc.0", false, true);
     USBGadgetSerial plain("plain", "udc.0", false, false);
     const std::string gdbserver = "/usr/bin/gdbserver|--multi|/dev/ttyGS";
-    const auto getty = [](const char* number) {
-        return "/bin/busybox|getty|-n|-l|/bin/sh|/dev/ttyGS" + std::string(number) + "|115200";
+    const auto getty = [](const std::string& number) {
+        return "/bin/busybox|getty|-n|-l|/bin/sh|/dev/ttyGS" + number + "|115200";
     };
     std::atomic<time_t> paused = 0;
-    sys->Nanosleep = [&](const timespec* pause, timespec*) {
-        paused += pause->tv_sec;
-        return 0;
-    };
+    sys->Nanosleep = [&](const timespec* pause, timespec*) { return paused += pause->tv_sec, 0; };
     Bind({&debugged, &shell});
     EXPECT_EQ(paused, 2 + 2);
     EXPECT_THAT(Calls(2), testing::AnyOf(UnorderedElementsAre(gdbserver + "0", getty("1")),
@@ -145,16 +142,9 @@ TEST_F(FunctionsTest, BringTheNetworkUpAndDown) {
 
 TEST_F(FunctionsTest, MakeAFreshDiskOnWhichOneSideWrites) {
     const std::string image = "/tmp/mass_storage/lun0";
-    std::vector<std::string> steps;
+    std::vector<std::string> mounts;
     // The image is real. Loop devices and mounts are not, and what is done with them is noted.
     WriteFile("/etc/kiro/LICENSE.TXT", "Free.");
-    sys->Waitpid = [&](pid_t child, auto... arguments) {
-        const pid_t result = ::waitpid(child, arguments...);
-        if (const std::string call = root->Calls().back(); call.find("mkfs") != call.npos) {
-            steps.push_back(call + " of " + std::to_string(std::filesystem::file_size(image)));
-        }
-        return result;
-    };
     sys->Open = [](const char* path, auto... arguments) {
         return ::open(std::string_view(path).starts_with("/dev/") ? "/dev/null" : path,
                       arguments...);
@@ -163,34 +153,31 @@ TEST_F(FunctionsTest, MakeAFreshDiskOnWhichOneSideWrites) {
         return request == LOOP_CTL_GET_FREE ? 3 : 0;
     };
     sys->Mount = [&](std::string source, auto, std::string type, unsigned long flags, auto) {
-        steps.push_back("mount " + source + " " + type + " " + std::to_string(flags));
+        EXPECT_THAT(root->Calls(), Contains("/bin/busybox|mkfs.vfat|-n|KIRO|" + image));
+        mounts.push_back(source + " " + type + " " + std::to_string(flags));
         return 0;
     };
-    sys->Umount = [&](const char* target) {
-        steps.push_back("umount");
-        for (const auto& [name, text] : FilesBelow(target)) {
-            steps.back() += " with " + name + ": " + text;
-            std::filesystem::remove(target + ("/" + name));
-        }
+    sys->Umount = [&](const std::string& target) {
+        mounts.push_back("umount with " + ReadFile(target + "/LICENSE.TXT"));
+        std::filesystem::remove(target + "/LICENSE.TXT");
         return 0;
     };
     const mode_t mask = ::umask(0);
     for (const auto& [size, hostReadOnly] : {std::pair(3'000'000U, false), {1'000'000U, true}}) {
-        steps.clear();
-        std::optional<USBGadgetMassStorage> disk;
-        disk.emplace("disk", "udc.0", "KIRO", size, hostReadOnly);
-        EXPECT_EQ(disk->Storage().MountPoint(), image + ".fs/");
-        CheckComposition(*disk, "mass_storage",
-                         {{"lun.0/ro", hostReadOnly ? "1" : "0"},
-                          {"lun.0/file", image},
-                          {"lun.0/inquiry_string", "KIRO"}});
-        disk.reset();
-        EXPECT_THAT(
-            steps,
-            ElementsAre("/bin/busybox|mkfs.vfat|-n|KIRO|" + image + " of " + std::to_string(size),
-                        "mount /dev/loop3 vfat 0", "umount with LICENSE.TXT: Free.",
-                        hostReadOnly ? "mount /dev/loop3 vfat 0" : "mount /dev/loop3 vfat 1",
-                        "umount"));
+        mounts.clear();
+        {
+            USBGadgetMassStorage disk("disk", "udc.0", "KIRO", size, hostReadOnly);
+            EXPECT_THAT(mounts,
+                        ElementsAre("/dev/loop3 vfat 0", "umount with Free.",
+                                    hostReadOnly ? "/dev/loop3 vfat 0" : "/dev/loop3 vfat 1"));
+            EXPECT_EQ(disk.Storage().MountPoint(), image + ".fs/");
+            CheckComposition(disk, "mass_storage",
+                             {{"lun.0/ro", hostReadOnly ? "1" : "0"},
+                              {"lun.0/file", image},
+                              {"lun.0/inquiry_string", "KIRO"}});
+        }
+        EXPECT_EQ(mounts.back(), "umount with ");
+        EXPECT_EQ(std::filesystem::file_size(image), size);
         EXPECT_EQ(std::filesystem::status(image).permissions(), std::filesystem::perms{01130});
     }
     ::umask(mask);

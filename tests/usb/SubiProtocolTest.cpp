@@ -91,20 +91,15 @@ TEST_F(SubiProtocolTest, MakesDoWithTheDataThatArrives) {
     EXPECT_EQ(Selected(endpoint, 0x1111, 2), silence);
     EXPECT_EQ(endpoint.Out(85, 2, std::nullopt), silence);
     EXPECT_EQ(endpoint.In(78, 2), silence) << "the selector stays";
+    EXPECT_EQ(endpoint.Send({}), silence);
+    EXPECT_EQ(output.Take(), "SUBI: ep0 read failed errno: 43\n");
 }
 
-TEST_F(SubiProtocolTest, FollowsTheSessionOfTheCamera) {
+TEST_F(SubiProtocolTest, FollowsTheSessionAndTheFramesOfTheCamera) {
     BringUp();
     manager.OnConnectionStateChanged(ConnectionState::Battery, ConnectionState::Undetermined);
     EXPECT_EQ(endpoint.Out(60, Word(1)), silence);
     EXPECT_EQ(wishes.Take(), "") << "it runs already";
-    subi.OnCameraCaptureSessionStop(*std::make_unique<Camera>(kirocamera_sim_get_camera()));
-    EXPECT_EQ(endpoint.In(61, 2), Reply(Word(0)));
-}
-
-TEST_F(SubiProtocolTest, SendsTheSpotTemperatureOfTheLastFrame) {
-    BringUp();
-    manager.OnConnectionStateChanged(ConnectionState::Battery, ConnectionState::Undetermined);
     constexpr float infinity = std::numeric_limits<float>::infinity();
     const std::pair<float, unsigned> rows[] = {{36.61F, 1172}, {-10.0F, 0xfec0}, {5000.0F, 0x7100},
                                                {NAN, 0},       {1e30F, 0},       {-infinity, 0},
@@ -117,6 +112,8 @@ TEST_F(SubiProtocolTest, SendsTheSpotTemperatureOfTheLastFrame) {
     kirocamera_sim_set_result("kirocamera_frame_get_frame_by_format", -3);
     sdk.Frame(); // without a picture
     EXPECT_EQ(Selected(endpoint, 26, 2), Reply(Word(64)));
+    subi.OnCameraCaptureSessionStop(*std::make_unique<Camera>(kirocamera_sim_get_camera()));
+    EXPECT_EQ(endpoint.In(61, 2), Reply(Word(0)));
 }
 
 TEST_F(SubiProtocolTest, ForgetsTheCameraThatHasGone) {
@@ -132,12 +129,6 @@ TEST_F(SubiProtocolTest, ForgetsTheCameraThatHasGone) {
     EXPECT_EQ(endpoint.In(54, 12), refusedIn);
     EXPECT_EQ(Status(endpoint), unsupported);
     EXPECT_EQ(endpoint.In(93, 64), refusedIn);
-}
-
-TEST_F(SubiProtocolTest, TellsOfAFailedRead) {
-    BringUp();
-    EXPECT_EQ(endpoint.Send({}), silence);
-    EXPECT_EQ(output.Take(), "SUBI: ep0 read failed errno: 43\n");
 }
 
 TEST(SubiChipIdTest, GoesOutAsSixNumbers) {

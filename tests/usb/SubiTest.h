@@ -65,7 +65,6 @@ inline const Outcome silence{};
 
 // Answers to request 53.
 inline const Outcome ok = Reply({0, 0, 0, 0});
-inline const Outcome logFailed = Reply({0, 0, 3, 0});
 inline const Outcome marked = Reply({0, 3, 3, 0}); // by request 84 with 3
 inline const Outcome unsupported = Reply({0, 0, 5, 0});
 
