@@ -5,12 +5,15 @@
 #include "vantorel/service/ObserverList.h"
 #include "vantorel/service/UniqueFd.h"
 #include "vantorel/service/private/Sleep.h"
+#include "vantorel/service/private/StatusLine.h"
 
 #include <gmock/gmock.h>
 
 #include <atomic>
 #include <csignal>
 #include <cstring>
+#include <iostream>
+#include <sstream>
 #include <thread>
 
 namespace vantorel {
@@ -119,6 +122,21 @@ TEST(UniqueFd, ClosesWhatItOwnsOnceAndKeepsErrno) {
     }
     EXPECT_THAT(closed, testing::ElementsAre(7, 8));
     EXPECT_EQ(errno, ENODEV);
+}
+
+TEST(StatusLine, IsLostAloneWhenItCannotBeWritten) {
+    struct Disk final : std::stringbuf {
+        std::streamsize xsputn(const char* text, std::streamsize size) override {
+            return full ? 0 : std::stringbuf::xsputn(text, size);
+        }
+        bool full = true;
+    } disk;
+    std::streambuf* const terminal = std::cout.rdbuf(&disk);
+    PrintStatus("lost");
+    disk.full = false;
+    PrintStatus("kept");
+    std::cout.rdbuf(terminal);
+    EXPECT_EQ(disk.str(), "kept\n");
 }
 
 } // namespace
