@@ -12,7 +12,7 @@ void WriteStatusLine(const std::string& text) {
     // One write for the whole line: whoever reads the other end of a pipe sees lines, not pieces.
     std::cout.write(line.data(), static_cast<std::streamsize>(line.size())).flush();
     if (std::cout.bad()) { // a line that could not be written must not silence all that follow
-        std::cout.clear(std::cout.rdstate() & ~std::ios::badbit);
+        std::cout.clear();
     }
 }
 
