@@ -55,6 +55,13 @@ def converse(console: Console) -> int:
     """Takes commands from the terminal until quit, its end, Ctrl-C or the device's end."""
     end, at_end = socket.socketpair()
     console.machine.on_end = lambda: end.send(b"!")
+    try:
+        return converse_until(console, at_end)
+    finally:
+        console.machine.on_end = lambda: None  # nobody listens any more
+
+
+def converse_until(console: Console, at_end: socket.socket) -> int:
     pending = b""
     while not console.machine.ended.is_set():
         ready, _, _ = select.select([sys.stdin, at_end], [], [])
