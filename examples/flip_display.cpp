@@ -1,4 +1,4 @@
-// Draws a bar that moves down the display, one picture a refresh.
+// Draws a bar that moves down the display, one picture per refresh.
 #include "vantorel/devices/LCD.h"
 #include "vantorel/service/Error.h"
 

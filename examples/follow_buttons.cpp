@@ -1,4 +1,4 @@
-// Prints what happens to two buttons, until so many events have come.
+// Prints the events of two buttons until the given number has arrived.
 #include "vantorel/devices/Button.h"
 #include "vantorel/devices/ButtonService.h"
 

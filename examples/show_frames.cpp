@@ -1,4 +1,4 @@
-// Starts a capture session and looks into the frames that come.
+// Starts a capture session and reads the header of each frame.
 #include "vantorel/camera/Camera.h"
 #include "vantorel/camera/CameraError.h"
 #include "vantorel/camera/CameraManager.h"
@@ -50,7 +50,7 @@ int main(int argc, char** argv) {
         manager.AddObserver(viewer);
         manager.Start();
         viewer.connected.get_future().wait();
-        // The manager starts sessions by itself when it hears of a state that wants pictures.
+        // The manager starts a session when it is notified of a state that needs frames.
         manager.OnConnectionStateChanged(vantorel::ConnectionState::Battery,
                                          vantorel::ConnectionState::Undetermined);
         viewer.done.get_future().wait();

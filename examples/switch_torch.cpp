@@ -22,7 +22,7 @@ int main() {
         vantorel::Torch torch("torch", "/sys/class/leds/vantorel-torch/");
         Teller teller;
         torch.AddObserver(teller);
-        // What the connection manager announces: only on battery may the torch be lit.
+        // The connection manager announces this state; only on battery may the torch be lit.
         torch.OnConnectionStateChanged(ConnectionState::Battery, ConnectionState::Undetermined);
         torch.OnUserInterfaceTorchOnRequest();
         torch.OnConnectionStateChanged(ConnectionState::BatteryCharger, ConnectionState::Battery);

@@ -17,7 +17,7 @@ public:
         const std::lock_guard lock(mutex);
         std::cout << thermometer.Name() << ": " << celsius << " C" << std::endl;
     }
-    // A reading that fails is told, and the next one is taken all the same.
+    // A failed reading is reported, and the service continues with the next one.
     void OnThermometerError(vantorel::Thermometer& thermometer, vantorel::Error& error) override {
         const std::lock_guard lock(mutex);
         std::cout << thermometer.Name() << ": " << error.ToString() << std::endl;

@@ -17,7 +17,7 @@ Arguments::Address ParseAddress(const std::string& text) {
     Arguments::Address address;
     char rest = 0;
     if (std::sscanf(text.c_str(), "%3u:%3u%c", &address.bus, &address.address, &rest) != 2) {
-        Reject("--device", "'" + text + "' is not BUS:ADDR, two numbers as \"list\" shows them");
+        Reject("--device", "'" + text + "' is not BUS:ADDR, two numbers as \"list\" prints them");
     }
     return address;
 }
@@ -34,13 +34,13 @@ std::vector<std::uint8_t> ParseHex(const std::string& text) {
     return data;
 }
 
-/** The command line's grammar, with the texts that need a second look. */
+/** The grammar of the command line, with the arguments that need a further check. */
 struct Grammar {
     Arguments arguments;
     std::string device;
     std::string data;
     CLI::Option* dataOption = nullptr;
-    CLI::App app{"Services a thermal camera at this computer's USB.", "vantorel-host"};
+    CLI::App app{"Services a thermal camera on this computer's USB.", "vantorel-host"};
 
     Grammar() {
         arguments.timeoutMs = defaultTimeoutMs;
@@ -52,7 +52,7 @@ struct Grammar {
             ->check(CLI::Range(0, 0xffff))
             ->default_str(VANTOREL_HOST_VENDOR_TEXT);
         arguments.vendor = VANTOREL_HOST_VENDOR_ID;
-        app.add_option("--device", device, "Which camera, as \"list\" shows it")
+        app.add_option("--device", device, "Address of the camera, as \"list\" prints it")
             ->type_name("BUS:ADDR");
         app.add_option("--timeout", arguments.timeoutMs, "Time to wait for an answer")
             ->type_name("MS")
@@ -70,12 +70,12 @@ struct Grammar {
         Command(app, "list", "List the cameras");
         Command(app, "identity", "Chip, serial number, ROIC, version and build");
         Command(app, "status", "Outcome of the last request; reading clears it");
-        Command(app, "temperature", "Spot temperature of the latest picture");
+        Command(app, "temperature", "Spot temperature of the latest frame");
         auto* factory = app.add_subcommand("factory", "Factory settings");
         factory->require_subcommand(1)->fallthrough();
         AddOutFile(Command(*factory, "read", "Read the factory settings", "factory read"));
-        Command(app, "klog", "Take the kernel's log out of the device")
-            ->add_flag("--follow", arguments.follow, "Go on with what is logged later");
+        Command(app, "klog", "Read and remove the device's kernel log")
+            ->add_flag("--follow", arguments.follow, "Continue with later messages");
     }
 
     void AddSession() {
@@ -83,7 +83,7 @@ struct Grammar {
         session->require_subcommand(1)->fallthrough();
         Command(*session, "start", "Start it", "session start");
         Command(*session, "stop", "Stop it", "session stop");
-        Command(*session, "state", "Tell whether it runs", "session state");
+        Command(*session, "state", "Print whether it runs", "session state");
     }
 
     void AddRaw() {
@@ -91,7 +91,7 @@ struct Grammar {
         raw->add_option("REQUEST", arguments.request, "Number of the request")
             ->required()
             ->check(CLI::Range(0, 0xff));
-        raw->add_option("LENGTH", arguments.length, "Bytes to send or to ask for")
+        raw->add_option("LENGTH", arguments.length, "Number of bytes to send or to request")
             ->required()
             ->check(CLI::Range(0, static_cast<int>(largestTransfer)));
         dataOption = raw->add_option("DATA", data, "Bytes to send, in hexadecimal");
@@ -104,11 +104,11 @@ struct Grammar {
 
     void AddTrials() {
         auto* fuzz = Command(app, "fuzz", "Send random vendor requests; the identity must survive");
-        fuzz->add_option("--seed", arguments.seed, "Chooses the requests")->required();
+        fuzz->add_option("--seed", arguments.seed, "Selects the requests")->required();
         fuzz->add_flag("--sessions", arguments.sessions,
-                       "Start and stop the capture session, too; may silence the device");
+                       "Also start and stop the capture session; the device may stop answering");
         AddCount(fuzz, "Number of requests (1000)");
-        AddCount(Command(app, "latency", "Time the shortest request there and back"),
+        AddCount(Command(app, "latency", "Measure the round trip of the shortest request"),
                  "Number of round trips (1000)");
     }
 
@@ -143,7 +143,7 @@ struct Grammar {
                                    std::to_string(arguments.data->size()) + " bytes");
             }
             if (!arguments.outFile.empty()) {
-                Reject("--out", "nothing comes back of a request with DATA");
+                Reject("--out", "a request with DATA returns nothing");
             }
         }
         return arguments;

@@ -9,7 +9,7 @@
 
 namespace vantorel::host {
 
-/** What the program ends with; documented in the manual page. */
+/** Exit statuses; documented in the manual page. */
 enum ExitCode {
     exitSuccess = 0,
     exitRefused = 1,  ///< the device refused, answered what cannot be, or failed a check
@@ -45,7 +45,7 @@ struct Arguments {
     std::uint64_t count = 0;                       ///< fuzz, latency
 };
 
-/** Returns an exit code when there is nothing left to do: help was asked for, or a mistake told. */
+/** Returns an exit code when nothing is left to do: help was printed, or a mistake reported. */
 std::variant<Arguments, ExitCode> ParseArguments(int count, const char* const* values,
                                                  std::ostream& out, std::ostream& err);
 

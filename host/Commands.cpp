@@ -17,13 +17,13 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-/** The result could not be written where the user wants it. */
+/** The result could not be written to the user's file. */
 class OutputError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/** What a command works with. */
+/** The context of a command. */
 struct Session {
     const Arguments& arguments;
     Transport& transport;
@@ -94,8 +94,8 @@ DeviceInfo Choose(const Arguments& arguments, Bus& bus) {
     }
     if (devices.size() > 1) {
         throw TransportError(Failure::None,
-                             "Several cameras are connected; choose one with --device "
-                             "(\"vantorel-host list\" shows them).");
+                             "Several cameras are connected; select one with --device "
+                             "(\"vantorel-host list\" prints them).");
     }
     return devices.front();
 }
@@ -106,7 +106,7 @@ void WriteFile(const std::string& name, const std::vector<std::uint8_t>& data) {
                static_cast<std::streamsize>(data.size()));
     file.close();
     if (!file) {
-        // What is there of it must not pass for the whole; devices and pipes are left alone.
+        // A partial file must not pass for a complete one; devices and pipes are not removed.
         std::error_code ignored;
         if (std::filesystem::is_regular_file(name, ignored)) {
             std::filesystem::remove(name, ignored);
@@ -158,7 +158,7 @@ ExitCode FactoryRead(Session& session) {
     return exitSuccess;
 }
 
-/** Prints the log line by line, whatever the pieces are in which it comes. */
+/** Prints the log line by line, independent of the pieces in which it arrives. */
 ExitCode KernelLog(Session& session) {
     constexpr std::chrono::milliseconds pause(250);
     std::string pending;

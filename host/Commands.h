@@ -7,7 +7,7 @@
 
 namespace vantorel::host {
 
-/** The whole program but for its bus: parses, chooses the device, runs the command, tells errors.
+/** The whole program except its bus: parses, selects the device, runs the command, reports errors.
  */
 ExitCode RunTool(int count, const char* const* values, Bus& bus, std::ostream& out,
                  std::ostream& err);

@@ -13,14 +13,14 @@ constexpr std::uint8_t setSession = 60;
 constexpr std::uint8_t stopSession = 84;
 constexpr std::uint8_t refusedStop = 3;
 
-/** A device that leaves as many requests in a row without an answer will not come back. */
+/** After this many consecutive requests without an answer, the device counts as lost. */
 constexpr int mostSilent = 3;
 
-/** Where requests are answered, and just beside it. */
+/** Lengths that the device accepts, and their neighbours. */
 constexpr std::array<std::uint16_t, 16> lengths = {0,  1,  2,  3,  4,  5,  6,   12,
                                                    35, 36, 63, 64, 65, 66, 512, 4096};
 
-/** What the device understands; the rest of the draws try what it does not. */
+/** Requests that the device accepts; the other random requests are mostly invalid. */
 struct Shape {
     std::uint8_t request;
     bool in;
@@ -54,13 +54,13 @@ void Send(Transport& transport, const FuzzRequest& request) {
     }
 }
 
-/** Makes an order to start or stop the session one that has no effect. */
+/** Changes a request that would start or stop the session into one without effect. */
 void Tame(FuzzRequest& request, std::uint16_t session) {
     if (request.length != 2) {
         return;
     }
     if (request.setup.request == setSession && request.in) {
-        request.length = 1; // refused; of two bytes none would come, which counts as a stop
+        request.length = 1; // refused; two bytes without data would count as a stop
     } else if (request.setup.request == setSession) {
         request.data = {static_cast<std::uint8_t>(session & 0xff),
                         static_cast<std::uint8_t>(session >> 8)};
@@ -95,7 +95,7 @@ FuzzRequest FuzzSource::Next() {
 }
 
 void FuzzSource::Fill(FuzzRequest& request) {
-    const bool small = Below(4) != 0; // as the words that requests take
+    const bool small = Below(4) != 0; // most requests take a word
     for (std::size_t i = 0; i < request.length; ++i) {
         const std::uint64_t byte = !small ? Below(256) : i % 2 == 0 ? Below(4) * Below(10) : 0;
         request.data.push_back(static_cast<std::uint8_t>(byte));

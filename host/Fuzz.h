@@ -8,7 +8,8 @@
 
 namespace vantorel::host {
 
-/** A random vendor request. Standard requests are left out: they would take the bus itself down. */
+/** A random vendor request. Standard requests are excluded: they could take the device off the bus.
+ */
 struct FuzzRequest {
     Setup setup;
     bool in = false;
@@ -17,7 +18,7 @@ struct FuzzRequest {
     bool operator==(const FuzzRequest&) const = default;
 };
 
-/** Draws requests; the same seed gives the same ones on every machine. */
+/** Generates requests; a seed gives the same requests on every machine. */
 class FuzzSource {
 public:
     explicit FuzzSource(std::uint64_t seed) : random(seed) {}
@@ -38,22 +39,22 @@ struct FuzzSummary {
     bool identityKept = false;
 };
 
-/** What is tried, and how it is drawn. */
+/** Number and kind of the requests, and their seed. */
 struct FuzzPlan {
     std::uint64_t seed = 0;
     std::uint64_t count = 0;
     /**
-     * Whether the capture session is started and stopped on the way. Each stop waits for a picture
-     * of its own, so a device that is told to stop more often than it has taken pictures waits for
-     * one that may never come, and answers nothing meanwhile.
+     * Whether requests may start and stop the capture session. Each stop consumes one frame, so a
+     * device that gets more stops than frames waits for a frame that may never come, and answers
+     * nothing until then.
      */
     bool sessions = false;
 };
 
 /**
- * Sends random requests, compares the device's identity with what it was before, and puts the
- * capture session back into its state.
- * @throws TransportError that names the request at which the device was lost or fell silent
+ * Sends random requests, compares the device's identity before and after, and restores the state
+ * of the capture session.
+ * @throws TransportError that names the request at which the device was lost or stopped answering
  * @throws DeviceError when the identity cannot be read
  */
 FuzzSummary RunFuzz(Transport& transport, const FuzzPlan& plan);

@@ -15,7 +15,7 @@ LatencySummary Summarize(std::vector<double> samples) {
 
 LatencySummary MeasureLatency(Protocol& protocol, std::uint64_t count) {
     using Clock = std::chrono::steady_clock;
-    protocol.Status(); // the first one also pays for what both sides set up once
+    protocol.Status(); // the first request includes set-up work on both sides
     std::vector<double> samples;
     samples.reserve(static_cast<std::size_t>(count));
     while (samples.size() < count) {

@@ -13,10 +13,10 @@ struct LatencySummary {
     double worst = 0;
 };
 
-/** Of samples in microseconds, at least one. */
+/** Summary of samples in microseconds; takes at least one. */
 LatencySummary Summarize(std::vector<double> samples);
 
-/** Times reading the status word, from the call to its return. */
+/** Measures reading the status word, from the call to its return. */
 LatencySummary MeasureLatency(Protocol& protocol, std::uint64_t count);
 
 } // namespace vantorel::host

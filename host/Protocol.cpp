@@ -37,7 +37,7 @@ std::uint32_t LongAt(const std::vector<std::uint8_t>& data, std::size_t offset) 
     return WordAt(data, offset) | static_cast<std::uint32_t>(WordAt(data, offset + 2)) << 16;
 }
 
-/** A text in a field of fixed size, which need not end in a zero. */
+/** A text in a field of fixed size, which may lack a terminating zero. */
 std::string TextAt(const std::vector<std::uint8_t>& data, std::size_t offset, std::size_t size) {
     const auto field = std::span(data).subspan(offset, size);
     return {field.begin(), std::ranges::find(field, 0)};
@@ -45,7 +45,7 @@ std::string TextAt(const std::vector<std::uint8_t>& data, std::size_t offset, st
 
 DeviceError Refused(const std::string& what, std::uint32_t status) {
     return DeviceError("The device refused to " + what + ": " +
-                       (status == 0 ? "it gave no reason" : DescribeStatus(status)) + ".");
+                       (status == 0 ? "it reported no reason" : DescribeStatus(status)) + ".");
 }
 
 } // namespace
@@ -57,7 +57,7 @@ std::string DescribeStatus(std::uint32_t status) {
         words = "success";
         break;
     case 0x30000:
-        words = "the kernel log could not be read, or holds less than was asked for";
+        words = "the kernel log could not be read, or holds less than requested";
         break;
     case 0x30300:
         words = "stopping with the value 3 is refused";
@@ -75,7 +75,7 @@ std::uint32_t Protocol::Status() {
     std::vector<std::uint8_t> data(4);
     const Setup setup{.request = request::status};
     if (transport.In(setup, data) != data.size()) {
-        throw DeviceError("The device's status word came incomplete.");
+        throw DeviceError("The device sent an incomplete status word.");
     }
     statusKnown = true;
     return LongAt(data, 0);
@@ -105,7 +105,7 @@ std::array<std::uint8_t, 6> Protocol::ChipNumber() {
 }
 
 std::vector<std::uint8_t> Protocol::FactorySettings() {
-    const std::string what = "hand out its factory settings";
+    const std::string what = "send its factory settings";
     Order(what, request::setFactoryRange, {factorySize / 2, 0, 0});
     std::vector<std::uint8_t> settings;
     while (settings.size() < factorySize) {
@@ -117,14 +117,14 @@ std::vector<std::uint8_t> Protocol::FactorySettings() {
 }
 
 std::string Protocol::KernelLog() {
-    const std::string what = "hand out its kernel log";
+    const std::string what = "send its kernel log";
     const auto count = LongAt(ReadSelected(what, selector::fetchKernelLog, 4), 0);
     if (count == 0) {
         return {};
     }
     if (count > kernelLogPiece) {
         throw DeviceError("The device reports a piece of kernel log of " + std::to_string(count) +
-                          " bytes; it has room for " + std::to_string(kernelLogPiece) + ".");
+                          " bytes; the limit is " + std::to_string(kernelLogPiece) + ".");
     }
     const auto piece = ReadSelected(what, selector::kernelLog, count);
     return {piece.begin(), piece.end()};
@@ -167,15 +167,16 @@ std::vector<std::uint8_t> Protocol::Read(const std::string& what, std::uint8_t n
         throw Refused(what, Status());
     }
     if (data.size() != length) {
-        throw DeviceError("The device was to " + what + " in " + std::to_string(length) +
-                          " bytes; " + std::to_string(data.size()) + " came.");
+        throw DeviceError("Asked to " + what + ", the device sent " + std::to_string(data.size()) +
+                          " bytes instead of " + std::to_string(length) + ".");
     }
     return data;
 }
 
 std::vector<std::uint8_t> Protocol::ReadSelected(const std::string& what, std::uint16_t selector,
                                                  std::size_t length) {
-    // Selecting needs no look at the status word: every selector is taken, and refused by the read.
+    // Selecting does not check the status word: the device accepts every selector and refuses the
+    // read that follows.
     Write(what, request::select, {selector});
     return Read(what, request::selected, length);
 }
@@ -206,7 +207,7 @@ void Protocol::Write(const std::string& what, std::uint8_t number,
     }
 }
 
-/** Some refusals leave the status word alone; what it still held would be taken for the reason. */
+/** Some refusals do not set the status word; an old value would be mistaken for the reason. */
 void Protocol::ForgetOldStatus() {
     if (!statusKnown) {
         Status();

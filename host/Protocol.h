@@ -13,7 +13,7 @@ namespace vantorel::host {
 /** The device's status word in words, with its number. */
 std::string DescribeStatus(std::uint32_t status);
 
-/** The device refused a request, or answered something that cannot be. */
+/** The device refused a request, or sent an answer that the protocol does not allow. */
 class DeviceError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -33,13 +33,14 @@ struct IdentityRecord {
 };
 
 /**
- * The camera's control protocol, an operation at a time.
+ * The camera's control protocol, one operation at a time.
  *
- * A device tells why it refused a request in its status word, which is read and cleared by a
- * request of its own. It may refuse data that the bus has acknowledged already, so the word is read
- * after every order.
+ * The device stores the reason of a refusal in its status word; a separate request reads and clears
+ * it. The device may refuse data after the bus has acknowledged them, so every operation that sends
+ * data reads the word afterwards.
  *
- * Every operation throws DeviceError when it is refused and TransportError when the exchange fails.
+ * Every operation throws DeviceError when the device refuses it and TransportError when the
+ * exchange fails.
  */
 class Protocol {
 public:
@@ -53,14 +54,14 @@ public:
     /** The chip's number in its binary form, most significant byte first. */
     std::array<std::uint8_t, 6> ChipNumber();
     std::vector<std::uint8_t> FactorySettings();
-    /** The next piece of the kernel's log, taken out of it; empty when there is none. */
+    /** Reads and removes the next piece of the kernel's log; empty when there is none. */
     std::string KernelLog();
     std::uint16_t SessionState();
     void SetSessionState(std::uint16_t state);
-    /** The spot temperature of the latest picture, in 32nds of a degree. */
+    /** The spot temperature of the latest frame, in units of 1/32 degree. */
     std::int16_t Temperature();
 
-    /** A request as it is; what comes back is cut to what the device sent. */
+    /** Sends a request unchanged; the answer has as many bytes as the device sent. */
     std::vector<std::uint8_t> RawIn(const Setup& setup, std::size_t length);
     void RawOut(const Setup& setup, const std::vector<std::uint8_t>& data);
 

@@ -9,13 +9,14 @@
 
 namespace vantorel::host {
 
-/** What a command found: fields in a fixed order, printed as lines of text or as one JSON object.
+/** The result of a command: fields in a fixed order, printed as lines of text or as one JSON
+ * object.
  */
 class Report {
 public:
-    /** A field whose text is its value. */
+    /** A field that is printed as its value. */
     void Add(const std::string& key, const std::string& value) { Add(key, value, value); }
-    /** A field that reads better in another form than the one programs want. */
+    /** A field whose text for people differs from its value for programs. */
     void Add(const std::string& key, nlohmann::ordered_json value, std::string text);
     void Print(std::ostream& out, bool json) const;
 
@@ -24,16 +25,16 @@ private:
     std::vector<std::pair<std::string, std::string>> lines;
 };
 
-/** One line of JSON. Bytes that are no UTF-8, as a device may send, are replaced. */
+/** One line of JSON. Bytes that are not UTF-8, which a device may send, are replaced. */
 std::string ToLine(const nlohmann::ordered_json& value);
 
-/** Two hexadecimal digits a byte, nothing between. */
+/** Two hexadecimal digits per byte, without separators. */
 std::string ToHex(const std::vector<std::uint8_t>& data);
 
-/** The bytes as a person reads them: offset, hexadecimal, characters. */
+/** A hexadecimal dump: offset, bytes, characters. */
 std::string ToDump(const std::vector<std::uint8_t>& data);
 
-/** Text of a device as a terminal may have it: control characters become dots. */
+/** Text from a device, safe for a terminal: control characters become dots. */
 std::string Printable(std::string text);
 
 } // namespace vantorel::host

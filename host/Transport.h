@@ -10,7 +10,7 @@
 
 namespace vantorel::host {
 
-/** How the exchange with a device can fail. */
+/** The ways in which an exchange with a device can fail. */
 enum class Failure {
     Stall,   ///< the device refused the request
     Timeout, ///< no answer
@@ -31,7 +31,7 @@ private:
     Failure failure;
 };
 
-/** The setup stage of a vendor request, without the length, which is the data's. */
+/** The setup stage of a vendor request, without the length, which follows from the data. */
 struct Setup {
     std::uint8_t request = 0;
     std::uint16_t value = 0;
@@ -40,7 +40,7 @@ struct Setup {
     bool operator==(const Setup&) const = default;
 };
 
-/** The most that one control transfer can carry: the device's side has one page for it. */
+/** The maximum length of one control transfer: the device's kernel has one page for it. */
 inline constexpr std::size_t largestTransfer = 4096;
 
 /** An open device: carries vendor control requests, one at a time. Thread-bound. */
@@ -48,7 +48,7 @@ class Transport {
 public:
     virtual ~Transport() = default;
     /**
-     * Reads data.size() bytes or fewer; returns how many came.
+     * Reads up to data.size() bytes; returns the number received.
      * @throws TransportError
      */
     virtual std::size_t In(const Setup& setup, std::span<std::uint8_t> data) = 0;
@@ -68,17 +68,17 @@ struct DeviceInfo {
     std::string problem; ///< why the texts are empty
 };
 
-/** The bus with the cameras. */
+/** The bus that the cameras are on. */
 class Bus {
 public:
     virtual ~Bus() = default;
     /**
-     * The cameras of this vendor, in the order of their addresses.
+     * Returns the cameras of this vendor, ordered by address.
      * @throws TransportError
      */
     virtual std::vector<DeviceInfo> List(std::uint16_t vendor) = 0;
     /**
-     * Opens a listed device for this program alone.
+     * Opens a listed device for exclusive use.
      * @throws TransportError also when it has been unplugged since
      */
     virtual std::unique_ptr<Transport> Open(const DeviceInfo& device, unsigned timeoutMs) = 0;

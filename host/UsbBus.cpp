@@ -23,8 +23,9 @@ constexpr std::uint16_t largeModel = 0x21;
     case LIBUSB_ERROR_IO:
         throw TransportError(Failure::Gone, "The bus lost the device during the request.");
     case LIBUSB_ERROR_ACCESS:
-        throw TransportError(Failure::Access, "No permission to open the device; be root, or let "
-                                              "udev give you the device's node.");
+        throw TransportError(Failure::Access,
+                             "No permission to open the device; run as root, or add "
+                             "a udev rule for the device's node.");
     case LIBUSB_ERROR_BUSY:
         throw TransportError(Failure::Access, "Another program uses the device.");
     default:
@@ -45,7 +46,7 @@ struct CloseHandle {
 };
 using Handle = std::unique_ptr<libusb_device_handle, CloseHandle>;
 
-/** The devices there are at this moment. */
+/** The devices that are present now. */
 class Snapshot {
 public:
     explicit Snapshot(libusb_context* context) {
@@ -71,7 +72,7 @@ Handle OpenDevice(libusb_device* device) {
     return Handle(handle);
 }
 
-/** The number of the vendor's interface; none while the port is not configured. */
+/** The number of the vendor interface; none while the port is not configured. */
 std::optional<int> VendorInterface(libusb_device* device) {
     libusb_config_descriptor* configuration = nullptr;
     if (libusb_get_active_config_descriptor(device, &configuration) < 0) {
@@ -98,7 +99,7 @@ public:
         if (!interface) {
             throw TransportError(Failure::None, "The device does not offer its service interface.");
         }
-        // Replies depend on what was selected before, so two programs would disturb each other.
+        // A reply depends on the selector set before, so two programs would disturb each other.
         Check(libusb_claim_interface(handle.get(), *interface));
     }
 
@@ -108,7 +109,7 @@ public:
     }
 
     void Out(const Setup& setup, std::span<const std::uint8_t> data) override {
-        std::vector<std::uint8_t> copy(data.begin(), data.end()); // libusb takes no const data
+        std::vector<std::uint8_t> copy(data.begin(), data.end()); // libusb takes non-const data
         Transfer(LIBUSB_ENDPOINT_OUT, setup, copy.data(), copy.size());
     }
 

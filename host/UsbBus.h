@@ -6,7 +6,7 @@ struct libusb_context;
 
 namespace vantorel::host {
 
-/** The cameras at this computer's USB, through libusb. */
+/** The cameras on this computer's USB, through libusb. */
 class UsbBus final : public Bus {
 public:
     UsbBus();

@@ -101,8 +101,9 @@ TEST_F(ToolTest, PrintsWhatTheDeviceTells) {
 
 TEST_F(ToolTest, TellsWhyTheDeviceRefused) {
     EXPECT_EQ(test::Selected(device.endpoint, 14, 1), test::refusedIn);
-    EXPECT_EQ(Output("status"), "status: the kernel log could not be read, or holds less than was "
-                                "asked for (0x00030000)\n");
+    EXPECT_EQ(
+        Output("status"),
+        "status: the kernel log could not be read, or holds less than requested (0x00030000)\n");
     test::Selected(device.endpoint, 14, 1); // must not be taken for the reason of what follows
     device.subi.OnCameraDisconnect(*std::make_unique<Camera>(kirocamera_sim_get_camera()));
     CheckRun("identity", exitRefused,
@@ -119,10 +120,10 @@ TEST_F(ToolTest, TellsWhyTheDeviceRefused) {
     CheckRun("session start", exitRefused, "refused to start the capture session");
     // Not what such a device answers.
     bus.replaced = {{{53, 4}, test::Bytes(3)}};
-    CheckRun("status", exitRefused, "came incomplete");
+    CheckRun("status", exitRefused, "incomplete status word");
     bus.replaced = {{{61, 2}, test::Bytes(1)}, {{78, 4}, test::Bytes{65, 0, 0, 0}}};
-    CheckRun("session state", exitRefused, "in 2 bytes; 1 came");
-    CheckRun("klog", exitRefused, "of 65 bytes; it has room for 64");
+    CheckRun("session state", exitRefused, "sent 1 bytes instead of 2");
+    CheckRun("klog", exitRefused, "of 65 bytes; the limit is 64");
 }
 
 TEST_F(ToolTest, ReadsTheFactorySettingsInPieces) {

@@ -25,7 +25,7 @@ bool ParseWhole(std::string_view text, const ColumnFormat& format, double& value
     return result.ec == std::errc() && result.ptr == end && number <= format.most;
 }
 
-/** One digit after the point, always; "nan" and "inf" are what the device makes of such values. */
+/** One digit after the point; the device also writes "nan" and "inf". */
 bool ParseDecimal(std::string_view text, double& value) {
     const char* const end = text.data() + text.size();
     const auto result = std::from_chars(text.data(), end, value, std::chars_format::fixed);
@@ -110,7 +110,7 @@ std::string ParseLine(std::string_view line, Record& record) {
         const std::string_view text = line.substr(begin, end - begin);
         if (!ParseField(text, column, record)) {
             return "column " + std::to_string(column + 1) + " (" + columns[column].name + "): '" +
-                   Printable(text) + "' is no such value";
+                   Printable(text) + "' is not a valid value";
         }
         begin = end + 1;
     }

@@ -9,7 +9,7 @@
 
 namespace vantorel::logtool {
 
-/** The columns of a line, in their order. */
+/** The columns of a line, in order. */
 enum Column : std::size_t {
     sessionColumn,
     uptimeColumn,
@@ -44,19 +44,19 @@ extern const std::array<ColumnFormat, columnCount> columns;
 /** The log's first line. */
 std::string HeadingLine();
 
-/** One sample. Its text refers to the line that it was read from. */
+/** One sample. Its text refers to the line from which it was read. */
 struct Record {
     std::array<double, columnCount> values{}; ///< 0 for text
     std::string_view chip;
 
-    /** False for a value that nothing had reported when the sample was taken. */
+    /** False for a value that nothing had reported before the sample was taken. */
     bool IsKnown(std::size_t column) const;
 };
 
-/** Reads a line; returns what is wrong with it, nothing when it is a sample. */
+/** Parses a line; returns the problem, or nothing when the line is a sample. */
 std::string ParseLine(std::string_view line, Record& record);
 
-/** Text of a file as a terminal may have it: short, control characters as dots. */
+/** Text from a file, safe for a terminal: shortened, control characters become dots. */
 std::string Printable(std::string_view text);
 
 } // namespace vantorel::logtool

@@ -5,7 +5,7 @@
 
 namespace vantorel::logtool {
 
-/** Text as printf() makes it. */
+/** Formats text as printf() does. */
 template <typename... Values>
 std::string Format(const char* format, Values... values) {
     char text[512];

@@ -36,7 +36,7 @@ private:
     int number;
 };
 
-/** A file that goes with the object unless it is kept under its final name. */
+/** A temporary file, removed with the object unless it is kept under its final name. */
 class NewFile {
 public:
     explicit NewFile(const std::string& finalName)
@@ -67,13 +67,13 @@ pid_t Start(int input, int output) {
     posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
     posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
     char name[] = "gnuplot";
-    char settings[] = "-d"; // the user's own settings might change what it prints
+    char settings[] = "-d"; // the user's own settings could change the output
     char* const arguments[] = {name, settings, nullptr};
     pid_t child = 0;
     const int error = ::posix_spawnp(&child, name, &actions, nullptr, arguments, environ);
     posix_spawn_file_actions_destroy(&actions);
     if (error == ENOENT) {
-        throw std::runtime_error("gnuplot is not installed, and it does the drawing "
+        throw std::runtime_error("gnuplot is not installed; plots need it "
                                  "(Debian: apt install gnuplot-nox)");
     }
     if (error != 0) {
@@ -99,13 +99,13 @@ void RunGnuplot(const std::string& script, const std::string& outFile) {
     NewFile picture(outFile);
     int ends[2];
     if (::pipe2(ends, O_CLOEXEC) != 0) {
-        Fail("cannot make a pipe", errno);
+        Fail("cannot create a pipe", errno);
     }
     Descriptor readEnd(ends[0]);
     Descriptor writeEnd(ends[1]);
     const pid_t child = Start(readEnd.Number(), picture.Number());
     readEnd.Close();
-    const auto before = std::signal(SIGPIPE, SIG_IGN); // gnuplot may give up early
+    const auto before = std::signal(SIGPIPE, SIG_IGN); // gnuplot may exit early
     const bool sent = WriteAll(writeEnd.Number(), script);
     writeEnd.Close();
     int status = 0;
@@ -113,7 +113,7 @@ void RunGnuplot(const std::string& script, const std::string& outFile) {
     }
     std::signal(SIGPIPE, before);
     if (!sent || status != 0) {
-        throw std::runtime_error("gnuplot could not draw it");
+        throw std::runtime_error("gnuplot failed to draw the plot");
     }
     picture.Keep();
 }

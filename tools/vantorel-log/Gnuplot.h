@@ -5,9 +5,9 @@
 namespace vantorel::logtool {
 
 /**
- * Has gnuplot, found by PATH, carry out a program and puts what it prints into a file, which
- * appears only when everything has worked.
- * @throws std::runtime_error with a text for the user
+ * Runs a program in gnuplot, found by PATH, and writes its output to a file, which appears only
+ * after everything has succeeded.
+ * @throws std::runtime_error with a message for the user
  */
 void RunGnuplot(const std::string& script, const std::string& outFile);
 

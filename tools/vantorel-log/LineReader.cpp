@@ -28,7 +28,7 @@ std::optional<LineReader::Line> LineReader::Next() {
             return Take(line, static_cast<std::size_t>(static_cast<const char*>(newline) - from));
         }
         searched = end - begin;
-        if (searched > longestLine) { // keep nothing of it
+        if (searched > longestLine) { // discard it
             Drop(line, searched);
             begin = end = searched = 0;
         }
@@ -65,7 +65,7 @@ LineReader::Line LineReader::Take(Line line, std::size_t length) {
         Drop(line, length);
     } else {
         line.text = {buffer.data() + begin, length};
-        if (line.complete && line.text.ends_with('\r')) { // went through a PC's editor
+        if (line.complete && line.text.ends_with('\r')) { // edited on a PC
             line.text.remove_suffix(1);
         }
     }

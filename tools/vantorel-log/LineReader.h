@@ -11,12 +11,12 @@
 namespace vantorel::logtool {
 
 /**
- * Reads a file of any size line by line with a fixed amount of memory. Of a line longer than the
- * device can write, only its being there is told.
+ * Reads a file of any size line by line with a fixed amount of memory. A line longer than the
+ * device can write is reported without its text.
  */
 class LineReader {
 public:
-    /** Longer than any line of the log: its chip id alone may have 2018 characters. */
+    /** Longer than any line of the log: the chip ID alone may have 2018 characters. */
     static constexpr std::size_t longestLine = 4096;
 
     struct Line {
@@ -30,7 +30,8 @@ public:
     /** @throws std::system_error when the file cannot be opened */
     explicit LineReader(const std::string& path);
 
-    /** The next line; nothing at the end. @throws std::system_error when the file cannot be read */
+    /** Returns the next line, or nothing at the end. @throws std::system_error when reading fails
+     */
     std::optional<Line> Next();
 
 private:

@@ -6,8 +6,8 @@ namespace vantorel::logtool {
 namespace {
 
 /**
- * Whether a line of too many columns is a torn one with the first line of the next session joined
- * to it: the device appends, whatever the last line looks like.
+ * Returns whether a line with too many columns is a torn line joined with the first line of the
+ * next session: the device appends without checking the last line.
  */
 bool IsJoined(std::string_view line) {
     const auto commas = static_cast<std::size_t>(std::ranges::count(line, ','));
@@ -18,7 +18,7 @@ bool IsJoined(std::string_view line) {
     for (std::size_t skipped = commas - (columnCount - 1); skipped > 0; --skipped) {
         begin = line.find(',', begin) + 1;
     }
-    // The column in which they meet holds parts of both.
+    // The column where the two lines meet holds parts of both.
     Record record;
     const std::size_t rest = line.find(',', begin);
     return ParseLine("0" + std::string(line.substr(rest)), record).empty();
@@ -28,30 +28,30 @@ class LogParser {
 public:
     explicit LogParser(LogReceiver& told) : receiver(told) {}
 
-    /** False when there is no point in going on. */
+    /** False when the rest cannot be interpreted. */
     bool Take(const LineReader::Line& line) {
         if (line.text == heading) {
             if (line.number != 1) {
-                Tell(line, Problem::Heading, "the heading again");
+                Report(line, Problem::Heading, "the heading is repeated");
             }
             return true;
         }
         const std::string wrong =
             line.tooLong ? "longer than any line of the log" : ParseLine(line.text, record);
         if (line.number == 1 && !wrong.empty()) {
-            Tell(line, Problem::Heading,
-                 line.tooLong
-                     ? "a long line instead of the heading of a device's log"
-                     : "not the heading of a device's log: '" + Printable(line.text) + "'");
+            Report(line, Problem::Heading,
+                   line.tooLong
+                       ? "a long line instead of the heading of a device's log"
+                       : "not the heading of a device's log: '" + Printable(line.text) + "'");
             return false;
         }
         if (line.number == 1) {
-            Tell(line, Problem::Heading, "the heading is missing");
+            Report(line, Problem::Heading, "the heading is missing");
         }
         if (!line.complete) {
-            Tell(line, Problem::Torn, "the last line is torn, as a power cut leaves it");
+            Report(line, Problem::Torn, "the last line is torn, as a power cut leaves it");
         } else if (!wrong.empty()) {
-            TellDamage(line, wrong);
+            ReportDamage(line, wrong);
         } else {
             TakeRecord(line);
         }
@@ -59,18 +59,18 @@ public:
     }
 
 private:
-    void Tell(const LineReader::Line& line, Problem::Kind kind, const std::string& text) {
+    void Report(const LineReader::Line& line, Problem::Kind kind, const std::string& text) {
         receiver.OnProblem({line.number, kind, text});
     }
 
-    void TellDamage(const LineReader::Line& line, const std::string& wrong) {
+    void ReportDamage(const LineReader::Line& line, const std::string& wrong) {
         if (line.zeros || line.text.find('\0') != std::string_view::npos) {
-            Tell(line, Problem::Torn, "holds zero bytes, as a power cut leaves them");
+            Report(line, Problem::Torn, "holds zero bytes, as a power cut leaves them");
         } else if (IsJoined(line.text)) {
-            Tell(line, Problem::Torn,
-                 "torn by a power cut, with the first line of the next session joined to it");
+            Report(line, Problem::Torn,
+                   "torn by a power cut, with the first line of the next session joined to it");
         } else {
-            Tell(line, Problem::Malformed, wrong);
+            Report(line, Problem::Malformed, wrong);
         }
     }
 
@@ -78,9 +78,9 @@ private:
         const double session = record.values[sessionColumn];
         const double uptime = record.values[uptimeColumn];
         if (session < lastSession) {
-            Tell(line, Problem::Order, After("session", session, lastSession));
+            Report(line, Problem::Order, After("session", session, lastSession));
         } else if (session == lastSession && uptime < lastUptime) {
-            Tell(line, Problem::Order, After("uptime", uptime, lastUptime) + " in one session");
+            Report(line, Problem::Order, After("uptime", uptime, lastUptime) + " in one session");
         }
         lastSession = session;
         lastUptime = uptime;

@@ -7,7 +7,7 @@
 
 namespace vantorel::logtool {
 
-/** Something in a log that is not as the device writes it. */
+/** A deviation of a log from the format that the device writes. */
 struct Problem {
     enum Kind {
         Heading,   ///< missing, repeated or another one
@@ -21,7 +21,7 @@ struct Problem {
     std::string text;
 };
 
-/** Takes what a log holds, in the order of its lines. */
+/** Receives the contents of a log, in the order of its lines. */
 class LogReceiver {
 public:
     virtual ~LogReceiver() = default;
@@ -30,8 +30,8 @@ public:
 };
 
 /**
- * Reads a log; goes on after everything that is wrong in it but for a heading of other columns:
- * nothing after that can be understood.
+ * Reads a log. Continues after every problem except a heading with other columns, since the lines
+ * after it cannot be interpreted.
  * @return the number of lines
  * @throws std::system_error when the file cannot be read
  */

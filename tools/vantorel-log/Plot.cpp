@@ -46,7 +46,7 @@ void Plot::OnProblem(const Problem& problem) {
     }
 }
 
-/** Joins neighbours of one session. */
+/** Merges neighbouring points of one session. */
 void Plot::Halve() {
     linesOfAPoint *= 2;
     std::size_t kept = 0;
@@ -63,7 +63,7 @@ void Plot::Halve() {
         }
     }
     points.resize(kept + 1);
-    mostPoints = std::max(mostPoints, 2 * points.size()); // short sessions cannot be joined
+    mostPoints = std::max(mostPoints, 2 * points.size()); // short sessions cannot be merged
 }
 
 std::string Plot::Data() const {
@@ -84,7 +84,7 @@ std::string Plot::Panel(const char* label, std::size_t from, std::size_t to) con
     for (std::size_t curve = from; curve < to; ++curve) {
         const bool known = std::ranges::any_of(
             points, [&](const Point& point) { return point.averages[curve].count > 0; });
-        if (known) { // gnuplot ends at a curve without a point
+        if (known) { // gnuplot fails on a curve without points
             drawn += (drawn.empty() ? "plot " : ", ") +
                      Format("$log using 1:%zu %swith lines title '%s'", curve + 2,
                             curves[curve].options, curves[curve].title);
@@ -94,7 +94,7 @@ std::string Plot::Panel(const char* label, std::size_t from, std::size_t to) con
     return drawn.empty() ? axis + "plot [][0:1] NaN title 'no readings'\n" : axis + drawn + "\n";
 }
 
-/** The axis on the right, with room where all readings are the same. */
+/** The axis on the right, with a margin when all readings are equal. */
 std::string Plot::VoltageRange() const {
     double least = std::numeric_limits<double>::max();
     double most = std::numeric_limits<double>::lowest();

@@ -10,8 +10,8 @@
 namespace vantorel::logtool {
 
 /**
- * What is drawn of a log: averages of as many lines as it takes to have a few thousand points,
- * sessions one after another, for nobody knows how long the device was off between them.
+ * The data of a plot. Each point averages as many lines as needed to keep a few thousand points.
+ * Sessions follow each other without a gap, since the log does not say how long the device was off.
  */
 class Plot final : public LogReceiver {
 public:
@@ -19,9 +19,9 @@ public:
     void OnProblem(const Problem& problem) override;
 
     bool IsEmpty() const { return points.empty(); }
-    /** Why the log is empty, if it is known. */
+    /** The reason why the log is empty, if known. */
     const std::optional<Problem>& FirstProblem() const { return firstProblem; }
-    /** A program for gnuplot that draws to its standard output. */
+    /** A gnuplot program that draws to standard output. */
     std::string Script(const std::string& terminal) const;
 
 private:

@@ -47,7 +47,7 @@ std::optional<std::uint64_t> Session::Interval() const {
 Session::Gaps Session::FindGaps() const {
     Gaps gaps;
     if (const auto usual = Interval()) {
-        // An interval of 1.5 s is logged as steps of 1 and 2: one more is no gap yet.
+        // An interval of 1.5 s is logged as steps of 1 and 2 s: one second more is not a gap.
         for (auto step = steps.upper_bound(*usual + 1); step != steps.end(); ++step) {
             gaps.count += step->second.count;
             gaps.seconds += (step->first - *usual) * step->second.count;

@@ -20,7 +20,7 @@ std::string Duration(double seconds) {
                   static_cast<int>(whole / 60 % 60), static_cast<int>(whole % 60));
 }
 
-/** As the column is written: whole numbers without a point. */
+/** Formats a value as its column is written: whole numbers without a point. */
 ordered_json Number(std::size_t column, double value) {
     if (columns[column].kind != Kind::Whole) {
         return value;
@@ -28,7 +28,7 @@ ordered_json Number(std::size_t column, double value) {
     if (value < 0) {
         return std::llround(value);
     }
-    constexpr double tooLarge = 18446744073709551616.0; // what the largest is rounded to
+    constexpr double tooLarge = 18446744073709551616.0; // the largest 64-bit number, rounded
     return value < tooLarge ? static_cast<std::uint64_t>(value)
                             : std::numeric_limits<std::uint64_t>::max();
 }

@@ -15,7 +15,7 @@
 
 namespace vantorel::logtool {
 
-/** One run of the device: lines of one session number, whose uptimes rise. */
+/** One run of the device: lines with one session number and rising uptimes. */
 class Session {
 public:
     Session(std::size_t line, const Record& record);
@@ -38,7 +38,7 @@ public:
     double Duration() const { return lastUptime - firstUptime; }
     /** The usual time between lines, in whole seconds. */
     std::optional<std::uint64_t> Interval() const;
-    /** Times between lines that are not the usual one, even with its rounding to seconds. */
+    /** The number of intervals longer than the usual one, rounding to seconds considered. */
     Gaps FindGaps() const;
 
     struct Battery {
@@ -48,7 +48,7 @@ public:
     /** The first and the last reading of the fuel gauge. */
     const std::optional<Battery>& FirstBattery() const { return firstBattery; }
     const Battery& LastBattery() const { return lastBattery; }
-    /** Percent an hour; nothing when the session is too short for levels in whole percent. */
+    /** Percent per hour; nothing when the session is too short for levels in whole percent. */
     std::optional<double> DrainPerHour() const;
 
 private:
@@ -67,7 +67,7 @@ private:
     Battery lastBattery{};
 };
 
-/** What a whole log tells, line by line. */
+/** Statistics of a whole log, collected line by line. */
 class Summary final : public LogReceiver {
 public:
     struct Range {
@@ -83,7 +83,7 @@ public:
     void OnProblem(const Problem& problem) override;
 
     const std::vector<Session>& Sessions() const { return sessions; }
-    /** Why the file is no log at all; null when it is one. */
+    /** The reason why the file is not a log; null when it is one. */
     const Problem* WhyUnknown() const {
         const bool isUnknown = records == 0 && problems[Problem::Heading] > 0;
         return isUnknown ? &*firstProblem : nullptr;

@@ -18,7 +18,7 @@ struct Arguments {
     std::size_t limit = 100;
 };
 
-/** What the other end of a pipe or a file system may have refused. */
+/** A pipe or a file system may have refused the output. */
 ExitCode Written(std::ostream& out, ExitCode code, std::ostream& err) {
     if (!out.flush()) {
         err << "vantorel-log: cannot write the result\n";
@@ -101,7 +101,7 @@ ExitCode RunPlot(const Arguments& arguments, std::ostream& err) {
 std::string CheckPicture(const std::string& name) {
     return name.ends_with(".svg") || name.ends_with(".png")
                ? std::string()
-               : "'" + name + "' ends neither in .svg nor in .png";
+               : "'" + name + "' does not end in .svg or .png";
 }
 
 CLI::App* AddCommand(CLI::App& app, Arguments& arguments, const char* name, const char* help) {
@@ -119,11 +119,11 @@ ExitCode RunTool(int count, const char* const* values, std::ostream& out, std::o
     auto* summary = AddCommand(app, arguments, "summary", "Sessions, battery, ranges of values");
     summary->add_flag("--json", arguments.json, "Print JSON instead of text");
     auto* plot = AddCommand(app, arguments, "plot", "Draw temperatures, battery and frame rate");
-    plot->add_option("-o,--out", arguments.outFile, "The picture, .svg or .png")
+    plot->add_option("-o,--out", arguments.outFile, "The plot's file, .svg or .png")
         ->required()
         ->check(CheckPicture);
-    auto* check = AddCommand(app, arguments, "check", "Look for damage");
-    check->add_option("--limit", arguments.limit, "How many problems to print")
+    auto* check = AddCommand(app, arguments, "check", "Check for damage");
+    check->add_option("--limit", arguments.limit, "Maximum number of problems to print")
         ->capture_default_str();
     app.footer("Exit status: 0 success, 1 damaged or no log, 2 usage, 3 not readable,\n"
                "4 output failed or no gnuplot.");

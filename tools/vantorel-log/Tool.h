@@ -4,7 +4,7 @@
 
 namespace vantorel::logtool {
 
-/** What the program ends with; documented in the manual page. */
+/** Exit statuses; documented in the manual page. */
 enum ExitCode {
     exitSuccess = 0,
     exitProblems = 1, ///< check found something, or the file is no log
@@ -13,7 +13,7 @@ enum ExitCode {
     exitOutput = 4,   ///< the result cannot be written, or gnuplot is missing or failed
 };
 
-/** The whole program but for its standard streams. */
+/** The whole program except its standard streams. */
 ExitCode RunTool(int count, const char* const* values, std::ostream& out, std::ostream& err);
 
 } // namespace vantorel::logtool
