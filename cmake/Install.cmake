@@ -23,6 +23,11 @@ set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/VantorelSystem)
 # makers, which an integrator may have in the same place.
 set(sdk_dir ${CMAKE_INSTALL_INCLUDEDIR}/vantorel/sdk)
 
+# Outside of the loader's folders the library finds the closed libraries beside itself, for the linker
+# of an application as well as for the loader, and the application finds the library.
+set_target_properties(VantorelSystem PROPERTIES INSTALL_RPATH "$ORIGIN")
+file(RELATIVE_PATH to_libraries ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+set_target_properties(vantorel-app PROPERTIES INSTALL_RPATH "$ORIGIN/${to_libraries}")
 install(TARGETS VantorelSystem EXPORT VantorelSystemTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
     INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} ${sdk_dir})
@@ -42,9 +47,18 @@ install(FILES
     ${CMAKE_BINARY_DIR}/package/VantorelSystemConfig.cmake
     ${CMAKE_BINARY_DIR}/package/VantorelSystemConfigVersion.cmake
     DESTINATION ${package_dir} COMPONENT development)
-configure_file(cmake/package/VantorelSystem.pc.in ${CMAKE_BINARY_DIR}/package/VantorelSystem.pc @ONLY)
-install(FILES ${CMAKE_BINARY_DIR}/package/VantorelSystem.pc
-    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+# The pkg-config files name the prefix by their own place, so that an installation can be moved.
+function(install_pkg_config_file name component)
+    set(folder ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
+    file(RELATIVE_PATH to_prefix ${folder} ${CMAKE_INSTALL_PREFIX})
+    file(RELATIVE_PATH libdir ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_LIBDIR})
+    file(RELATIVE_PATH includedir ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
+    string(REGEX REPLACE "/$" "" to_prefix ${to_prefix})
+    configure_file(cmake/package/${name}.pc.in ${CMAKE_BINARY_DIR}/package/${name}.pc @ONLY)
+    install(FILES ${CMAKE_BINARY_DIR}/package/${name}.pc
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT ${component})
+endfunction()
+install_pkg_config_file(VantorelSystem development)
 
 if(VANTOREL_SIMULATORS)
     install(TARGETS kirocamera VantorelUI EXPORT VantorelSimulatorsTargets
@@ -54,5 +68,6 @@ if(VANTOREL_SIMULATORS)
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vantorel/simulators COMPONENT simulators)
     install(EXPORT VantorelSimulatorsTargets NAMESPACE Vantorel:: DESTINATION ${package_dir}
         COMPONENT simulators)
+    install_pkg_config_file(kirocamera simulators)
 endif()
 install(TARGETS vantorel-app RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT application)
