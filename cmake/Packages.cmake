@@ -17,9 +17,8 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 # Symbols apart from what they belong to, as PACKAGE-dbgsym.
 set(CPACK_DEBIAN_DEBUGINFO_PACKAGE ON)
 set(CPACK_BUILD_SOURCE_DIRS ${PROJECT_SOURCE_DIR})
-# The loader finds the packages' libraries without help.
+# Whatever the prefix of the build is.
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
-set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/RemoveRunPaths.cmake)
 set(CPACK_DEBIAN_PACKAGE_SECTION libs)
 if(CMAKE_CROSSCOMPILING)
     set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armhf)
