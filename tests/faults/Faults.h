@@ -140,6 +140,7 @@ private:
         sys->Ftruncate = succeed;
         sys->Kill = succeed;
         sys->Sync = succeed;
+        sys->Fsync = succeed;
         sys->Reboot = succeed;
         sys->Nanosleep = succeed;
         sys->Klogctl = [](auto...) { return 4; };

@@ -2,6 +2,7 @@
 
 #include "vantorel/fuelgauge/private/FlashStreamFile.h"
 #include "vantorel/service/Error.h"
+#include "vantorel/service/UniqueFd.h"
 #include "vantorel/service/private/StatusLine.h"
 #include "vantorel/service/private/Sys.h"
 #include "vantorel/system/Filesystem.h"
@@ -13,6 +14,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace vantorel {
@@ -25,30 +27,50 @@ bool Exists(const std::string& path) {
     return sys::Access(path.c_str(), F_OK) == 0;
 }
 
-/** A link or a directory by the name of a member would be read through to something else. */
+/** A link named as a member would bring in whatever it points to. */
 bool IsRegularFile(const std::string& path) {
-    std::error_code ignored; // nothing is there, then
+    std::error_code ignored; // the status then says that nothing is there
     return std::filesystem::is_regular_file(std::filesystem::symlink_status(path, ignored));
 }
 
-/**
- * Copies so that the destination is there as a whole or not at all, even after a power cut. A part
- * of a gauge stream would pass for a stream that ends early, and leave the gauge without its
- * firmware.
- */
-void CopyWhole(const std::string& source, const std::string& destination) {
-    const std::string part = destination + ".part";
-    Tools::Cp(source, part);
-    sys::Sync();
-    std::error_code ignored; // silent on a full disk, as every copy is
-    if (std::filesystem::file_size(part, ignored) == std::filesystem::file_size(source, ignored)) {
-        std::filesystem::rename(part, destination, ignored);
-    } else {
-        std::filesystem::remove(part, ignored);
-    }
+/** Makes a file's content, or a folder's entries, durable; false when the medium refuses. */
+bool Flush(const std::string& path) {
+    const UniqueFd fd(sys::Open(path.c_str(), O_RDONLY | O_CLOEXEC, 0));
+    int result = 0;
+    do {
+        result = sys::Fsync(fd.Get());
+    } while (result == -1 && errno == EINTR);
+    return result == 0;
 }
 
-/** The slot that runs, or nothing when the boot loader did not say. */
+/** A copy reports nothing, so a short one shows only in its size. */
+bool IsWholeCopy(const std::string& copy, const std::string& source) {
+    std::error_code failure;
+    const auto size = std::filesystem::file_size(copy, failure);
+    return !failure && size == std::filesystem::file_size(source, failure) && !failure;
+}
+
+/**
+ * Puts the stream of an update in the place of one that still waits. The old one goes first, so
+ * that its room is available, as it is for a copy that overwrites. The new one gets its name when
+ * it is durable: the gauge would play a part of a stream as a whole one and lose its firmware.
+ */
+void ReplaceGaugeStream(const std::string& source) {
+    const std::string destination = flashStreamFile;
+    const std::string part = destination + ".part";
+    sys::Unlink(destination.c_str());
+    Tools::Cp(source, part);
+    std::error_code failure = std::make_error_code(std::errc::io_error);
+    if (IsWholeCopy(part, source) && Flush(part)) {
+        std::filesystem::rename(part, destination, failure);
+    }
+    if (failure) {
+        sys::Unlink(part.c_str());
+    }
+    Flush(flashStreamDirectory);
+}
+
+/** The running slot, or an empty text when the kernel's command line names none. */
 std::string RunningSlot() {
     try {
         return Tools::ImageSelect();
@@ -58,8 +80,8 @@ std::string RunningSlot() {
 }
 
 /**
- * Becomes another error for every observer, for each may change the one that it is given. Always
- * the same value: products tell their users by it that an update has failed, and nothing more.
+ * Converts to a new error for each observer, since an observer may change the one that it is given.
+ * The value does not depend on what failed. Kept: an observer may rely on it.
  */
 class FreshError {
 public:
@@ -142,8 +164,8 @@ void FirmwareUpdateManager::ServiceFunction() {
         break;
     case FileFound:
         try {
-            // A bad archive is no error: the host may still be copying it, so the next poll looks
-            // again.
+            // A bad archive is not an error: the host may still be copying it. The next poll reads
+            // it again.
             TransitionToState(IsUpdateImageValid() ? FileValid : Idle);
         } catch (...) {
             TransitionToState(Failed);
@@ -162,7 +184,7 @@ void FirmwareUpdateManager::ServiceFunction() {
             VerifyFlash();
             UpdateImageSelect();
             Firstboot().Reset();
-            sys::Sync(); // whoever reads "complete" pulls the cable, and with it the power
+            sys::Sync(); // once observers know of the end, the power may go at any time
             TransitionToState(Complete);
         } catch (...) {
             TransitionToState(Failed);
@@ -176,7 +198,7 @@ void FirmwareUpdateManager::ServiceFunction() {
 
 bool FirmwareUpdateManager::IsUpdateImagePresent() {
     try {
-        // Or the kernel goes on showing the drive as it was before the host wrote.
+        // Without it the kernel serves what it cached before the host wrote.
         filesystem.Remount();
     } catch (const Error&) {
         return false;
@@ -200,11 +222,11 @@ bool FirmwareUpdateManager::IsUpdateImageValid() {
 }
 
 /**
- * Members left by an earlier archive would complete this one: old and new firmware mixed. A link by
- * the name of the archive would be written through by the next copy, to wherever it points.
+ * Members of an earlier archive would complete this one and mix old and new firmware. A link that
+ * an archive left under the name of the archive would redirect the next copy.
  */
 void FirmwareUpdateManager::EmptyUpdateDirectory(const std::string& kept) const {
-    std::error_code ignored; // what cannot be removed fails the unpacking
+    std::error_code ignored; // tar fails on what cannot be removed
     std::filesystem::directory_iterator entries(updateDirectory, ignored);
     for (; entries != end(entries); entries.increment(ignored)) {
         if (entries->path().filename() != kept) {
@@ -224,9 +246,9 @@ void FirmwareUpdateManager::ExtractImage() {
         try {
             Tools::Mkdir(flashStreamDirectory);
         } catch (const Error&) {
-            // The copy then fails as silently as it does on a full disk.
+            // The copy then fails without a report, as on a full file system.
         }
-        CopyWhole(updateDirectory + gaugeStreamMember, flashStreamFile);
+        ReplaceGaugeStream(updateDirectory + gaugeStreamMember);
     }
 }
 

@@ -38,6 +38,7 @@
     X(int, Nanosleep, ::nanosleep, (const timespec* request, timespec* remaining),                 \
       (request, remaining))                                                                        \
     X(int, Ftruncate, ::ftruncate, (int fd, off_t size), (fd, size))                               \
+    X(int, Fsync, ::fsync, (int fd), (fd))                                                         \
     X(int, Access, ::access, (const char* path, int mode), (path, mode))                           \
     X(int, Mkdir, ::mkdir, (const char* path, mode_t mode), (path, mode))                          \
     X(int, Rmdir, ::rmdir, (const char* path), (path))                                             \

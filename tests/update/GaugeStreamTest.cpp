@@ -1,0 +1,194 @@
+// The gauge stream of an update: passed on whole or not at all, whatever room there is and whenever
+// the power goes.
+
+#include "tests/update/UpdateFixture.h"
+
+#include <set>
+
+#include <fcntl.h>
+#include <sys/sendfile.h>
+#include <sys/wait.h>
+
+namespace vantorel {
+namespace {
+
+using namespace test;
+using testing::HasSubstr;
+
+const std::string folder = "/tmp/var/update/";
+const std::string pending = folder + "bqfs";
+
+std::string Old(std::size_t size) {
+    return std::string(size, 'o');
+}
+std::string New(std::size_t size) {
+    return std::string(size, 'n');
+}
+
+/** What waits for the gauge, in short: "n50000" for New(50000), "none", or "mixed". */
+std::string Waiting() {
+    if (!std::filesystem::exists(pending)) {
+        return "none";
+    }
+    const std::string text = ReadFile(pending);
+    const bool isOne = !text.empty() && text.find_first_not_of(text[0]) == std::string::npos;
+    return isOne ? text[0] + std::to_string(text.size()) : "mixed";
+}
+
+/** A device whose file system for gauge streams has 64 KiB. */
+class UpdateStreams : public UpdateArchives {
+protected:
+    void SetUp() override {
+        UpdateArchives::SetUp();
+        std::filesystem::create_directory(folder);
+        Must(::mount("tmpfs", folder.c_str(), "tmpfs", 0, "size=64k"));
+    }
+    void TearDown() override {
+        ::umount(folder.c_str());
+        UpdateArchives::TearDown();
+    }
+
+    /** Unpacks an archive with a stream while another one waits, or none when that is empty. */
+    void PassOn(const std::string& waiting, const std::string& coming) {
+        WriteFile("/stream", coming);
+        Pack({"fit", "rootfs"}, "cat /stream >bqfs");
+        if (!waiting.empty()) {
+            WriteFile(pending, waiting);
+        }
+        EXPECT_THAT(PollAnew(2), HasSubstr("first: valid")) << "a copy reports no failure";
+    }
+
+    /** No stream waits, and a copy that has failed takes no room. */
+    static void ExpectNone(const char* what) {
+        EXPECT_TRUE(std::filesystem::is_empty(folder)) << what;
+        std::filesystem::remove(pending);
+    }
+};
+
+TEST_F(UpdateStreams, ComeFromRegularFilesOfWholeArchivesOnly) {
+    WriteFile("/secret", "secret");
+    Pack({"fit", "rootfs"}, "ln -s /secret bqfs");
+    EXPECT_THAT(PollAnew(2), HasSubstr("first: valid"));
+    ExpectNone("a link");
+    Pack({"fit", "bqfs"});
+    EXPECT_THAT(PollAnew(2), testing::EndsWith(refusal));
+    ExpectNone("no root file system");
+}
+
+TEST_F(UpdateStreams, TakeTheRoomOfTheOneThatTheyReplace) {
+    PassOn(Old(40'000), New(50'000));
+    EXPECT_EQ(Waiting(), "n50000");
+    WriteFile(pending + ".part", Old(12'000)); // left by a power cut
+    PassOn("", New(60'000));
+    EXPECT_EQ(Waiting(), "n60000");
+    EXPECT_FALSE(std::filesystem::exists(pending + ".part"));
+}
+
+TEST_F(UpdateStreams, LeaveNoneWhenTheyCannotBeCopied) {
+    PassOn(Old(40'000), New(100'000));
+    ExpectNone("no room");
+    PassOn("", New(100'000));
+    ExpectNone("no room, and none waited");
+
+    sys->Open = [](const char* path, int flags, unsigned mode) {
+        return path == std::string("/tmp/update/bqfs") ? FailWith(EIO) : ::open(path, flags, mode);
+    };
+    PassOn(Old(40'000), New(20'000));
+    ExpectNone("it cannot be opened");
+    sys->Open = nullptr;
+
+    sys->Sendfile = [](int to, int from, off_t* offset, std::size_t size) {
+        struct stat source = {};
+        ::fstat(from, &source);
+        if (source.st_size != 20'000) { // the archive
+            return ::sendfile(to, from, offset, size);
+        }
+        return ::lseek(from, 0, SEEK_CUR) == 0 ? ::sendfile(to, from, offset, 5000) : FailWith(EIO);
+    };
+    PassOn(Old(40'000), New(20'000));
+    ExpectNone("it cannot be read to its end");
+    sys->Sendfile = nullptr;
+
+    sys->Fsync = [](int) { return FailWith(EIO); };
+    PassOn(Old(40'000), New(20'000));
+    ExpectNone("the medium does not take it");
+}
+
+/** Ends the process at one of the calls that change the folder, and loses what was not durable. */
+class PowerCut {
+public:
+    PowerCut(ScopedSys& sys, int atCall) : remaining(atCall) {
+        sys->Open = [this](const char* path, int flags, unsigned mode) {
+            const bool changes = path == pending + ".part" && (flags & O_WRONLY) != 0;
+            Step(changes);
+            const int fd = ::open(path, flags, mode);
+            if (changes) {
+                written.insert(::dup(fd));
+            }
+            return fd;
+        };
+        sys->Sendfile = [this](int to, int from, off_t* offset, std::size_t) {
+            Step(!written.empty());
+            return ::sendfile(to, from, offset, 9000);
+        };
+        sys->Fsync = [this](int fd) {
+            Step(true);
+            std::erase_if(written, [&](int other) { return Inode(other) == Inode(fd); });
+            return 0;
+        };
+        sys->Unlink = [this](const char* path) {
+            Step(true);
+            return ::unlink(path);
+        };
+        sys->Close = [this](int fd) {
+            Step(!written.empty());
+            return ::close(fd);
+        };
+    }
+
+private:
+    void Step(bool counts) {
+        if (!counts || remaining-- != 0) {
+            return;
+        }
+        for (const int fd : written) {
+            std::ignore = ::ftruncate(fd, 5000);
+        }
+        ::_exit(1);
+    }
+    static ino_t Inode(int fd) {
+        struct stat status = {};
+        ::fstat(fd, &status);
+        return status.st_ino;
+    }
+
+    int remaining;
+    std::set<int> written; // and not flushed yet
+};
+
+TEST_F(UpdateStreams, AreTheOldTheNewOrNoneAfterAPowerCutAnywhere) {
+    std::set<std::string> seen;
+    for (int status = -1, call = 0; status != 0; ++call) {
+        Renew();
+        WriteFile("/stream", New(40'000));
+        Pack({"fit", "rootfs"}, "cat /stream >bqfs");
+        WriteFile(pending, Old(30'000));
+        const pid_t child = ::fork();
+        if (child == 0) {
+            const PowerCut cut(sys, call);
+            manager->ServiceFunction();
+            manager->ServiceFunction();
+            ::_exit(0);
+        }
+        ASSERT_EQ(::waitpid(child, &status, 0), child);
+        seen.insert(status == 0 ? "in the end " + Waiting() : Waiting());
+
+        PassOn("", New(60'000)); // what the cut has left takes no room from the next one
+        EXPECT_EQ(Waiting(), "n60000") << "after a cut at call " << call;
+        EXPECT_FALSE(std::filesystem::exists(pending + ".part"));
+    }
+    EXPECT_EQ(seen, (std::set<std::string>{"o30000", "none", "n40000", "in the end n40000"}));
+}
+
+} // namespace
+} // namespace vantorel

@@ -1,0 +1,152 @@
+#pragma once
+
+#include "tests/support/CapturedOutput.h"
+#include "tests/support/PrivateRoot.h"
+#include "tests/support/ScriptedSys.h"
+#include "vantorel/service/Error.h"
+#include "vantorel/service/private/StatusLine.h"
+#include "vantorel/system/Filesystem.h"
+#include "vantorel/update/FirmwareUpdateManager.h"
+
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+#include <optional>
+
+namespace vantorel::test {
+
+/** Prints each notification between the status lines, and changes the errors that it is given. */
+class UpdateWitness : public FirmwareUpdateObserver {
+public:
+    explicit UpdateWitness(std::string witnessName) : name(std::move(witnessName)) {}
+    void OnFirmwareUpdateFileFound(FirmwareUpdateManager&) override { Say("found"); }
+    void OnFirmwareUpdateFileValid(FirmwareUpdateManager&) override { Say("valid"); }
+    void OnFirmwareUpdateBegin(FirmwareUpdateManager&) override { Say("begin"); }
+    void OnFirmwareUpdateInProgress(FirmwareUpdateManager&, std::uint8_t percent) override {
+        Say(std::to_string(percent) + " %");
+    }
+    void OnFirmwareUpdateComplete(FirmwareUpdateManager&) override { Say("complete"); }
+    void OnFirmwareUpdateError(FirmwareUpdateManager&, Error& error) override {
+        Say("error " + std::to_string(error.Value()));
+        error = Error(1);
+    }
+
+private:
+    void Say(const std::string& what) { PrintStatus(name, ": ", what); }
+    std::string name;
+};
+
+/**
+ * A device that unpacks archives with a real tar and has a folder for its flash. Status lines,
+ * notifications, mounts and programs are printed in the order in which they happen.
+ */
+class Update : public testing::Test {
+protected:
+    void SetUp() override {
+        VANTOREL_NEED_PRIVATE_MOUNTS();
+        root.emplace();
+        output.emplace(); // after the root: its file is in the root's /tmp
+        CoverWithTmpfs("/proc");
+        for (const char* directory : {"/tmp/var", "/tmp/update", "/drive", "/flash"}) {
+            std::filesystem::create_directories(directory);
+        }
+        sys->Mount = [](auto...) { return PrintStatus("mount"), 0; };
+        sys->Umount = [](const char*) { return PrintStatus("umount"), 0; };
+        sys->Rmdir = [](const char*) { return 0; }; // the drive's directory outlives its mount
+        WriteFile("/proc/mtd", "dev:    size   erasesize  name\n"
+                               "mtd0: 00800000 00020000 \"FIT_0\"\n"
+                               "mtd1: 04000000 00020000 \"rootfs_0\"\n"
+                               "mtd2: 00800000 00020000 \"FIT_1\"\n"
+                               "mtd3: 04000000 00020000 \"rootfs_1\"\n");
+        Behave("");
+        Pack({"fit", "rootfs"});
+        Construct("quiet image_select=0\n");
+    }
+    void TearDown() override {
+        if (root) {
+            manager.reset();
+            drive.reset();
+            output.reset();
+            ::umount("/proc");
+        }
+    }
+    /** A new device. */
+    void Renew() {
+        TearDown();
+        SetUp();
+    }
+
+    /** Sets what the programs do, after shell commands that may make them fail. */
+    void Behave(const std::string& spoiled) {
+        root->Behave("echo \"$line\"\n" + spoiled + R"(
+case $1 in
+tar) exec /bin/tar "$2" "$3" "$4" "$5" 2>/complaints ;;
+flashcp) cat "$3" >"/flash/${4##*/}" ;;
+esac
+)");
+    }
+
+    /**
+     * Puts an archive on the drive, as a host does. Each member holds "new " and its name; shell
+     * commands may add others.
+     */
+    void Pack(const std::vector<std::string>& members, const std::string& commands = ":") {
+        std::filesystem::remove_all("/content");
+        std::filesystem::create_directory("/content");
+        for (const std::string& name : members) {
+            WriteFile("/content/" + name, "new " + name);
+        }
+        const std::string pack = "cd /content; " + commands + "; tar -cf /drive/THERMAL.STR *";
+        ASSERT_EQ(std::system(pack.c_str()), 0);
+    }
+
+    void Construct(const std::string& commandLine) {
+        manager.reset();
+        drive.reset();
+        WriteFile("/proc/cmdline", commandLine);
+        drive.emplace("/dev/x", "/drive", "none", false, true);
+        output->Take();
+        manager.emplace(*drive);
+        manager->AddObserver(first);
+    }
+
+    /** Polls that often; returns what was printed meanwhile. */
+    std::string Poll(int times) {
+        output->Take();
+        for (int count = 0; count < times; ++count) {
+            manager->ServiceFunction();
+        }
+        return output->Take();
+    }
+
+    static std::string Transition(int state) {
+        return "FW UPDATE TRANSITION TO STATE: " + std::to_string(state) + "\n";
+    }
+
+    std::optional<PrivateRoot> root;
+    std::optional<CapturedOutput> output;
+    ScopedSys sys;
+    UpdateWitness first{"first"};
+    UpdateWitness second{"second"};
+    std::optional<Filesystem> drive;
+    std::optional<FirmwareUpdateManager> manager;
+};
+
+inline constexpr const char* archive = "/drive/THERMAL.STR";
+inline const std::string remount = "umount\nmount\n";
+inline const std::string untar = "/bin/busybox|tar|-xf|/tmp/update/THERMAL.STR|-C|/tmp/update/\n";
+inline const std::string flash = "/bin/busybox|flashcp|-v|/tmp/update/";
+inline const std::string setSlot = "/usr/bin/fw_setenv|image_select|";
+
+/** The same device, for polls that start again from the archive on the drive. */
+class UpdateArchives : public Update {
+protected:
+    /** Polls from state Idle on. */
+    std::string PollAnew(int times) {
+        manager->TransitionToState(FirmwareUpdateState::Idle);
+        return Poll(times);
+    }
+    const std::string refusal = remount + Transition(1) + "first: found\n" + untar + Transition(0);
+};
+
+} // namespace vantorel::test
