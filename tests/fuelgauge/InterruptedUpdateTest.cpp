@@ -21,9 +21,21 @@ extern "C" std::uint64_t gauge_clock_ms() {
 namespace vantorel {
 namespace {
 
-const std::string streamLines[] = {
-#include "GaugeStream.inc"
-};
+const std::string wholeStream =
+#include "gauge.inc"
+    ;
+const std::string vendorFirmware =
+#include "firmware.inc"
+    ;
+const std::string convertedFirmware =
+#include "firmware-converted.inc"
+    ;
+const std::string vendorData =
+#include "data.inc"
+    ;
+const std::string convertedData =
+#include "data-converted.inc"
+    ;
 
 // How many of the moments are tried; lines of a stream come in groups of four.
 #if defined(__SANITIZE_ADDRESS__) || defined(__arm__)
@@ -44,9 +56,7 @@ protected:
     };
 
     InterruptedUpdate() {
-        for (const std::string& line : streamLines) {
-            stream.text += line;
-        }
+        stream.text = wholeStream;
         sys->Unlink = [this](const char*) {
             Note({});
             stream.waits = false;
@@ -64,10 +74,15 @@ protected:
             }
             return request == I2C_RDWR ? Transfer(*static_cast<i2c_rdwr_ioctl_data*>(argument)) : 0;
         };
+        InstallFirst();
+        EXPECT_GT(whole.size() + 10, std::ranges::count(wholeStream, '\n')); // comments apart
+    }
+
+    /** Learns what comes of the stream, then begins anew. */
+    void InstallFirst() {
         Renew();
         whole = StartNoting();
         updated = *gauge_flash(&model);
-        EXPECT_GT(whole.size(), std::size(streamLines) - 10); // comments apart
         Renew();
     }
 
@@ -207,6 +222,40 @@ TEST_F(InterruptedUpdate, IsCompletedByTheRightStreamAfterAWrongOne) {
         now += 1000; // what it was doing comes to its end
         stream.text = good;
         Complete();
+    }
+}
+
+// One for a player that neither brings the gauge into ROM mode nor out of it.
+TEST_F(InterruptedUpdate, TakesAStreamForAnotherPlayerOnceItIsConverted) {
+    for (const auto& [vendor, converted] :
+         {std::pair{&vendorFirmware, &convertedFirmware}, {&vendorData, &convertedData}}) {
+        SCOPED_TRACE(vendor == &vendorData ? "with data" : "firmware alone");
+        stream.text = *vendor;
+        Renew();
+        const gauge_content before = *gauge_flash(&model);
+        for (int starts = 0; starts < 3; ++starts) {
+            Start();
+            EXPECT_TRUE(stream.waits);
+        }
+        EXPECT_EQ(std::memcmp(gauge_flash(&model), &before, sizeof before), 0);
+
+        // By a player of its kind: all lines, without a device around it.
+        stream.text = *vendor;
+        Renew();
+        now += 2500;
+        FuelGauge("gauge", "/dev/null", "/dev/null", 3u).ExecuteFlashStream();
+        const gauge_content meant = *gauge_flash(&model);
+        EXPECT_NE(std::memcmp(&meant, &before, sizeof before), 0);
+
+        stream.text = *converted;
+        InstallFirst();
+        EXPECT_EQ(std::memcmp(&updated, &meant, sizeof meant), 0);
+        for (std::size_t i = 0; i < whole.size(); i += 7 * stride) {
+            SCOPED_TRACE(i);
+            GoTo(whole[i]);
+            gauge_power_cycle(&model);
+            Complete();
+        }
     }
 }
 
