@@ -68,7 +68,8 @@ def _parse_line(number: int, text: str) -> Line:
         pieces = text[9:].removesuffix(" ").split(" ")
         data = tuple(_number(piece, 16) & 0xFF for piece in pieces)
     except ValueError:
-        raise StreamError(f"line {number}: the device cannot read it: {text.strip()[:40]!a}") from None
+        shown = ascii(text.strip()[:40])
+        raise StreamError(f"line {number}: the device cannot read it: {shown}") from None
     if address not in (NORMAL, ROM):
         raise StreamError(f"line {number}: {text[3:5]} is not an address of the gauge (AA or 16)")
     if len(data) + (kind == "W") > MOST_BYTES:
@@ -94,7 +95,7 @@ def _added(texts: list[str], lines: list[Line]) -> list[Line]:
 
 
 class _Gauge:
-    """In which mode the gauge is after each line, and how far its keys are given."""
+    """The gauge's mode after each line, and how many words of its keys it has been given."""
 
     def __init__(self):
         self.mode, self.left, self.keys, self.command = ROM, None, 0, None
@@ -102,8 +103,9 @@ class _Gauge:
     def play(self, line: Line) -> str | None:
         """What is wrong with the line, if something is."""
         if line.address != self.mode:
-            return ("it is for the normal mode (AA), but the gauge is in ROM mode" if self.mode == ROM
-                    else f"it is for ROM mode (16), which line {self.left} has left")
+            if self.mode == ROM:
+                return "it is for normal mode (AA), but the gauge is in ROM mode"
+            return f"it is for ROM mode (16), which line {self.left} has left"
         if line.kind == "C":
             return None
         return self._play_in_rom(line) if self.mode == ROM else self._play_in_normal(line)
@@ -111,7 +113,8 @@ class _Gauge:
     def _play_in_rom(self, line):
         if line.register == 0:
             self.command = line.data[0]
-        if line.register <= CHECKSUM + 1 < line.register + len(line.data) and self.command == EXIT:
+        completes = line.register <= CHECKSUM + 1 < line.register + len(line.data)
+        if completes and self.command == EXIT:
             self.mode, self.left, self.keys, self.command = NORMAL, line.number, 0, None
 
     def _play_in_normal(self, line):
@@ -131,7 +134,7 @@ class _Gauge:
 
 
 def _head(lines: list[Line]) -> list[Line]:
-    """The lines for the normal mode with which a stream begins, up to its first one for ROM mode."""
+    """The lines for normal mode with which a stream begins, up to its first one for ROM mode."""
     first = next((at for at, line in enumerate(lines) if line.address == ROM), len(lines))
     return [line for line in lines[:first] if line.is_transfer]
 
@@ -141,8 +144,8 @@ def problems(lines: list[Line]) -> list[str]:
     found = []
     head = _head(lines)
     if head:
-        found.append(f"line {head[0].number}: begins in normal mode (AA), but the device has brought"
-                     " the gauge into ROM mode; the update fails at this line")
+        found.append(f"line {head[0].number}: begins in normal mode (AA), but the device has"
+                     " brought the gauge into ROM mode; the update fails at this line")
     gauge = _Gauge()
     if head and not any(line.address == ROM for line in lines):
         return found
@@ -151,26 +154,26 @@ def problems(lines: list[Line]) -> list[str]:
         if wrong:
             return [*found, f"line {line.number}: {wrong}; the update fails at this line"]
     if gauge.mode == NORMAL:
-        found.append(f"line {gauge.left}: leaves ROM mode for good, so that the device's own exit is"
-                     " not acknowledged; the update fails after the last line")
+        found.append(f"line {gauge.left}: leaves ROM mode for good, so that the device's own exit"
+                     " is not acknowledged; the update fails after the last line")
     return found
 
 
 def _without_head(lines: list[Line]) -> list[Line]:
-    """Leaves out the keys and the entry into ROM mode, which the device has seen to."""
+    """Leaves out the keys and the entry into ROM mode, which the device sends before a stream."""
     head = _head(lines)
     if not head:
         return lines
     if not any(line.address == ROM for line in lines):
-        # All of it is for the normal mode, as it is after the firmware has started.
+        # All of it is for normal mode: the firmware starts first.
         return _added(LEAVE, lines) + lines
     for line in head:
         if line.control not in (*UNSEAL, ENTER_ROM):
-            raise StreamError(f"line {line.number}: neither a key of the gauge nor the entry into ROM"
-                              " mode, so it cannot be left out: " + line.text.strip())
+            raise StreamError(f"line {line.number}: neither a key of the gauge nor the entry into"
+                              f" ROM mode, so it cannot be left out: {line.text.strip()[:40]}")
     if head[-1].control != ENTER_ROM:
-        raise StreamError(f"line {head[-1].number}: the last one in normal mode does not enter ROM"
-                          " mode")
+        raise StreamError(f"line {head[-1].number}: ROM mode is not entered after it, before the"
+                          " first line for that mode")
     end = lines.index(head[-1]) + 1
     return [line.ignored() if line.kind else line for line in lines[:end]] + lines[end:]
 
