@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """make-gauge-stream and make-update: which streams they warn about, convert and refuse, and what
-they print for input that cannot be used. tests/fuelgauge installs converted streams in the gauge."""
+they print for input that cannot be used. tests/fuelgauge installs converted streams."""
 
 import subprocess
 import tempfile
