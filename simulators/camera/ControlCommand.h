@@ -7,7 +7,7 @@
 
 namespace kirosim {
 
-/** One order to the simulator, from outside of the application. */
+/** A command to the simulator from outside of the application. */
 struct ControlCommand {
     enum class Kind {
         Connect,

@@ -20,7 +20,7 @@ ControlFifo::ControlFifo(const std::string& path) : path_(path) {
         Message("cannot create control pipe " + path_ + ": " + std::strerror(errno));
         return;
     }
-    // Being a writer as well keeps the pipe from reporting its end whenever a shell closes it.
+    // With a writer of its own the pipe does not report its end when a shell closes it.
     descriptor_ = ::open(path_.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK);
     struct stat status {};
     if (descriptor_ < 0) {

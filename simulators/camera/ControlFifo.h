@@ -7,7 +7,7 @@
 
 namespace kirosim {
 
-/** A named pipe from which whole lines are read. Trouble goes to stderr and never ends anything. */
+/** A named pipe, read in whole lines. Failures are reported on stderr and do not throw. */
 class ControlFifo {
 public:
     using LineHandler = std::function<void(std::string_view)>;
@@ -19,9 +19,9 @@ public:
     ControlFifo(const ControlFifo&) = delete;
     ControlFifo& operator=(const ControlFifo&) = delete;
 
-    /** To be polled for input; -1 when there is nothing to read from. */
+    /** Descriptor to poll for input; -1 without a pipe. */
     int Descriptor() const { return descriptor_; }
-    /** Reads what has arrived and hands on the lines that are complete, without their ends. */
+    /** Reads what has arrived and passes on the complete lines, without their ends. */
     void Read(const LineHandler& handler);
 
 private:

@@ -9,7 +9,7 @@ namespace kirosim {
 
 namespace {
 
-/** Low gain trades resolution for a range that takes in hot objects. */
+/** Low gain has a coarser resolution and a range that includes hot objects. */
 struct Gain {
     int step; /**< power of two */
     int low;
@@ -24,7 +24,7 @@ constexpr int FixedHigh = 6000;
 /** The histogram spans -20 to about 62 degrees; hotter scenes saturate the picture anyway. */
 constexpr int HistogramLow = -2000;
 constexpr int HistogramShift = 4;
-/** Every second pixel of every second line is enough to know a scene's range. */
+/** The range of a scene comes from every second pixel of every second line. */
 constexpr std::size_t SampleStep = 2;
 constexpr int Samples = static_cast<int>(ScenePixels / (SampleStep * SampleStep));
 
@@ -48,7 +48,8 @@ void DisplayProcessor::Process(const ThermalScene& scene, const Modes& modes,
         const Range range = SceneRange();
         const bool first = previous_.display != modes.display || previous_.sensor != modes.sensor;
         const auto follow = [first](int& value, int target) {
-            // Following slowly keeps the background from flickering when the body turns.
+            // The range follows slowly, so that the background does not flicker when the body
+            // turns.
             value = first ? target : value + (target - value) / 8;
         };
         follow(automatic_.low, range.low);
@@ -93,7 +94,7 @@ DisplayProcessor::Range DisplayProcessor::SceneRange() {
                 std::clamp(bin, 0, static_cast<int>(histogram_.size()) - 1))];
         }
     }
-    // Leaving out the extremes gives the body more of the greys than a small hot thing.
+    // Without the extremes, a small hot spot does not take the greys of the body.
     const auto percentile = [this](int count) {
         std::size_t bin = 0;
         while (bin + 1 < histogram_.size() && (count -= histogram_[bin]) > 0)
@@ -101,7 +102,7 @@ DisplayProcessor::Range DisplayProcessor::SceneRange() {
         return HistogramLow + (static_cast<int>(bin) << HistogramShift);
     };
     Range range{percentile(Samples / 200), percentile(Samples - Samples / 160)};
-    range.high = std::max(range.high, range.low + 400); // an even scene must not become all noise
+    range.high = std::max(range.high, range.low + 400); // or an even scene would show only noise
     return range;
 }
 

@@ -16,7 +16,7 @@ struct Modes {
     int debug = 0;   /**< 1 test pattern over the picture */
 };
 
-/** The camera behind its lens: measures a scene with a sensor and makes a grey picture of it. */
+/** The camera behind its lens: measures a scene with a sensor and makes a grey picture. */
 class DisplayProcessor {
 public:
     DisplayProcessor();
@@ -24,7 +24,7 @@ public:
     void Process(const ThermalScene& scene, const Modes& modes,
                  std::span<std::uint8_t, ScenePixels> picture);
 
-    /** Mean of the middle of the picture processed last. */
+    /** Mean of the middle of the last picture. */
     float SpotCelsius() const { return spot_; }
 
 private:
@@ -41,7 +41,7 @@ private:
 
     /** Temperatures as the sensor sees them. */
     std::array<CentiDegrees, ScenePixels> measured_{};
-    /** Noise of a pixel, drawn once; every line of every frame enters it at a random place. */
+    /** Pixel noise, drawn once; every line of every frame starts at a random place in it. */
     std::array<std::int8_t, 4096> noise_{};
     std::array<std::uint16_t, 512> histogram_{};
     std::uint32_t random_ = 0x2545F491;

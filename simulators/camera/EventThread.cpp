@@ -41,7 +41,7 @@ void kirocamera_manager::EventLoop() {
         if (sources[0].revents != 0)
             ExecutePending();
         {
-            // After that has cleared the wake-up, which may have been the one for the end.
+            // After clearing the wake-up: it may have been the one for the end.
             const std::lock_guard lock(mutex_);
             if (quit_)
                 return;
@@ -114,7 +114,7 @@ void kirocamera_manager::Execute(const ControlCommand& command) {
 
 void kirocamera_manager::Announce() {
     std::unique_lock lock(mutex_);
-    // By index: the callback may make the list longer.
+    // By index, since the callback may extend the list.
     for (std::size_t i = 0; i < cameras_.size(); ++i) {
         kirocamera* const camera = cameras_[i].get();
         if (!camera->connected || camera->announced)

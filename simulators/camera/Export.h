@@ -1,7 +1,7 @@
 #ifndef KIROSIM_EXPORT_H
 #define KIROSIM_EXPORT_H
 
-/** Everything else stays inside of the library. */
+/** Exports a function; everything else stays hidden in the library. */
 #define KIROCAMERA_EXPORT __attribute__((visibility("default")))
 
 #endif

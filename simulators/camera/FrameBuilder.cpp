@@ -35,14 +35,14 @@ kirocamera_frame& FrameBuilder::Build(const FrameRequest& request) {
     Prepare(frame);
     scene_.Update(request.uptimeNanoseconds);
     WritePixels(frame, request.modes);
-    WriteHeader(frame, request); // after the pixels: it tells the spot temperature of this picture
+    WriteHeader(frame, request); // after the pixels: it holds the spot temperature of this picture
     return frame;
 }
 
 void FrameBuilder::Prepare(kirocamera_frame& frame) {
     frame.image = settings_.geometry.value_or(NativeGeometry());
     const std::size_t size = std::size_t{frame.image.header_size} + frame.image.data_size;
-    // Exactly the size that the record promises, so that address checkers see reads beyond it.
+    // Exactly the size in the record, so that an address sanitizer reports reads beyond it.
     if (frame.storage.size() != size + settings_.misalignment)
         frame.storage = std::vector<std::uint8_t>(size + settings_.misalignment);
     frame.image.buffer = frame.storage.data() + settings_.misalignment;

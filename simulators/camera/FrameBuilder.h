@@ -18,7 +18,7 @@ struct kirocamera_frame {
 
 namespace kirosim {
 
-/** What distinguishes one frame from the others of a camera. */
+/** What differs between the frames of a camera. */
 struct FrameRequest {
     std::uint32_t format = 0;
     std::uint64_t uptimeNanoseconds = 0;
@@ -26,10 +26,10 @@ struct FrameRequest {
     Modes modes;
 };
 
-/** Makes frames in two buffers by turns; allocates only when a test changed the geometry. */
+/** Makes frames in two buffers in turn; allocates only after a test changed the geometry. */
 class FrameBuilder {
 public:
-    /** The frame stays as it is until the second call after this one. */
+    /** Makes a frame. It stays valid until the second call after this one. */
     kirocamera_frame& Build(const FrameRequest& request);
 
 private:

@@ -15,7 +15,7 @@ constexpr std::size_t DiodeOffset = 103;
 constexpr std::size_t EnvironmentOffset = 107;
 constexpr std::size_t SpotOffset = 131;
 
-/** Fields beyond a header that a test made shorter are left out. */
+/** Writes a field, unless it lies beyond a header that a test made shorter. */
 template <typename Unsigned>
 void Store(std::span<std::uint8_t> bytes, std::size_t offset, Unsigned value) {
     if (offset + sizeof(value) > bytes.size())

@@ -6,7 +6,7 @@
 
 namespace kirosim {
 
-/** Deadlines at an even rate. Each is computed from the start, so that errors do not add up. */
+/** Deadlines at an even rate, each computed from the start, so that errors do not add up. */
 class FramePacer {
 public:
     using Clock = std::chrono::steady_clock;
@@ -22,7 +22,7 @@ public:
         return start_ + std::chrono::nanoseconds(1'000'000'000LL * count_ / rate_);
     }
 
-    /** Goes on to the first deadline after `now`: frames that are missed are not made up for. */
+    /** Advances to the first deadline after `now`: missed frames are skipped. */
     void Advance(Clock::time_point now) {
         ++count_;
         if (Deadline() <= now)

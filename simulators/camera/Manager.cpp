@@ -10,8 +10,8 @@ using kirosim::ControlCommand;
 namespace {
 
 /**
- * Keeps the signals of the process away from threads created meanwhile: applications want to take
- * SIGTERM and the like on threads of their own. Signals of faults stay as they are.
+ * Blocks the process's signals in threads that are created meanwhile, so that the application
+ * decides which of its threads takes them. Signals of faults are not blocked.
  */
 class SignalsBlocked {
 public:

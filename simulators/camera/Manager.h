@@ -16,11 +16,11 @@
 #include <vector>
 
 /**
- * The cameras, and unless the simulator is in manual mode two threads: one delivers events, the
- * other one frames, so that a handler of an event can wait for the next frame.
+ * The cameras and, except in manual mode, two threads. One delivers events, the other frames, so
+ * that a handler of an event can wait for the next frame.
  *
- * Locks: the mutex of the frames is taken before the one of the state; callbacks are called without
- * the latter, so that they can use every function of the SDK.
+ * Locks: the frames' mutex is taken before the state's. Callbacks run without the state's mutex, so
+ * that they can use every function of the SDK.
  */
 struct kirocamera_manager {
 public:
@@ -29,7 +29,7 @@ public:
     kirocamera_manager(const kirocamera_manager&) = delete;
     kirocamera_manager& operator=(const kirocamera_manager&) = delete;
 
-    /** Starts the threads; to be called once. */
+    /** Starts the threads. Call it once. */
     void Start();
 
     void Register(kirocamera_manager_event_callback_t callback, void* user);
@@ -39,7 +39,7 @@ public:
     void Post(const kirosim::ControlCommand& command);
     kirocamera_t* CurrentCamera();
 
-    /** Runs `action` on the camera under the lock; the frame thread notices what it changed. */
+    /** Runs `action` on the camera under the lock; the frame thread sees what it changed. */
     template <typename Action>
     kirocamera_error_t Change(kirocamera& camera, Action action) {
         const std::lock_guard lock(mutex_);

@@ -6,7 +6,7 @@
 namespace kirosim {
 
 void Message(std::string text) {
-    // Whatever came through the control pipe must not reprogram the reader's terminal.
+    // Text from the control pipe must not send control sequences to a terminal.
     std::replace_if(
         text.begin(), text.end(), [](char c) { return c < ' ' || c > '~'; }, '?');
     std::fprintf(stderr, "camera simulator: %s\n", text.c_str());

@@ -5,7 +5,7 @@
 
 namespace kirosim {
 
-/** Prints one line on stderr; what is not printable becomes '?'. */
+/** Prints one line on stderr; a character that is not printable becomes '?'. */
 void Message(std::string text);
 
 } // namespace kirosim

@@ -3,7 +3,8 @@
 namespace kirosim {
 
 Registry& Registry::Instance() {
-    static Registry* const registry = new Registry; // outlives threads that still run at the end
+    static Registry* const registry =
+        new Registry; // never destroyed: threads may still run at the end
     return *registry;
 }
 

@@ -8,14 +8,14 @@
 
 namespace kirosim {
 
-/** The managers that exist, for tests, which do not see those that the code under test creates. */
+/** The existing managers, for tests, which cannot see those that the code under test creates. */
 class Registry {
 public:
     static Registry& Instance();
 
     void Add(kirocamera_manager& manager);
     void Remove(kirocamera_manager& manager);
-    /** The one created last, or null. */
+    /** The manager created last, or null. */
     kirocamera_manager* Latest() const;
 
 private:

@@ -38,8 +38,8 @@ Settings::Settings() {
 }
 
 Settings& Settings::Instance() {
-    // Never destroyed: the threads of a manager that an application leaves running at its end
-    // still look here.
+    // Never destroyed: the threads of a manager that an application does not destroy still read it
+    // at the end.
     static Settings* const settings = new Settings;
     return *settings;
 }

@@ -18,7 +18,7 @@ namespace kirosim {
 
 using FactorySettings = std::array<std::uint8_t, KIROCAMERA_FACTORY_SETTINGS_SIZE>;
 
-/** What tests changed about frames. */
+/** The tests' settings for frames. */
 struct FrameSettings {
     kirocamera_sim_identity_t identity{};
     std::optional<kiroframe_t> geometry;
@@ -27,7 +27,7 @@ struct FrameSettings {
     std::bitset<KIROCAMERA_SIM_HEADER_SIZE> headerMask;
 };
 
-/** Everything that tests set, for the whole process. Thread-safe. */
+/** All settings of tests, for the whole process. Thread-safe. */
 class Settings {
 public:
     static Settings& Instance();
@@ -42,12 +42,12 @@ public:
     FactorySettings Factory() const;
     void SetFactory(const std::uint8_t* data);
 
-    /** The result that a test forces on an SDK function, 0 when none. */
+    /** The result that a test forces on an SDK function, or 0. */
     kirocamera_error_t Result(std::string_view function) const;
     /** False when there is no such function. */
     bool SetResult(std::string_view function, kirocamera_error_t result);
 
-    /** Changes with every change of the frame settings: frames need no lock and copy to compare. */
+    /** Changes with the frame settings, so that frames compare it without a lock and a copy. */
     std::uint32_t FrameVersion() const { return frameVersion_; }
     FrameSettings Frames() const;
     bool SetHeader(std::uint32_t offset, std::span<const std::uint8_t> bytes);

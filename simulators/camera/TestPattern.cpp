@@ -16,7 +16,7 @@ void DrawTestPattern(std::span<std::uint8_t, ScenePixels> picture) {
     for (int step = 0; step < 16; ++step)
         fill(step * StepWidth, WedgeTop, StepWidth, SceneHeight - WedgeTop, step * 17);
 
-    // Outermost pixels: whoever crops or shifts the picture by one notices.
+    // The outermost pixels, so that a picture cropped or shifted by one pixel shows it.
     fill(0, 0, SceneWidth, 1, 255);
     fill(0, SceneHeight - 1, SceneWidth, 1, 255);
     fill(0, 0, 1, SceneHeight, 255);
@@ -24,7 +24,7 @@ void DrawTestPattern(std::span<std::uint8_t, ScenePixels> picture) {
 
     fill(SceneWidth / 2 - 12, SceneHeight / 2, 25, 1, 255);
     fill(SceneWidth / 2, SceneHeight / 2 - 12, 1, 25, 255);
-    fill(4, 4, 10, 6, 255); // tells the picture's upper left corner from the others
+    fill(4, 4, 10, 6, 255); // marks the picture's upper left corner
 }
 
 } // namespace kirosim

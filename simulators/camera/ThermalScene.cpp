@@ -15,7 +15,7 @@ int ToSubPixels(float pixels) {
     return static_cast<int>(std::lround(pixels * SubPixels));
 }
 
-/** Sine of a time in a period, computed so that it stays exact after days of uptime. */
+/** Sine of a time in a period; it stays exact after days of uptime. */
 float Wave(std::uint64_t nanoseconds, std::uint64_t periodSeconds) {
     const std::uint64_t period = periodSeconds * 1'000'000'000U;
     return std::sin(Tau * static_cast<float>(nanoseconds % period) / static_cast<float>(period));
@@ -41,7 +41,7 @@ void ThermalScene::Update(std::uint64_t nanoseconds) {
 void ThermalScene::DrawBody(float seconds) {
     const float angle = Tau * seconds / 20.0F - 0.7F;
     const float x = 80.0F + 58.0F * std::sin(angle);
-    const float effort = std::abs(std::cos(angle)); // stands still and sways at the turning points
+    const float effort = std::abs(std::cos(angle)); // least at the turning points
     const float stride = x * Tau / 38.0F;
     const float swing = (0.12F + 0.38F * effort) * std::sin(stride);
     const float bob = effort * std::abs(std::cos(stride));

@@ -15,16 +15,16 @@ inline constexpr std::size_t ScenePixels = std::size_t{SceneWidth} * SceneHeight
 using CentiDegrees = std::int16_t;
 
 /**
- * A room with a window, in which somebody walks to and fro past something hot.
+ * A room with a window, in which a person walks to and fro past something hot.
  *
- * All pixel work is in integers: the usual host of the simulator is an emulated processor whose
- * floating point costs many times as much.
+ * All pixel work is in integers, since QEMU emulates the virtual device's floating point in
+ * software.
  */
 class ThermalScene {
 public:
     ThermalScene();
 
-    /** Computes the scene at a time since the camera was switched on. */
+    /** Computes the scene at a time after the camera was switched on. */
     void Update(std::uint64_t nanoseconds);
 
     /** Differences from the ambient temperature, line by line. */

@@ -3,7 +3,7 @@
 
 namespace kirosim {
 
-/** Lets one thread end another one's poll(). */
+/** Lets a thread end the poll() of another one. */
 class WakeUp {
 public:
     /** Throws std::system_error when there is no descriptor left. */
@@ -12,10 +12,10 @@ public:
     WakeUp(const WakeUp&) = delete;
     WakeUp& operator=(const WakeUp&) = delete;
 
-    /** To be polled for input. */
+    /** Descriptor to poll for input. */
     int Descriptor() const { return descriptor_; }
     void Signal();
-    /** Takes back all signals so far. */
+    /** Clears all signals so far. */
     void Clear();
 
 private:

@@ -14,7 +14,7 @@ using kirosim::Settings;
 
 namespace {
 
-/** Puts a call on record and tells the result that a test wants it to have. */
+/** Records a call and returns the result that a test forces on it. */
 template <typename... Numbers>
 kirocamera_error_t Called(const char* function, const kirocamera_t* camera, Numbers... numbers) {
     std::string line = function;
@@ -29,7 +29,7 @@ kirocamera_error_t Called(const char* function, const kirocamera_t* camera, Numb
     return Settings::Instance().Result(function);
 }
 
-/** A call for a camera: on record, then failing as a test wants it, then acting on the camera. */
+/** A call for a camera: it is recorded, may fail as a test forces it, then acts on the camera. */
 template <typename Action, typename... Numbers>
 kirocamera_error_t Call(const char* function, kirocamera_t* camera, Action action,
                         Numbers... numbers) {
@@ -126,7 +126,7 @@ KIROCAMERA_EXPORT kirocamera_error_t kirocamera_capture_session_start(kirocamera
     return Call(__func__, camera, start, format);
 }
 
-// Does not wait for a frame callback that runs: its handler may be waiting for the caller.
+// Does not wait for a running frame callback: its handler may be waiting for the caller.
 KIROCAMERA_EXPORT kirocamera_error_t kirocamera_capture_session_stop(kirocamera_t* camera) {
     return Call(__func__, camera, [](kirocamera& target) {
         if (!target.session)
@@ -217,7 +217,7 @@ KIROCAMERA_EXPORT kirocamera_error_t kirocamera_get_factory_settings(
 KIROCAMERA_EXPORT kirocamera_error_t kirocamera_frame_get_frame_by_format(kirocamera_frame_t* frame,
                                                                           uint32_t format,
                                                                           kiroframe_t** image) {
-    // Without the log this costs no allocation, which matters at every frame.
+    // Logged in manual mode only, since an entry costs an allocation at every frame.
     const bool log = Settings::Instance().Manual();
     if (const kirocamera_error_t result =
             log ? Called(__func__, nullptr, format) : Settings::Instance().Result(__func__))

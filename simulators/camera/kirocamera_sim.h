@@ -2,8 +2,8 @@
  * @file kirocamera_sim.h
  * Test interface of the camera simulator: what a test sets, triggers and reads back.
  *
- * Everything here is thread-safe. Settings belong to the process; kirocamera_sim_event(),
- * kirocamera_sim_frame() and kirocamera_sim_command() work on the manager created last, which must
+ * All functions are thread-safe. Settings apply to the process. kirocamera_sim_event(),
+ * kirocamera_sim_frame() and kirocamera_sim_command() use the manager created last, which must
  * exist until they return.
  */
 #ifndef KIROCAMERA_SIM_H
@@ -22,17 +22,17 @@ enum {
     KIROCAMERA_SIM_ERROR_FORMAT = -3,       /**< the frame or session has no such format */
     KIROCAMERA_SIM_ERROR_SESSION = -4,      /**< session already running, or not running */
     KIROCAMERA_SIM_ERROR_RESOURCES = -5,    /**< no memory or no thread */
-    KIROCAMERA_SIM_ERROR_NO_RECEIVER = -6   /**< nobody registered a callback */
+    KIROCAMERA_SIM_ERROR_NO_RECEIVER = -6   /**< no callback is registered */
 };
 
 /** The native picture. */
 enum { KIROCAMERA_SIM_WIDTH = 160, KIROCAMERA_SIM_HEIGHT = 120, KIROCAMERA_SIM_HEADER_SIZE = 2048 };
 
-/** Byte `index` of the factory settings unless a test sets others. */
+/** Byte `index` of the default factory settings. */
 #define KIROCAMERA_SIM_FACTORY_BYTE(index)                                                         \
     ((uint8_t)((index)*7u + ((uint32_t)(index) >> 8) * 13u + 5u))
 
-/** What the camera says about itself; texts are zero-terminated. */
+/** The camera's identity; texts are zero-terminated. */
 typedef struct {
     uint16_t roic_id;
     char chip_id[KIROCAMERA_TEXT_SIZE];
@@ -40,13 +40,13 @@ typedef struct {
     kirocamera_firmware_version_t firmware;
 } kirocamera_sim_identity_t;
 
-/** Puts every setting back to its default and empties the call log. Managers stay as they are. */
+/** Resets every setting to its default and clears the call log. Does not change managers. */
 void kirocamera_sim_reset(void);
 
 /**
- * With 1, managers created from now on have no threads, no camera and no control FIFO; the
- * environment is not looked at. Nothing happens unless the test asks for it, and simulated time
- * advances by one frame period per frame, so that pictures repeat exactly.
+ * With 1, managers created from now on have no threads, no camera and no control FIFO, and do not
+ * read the environment. Events and frames come only from the test, and simulated time advances by
+ * one frame period per frame, so that pictures repeat exactly.
  */
 void kirocamera_sim_set_manual(int manual);
 
@@ -56,8 +56,8 @@ void kirocamera_sim_set_identity(const kirocamera_sim_identity_t* identity);
 void kirocamera_sim_set_factory_settings(const uint8_t data[KIROCAMERA_FACTORY_SETTINGS_SIZE]);
 
 /**
- * Makes an SDK function fail with `result`, without any other effect, until it is set to 0. Fails
- * itself when the SDK has no function of that name that returns a result.
+ * Makes an SDK function fail with `result`, without any other effect, until it is set to 0. Returns
+ * an error when the SDK has no function of that name that returns a result.
  */
 kirocamera_error_t kirocamera_sim_set_result(const char* function, kirocamera_error_t result);
 
@@ -70,7 +70,7 @@ kirocamera_error_t kirocamera_sim_set_header(uint32_t offset, const void* bytes,
  * native record.
  */
 kirocamera_error_t kirocamera_sim_set_geometry(const kiroframe_t* geometry);
-/** Moves the frame buffer off its alignment by 0 to 15 bytes. */
+/** Shifts the frame buffer from its alignment by 0 to 15 bytes. */
 kirocamera_error_t kirocamera_sim_set_misalignment(uint32_t bytes);
 
 /** The connected camera, or null. */
@@ -86,7 +86,7 @@ kirocamera_error_t kirocamera_sim_event(kirocamera_t* camera, kirocamera_manager
 
 /**
  * Delivers one frame on the calling thread; an exception of the callback reaches the caller. Fails
- * when no session runs. Frames are delivered one at a time: not to be called by a frame callback.
+ * when no session runs. Frames are delivered one at a time: a frame callback must not call it.
  */
 kirocamera_error_t kirocamera_sim_frame(void);
 

@@ -30,7 +30,7 @@ std::optional<ClickDetector::Release> ClickDetector::Up(std::int64_t now) {
     Release release;
     release.click = now - *downAt_ < longestClick;
     release.doubleClick = release.click && continues_;
-    // The second click is used up: a third one starts anew.
+    // A third click starts a new sequence.
     if (release.click && !release.doubleClick) {
         clickedAt_ = now;
     }
@@ -59,7 +59,7 @@ void Buttons::PowerDown() {
 }
 
 void Buttons::PowerUp() {
-    // On a busy device the release may overtake the timer; the press was long all the same.
+    // On a busy device the release may come before the timer; the press was long all the same.
     const bool wasLong = TakeLongPress();
     std::optional<ClickDetector::Release> release;
     {
@@ -99,7 +99,7 @@ void Buttons::TorchUp() {
     if (!release || !release->click) {
         return;
     }
-    // The torch answers every click at once; a double click thus leaves it as it was.
+    // The torch switches at every click, so that a double click leaves it as it was.
     const bool lit = state_.Modify([](UiState& state) { return state.torchLit = !state.torchLit; });
     events_.Raise(lit ? VANTORELUI_EVENT_TORCH_ON : VANTORELUI_EVENT_TORCH_OFF);
     if (release->doubleClick) {

@@ -19,7 +19,7 @@ public:
         bool doubleClick = false; ///< the click was the second of two
     };
 
-    /** False when the button was down already: input devices repeat a key that is held. */
+    /** False when the button was down already: input devices repeat a held key. */
     bool Down(std::int64_t now);
     /** Nothing when the button was not down. */
     std::optional<Release> Up(std::int64_t now);
@@ -33,8 +33,8 @@ private:
 };
 
 /**
- * Turns the buttons' movements into the user's requests. No lock is held while an event is raised,
- * so that a handler may call back into the library.
+ * Converts button presses to the user's requests. No lock is held while an event is raised, so that
+ * a handler may call the library.
  */
 class Buttons {
 public:
@@ -47,7 +47,7 @@ public:
     void PinholeDown();
     void PinholeUp();
 
-    /** Looks at an advanced clock; returns when the handlers of what was due have returned. */
+    /** Handles an advanced clock; returns when the handlers of all due events have returned. */
     void Settle() { timer_.Settle(); }
     void Reset();
 

@@ -9,7 +9,7 @@
 
 namespace vantorelui {
 
-/** What a call passed; a function has one of them at most, RegisterUIEvent() two. */
+/** A call's argument; a function has at most one, RegisterUIEvent() two. */
 struct CallArguments {
     const char* text = nullptr;
     double number = 0;

@@ -21,7 +21,7 @@ float RoundedRectDistance(Point p, const Rect& area, float radius) {
     return outside + std::min(std::max(dx, dy), 0.0F) - radius;
 }
 
-/** Squared: a polygon takes the root once, not for each of its sides. */
+/** Squared, so that a polygon computes one root and not one for each side. */
 float SegmentDistanceSquared(Point p, Point a, Point b) {
     const Point along{b.x - a.x, b.y - a.y};
     const Point toP{p.x - a.x, p.y - a.y};

@@ -10,7 +10,7 @@ class Clock {
 public:
     std::int64_t Now() const;
     bool IsManual() const { return manual_; }
-    /** From now on the clock stands still, starting from 0, until Advance(). */
+    /** Sets the clock to 0 and stops it; only Advance() moves it then. */
     void MakeManual();
     void MakeReal() { manual_ = false; }
     void Advance(std::int64_t milliseconds) { time_ += milliseconds; }

@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::uint32_t replacement = '?';
 
-/** Takes one character off the front of UTF-8 text; a malformed byte counts as one character. */
+/** Removes and returns the first character of UTF-8 text; a malformed byte counts as one. */
 std::uint32_t TakeCodepoint(std::string_view& text) {
     const auto first = static_cast<std::uint8_t>(text.front());
     text.remove_prefix(1);

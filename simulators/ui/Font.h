@@ -28,7 +28,7 @@ public:
     void Draw(Canvas& canvas, Point anchor, std::string_view text, Color color,
               Align align = Align::Left, float spacing = 0);
     float Width(std::string_view text, float spacing = 0);
-    /** How many bytes of the text fit into a line; at least one character. */
+    /** The number of bytes of the text that fit into a line; at least one character. */
     std::size_t Fit(std::string_view text, float width);
     /** Rasterises glyphs ahead of time, for text that changes while the picture is live. */
     void Prepare(std::string_view characters);

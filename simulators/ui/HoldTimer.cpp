@@ -33,8 +33,8 @@ void HoldTimer::Settle() {
 }
 
 void HoldTimer::Start() {
-    // The application decides which of its threads receives signals; this one must not take any but
-    // those of its own faults.
+    // The application decides which of its threads takes signals. This one takes only those of its
+    // own faults.
     sigset_t all;
     sigset_t before;
     sigfillset(&all);

@@ -13,10 +13,10 @@ namespace vantorelui {
 /**
  * Reports on a thread of its own that a time has come.
  *
- * A button that is being held must be noticed even while nobody calls the library, and its handler
- * may shut the system down, which Render() - called under the lock of the display's thread - could
- * not wait for. The thread starts with the first Arm(); it is never joined, because a handler that
- * powers the device off does not come back.
+ * A held button must be reported even while the application does not call the library. Its handler
+ * may shut the system down, for which Render() could not wait, since the application may hold a
+ * lock around it. The thread starts with the first Arm(). It is never joined, since a handler that
+ * switches the device off may not return.
  */
 class HoldTimer {
 public:
@@ -24,7 +24,7 @@ public:
 
     void Arm(std::int64_t deadline);
     void Disarm();
-    /** Looks at the clock again and returns when everything due has been reported. */
+    /** Reads the clock again and returns when everything due has been reported. */
     void Settle();
 
 private:

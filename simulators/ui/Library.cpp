@@ -16,7 +16,7 @@ std::uint32_t* Library::Render() {
     if (const RenderControl control = Control(); control.hook != nullptr) {
         control.hook(control.context);
     }
-    // Asked again: the hook may have waited until the test had set another image.
+    // Read again: the hook may have waited until the test had set another image.
     if (const auto image = Control().image) {
         return *image;
     }

@@ -10,7 +10,7 @@ Color PaletteColor(float heat) {
         float heat;
         Color color;
     };
-    // Glowing metal: brightness rises all the way, so the picture reads like a grey one, too.
+    // Glowing metal: brightness rises with the heat, as in a grey picture.
     static constexpr std::array<Stop, 8> stops{{{0.00F, 0x04020E},
                                                 {0.14F, 0x1E0A5A},
                                                 {0.30F, 0x6A0F96},

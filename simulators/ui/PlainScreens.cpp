@@ -69,7 +69,7 @@ void ChargingScreen::Refresh(Scene& scene) {
     constexpr std::int64_t step = 220; // milliseconds from one segment to the next
     const auto& level = scene.state.battery;
     const int filled = level ? (*level * segments + 50) / 100 : 0;
-    // The light climbs from the filled segments to the top and rests there for one step.
+    // The light moves from the filled segments to the top and stays there for one step.
     const int lit = filled + static_cast<int>(scene.milliseconds / step % (segments - filled + 2));
     const Color color = level ? BatteryColor(*level) : theme::muted;
     for (int i = 0; i < segments; ++i) {

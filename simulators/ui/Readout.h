@@ -8,10 +8,10 @@
 
 namespace vantorelui {
 
-/** A number as it is shown, such as "36.6 °C" or "80 %". Made without allocation. */
+/** A number as text, such as "36.6 °C" or "80 %". Made without allocation. */
 class Readout {
 public:
-    /** One digit after the point; dashes for a temperature that is missing or no number. */
+    /** One digit after the point; dashes for a missing temperature or NaN. */
     static Readout Temperature(std::optional<float> celsius, bool fahrenheit);
     static Readout Percent(std::optional<std::uint8_t> level);
 

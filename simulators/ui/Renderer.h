@@ -12,7 +12,7 @@
 
 namespace vantorelui {
 
-/** Owns the image and keeps it up to date with the state. The caller serialises its use. */
+/** Owns the image and updates it from the state. The caller serialises its use. */
 class Renderer {
 public:
     Renderer();

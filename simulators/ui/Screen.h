@@ -10,7 +10,7 @@
 
 namespace vantorelui {
 
-/** What a screen draws with and from. */
+/** What a screen needs to draw. */
 struct Scene {
     Canvas& canvas;
     Fonts& fonts;
@@ -19,7 +19,7 @@ struct Scene {
     std::int64_t milliseconds; ///< drives animations
 };
 
-/** What one region of a screen shows now; tells when it has to be drawn again. */
+/** The content that a region of a screen shows, to detect when it must be drawn again. */
 template <typename Content>
 class Shown {
 public:
@@ -42,7 +42,7 @@ class Screen {
 public:
     virtual ~Screen() = default;
 
-    /** Draws everything, on a canvas that shows anything at all. */
+    /** Draws everything, on a canvas with any content. */
     virtual void Enter(Scene& scene) = 0;
     /** Draws what has changed since the last call. */
     virtual void Refresh(Scene& scene) = 0;

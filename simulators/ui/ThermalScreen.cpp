@@ -19,13 +19,13 @@ constexpr int identityTop = 612;
 constexpr int centerX = ThermalView::width / 2;
 constexpr int centerY = pictureTop + ThermalView::height / 2;
 
-// The label of the spot lies within whole pixels of the camera, so that they alone can be restored
-// below it.
+// The label of the spot covers whole pixels of the camera, so that only those are restored below
+// it.
 constexpr Rect labelSource{50, 70, 60, 10};
 constexpr int labelTop = pictureTop + labelSource.y * ThermalView::scale;
 constexpr int labelHeight = labelSource.height * ThermalView::scale;
 
-/** Takes the text up to the end of its line off the front, or as much of it as fits. */
+/** Removes the text's first line, or as much of it as fits, and returns it. */
 std::string_view TakeLine(std::string_view& text, Font& font, float width) {
     std::string_view line = text.substr(0, text.find('\n'));
     const std::size_t fitting = font.Fit(line, width);
@@ -52,7 +52,7 @@ void ThermalScreen::Enter(Scene& scene) {
     scene.fonts.label.Draw(canvas, {20, readingsTop + 22}, "SPOT", theme::accent, Align::Left, 2);
     scene.fonts.label.Draw(canvas, {right, readingsTop + 22}, "ENVIRONMENT", theme::muted,
                            Align::Right, 2);
-    // Readings change while the picture is live, when a frame must not wait for the rasteriser.
+    // Readings change while the picture is live, and a frame must not wait for the rasteriser.
     for (Font* font : {&scene.fonts.display, &scene.fonts.reading, &scene.fonts.value}) {
         font->Prepare("0123456789.- %\u00B0CF");
     }

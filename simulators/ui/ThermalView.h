@@ -10,8 +10,8 @@ namespace vantorelui {
 /**
  * The thermal picture in false colours, three times as large as the camera's.
  *
- * Interpolation by thirds needs no division: across, 3a, 2a+b; down, the same again, so that an
- * interpolated grey level is a whole number of ninths and indexes the palette directly.
+ * Interpolation by thirds needs no division: 3a and 2a+b across, and the same down. An interpolated
+ * grey level is then a whole number of ninths and indexes the palette directly.
  */
 class ThermalView {
 public:
@@ -24,11 +24,11 @@ public:
     ThermalView();
 
     /**
-     * Keeps a copy of a picture. The display refreshes more often than the camera, so that the same
-     * picture comes again and again; only a different one counts as new.
+     * Keeps a copy of a picture. The application passes the newest one at every refresh, so that
+     * the same picture may come several times; only a different one counts as new.
      */
     void Update(const std::uint8_t* pixels);
-    /** Back to the uniform picture from before the first one. */
+    /** Restores the uniform picture of the beginning. */
     void Clear();
     /** Whether Update() brought a picture that DrawAll() has not drawn yet. */
     bool IsNew() const { return isNew_; }

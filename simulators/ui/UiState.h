@@ -11,11 +11,11 @@
 
 namespace vantorelui {
 
-/** Text in a fixed buffer: copying the state for a frame must not allocate. */
+/** Text in a fixed buffer, so that copying the state for a frame does not allocate. */
 template <std::size_t Capacity>
 class FixedText {
 public:
-    /** Null counts as empty; what does not fit is cut off. */
+    /** Null counts as empty; text that does not fit is cut off. */
     void Assign(const char* text) {
         length_ = text == nullptr ? 0 : strnlen(text, Capacity);
         std::copy_n(text, length_, text_.data());

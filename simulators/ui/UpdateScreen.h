@@ -4,7 +4,7 @@
 
 namespace vantorelui {
 
-/** A computer is attached: it may hand over a firmware file, whose writing is shown. */
+/** Shown while a host is attached; it shows the progress of a firmware update. */
 class UpdateScreen : public Screen {
 public:
     void Enter(Scene& scene) override;

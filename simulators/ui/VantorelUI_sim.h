@@ -1,8 +1,8 @@
 /**
  * @file VantorelUI_sim.h
- * What the UI simulator offers to tests beyond the interface of the maker's UI library.
+ * The UI simulator's functions for tests, beyond the interface of the maker's UI library.
  *
- * Unless said otherwise, a function may be called from any thread.
+ * Unless noted otherwise, any thread may call a function.
  */
 #ifndef VANTORELUI_SIM_H
 #define VANTORELUI_SIM_H
@@ -15,7 +15,7 @@
 extern "C" {
 #endif
 
-/** Events beyond those of VantorelUI.h; raised only if a handler was registered for them. */
+/** Events beyond those of VantorelUI.h; raised only when a handler is registered for them. */
 enum { VANTORELUI_SIM_EVENT_POWER_DOUBLE_CLICK = 4, VANTORELUI_SIM_EVENT_TORCH_DOUBLE_CLICK = 5 };
 
 /** Values of vantorelui_sim_screen(). */
@@ -33,30 +33,29 @@ int vantorelui_sim_width(void);  /**< of the image that Render() draws, in pixel
 int vantorelui_sim_height(void); /**< of the image that Render() draws, in pixels */
 
 /**
- * Raises an event on the calling thread, as if the user had asked for it; exceptions of the handler
- * pass through. Returns whether there was a handler. The library's own idea of torch and units
- * stays as it is.
+ * Raises an event on the calling thread, as a button does; exceptions of the handler pass through.
+ * Returns whether there was a handler. Does not change the library's own state of torch and units.
  */
 bool vantorelui_sim_event(int event);
 
-/** Back to the state after loading. Not while Render() or UpdateThermalImage() runs. */
+/** Restores the state after loading. Must not run during Render() or UpdateThermalImage(). */
 void vantorelui_sim_reset(void);
 
-/** Lets Render() return this image (or null) instead of drawing. */
+/** Makes Render() return this image (or null) instead of drawing. */
 void vantorelui_sim_set_render_image(uint32_t* image);
-/** Lets Render() draw again. */
+/** Makes Render() draw again. */
 void vantorelui_sim_clear_render_image(void);
-/** Called at the beginning of every Render(), on its thread; it may block. Null removes it. */
+/** Sets a hook for the start of every Render(), on its thread; it may block. Null removes it. */
 void vantorelui_sim_set_render_hook(void (*hook)(void* context), void* context);
 
 /**
- * Replaces the clock of buttons and animations by one that starts at 0 and stands still. Before the
- * first button is pressed.
+ * Replaces the clock of buttons and animations by one that starts at 0 and stands still. Call it
+ * before the first button is pressed.
  */
 void vantorelui_sim_use_manual_clock(void);
 /**
- * Advances the replaced clock and waits until the handlers of everything that has become due have
- * returned. Not from a handler.
+ * Advances the replaced clock and waits until the handlers of all due events have returned. A
+ * handler must not call it.
  */
 void vantorelui_sim_advance_clock(uint32_t milliseconds);
 
@@ -71,7 +70,7 @@ typedef struct {
 
 enum { VANTORELUI_SIM_LOG_CAPACITY = 1024 };
 
-/** Starts an empty record of all calls, or ends recording. At first nothing is recorded. */
+/** Starts an empty record of all calls, or ends recording. Recording is off at first. */
 void vantorelui_sim_log(bool on);
 /** Number of calls since the start; only the last VANTORELUI_SIM_LOG_CAPACITY are kept. */
 size_t vantorelui_sim_log_count(void);
