@@ -24,9 +24,9 @@
 namespace vantorel::test {
 
 /**
- * The gauge's I2C bus and GPIO line in the place of the kernel's. Notes what passes, as "55 w 00
- * 41" for a write of two bytes to address 0x55 and "55 w 20 r 1" for a read after a command byte,
- * with "address 55" and "sleep 1000" (in milliseconds) between them; in reality it is short.
+ * Stands in for the kernel's I2C bus and GPIO line. It notes each transfer: "55 w 00 41" is a write
+ * of two bytes to address 0x55, "55 w 20 r 1" a read after a command byte. "address 55" and "sleep
+ * 1000" (in milliseconds) come between them; it does not really sleep that long.
  */
 class FakeBus {
 public:
@@ -43,12 +43,12 @@ public:
         });
         sys->Nanosleep = [this](const timespec* request, timespec*) {
             Note("sleep " + std::to_string(request->tv_sec * 1000 + request->tv_nsec / 1'000'000));
-            std::this_thread::sleep_for(std::chrono::microseconds(100)); // others come forward
+            std::this_thread::sleep_for(std::chrono::microseconds(100)); // let others run
             return 0;
         };
     }
 
-    /** What was noted since the last call, with commas between. */
+    /** Returns what was noted since the last call, separated by commas. */
     std::string Take() { return std::exchange(log, {}); }
 
     IoctlRecorder ioctls;

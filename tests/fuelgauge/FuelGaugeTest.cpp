@@ -18,7 +18,7 @@ using namespace std::chrono_literals;
 using State = ConnectionState;
 using Notes = std::vector<std::string>;
 
-/** A fuel gauge on a bus that notes its transfers; its construction is not among them. */
+/** A fuel gauge on a bus that notes its transfers, without those of its construction. */
 struct GaugeOnFakeBus {
     GaugeOnFakeBus() { bus.Take(); }
 
@@ -49,7 +49,7 @@ protected:
         }
     }
 
-    /** What is heard of one pass. */
+    /** Returns what an observer hears of one pass. */
     Notes Pass() {
         FuelGaugeService service(gauge, 0ms);
         service.AddObserver(*this);
@@ -58,7 +58,7 @@ protected:
         return heard;
     }
 
-    /** What a service prints when it is told a change, before its first reading. */
+    /** Returns what a service prints for a change of state, before its first reading. */
     std::string Enter(State newState, State oldState) {
         FuelGaugeService service(gauge, 0ms);
         service.AddObserver(*this);
@@ -112,7 +112,7 @@ TEST_F(FuelGaugeTest, TellsReadingsAndFailuresInOrderEachOnItsOwn) {
     }
     bus.errors.clear();
     for (const char* reading : {"level", "current", "volts", "celsius"}) {
-        throwsAt = reading; // an observer's own error is none of the gauge
+        throwsAt = reading; // an observer's error is not reported as one of the gauge
         EXPECT_THROW(Pass(), Error);
         EXPECT_THAT(heard.back(), testing::StartsWith(reading));
     }
@@ -145,7 +145,7 @@ TEST_F(FuelGaugeTest, PlaysAWaitingStreamInRomModeBeforeItStartsAndKeepsItWhenTh
          {},
          "",
          keys + rom + played + left + ", sleep 4000, address 55, " + keys + "55 w 00 41 00"},
-        // In ROM mode it acknowledges no reset: the device starts all the same, and tries again.
+        // In ROM mode it does not acknowledge the reset: the device starts all the same.
         {{0x0B},
          "W: AA 00 14\nX: 1\n",
          {},
@@ -179,7 +179,7 @@ TEST_F(FuelGaugeTest, EndsTheProcessWhenTheBusFailsAtTheStart) {
         testing::KilledBySignal(SIGABRT), "");
 }
 
-// The connection manager looks for the battery while the service reads the gauge.
+// The connection manager probes for the battery while the service reads the gauge.
 TEST_F(FuelGaugeTest, PollsWhileOthersProbeUntilItIsDestroyed) {
     std::atomic<int> wrongAddresses{0};
     sys->Ioctl = [&](int, unsigned long request, void* argument) {
@@ -211,7 +211,7 @@ class FlashStreamTest : public testing::Test, protected GaugeOnFakeBus {
 protected:
     FlashStreamTest() { bus.answering = {0x55, 0x0B}; }
 
-    /** What playing a stream prints, and what it throws. */
+    /** Returns what playing a stream prints, and what it throws. */
     std::string Played(const std::string& text) {
         stream.text = text;
         const auto thrown = [this]() -> std::string {

@@ -1,5 +1,5 @@
-// Plays a complete stream against the virtual device's model of the gauge, and interrupts it
-// everywhere: whatever the moment, the next start must find the gauge and complete the update.
+// Plays complete streams against the virtual device's model of the gauge and interrupts them
+// everywhere. At whatever moment, the next start must find the gauge and complete the update.
 
 #include "tests/fuelgauge/FakeBus.h"
 #include "tests/support/CapturedOutput.h"
@@ -37,17 +37,17 @@ const std::string convertedData =
 #include "data-converted.inc"
     ;
 
-// How many of the moments are tried; lines of a stream come in groups of four.
+// Every how many moments one is tried. A prime: the lines of a stream come in groups of four.
 #if defined(__SANITIZE_ADDRESS__) || defined(__arm__)
 constexpr std::size_t stride = 61;
 #else
 constexpr std::size_t stride = 5;
 #endif
 
-/** The device's start as far as the gauge is concerned, again and again with the same gauge. */
+/** The part of the device's start that concerns the gauge, repeated with the same gauge. */
 class InterruptedUpdate : public testing::Test {
 protected:
-    /** What is there just before a transfer, a wait or the deletion of the stream. */
+    /** The state just before a transfer, a wait or the deletion of the stream. */
     struct Moment {
         gauge model;
         std::uint64_t time;
@@ -78,7 +78,7 @@ protected:
         EXPECT_GT(whole.size() + 10, std::ranges::count(wholeStream, '\n')); // comments apart
     }
 
-    /** Learns what comes of the stream, then begins anew. */
+    /** Installs the stream and notes its moments and the flash afterwards; then starts again. */
     void InstallFirst() {
         Renew();
         whole = StartNoting();
@@ -97,7 +97,7 @@ protected:
         stream.waits = moment.streamWaits;
     }
 
-    /** One start, which must find the gauge. Failures are kept from the device, as ever. */
+    /** Starts once; the gauge must be found. As in the service, failures do not end the start. */
     void Start() {
         now += 2500;
         transfers = 0;
@@ -118,7 +118,7 @@ protected:
         return moments;
     }
 
-    /** Starts; then the gauge must have what the stream says, and work. */
+    /** Starts; then the gauge must have the stream's content and work. */
     void Complete() {
         Start();
         EXPECT_EQ(std::memcmp(gauge_flash(&model), &updated, sizeof updated), 0);
@@ -134,8 +134,8 @@ protected:
     test::ScopedSys sys;
     test::StreamInMemory stream{sys};
     gauge model;
-    std::vector<Moment> whole; // a start without interruptions,
-    gauge_content updated;     // and what comes of it
+    std::vector<Moment> whole; // of a start without interruptions
+    gauge_content updated;     // after it
     int transfers = 0;
     int failingTransfer = 0; // counted from 1
     int failure = 0;         // its errno; 0 for a wrong bit in what is read
@@ -173,7 +173,7 @@ TEST_F(InterruptedUpdate, IsCompletedByTheNextStartWhereverThePowerWent) {
         for (const Cut cut : {before, within, withTheBattery}) {
             SCOPED_TRACE(testing::Message() << "moment " << i << ", cut " << cut);
             const auto& message = whole[i].message;
-            // Half a message takes two bytes; a gauge that idles in ROM mode has nothing to lose.
+            // Half a message takes two bytes; an idle gauge in ROM mode has nothing to lose.
             const bool inRomMode = gauge_address(&whole[i].model) == GAUGE_ROM_ADDRESS;
             if ((cut == within && message.size() < 2) ||
                 (cut == withTheBattery && inRomMode && !message.empty())) {
@@ -210,7 +210,7 @@ TEST_F(InterruptedUpdate, IsCompletedByTheNextStartWhicheverTransferFailed) {
     }
 }
 
-// One for another gauge, and one whose long lines somebody has cut off.
+// One for another gauge, and one whose long lines are cut off.
 TEST_F(InterruptedUpdate, IsCompletedByTheRightStreamAfterAWrongOne) {
     const std::string good = stream.text;
     for (const auto& [pattern, replacement] :
@@ -219,7 +219,7 @@ TEST_F(InterruptedUpdate, IsCompletedByTheRightStreamAfterAWrongOne) {
         stream.text = std::regex_replace(good, std::regex(pattern), replacement);
         Start();
         EXPECT_TRUE(stream.waits) << pattern;
-        now += 1000; // what it was doing comes to its end
+        now += 1000; // the gauge finishes what it was doing
         stream.text = good;
         Complete();
     }

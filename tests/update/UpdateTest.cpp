@@ -41,7 +41,7 @@ TEST_F(Update, NeverBeginsWithoutARunningSlot) {
          {std::pair{"quiet\n", ""}, {"image_select=2\n", "2"}, {"image_select=\n", ""}}) {
         Construct(commandLine);
         EXPECT_EQ(output->Take(), std::string("IMAGE_SELECT: ") + slot + "\n");
-        // Had it begun, its destruction would end the process.
+        // If it had started, destroying it would end the process.
         manager->OnConnectionStateChanged(ConnectionState::Host, ConnectionState::NoHost);
     }
 }
@@ -123,14 +123,14 @@ TEST_F(UpdateArchives, AreLookedAtAgainWithoutAnErrorWhenTheyAreBad) {
         Renew();
         test::WriteFile("/running-firmware", "untouched");
         Pack({"fit"}, "printf %0100000d 0 >rootfs");
-        // The unpacked members of a good archive must not complete the bad one.
+        // The members of a good archive must not complete the bad one.
         EXPECT_THAT(Poll(2), HasSubstr("first: valid"));
         spoil();
         EXPECT_EQ(PollAnew(4), refusal + refusal) << what;
         EXPECT_EQ(test::ReadFile("/running-firmware"), "untouched") << what;
         EXPECT_TRUE(std::filesystem::is_empty("/flash")) << what;
 
-        // What the bad one left is not in the way of the next one.
+        // What the bad one left does not stop the next one.
         ::umount("/tmp/update");
         Behave("");
         Pack({"fit", "rootfs"});

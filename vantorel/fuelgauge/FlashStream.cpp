@@ -1,6 +1,7 @@
 // The maintenance half of the fuel gauge: playing a flash stream against it.
 
 #include "vantorel/fuelgauge/FuelGauge.h"
+#include "vantorel/fuelgauge/private/FlashStreamFile.h"
 #include "vantorel/service/Error.h"
 #include "vantorel/service/private/OpenFile.h"
 #include "vantorel/service/private/Sleep.h"
@@ -21,9 +22,7 @@
 namespace vantorel {
 namespace {
 
-constexpr const char* streamFile = "/tmp/var/update/bqfs";
-
-// The messages are searched for in the logs of returned devices, spelling mistake included.
+// Kept as they are, spelling included: a program that searches the output may rely on them.
 constexpr const char* writeUnreadable = "FUEL FAUGE UPDATE: FAILED TO PARSE WRITE CMD!";
 constexpr const char* writeFailed = "FUEL FAUGE UPDATE: FAILED WRITE CMD!";
 constexpr const char* waitUnreadable = "FUEL FAUGE UPDATE: FAILED TO PARSE WAIT CMD!";
@@ -31,11 +30,11 @@ constexpr const char* compareUnreadable = "FUEL GAUGE UPDATE: FAILED TO PARSE CO
 constexpr const char* compareFailed = "FUEL GAUGE UPDATE: FAILED COMPARE CMD!";
 
 /**
- * The whole file, before the first transfer: a stream that cannot be read to its end must not pass
- * for one that has been played to its end.
+ * Reads the whole file, before the first transfer: a read error in the middle must not look like
+ * the end of the stream.
  */
 std::string ReadStreamFile() {
-    const UniqueFd file = OpenFile(streamFile, O_RDONLY);
+    const UniqueFd file = OpenFile(flashStreamFile, O_RDONLY);
     std::string text;
     char buffer[4096];
     for (;;) {
@@ -58,7 +57,7 @@ struct Transfer {
     std::vector<std::uint8_t> data;
 };
 
-/** @throws std::invalid_argument, std::out_of_range for a line that is too short or no number */
+/** @throws std::invalid_argument, std::out_of_range for a field that is missing or not a number */
 Transfer ParseTransfer(const std::string& line) {
     const auto number = [](const std::string& text) { return std::stoi(text, nullptr, 16); };
     Transfer transfer{};
@@ -74,7 +73,7 @@ Transfer ParseTransfer(const std::string& line) {
     return transfer;
 }
 
-/** Does something; when that throws, prints the message and lets the exception pass. */
+/** Runs an action. When it throws, prints the message and passes the exception on. */
 template <typename Action>
 auto Reporting(const char* message, Action action) {
     try {
@@ -101,7 +100,7 @@ void FuelGauge::ExecuteFlashStream() {
             SleepFor(std::chrono::milliseconds(
                 Reporting(waitUnreadable, [&] { return std::stoi(line.substr(3)); })));
             break;
-        default: // comments and whatever else a stream carries
+        default: // comments, empty lines and unknown letters
             break;
         }
     }
@@ -141,14 +140,14 @@ void FuelGauge::Update() {
         try {
             EnterRomMode();
         } catch (...) {
-            // The stream's first compare tells.
+            // A gauge that is not in ROM mode does not acknowledge the stream's first line.
         }
     }
     Reporting("FUEL GAUGE: FLASH UPDATE FAILED", [&] {
         ExecuteFlashStream();
         ExitRomMode();
     });
-    Tools::Unlink(streamFile);
+    Tools::Unlink(flashStreamFile);
 }
 
 } // namespace vantorel

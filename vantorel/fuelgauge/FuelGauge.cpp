@@ -38,7 +38,7 @@ constexpr std::uint16_t fullAccessKey[] = {0xB4B4, 0xB4B4};
 
 constexpr std::uint8_t flagBatteryDetected = 0x08;
 
-/** Makes a transfer; false when the gauge does not acknowledge, any other failure passes. */
+/** Makes a transfer; false when the gauge does not acknowledge. Passes other errors on. */
 template <typename Transfer>
 bool IsAcknowledged(Transfer transfer) {
     try {
@@ -88,8 +88,8 @@ bool FuelGauge::IsBatteryConnected() {
         return (byte & flagBatteryDetected) != 0;
     }
     try {
-        // The address stays there: an interrupted update is taken up again at this address, and
-        // what brings the gauge out of ROM mode sets the normal one itself.
+        // The address stays there on purpose: a gauge that an interrupted update has left in ROM
+        // mode answers only there. The operations that leave ROM mode set the normal address.
         SetAddress(romAddress);
         ReadRegister(commandControl, &byte, sizeof byte);
         return true;
@@ -111,7 +111,7 @@ void FuelGauge::Unseal() {
 
 void FuelGauge::Reset() {
     Unseal();
-    // The gauge may be gone before it acknowledges its own reset.
+    // The gauge may restart before it acknowledges.
     static_cast<void>(IsAcknowledged([&] { WriteControl(controlReset); }));
 }
 

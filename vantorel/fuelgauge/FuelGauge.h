@@ -13,18 +13,18 @@ namespace vantorel {
 /**
  * The battery's fuel gauge, a chip of the bq27 series on an I2C bus.
  *
- * A gauge that does not acknowledge (ENXIO), as while it resets or is in ROM mode, reads as 0
- * throughout; every other failed transfer throws Error with its errno. While in ROM mode the gauge
- * answers only at another address, see IsBatteryConnected().
+ * A gauge that does not acknowledge (ENXIO), for instance while it resets or is in ROM mode, reads
+ * as 0; every other failed transfer throws Error with its errno. In ROM mode the gauge answers only
+ * at another address, see IsBatteryConnected().
  *
- * Polled by several threads without a lock; maintenance (Unseal(), Reset() and the ROM mode) must
- * not run while others poll.
+ * Several threads may read it without a lock. Maintenance (Unseal(), Reset(), ROM mode and
+ * Update()) must not run while other threads read.
  */
 class VANTOREL_EXPORT FuelGauge final : public I2C {
 public:
     /**
-     * Opens the bus and takes a line of a GPIO chip, which is driven low as long as the object
-     * lives.
+     * Opens the bus and requests a line of a GPIO chip (GPIO_V2_GET_LINE_IOCTL), which is driven
+     * low for the life of the object.
      * @param deviceName the name, whose first 31 bytes also label the line
      * @param i2cDevice the bus
      * @param gpioChip the GPIO chip's character device
@@ -35,53 +35,53 @@ public:
               std::uint32_t line);
     ~FuelGauge() override;
 
-    /** State of charge in percent. */
+    /** Returns the state of charge in percent. */
     std::uint8_t Level();
-    /** Current in mA, negative while discharging. */
+    /** Returns the current in mA, negative while discharging. */
     std::int16_t Current();
-    /** Voltage in volts. */
+    /** Returns the voltage in volts. */
     float Voltage();
-    /** Battery temperature in degrees Celsius. */
+    /** Returns the battery's temperature in degrees Celsius. */
     float Temperature();
 
     /**
-     * Whether a battery is there. When the gauge does not acknowledge, it is looked for in ROM
-     * mode, where an interrupted update of its flash has left it: a gauge found there has a
-     * battery. The address is not set back afterwards, whatever was found; Unseal(), EnterRomMode()
-     * and ExitRomMode() do that.
+     * Whether a battery is connected. When the gauge does not acknowledge, it is probed at its
+     * ROM-mode address, since an interrupted update leaves it in ROM mode; a gauge that answers
+     * there counts as a battery. The address stays at ROM mode after such a probe, whatever it
+     * found, until Unseal(), EnterRomMode() or ExitRomMode() sets it.
+     * @throws Error of the first transfer when that fails with another errno than ENXIO
      */
     bool IsBatteryConnected();
 
-    /** Opens the gauge for maintenance. Takes a second. */
+    /** Gives the gauge the keys for maintenance. Takes a second. @throws Error of a transfer */
     void Unseal();
-    /** Restarts the gauge. Takes a second. */
+    /** Unseals and restarts the gauge. Takes a second. @throws Error of a transfer */
     void Reset();
-    /** Makes the gauge answer only at its ROM-mode address. Takes a second. */
+    /** Brings the gauge into ROM mode. Takes a second. @throws Error of a transfer */
     void EnterRomMode();
-    /** Returns the gauge from ROM mode. Takes four seconds. */
+    /** Brings the gauge out of ROM mode. Takes four seconds. @throws Error of a transfer */
     void ExitRomMode();
 
-    /** Called before every reading; empty, a place for boards that switch the thermistor. */
+    /** Called before every reading. Does nothing: a hook for boards that switch the thermistor. */
     void EnableThermistor();
-    /** Called after every reading; empty, too. */
+    /** Called after every reading. Does nothing, as EnableThermistor(). */
     void DisableThermistor();
 
-    /** Whether no flash stream waits in /tmp/var/update/bqfs to be written to the gauge. */
+    /** Whether no flash stream waits in "/tmp/var/update/bqfs". */
     bool IsUpdated() const;
 
     /**
-     * Plays the waiting flash stream line by line: writes, compares and waits. The first line that
-     * fails is reported on standard output and ends it.
-     * @throws Error of a transfer or when there is no reading the file, std::logic_error for a line
-     *         that makes no sense, int 22 (EINVAL) for a compare that differs
+     * Plays the waiting flash stream line by line: writes, compares and waits. It ends at the first
+     * line that fails, and reports that line's kind on standard output.
+     * @throws Error of a transfer or of reading the file, std::logic_error for a line that cannot
+     * be parsed, int 22 (EINVAL) for a compare that differs
      */
     void ExecuteFlashStream();
 
     /**
-     * The whole update: brings the gauge into ROM mode, plays the stream, leaves ROM mode and
-     * deletes the stream; nothing when none waits. A failed update keeps the stream for the next
-     * try.
-     * @throws what ExecuteFlashStream() and the transfers throw
+     * Brings the gauge into ROM mode, plays the waiting stream, brings the gauge out of ROM mode
+     * and deletes the stream. Does nothing when no stream waits. A stream that fails is kept.
+     * @throws what ExecuteFlashStream() and ExitRomMode() throw, Error of deleting the stream
      */
     void Update();
 

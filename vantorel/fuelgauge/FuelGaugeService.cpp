@@ -34,7 +34,7 @@ void FuelGaugeService::ApplyPendingUpdate() {
         gauge.Update();
         PrintStatus("FUEL GAUGE UPDATE COMPLETE!");
     } catch (...) {
-        // The stream is kept for the next start; until then the device runs with the gauge it has.
+        // The stream is kept for the next start; the device runs without it until then.
         PrintStatus("FUEL GAUGE UPDATE FAILED!");
     }
 }
@@ -43,8 +43,8 @@ void FuelGaugeService::ResetGauge() {
     try {
         gauge.Reset();
     } catch (const Error& error) {
-        // A gauge that a failed update left in ROM mode acknowledges nothing here, and it must not
-        // keep the device from starting: only a start can take up its update again.
+        // A failed update leaves the gauge in ROM mode, where it does not acknowledge. The device
+        // must start all the same: the next start repeats the update.
         if (error.Value() != ENXIO) {
             throw;
         }

@@ -10,12 +10,12 @@
 namespace vantorel {
 
 /**
- * Polls the fuel gauge and hands each reading, or each failure, to its observers.
+ * Polls the fuel gauge and passes each reading, or each failure, to its observers.
  *
  * It starts itself when the connection manager's first decision finds a battery: it applies a
- * pending flash stream, resets the gauge and only then starts polling, all of it on the connection
- * manager's thread, so nothing else of this class speaks to the gauge meanwhile. Register it last
- * with the connection manager: it blocks for a second or, with a stream, for minutes.
+ * pending flash stream, resets the gauge and only then starts polling. The update and the reset run
+ * on the connection manager's thread, before the polling thread exists. Register it last with the
+ * connection manager: it blocks for a second, and for as long as a stream takes.
  *
  * A gauge that does not acknowledge reads as 0, see FuelGauge. Observers are called on the
  * service's thread; an exception of theirs ends the process.
@@ -23,21 +23,23 @@ namespace vantorel {
 class VANTOREL_EXPORT FuelGaugeService final : public ConnectionObserver, public Service {
 public:
     /**
-     * @param polled borrowed for the life of the service
+     * @param polled the gauge, borrowed for the life of the service
      * @param pause between two passes
      */
     FuelGaugeService(FuelGauge& polled, std::chrono::milliseconds pause);
-    /** Stops polling first. */
+    /** Stops polling. */
     ~FuelGaugeService() override;
 
-    /** Adds an observer; to be finished before the first connection state is announced. */
+    /** Adds an observer, borrowed. Not locked: add all before the first connection state. */
     void AddObserver(FuelGaugeObserver& observer) { observers.Add(observer); }
 
+    /** Updates, resets and polls the gauge after the first decision; see the class. */
     void OnConnectionStateChanged(ConnectionState newState,
                                   ConnectionState oldState) noexcept override;
+    /** Does nothing. */
     void OnConnectionError(Error& error) override;
 
-    /** One pass: level, current, voltage, temperature, each on its own. */
+    /** Makes one pass: level, current, voltage, temperature. A failure does not end the pass. */
     void ServiceFunction() override;
 
 private:

@@ -41,7 +41,7 @@ I2C::~I2C() = default;
 
 void I2C::SetAddress(std::uint8_t slaveAddress) {
     address = slaveAddress;
-    // This request takes the number itself where others take a pointer.
+    // The kernel takes the address itself as this request's argument, not a pointer to it.
     void* argument = reinterpret_cast<void*>(std::uintptr_t{slaveAddress});
     OrThrow(sys::Ioctl(fd.Get(), I2C_SLAVE, argument));
 }
@@ -51,7 +51,7 @@ void I2C::ReadRegister(std::uint8_t command, std::uint8_t* buffer, std::size_t l
         throw Error(EINVAL);
     }
     CheckLength(length);
-    // One address for both: another thread may change it meanwhile.
+    // Both messages need the same address, and another thread may change it between them.
     const std::uint8_t slave = address;
     i2c_msg messages[2] = {{slave, 0, 1, &command},
                            {slave, I2C_M_RD, static_cast<__u16>(length), buffer}};

@@ -10,17 +10,17 @@
 namespace vantorel {
 
 /**
- * One device on an I2C bus, spoken to through the bus's character device.
+ * One device on an I2C bus, accessed through the bus's character device (I2C_RDWR, I2C_SLAVE).
  *
- * All operations throw Error with the errno of the failed call; ENXIO (6) means that nobody
- * acknowledged. Thread-safe: each transfer is one call that carries the
- * address, but for Read() and Write(), which go to the one that was set last.
+ * All operations throw Error with the errno of the failed call; ENXIO (6) means that no device
+ * acknowledged. Thread-safe: each register transfer is one call that carries the address. Read()
+ * and Write() use the address that was set last.
  */
 class VANTOREL_EXPORT I2C : public Device {
 public:
     /**
-     * @param deviceName the name, free to choose
-     * @param devicePath the bus
+     * @param deviceName any name
+     * @param devicePath the bus, for instance "/dev/i2c-0"
      * @param slaveAddress the 7-bit address of the device
      */
     I2C(std::string deviceName, std::string devicePath, std::uint8_t slaveAddress);
@@ -30,7 +30,7 @@ public:
     void SetAddress(std::uint8_t slaveAddress);
 
     /**
-     * Writes a command byte and, after a repeated start, reads the answer.
+     * Writes a command byte and, after a repeated start, reads that many bytes.
      * @throws Error EINVAL for a null buffer or more bytes than a message can have
      */
     void ReadRegister(std::uint8_t command, std::uint8_t* buffer, std::size_t length);
@@ -41,9 +41,9 @@ public:
      */
     void WriteRegister(std::uint8_t command, const std::uint8_t* data, std::size_t length);
 
-    /** Reads without a command; answers the number of bytes. */
+    /** Reads without a command; returns the number of bytes. */
     std::size_t Read(std::uint8_t* buffer, std::size_t length);
-    /** Writes without a command; answers the number of bytes. */
+    /** Writes without a command; returns the number of bytes. */
     std::size_t Write(const std::uint8_t* data, std::size_t length);
 
 private:

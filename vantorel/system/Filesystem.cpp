@@ -45,7 +45,7 @@ Filesystem::~Filesystem() {
 
 void Filesystem::LoadModules() const {
     if (type == "vfat") {
-        Tools::Modprobe("nls-cp437"); // the driver's default code page, not loaded by itself
+        Tools::Modprobe("nls-cp437"); // the driver's default code page, a module of its own
         Tools::Modprobe("vfat");
     } else if (type == "jffs2") {
         Tools::Modprobe("jffs2");
@@ -54,7 +54,7 @@ void Filesystem::LoadModules() const {
 
 void Filesystem::AttachLoopDevice() {
     Tools::Modprobe("loop");
-    // Closed in the reverse of this order; the binding outlives the descriptors.
+    // The loop device stays bound when the descriptors are closed.
     const UniqueFd image = OpenFile(device, O_RDWR);
     const UniqueFd control = OpenFile("/dev/loop-control", O_RDWR);
     device = "/dev/loop" + std::to_string(Control(control, LOOP_CTL_GET_FREE));

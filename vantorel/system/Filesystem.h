@@ -11,8 +11,9 @@ namespace vantorel {
  * type needs, attaches an image file to a free loop device if asked to, makes the mount point and
  * mounts; destruction unmounts and removes the mount point.
  *
- * What construction has done before a step fails stays done, and the loop device stays bound. A
- * failure in the destructor ends the process, for the mount would outlive its owner. Thread-bound.
+ * When a step of the construction fails, the earlier steps are not undone: the loop device stays
+ * bound. A failure in the destructor ends the process, since the mount would outlive its owner. Not
+ * thread-safe.
  */
 class VANTOREL_EXPORT Filesystem {
 public:
@@ -31,17 +32,17 @@ public:
     virtual ~Filesystem();
 
     /**
-     * Unmounts and mounts again, to see what somebody else has changed underneath, such as a USB
-     * host on the image.
+     * Unmounts and mounts again, so that changes below the file system become visible, such as
+     * those of a USB host to the image.
      * @throws Error; when the second mount fails, the file system stays unmounted
      */
     void Remount();
 
-    /** The block device; the loop device when one is used. */
+    /** Returns the block device; the loop device when one is used. */
     std::string Device() const { return device; }
-    /** The mount point with a slash added, ready for a file name. */
+    /** Returns the mount point with a slash added. */
     std::string MountPoint() const { return mountPoint + "/"; }
-    /** The type given at construction. */
+    /** Returns the type given at construction. */
     std::string Type() const { return type; }
 
 private:

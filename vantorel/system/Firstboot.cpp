@@ -41,7 +41,7 @@ void Firstboot::Clear() {
 bool Firstboot::Value() const {
     std::ifstream file(markerFile);
     std::ostringstream content;
-    content << file.rdbuf(); // an iterator of the file would throw where flash cannot be read
+    content << file.rdbuf(); // unlike an iterator, this does not throw when a read fails
     const std::string text = content.str();
     PrintStatus("FIRSTBOOT STR: ", text);
     const bool value = IsNonZero(text);

@@ -5,9 +5,10 @@
 namespace vantorel {
 
 /**
- * One flag in the file "/tmp/var/firstboot": set after a firmware update was written, so that the
- * application can treat the next start as the first of the new firmware, and cleared by it once it
- * has. A number other than 0 counts as set. Nothing here throws. Reentrant.
+ * A flag in the file "/tmp/var/firstboot". A firmware update sets it, so that the application can
+ * treat the next start as the first one of the new firmware; the application clears it. A number
+ * other than 0 counts as set. No operation throws: a failed read counts as not set, and a failed
+ * write is not reported. Stateless; any thread may call it.
  */
 class VANTOREL_EXPORT Firstboot {
 public:
@@ -18,7 +19,7 @@ public:
     void Reset();
     /** Clears the flag. */
     void Clear();
-    /** Reads the flag and prints what it found; no readable number means not set. */
+    /** Reads the flag, and prints the file's text and the value. */
     bool Value() const;
 };
 

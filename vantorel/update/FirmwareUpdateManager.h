@@ -12,74 +12,81 @@ namespace vantorel {
 
 class Filesystem;
 
-/** How far a firmware update has come. The numbers are printed in status lines. */
+/** The state of a firmware update. Status lines print the numbers. */
 enum class FirmwareUpdateState {
-    Idle = 0,       /**< watching the drive for an archive */
+    Idle = 0,       /**< polling the drive for an archive */
     FileFound = 1,  /**< an archive has been found and copied */
-    FileValid = 2,  /**< it unpacked and holds what an update needs */
+    FileValid = 2,  /**< it is unpacked and has the members that an update needs */
     Begin = 3,      /**< flash is about to be written */
     InProgress = 4, /**< flash is being written */
-    Complete = 5,   /**< the new slot runs at the next boot; final */
-    Failed = 6,     /**< the next boot is as before, unless an observer threw; final */
+    Complete = 5,   /**< the next boot runs the new slot; final */
+    Failed = 6,     /**< the next boot runs the same slot, unless an observer threw; final */
 };
 
 /**
  * Installs a firmware update that a USB host has copied onto the device's drive as "THERMAL.STR".
  *
  * The device has two slots, each a FIT image partition and a root file-system partition in flash.
- * The manager writes the slot that is not running, then points the boot-loader variable
- * "image_select" at it and sets the first-boot marker. It polls every 250 ms, one step a poll, and
- * starts itself when a USB host is attached. Observers are told on its thread.
+ * The manager writes the slot that is not running, then sets the boot-loader variable
+ * "image_select" to it and sets the first-boot marker. It polls every 250 ms, one step a poll, and
+ * starts itself when a USB host is attached. Observers are notified on its thread.
  *
- * The archive is not signed: whoever can write the drive can replace the firmware.
+ * The archive is not signed: a host that can write the drive can replace the firmware.
  */
 class VANTOREL_EXPORT FirmwareUpdateManager final : public ConnectionObserver, public Service {
 public:
     /**
-     * Determines the slots; without a running slot on the kernel's command line the manager is
-     * disabled and never starts.
+     * Creates the working directory "/tmp/update/" and reads the running slot from the kernel's
+     * command line. If that names no slot, the manager is disabled and never starts.
      * @param drive the device's side of the USB drive, borrowed for the life of the manager
-     * @throws Error when the working directory cannot be made
+     * @throws Error with the errno of mkdir() when it fails
      */
     explicit FirmwareUpdateManager(Filesystem& drive);
     ~FirmwareUpdateManager() override;
 
-    /** Adds an observer; to be finished before a host can be attached. */
+    /** Adds an observer, borrowed. Not locked: add all before a host can be attached. */
     void AddObserver(FirmwareUpdateObserver& observer) { observers.Add(observer); }
 
+    /** Starts polling when a host is attached, unless the manager is disabled. */
     void OnConnectionStateChanged(ConnectionState newState,
                                   ConnectionState oldState) noexcept override;
+    /** Does nothing. */
     void OnConnectionError(Error& error) override;
 
-    /** One step. */
+    /** Makes one step. */
     void ServiceFunction() override;
 
     /**
-     * Prints the requested state and, when it may follow the current one, enters it and tells the
-     * observers. Idle and Failed may follow any state, the others only the one before them.
+     * Prints the requested state. When it may follow the current one, enters it and notifies the
+     * observers. Idle and Failed may follow any state, each other state only the one before it.
      */
     void TransitionToState(FirmwareUpdateState newState);
 
-    /** Looks for the archive and copies it; false also when the drive cannot be read. */
+    /**
+     * Mounts the drive again and copies the archive from it; false when there is none, or when the
+     * drive cannot be mounted.
+     */
     bool IsUpdateImagePresent();
-    /** Whether the copied archive could be unpacked and is complete. */
+    /** Whether ExtractImage() succeeds. */
     bool IsUpdateImageValid();
     /**
-     * Unpacks the copied archive and passes a fuel-gauge stream in it on to the gauge.
-     * @throws Error of the unpacking
-     * @throws int 2 (ENOENT) when a member is missing or no regular file
+     * Unpacks the copied archive. A fuel-gauge stream in it replaces the one in
+     * "/tmp/var/update/bqfs", which is played at the next start on battery. A stream that cannot be
+     * copied is not reported; none waits then, neither the old one nor a part of the new one.
+     * @throws Error with the wait status of tar when it fails
+     * @throws int 2 (ENOENT) when a member is missing or is not a regular file
      */
     void ExtractImage();
-    /** Nothing: the flash tool erases. */
+    /** Does nothing: the flash tool erases. */
     void EraseFlash();
     /** Writes both partitions. @throws Error when a partition is missing or the tool fails */
     void WriteFlash();
-    /** Nothing: the flash tool verifies. */
+    /** Does nothing: the flash tool verifies. */
     void VerifyFlash();
     /**
      * Makes the boot loader choose the written slot.
-     * @throws Error EINVAL when neither slot is running, or what the tool's start fails with
-     * @throws std::out_of_range when the kernel was not told which slot it is in
+     * @throws Error EINVAL when the command line names neither slot, or as Tools::FwSetEnv()
+     * @throws std::out_of_range when the command line has no "image_select"
      */
     void UpdateImageSelect();
 

@@ -13,8 +13,8 @@ void FlashPartition::Write(const std::string& directory) const {
     if (device.empty()) {
         throw Error(EBADE);
     }
-    // Any way to end but success counts, a signal too: a tool that the kernel killed for memory has
-    // left half a partition, and the boot loader must not be pointed at it.
+    // A signal counts as a failure, too: a killed tool leaves half a partition, which the boot
+    // loader must not boot.
     const int status = RunAndWait(Applet({"flashcp", "-v", directory + member, device}));
     if (status != 0) {
         throw Error(status);

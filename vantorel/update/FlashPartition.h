@@ -14,8 +14,9 @@ struct VANTOREL_EXPORT FlashPartition {
     /**
      * Erases the partition, writes the member to it and verifies it, by the flash copy tool.
      * @param directory where the archive was unpacked, with a trailing slash
+     * Waits for the tool, without a limit.
      * @throws Error EBADE for an unknown partition, the tool's wait status when it fails, is
-     *         killed or is missing, errno when no process can be had
+     *         killed or is missing, errno when no process can be started
      */
     void Write(const std::string& directory) const;
 };

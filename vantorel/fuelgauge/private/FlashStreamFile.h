@@ -2,7 +2,7 @@
 
 namespace vantorel {
 
-/** Where a firmware update leaves the stream that reprograms the gauge at the next start. */
+/** The stream that reprograms the gauge at the next start; a firmware update puts it there. */
 inline constexpr const char* flashStreamDirectory = "/tmp/var/update";
 inline constexpr const char* flashStreamFile = "/tmp/var/update/bqfs";
 
