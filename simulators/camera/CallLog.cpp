@@ -5,7 +5,7 @@
 namespace kirosim {
 
 CallLog& CallLog::Instance() {
-    static CallLog* const log = new CallLog; // never destroyed: threads may still run at the end
+    static CallLog* const log = new CallLog; // never destroyed: threads may outlive main()
     return *log;
 }
 

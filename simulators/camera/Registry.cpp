@@ -3,8 +3,7 @@
 namespace kirosim {
 
 Registry& Registry::Instance() {
-    static Registry* const registry =
-        new Registry; // never destroyed: threads may still run at the end
+    static Registry* const registry = new Registry; // never destroyed: threads may outlive main()
     return *registry;
 }
 

@@ -9,14 +9,14 @@
 namespace vantorel {
 
 /**
- * The one place where the system runs other programs and makes raw file-system calls. Programs are
- * started by absolute path and argument list, never through a shell's command line; applets as
- * arguments of "/bin/busybox".
+ * Runs other programs and makes raw file-system calls for the whole system. Programs are started by
+ * absolute path and argument list, never through a shell's command line; applets run as arguments
+ * of "/bin/busybox".
  *
  * Unless an operation says otherwise, a failed fork, wait or system call throws Error with its
- * errno, and how a program ends is not looked at. Operations that wait do so without a time-out.
- * All are stateless and may be called on any thread. Children of operations that do not wait are
- * never reaped here; their ids stay valid for a wait by the caller.
+ * errno, and the exit status of a program is not examined. Operations that wait do so without a
+ * time-out. All are stateless; any thread may call them. Children of operations that do not wait
+ * are not reaped here; the caller may wait for their ids.
  */
 class VANTOREL_EXPORT Tools {
 public:
@@ -35,16 +35,16 @@ public:
     static void Rmmod(std::string module);
     /** Sets the host name from a file; waits. */
     static void Hostname(std::string file);
-    /** Brings a network interface up; answers the process id without waiting. */
+    /** Brings a network interface up; returns the process id without waiting. */
     static pid_t Ifup(std::string interface);
-    /** Takes a network interface down; answers the process id without waiting. */
+    /** Takes a network interface down; returns the process id without waiting. */
     static pid_t Ifdown(std::string interface);
     /**
-     * Puts a root shell on a serial line, a new one whenever the last one has ended, without delay
-     * or limit; answers the process id of the child that sees to it.
+     * Puts a root shell on a serial line, and a new one whenever the last one has ended, without
+     * delay or limit. Returns the process id of the child that supervises them, without waiting.
      */
     static pid_t GettyStart(std::string line, std::string speed);
-    /** Starts a debug server on a line; answers its process id without waiting. */
+    /** Starts a debug server on a line; returns its process id without waiting. */
     static pid_t GdbserverStart(std::string comm);
     /** Formats a device or image as FAT; waits. */
     static void MkfsVfat(std::string device, std::string label);
@@ -60,18 +60,18 @@ public:
     static void InitdStart(std::string name);
     /** Runs "/etc/init.d/NAME stop"; waits. */
     static void InitdStop(std::string name);
-    /** Starts a shell with HOME=/ and the given TERM; answers its process id without waiting. */
+    /** Starts a shell with HOME=/ and the given TERM; returns its process id without waiting. */
     static pid_t ShStart(std::string term);
 
     // File system.
 
-    /** Makes a directory for the owner only (0600); one that exists is fine. */
+    /** Makes a directory for the owner only (0600). An existing entry is not an error. */
     static void Mkdir(std::string path);
     /** Removes an empty directory. */
     static void Rmdir(std::string path);
     /** Removes a file. */
     static void Unlink(std::string path);
-    /** Mounts, unless something of that type is mounted there already, from whatever source. */
+    /** Mounts, unless a file system of that type, of any source, is mounted there already. */
     static void Mount(std::string source, std::string target, std::string type, bool readOnly);
     /** Makes a mount read-only or writable. */
     static void Remount(std::string target, bool readOnly);
@@ -81,23 +81,22 @@ public:
     static bool IsMounted(std::string target, std::string type);
     /** Copies a file; nothing is reported, and a missing source leaves an empty destination. */
     static void Cp(std::string source, std::string destination);
-    /** Nothing, on purpose: a hook for boards whose interrupts want to be spread over processors.
-     */
+    /** Does nothing: a hook for boards that distribute interrupts over processors. */
     static void BalanceIrqs();
 
     // Queries.
 
-    /** The first process whose executable is exactly this path, or -1. */
+    /** Returns the first process whose executable is exactly this path, or -1. */
     static pid_t PidOf(std::string executable);
     /**
-     * The device ("/dev/mtd3") of the first line of "/proc/mtd" that contains the name, or an empty
-     * text. The name must be unique in the table as a part of its lines.
+     * Returns the device ("/dev/mtd3") of the first line of "/proc/mtd" that contains the name, or
+     * an empty text. The name must not be a part of another line.
      */
     static std::string MtdOf(std::string partitionName);
-    /** The first descriptor of a process that is open on exactly this path, or -1. */
+    /** Returns the first descriptor of a process that is open on exactly this path, or -1. */
     static int GetFd(pid_t pid, std::string target);
     /**
-     * The running slot: the one character after "image_select=" on the kernel's command line.
+     * Returns the running slot: the character after "image_select=" on the kernel's command line.
      * @throws std::out_of_range when the command line has no such parameter
      */
     static std::string ImageSelect();

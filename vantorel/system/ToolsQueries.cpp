@@ -1,4 +1,4 @@
-// The half of Tools that looks things up in /proc.
+// The queries of Tools, which read /proc.
 
 #include "vantorel/service/private/Sys.h"
 #include "vantorel/system/Tools.h"
@@ -20,7 +20,7 @@ struct DirectoryCloser {
 };
 using Directory = std::unique_ptr<DIR, DirectoryCloser>;
 
-/** Where a link points to, or nothing when it cannot be read. */
+/** The target of a link, or nothing when it cannot be read. */
 std::optional<std::string> LinkTarget(const std::string& link) {
     std::array<char, 4096> text{};
     const ssize_t length = sys::Readlink(link.c_str(), text.data(), text.size());
@@ -66,7 +66,7 @@ int Tools::GetFd(pid_t pid, std::string target) {
     while (const char* name = NextEntry(descriptors)) {
         const auto link = LinkTarget(path + name);
         if (!link) {
-            return -1; // the process is going: what it still shows is no longer to be relied on
+            return -1; // the process is ending, so that its other links are not reliable
         }
         if (*link == target) {
             return std::atoi(name);
@@ -89,10 +89,10 @@ std::string Tools::ImageSelect() {
     std::ifstream file("/proc/cmdline");
     std::string text{std::istreambuf_iterator<char>(file), {}};
     if (text.ends_with('\n')) {
-        text.pop_back(); // the kernel's, not a value after a '=' at the end
+        text.pop_back(); // added by the kernel; it is no value of a parameter at the end
     }
-    // Throws when the parameter is missing; without a '=' after it the search ends at "npos", one
-    // further is 0, and the answer the first letter of the key, which no slot is called.
+    // Throws when the parameter is missing. Without a '=' after it, find() returns npos; npos + 1
+    // is 0, and the result is the first letter of the key, which is not the name of a slot.
     const std::string parameter = text.substr(text.find("image_select"));
     return parameter.substr(parameter.find('=') + 1, 1);
 }
