@@ -75,7 +75,8 @@ protected:
             return request == I2C_RDWR ? Transfer(*static_cast<i2c_rdwr_ioctl_data*>(argument)) : 0;
         };
         InstallFirst();
-        EXPECT_GT(whole.size() + 10, std::ranges::count(wholeStream, '\n')); // comments apart
+        const auto lines = static_cast<std::size_t>(std::ranges::count(wholeStream, '\n'));
+        EXPECT_GT(whole.size() + 10, lines); // comments apart
     }
 
     /** Installs the stream and notes its moments and the flash afterwards; then starts again. */

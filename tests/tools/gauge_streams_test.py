@@ -60,6 +60,8 @@ class StreamTools(unittest.TestCase):
             # It leaves for good, and resets the gauge.
             ([*KEYS, *ENTER, *ROW, *EXIT, *KEYS, *DATA, "W: AA 00 41 00"],
              [*notes([*KEYS, *ENTER]), *ROW, *EXIT, *KEYS, *DATA, "W: AA 00 41 00", *BACK]),
+            # Its exit is not the one that the device makes.
+            ([*ROW, EXIT[0], "W: 16 64 0F 00 00"], [*ROW, EXIT[0], "W: 16 64 0F 00 00", *BACK]),
             # It is for normal mode alone, with the checks and keys of its own.
             (["W: AA 00 01 00", "C: AA 00 20 05", *KEYS, *DATA],
              [*EXIT, "W: AA 00 01 00", "C: AA 00 20 05", *KEYS, *DATA, *BACK]),
@@ -77,6 +79,7 @@ class StreamTools(unittest.TestCase):
             ([*ROW, *EXIT, *ROW], 8),  # in normal mode still
             ([*ROW, *EXIT, *ENTER, *ROW], 9),  # sealed by the restart
             ([*ROW, *EXIT, *KEYS[:3], *ENTER, *ROW], 12),
+            ([*ROW, *EXIT, KEYS[0], "W: AA 00 00 00", *KEYS[1:], *ENTER, *ROW], 14),  # torn key
             ([*ROW, *EXIT, *KEYS, "W: AA 00 41 00", *ENTER, *ROW], 14),
             ([*ROW, *EXIT, "W: AA 00 21", "W: AA 01 5C"], 8),
             ([*ROW, "W: 18 00 01"], 5),

@@ -4,6 +4,7 @@
 #include "tests/update/UpdateFixture.h"
 
 #include <set>
+#include <tuple>
 
 #include <fcntl.h>
 #include <sys/sendfile.h>
@@ -129,7 +130,7 @@ public:
         };
         sys->Sendfile = [this](int to, int from, off_t* offset, std::size_t) {
             Step(!written.empty());
-            return ::sendfile(to, from, offset, 9000);
+            return ::sendfile(to, from, offset, 15'000);
         };
         sys->Fsync = [this](int fd) {
             Step(true);
