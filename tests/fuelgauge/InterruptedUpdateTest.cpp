@@ -251,7 +251,7 @@ TEST_F(InterruptedUpdate, TakesAStreamForAnotherPlayerOnceItIsConverted) {
         stream.text = *converted;
         InstallFirst();
         EXPECT_EQ(std::memcmp(&updated, &meant, sizeof meant), 0);
-        for (std::size_t i = 0; i < whole.size(); i += 7 * stride) {
+        for (std::size_t i = 0; i < whole.size(); i += 20 * stride) {
             SCOPED_TRACE(i);
             GoTo(whole[i]);
             gauge_power_cycle(&model);
