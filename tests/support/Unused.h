@@ -9,7 +9,7 @@ namespace vantorel::test {
 template <typename T>
 T& Unused() {
     alignas(16) static char nothing[16];
-    return *reinterpret_cast<T*>(nothing);
+    return *static_cast<T*>(static_cast<void*>(nothing));
 }
 
 } // namespace vantorel::test

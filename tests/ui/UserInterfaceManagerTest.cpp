@@ -7,13 +7,28 @@
 #include "tests/support/Unused.h"
 #include "tests/ui/DeviceFiles.h"
 #include "vantorel/camera/CameraManager.h"
+#include "vantorel/devices/Button.h"
 #include "vantorel/devices/LCD.h"
+#include "vantorel/devices/Torch.h"
 #include "vantorel/logger/LoggerEntry.h"
 #include "vantorel/service/Error.h"
 #include "vantorel/ui/Version.h"
 
+#include <csignal>
+#include <functional>
 #include <future>
 #include <optional>
+
+#include <dlfcn.h>
+
+/** What the UI library does before it shows the thermal screen. */
+static std::function<void()> beforeThermalScreen = [] {};
+
+// In the place of the simulator's, which it calls.
+void SelectTIScreen(void) {
+    beforeThermalScreen();
+    reinterpret_cast<void (*)()>(::dlsym(RTLD_NEXT, __func__))();
+}
 
 namespace vantorel {
 namespace {
@@ -84,6 +99,39 @@ TEST_F(UserInterfaceManagerTest, KnowsTheTransitionsBetweenScreensAndNoOthers) {
     }
 }
 
+// The library may raise the user's request while it changes screens, and the charger be plugged in
+// on another thread.
+TEST_F(UserInterfaceManagerTest, ShowsTheScreenOfItsStateWhoeverChangesItMeanwhile) {
+    beforeThermalScreen = [this] {
+        EXPECT_EQ(manager->State(), State::ThermalImaging);
+        manager->TransitionToState(State::Splash); // refused
+        manager->TransitionToState(State::Update);
+        EXPECT_EQ(vantorelui_sim_screen(), VANTORELUI_SIM_SCREEN_UPDATE);
+    };
+    manager->TransitionToState(State::ThermalImaging);
+    EXPECT_EQ(manager->State(), State::Update);
+    EXPECT_EQ(vantorelui_sim_screen(), VANTORELUI_SIM_SCREEN_UPDATE);
+
+    manager.emplace();
+    std::promise<void> selecting;
+    std::promise<void> go;
+    beforeThermalScreen = [&] {
+        selecting.set_value();
+        go.get_future().wait();
+    };
+    const auto frame =
+        std::async(std::launch::async, [&] { manager->TransitionToState(State::ThermalImaging); });
+    selecting.get_future().wait();
+    const auto charger =
+        std::async(std::launch::async, [&] { manager->TransitionToState(State::Charging); });
+    EXPECT_EQ(charger.wait_for(std::chrono::milliseconds(30)), std::future_status::timeout);
+    go.set_value();
+    charger.wait();
+    EXPECT_EQ(manager->State(), State::Charging);
+    EXPECT_EQ(vantorelui_sim_screen(), VANTORELUI_SIM_SCREEN_CHARGING);
+    beforeThermalScreen = [] {};
+}
+
 TEST_F(UserInterfaceManagerTest, FollowsConnectionStatesAndAsksForPowerOffWhenUnplugged) {
     const struct {
         int from, to;
@@ -111,6 +159,25 @@ TEST_F(UserInterfaceManagerTest, PassesTheLibrarysEventsOnWithWhatObserversThrow
                 ElementsAre("off", "torch on", "torch off", "power double", "torch double"));
     EXPECT_EQ(test::ReadFile("/tmp/var/units"), "C");
     EXPECT_THROW(vantorelui_sim_event(VANTORELUI_EVENT_POWER_OFF), Error);
+}
+
+// Nobody knows what an LED shows that has refused a click. The supervisor starts the application
+// anew, which reads it.
+TEST_F(UserInterfaceManagerTest, EndsTheProcessWhenTheLedRefusesAClick) {
+    GTEST_FLAG_SET(death_test_style, "fast"); // the process stays in its namespaces
+    test::WriteFile("/tmp/torch/brightness", "0");
+    Torch torch("torch", "/tmp/torch/");
+    manager->AddObserver(torch);
+    Button button("vantorel.button.torch", "/dev/null", 1);
+    const auto click = [&] {
+        manager->OnButtonDown(button);
+        manager->OnButtonUp(button);
+    };
+    click();
+    EXPECT_EQ(test::ReadFile("/tmp/torch/brightness"), "01");
+    test::ScopedSys sys;
+    sys->Write = [](auto...) { return test::FailWith(EIO); };
+    EXPECT_EXIT(click(), testing::KilledBySignal(SIGABRT), "");
 }
 
 // The board's limit: tests/device/day.console.

@@ -22,10 +22,11 @@ namespace {
 
 constexpr const char* unitsFile = "/tmp/var/units";
 
-// The header's temperatures move slowly; a push per frame would only make the numbers flicker.
+// From one push of a frame's two temperatures to the next: six times a second at 30 frames a
+// second.
 constexpr std::uint64_t framesPerTemperature = 5;
 
-// Above these the battery ages quickly and the board comes near the processor's limit.
+// Degrees Celsius from which on the screen shows the overheating mark.
 constexpr float boardLimit = 80.0F;
 constexpr float batteryLimit = 65.0F;
 
@@ -46,7 +47,18 @@ void PassOn(const Button& button, void (*power)(), void (*torch)(), void (*reset
     }
 }
 
-/** Takes out of a battery temperature what the lit torch beside the battery adds to it. */
+/**
+ * The units that UnitsChanged() has saved. Only the one letter means Celsius: a device whose units
+ * were never chosen comes up with Fahrenheit, as does one whose file is damaged.
+ */
+int SavedUnits() {
+    std::string line;
+    std::ifstream file(unitsFile);
+    std::getline(file, line);
+    return line == "C" ? VANTORELUI_CELSIUS : VANTORELUI_FAHRENHEIT;
+}
+
+/** Takes out of a battery temperature what the lit torch adds to it. */
 float WithoutTorchHeat(float t) {
     const float shifted = t - 0.955988F;
     const float linear = std::fma(0.029888F, t, shifted);
@@ -69,33 +81,57 @@ UserInterfaceManager::~UserInterfaceManager() = default;
 
 void UserInterfaceManager::TransitionToState(UserInterfaceState target) {
     const std::lock_guard lock(transitionMutex);
-    const UserInterfaceState from = state;
-    const bool running =
-        from == UserInterfaceState::Splash || from == UserInterfaceState::ThermalImaging;
-    if (target == UserInterfaceState::Splash && from == UserInterfaceState::None) {
-        ::SelectSplashScreen();
-    } else if (target == UserInterfaceState::ThermalImaging && from == UserInterfaceState::Splash) {
-        ShowThermalImaging();
-    } else if (target == UserInterfaceState::Charging && running) {
-        ::SelectChargingScreen();
-    } else if (target == UserInterfaceState::Update && running) {
-        ::SelectUpdateScreen();
-    } else if (target == UserInterfaceState::Fault) {
-        ::SelectErrorScreen();
-    } else {
+    if (!Leads(state, target)) {
         return;
     }
+    // Before the UI library is called: what it raises meanwhile must find the new state.
     state = target;
+    // A handler may have moved on to another screen before the library showed this one. Which of
+    // the two it then shows is its own business, so the later one is selected again.
+    UserInterfaceState shown = UserInterfaceState::None;
+    while (shown != state) {
+        shown = state;
+        Show(shown);
+    }
 }
 
-void UserInterfaceManager::ShowThermalImaging() {
-    std::string line;
-    std::ifstream file(unitsFile);
-    std::getline(file, line);
-    // Everything but the one letter means Fahrenheit, the units of the market that the product is
-    // made for; a device whose units were never chosen must come up with them.
-    ::SetTemperatureUnits(line == "C" ? VANTORELUI_CELSIUS : VANTORELUI_FAHRENHEIT);
-    ::SelectTIScreen();
+bool UserInterfaceManager::Leads(UserInterfaceState from, UserInterfaceState target) {
+    switch (target) {
+    case UserInterfaceState::Splash:
+        return from == UserInterfaceState::None;
+    case UserInterfaceState::ThermalImaging:
+        return from == UserInterfaceState::Splash;
+    case UserInterfaceState::Charging:
+    case UserInterfaceState::Update:
+        return from == UserInterfaceState::Splash || from == UserInterfaceState::ThermalImaging;
+    case UserInterfaceState::Fault:
+        return true;
+    default:
+        return false;
+    }
+}
+
+void UserInterfaceManager::Show(UserInterfaceState screen) {
+    switch (screen) {
+    case UserInterfaceState::Splash:
+        ::SelectSplashScreen();
+        break;
+    case UserInterfaceState::ThermalImaging:
+        ::SetTemperatureUnits(SavedUnits());
+        ::SelectTIScreen();
+        break;
+    case UserInterfaceState::Charging:
+        ::SelectChargingScreen();
+        break;
+    case UserInterfaceState::Update:
+        ::SelectUpdateScreen();
+        break;
+    case UserInterfaceState::Fault:
+        ::SelectErrorScreen();
+        break;
+    default:
+        break;
+    }
 }
 
 void UserInterfaceManager::OnButtonDown(Button& button) noexcept {

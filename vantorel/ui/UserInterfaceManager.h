@@ -67,13 +67,17 @@ public:
     /** Adds a receiver of the user's requests; to be finished before any service is started. */
     void AddObserver(UserInterfaceObserver& observer) { observers.Add(observer); }
 
-    /** The screen shown at the moment. Thread-safe. */
+    /** The screen selected last; the UI library may still be about to show it. Thread-safe. */
     UserInterfaceState State() const { return state; }
 
     /**
      * Shows another screen; a change that the state machine does not know is refused silently.
      * Splash comes from None; ThermalImaging from Splash; Charging and Update from Splash or
-     * ThermalImaging; Fault from anywhere. Thread-safe.
+     * ThermalImaging; Fault from anywhere.
+     *
+     * Thread-safe: a second thread waits until the first one's screen is selected. A handler of an
+     * event that the UI library raises meanwhile, on the same thread, may select a further screen;
+     * that one is shown in the end.
      */
     void TransitionToState(UserInterfaceState target);
 
@@ -140,7 +144,8 @@ public:
     static void TorchButtonDoubleClick(void* context); /**< tells the observers */
 
 private:
-    void ShowThermalImaging();
+    static bool Leads(UserInterfaceState from, UserInterfaceState target);
+    static void Show(UserInterfaceState screen);
     void KeepFrame(const kiroframe_t& image);
     void UpdateOverheatingIndicator();
 
@@ -158,7 +163,8 @@ private:
     // thread must not wait for it.
     std::atomic<bool> frameKept{false};
     // Three threads change screens; without it a late first frame could undo the charging screen.
-    std::mutex transitionMutex;
+    // Recursive, since the UI library may raise an event while it selects a screen.
+    std::recursive_mutex transitionMutex;
 };
 
 } // namespace vantorel
