@@ -179,7 +179,8 @@ TEST_F(CameraManagerTest, DoubleClicksToggleSensorModeAndDebugDisplay) {
     }
 }
 
-// No camera may be freed under a frame or a request. Meant for the thread and address sanitizers.
+// No camera and no list of observers may be freed under a frame or a request, nor when frames
+// overlap on two threads of the SDK. Meant for the thread and address sanitizers.
 TEST_F(CameraManagerTest, SurvivesConnectsFramesAndRequestsAtOnce) {
     const auto forever = [](auto action) {
         return std::jthread([action](const std::stop_token& end) {
@@ -189,6 +190,7 @@ TEST_F(CameraManagerTest, SurvivesConnectsFramesAndRequestsAtOnce) {
         });
     };
     const auto frames = forever([&] { Frame(); });
+    const auto overlapping = forever([&] { Frame(); });
     const auto requests = forever([&] {
         Enter(ConnectionState::Battery);
         manager.OnUserInterfaceTorchButtonDoubleClick();

@@ -68,21 +68,10 @@ void CameraManager::Notify(const Wiring& now,
 }
 
 void CameraManager::FrameAvailable(kirocamera_t*, kirocamera_frame_t* frame, void* user) {
-    auto& self = *static_cast<CameraManager*>(user);
-    if (const std::uint32_t version = self.wiringVersion; version != self.frameWiringVersion) {
-        self.frameWiring = self.CurrentWiring();
-        self.frameWiringVersion = version;
+    const auto now = static_cast<const CameraManager*>(user)->CurrentWiring();
+    if (now->camera != nullptr) {
+        Notify(*now, &CameraObserver::OnCameraFrameAvailable, frame);
     }
-    const Wiring& now = *self.frameWiring;
-    if (now.camera == nullptr) {
-        return;
-    }
-    Notify(now, &CameraObserver::OnCameraFrameAvailable, frame);
-}
-
-void CameraManager::Rewire(std::shared_ptr<const Wiring> replacement) {
-    wiring.Store(std::move(replacement));
-    ++wiringVersion; // after it: whoever sees the number finds the wiring
 }
 
 void CameraManager::Connect(kirocamera_t* handle) {

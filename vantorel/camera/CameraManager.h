@@ -6,9 +6,8 @@
 #include "vantorel/service/USBGadgetObserver.h"
 #include "vantorel/service/UserInterfaceObserver.h"
 
-#include <atomic>
-#include <cstdint>
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace vantorel {
@@ -22,8 +21,9 @@ class Camera;
  *
  * Notifications run on the SDK's threads, but for those of a session, which the Camera sends; in
  * the order of registration, the Camera itself last. The SDK has to deliver frames and events on
- * different threads, because recovering from an error waits for a frame, and frames one at a time.
- * A frame may reach observers before OnCameraConnect().
+ * different threads, because recovering from an error waits for a frame. Frames may overlap on
+ * several threads: each is told to the observers and of the camera that it found when it came. A
+ * frame may reach observers before OnCameraConnect().
  *
  * A camera that leaves cannot be told from observers that are no Camera: with any of those
  * registered, its disconnect event ends in std::bad_cast, after every observer has been told, with
@@ -97,7 +97,7 @@ private:
     template <typename... Parameters, typename... Arguments>
     static void Notify(const Wiring& now, void (CameraObserver::*operation)(Camera&, Parameters...),
                        Arguments... arguments);
-    void Rewire(std::shared_ptr<const Wiring> replacement);
+    void Rewire(std::shared_ptr<const Wiring> replacement) { wiring.Store(std::move(replacement)); }
     /** Calls an operation of the current camera, if there is one. */
     template <typename... Parameters, typename... Arguments>
     void Forward(void (Camera::*operation)(Parameters...) noexcept, Arguments&... arguments) const;
@@ -107,11 +107,6 @@ private:
 
     std::unique_ptr<kirocamera_manager_t, ManagerDestroyer> manager;
     SharedSlot<const Wiring> wiring;
-    std::atomic<std::uint32_t> wiringVersion{0};
-    // What the SDK's frame thread, and nobody else, works on. It looks into the slot only when the
-    // wiring has changed, so that a frame costs no lock here.
-    std::shared_ptr<const Wiring> frameWiring;
-    std::uint32_t frameWiringVersion = 0;
 };
 
 } // namespace vantorel
