@@ -123,6 +123,26 @@ TEST_F(ConnectionManagerTest, FollowsBatteryAndCharger) {
     }
 }
 
+/** Answers the announcement of the battery by a transition of its own. */
+struct Nesting final : ConnectionObserver {
+    void OnConnectionStateChanged(ConnectionState to, ConnectionState) override {
+        if (to == ConnectionState::Battery) {
+            manager->TransitionToState(ConnectionState::BatteryCharger);
+        }
+    }
+    void OnConnectionError(Error&) override {}
+    ConnectionManager* manager = nullptr;
+};
+
+TEST_F(ConnectionManagerTest, TellsEveryObserverTheStatesOfTheTransitionItHearsOf) {
+    Nesting first;
+    first.manager = &manager.emplace(charger, gauge, usb, std::chrono::milliseconds(1));
+    manager->AddObserver(first);
+    manager->AddObserver(*this);
+    EXPECT_EQ(Poll(true, false), "0>20>1");
+    EXPECT_EQ(Poll(true, true), "1>2") << "the outer transition has ended last";
+}
+
 TEST_F(ConnectionManagerTest, WaitsTwentyChecksForAHost) {
     EXPECT_EQ(Poll(false, false), "0>3");
     EXPECT_EQ(hostChecks, 20);

@@ -47,6 +47,10 @@ public:
     /**
      * Prints and announces a state, then records it. When an observer throws, the state is not
      * recorded, so the next poll announces it again, to observers already told, too.
+     *
+     * An observer may call it while it hears of a state. Each observer then hears both transitions,
+     * each with the state that is still recorded as the old one, and the outer one is recorded
+     * last.
      */
     void TransitionToState(ConnectionState newState);
 

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <functional>
 #include <list>
-#include <utility>
+#include <type_traits>
 
 namespace vantorel {
 
@@ -22,9 +22,14 @@ public:
     /** How many have been added. */
     std::size_t Count() const { return observers.size(); }
 
-    /** Calls an operation on every observer, first to last, on the calling thread. */
-    template <typename... Parameters, typename... Arguments>
-    void Notify(void (Observer::*operation)(Parameters...), Arguments&&... arguments) const {
+    /**
+     * Calls an operation on every observer, first to last, on the calling thread. What the
+     * operation takes by value is copied before the first call: an observer that changes the
+     * subject does not change what those after it hear.
+     */
+    template <typename... Parameters>
+    void Notify(void (Observer::*operation)(Parameters...),
+                std::type_identity_t<Parameters>... arguments) const {
         for (Observer& observer : observers) {
             (observer.*operation)(arguments...);
         }
