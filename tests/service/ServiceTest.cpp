@@ -64,6 +64,7 @@ TEST(Service, RunsOnceInItsLifeAndSpinsWithoutSleepingForAnIntervalOfZeroOrLess)
         service.Start();
         std::this_thread::sleep_for(20ms); // in which a second life would show
         service.Stop();
+        Service::ServiceThreadFunction(&service); // nor has a thread of the application's own
         EXPECT_EQ(service.calls, calls);
     }
 }

@@ -44,6 +44,14 @@ public:
      */
     void Stop();
 
+    /**
+     * The worker's loop, which Start() runs on the service's thread: until a stop is requested, a
+     * pause and a cycle. Returns at once when Stop() has been called before. Public, for an
+     * application that runs the loop on a thread of its own making, with another stack or priority;
+     * Stop() requests an end only of a service that was started, and does not wait for that thread.
+     */
+    static void ServiceThreadFunction(Service* service);
+
     /** The pause before each cycle. Thread-safe. */
     std::chrono::milliseconds Interval() const { return interval; }
 
@@ -56,8 +64,6 @@ protected:
     void TerminateIfJoinable() const noexcept;
 
 private:
-    static void ServiceThreadFunction(Service* service);
-
     std::atomic<bool> stop{false};
     std::atomic<bool> running{false};
     const std::chrono::milliseconds interval;
