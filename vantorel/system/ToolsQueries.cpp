@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <memory>
@@ -41,6 +42,11 @@ const char* NextEntry(const Directory& directory) {
     return nullptr;
 }
 
+/** Whether an entry of /proc is a process; "self" and "thread-self" are links to one. */
+bool IsProcess(const char* name) {
+    return *name != '\0' && name[std::strspn(name, "0123456789")] == '\0';
+}
+
 } // namespace
 
 pid_t Tools::PidOf(std::string executable) {
@@ -49,8 +55,8 @@ pid_t Tools::PidOf(std::string executable) {
         return -1;
     }
     while (const char* name = NextEntry(processes)) {
-        // Without a link: no process, a kernel thread or somebody else's.
-        if (LinkTarget("/proc/" + std::string(name) + "/exe") == executable) {
+        // Without a link: a kernel thread or somebody else's.
+        if (IsProcess(name) && LinkTarget("/proc/" + std::string(name) + "/exe") == executable) {
             return std::atoi(name);
         }
     }
