@@ -106,6 +106,20 @@ TEST_F(ToolsTest, GoesOnWithoutAProgramThatIsNotThere) {
     EXPECT_EQ(ErrorOf([] { ::waitpid(Tools::Ifup("usb0"), nullptr, 0); }), 0);
 }
 
+// The kernel has memory for a process, but not for the program in it.
+TEST_F(ToolsTest, ReportsOnlyAChildThatCannotBeHad) {
+    const auto link = [] { Tools::Ln("-s", "a", "b"); };
+    const auto load = [] { Tools::Modprobe("m"); };
+    test::ScopedSys sys;
+    sys->Spawn = [](auto...) { return ENOMEM; };
+    EXPECT_EQ(ErrorOf(link), 0);
+    EXPECT_EQ(ErrorOf(load), 0);
+    EXPECT_EQ(root->Calls().size(), 2U) << "the fork has had more luck";
+    sys->Fork = [] { return test::FailWith(ENOMEM); };
+    EXPECT_EQ(ErrorOf(link), ENOMEM);
+    EXPECT_EQ(ErrorOf(load), ENOMEM);
+}
+
 TEST_F(ToolsTest, KeepsAShellOnALineAndNoDescriptorOfTheLibrary) {
     test::MakeFifo("/gate");
     root->Behave("read line </gate");
@@ -164,6 +178,8 @@ TEST_F(ToolsTest, MountsOnceWhatWholeEntriesOfTheTableSay) {
 }
 
 TEST_F(ToolsTest, FindsProcesses) {
+    // The kernel lists "self" before the processes.
+    EXPECT_EQ(Tools::PidOf(std::filesystem::read_symlink("/proc/self/exe")), ::getpid());
     test::CoverWithTmpfs("/proc");
     for (const char* folder : {"/proc/12/fd", "/proc/13"}) {
         std::filesystem::create_directories(folder);

@@ -23,8 +23,8 @@ namespace {
 constexpr unsigned long readOnlyFlag = MS_RDONLY;
 
 /**
- * For programs whose success matters. The error carries the whole status, which is what callers in
- * the field compare with, and a program killed by a signal passes.
+ * For programs whose success matters. The error carries the whole status, and a program killed by a
+ * signal passes. Kept: callers may compare with these numbers.
  */
 void ThrowIfFailed(int status) {
     if (WIFEXITED(status) && WEXITSTATUS(status) != 0) {

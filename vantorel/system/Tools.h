@@ -14,9 +14,14 @@ namespace vantorel {
  * of "/bin/busybox".
  *
  * Unless an operation says otherwise, a failed fork, wait or system call throws Error with its
- * errno, and the exit status of a program is not examined. Operations that wait do so without a
- * time-out. All are stateless; any thread may call them. Children of operations that do not wait
- * are not reaped here; the caller may wait for their ids.
+ * errno, and the exit status of a program is not examined: a program that the kernel refuses to
+ * execute (missing, no memory for it) counts as one that ended with 127. Operations that wait do so
+ * without a time-out. All are stateless; any thread may call them. Children of operations that do
+ * not wait are not reaped here; the caller may wait for their ids.
+ *
+ * A child starts with the default action of every signal and with none blocked, whatever the
+ * application does with its own. It gets neither the display's memory nor any descriptor of the
+ * library.
  */
 class VANTOREL_EXPORT Tools {
 public:

@@ -58,11 +58,6 @@ std::vector<std::string> Inherited(const std::vector<std::string>& replacements)
     return entries;
 }
 
-/** Whether a failed spawn is one that a fork would have failed with. */
-bool IsLackOfProcesses(int error) {
-    return error == EAGAIN || error == ENOMEM || error == ENOSYS;
-}
-
 /**
  * What the application does with signals is not for its children. An application that waits for its
  * signals blocks them in all of its threads, and a block survives an exec: a server started with it
@@ -146,10 +141,9 @@ pid_t StartChild(const std::vector<std::string>& arguments,
     if (error == 0) {
         return child;
     }
-    if (IsLackOfProcesses(error)) {
-        throw Error(error);
-    }
-    // The program cannot be run: whoever waits for it is promised a child that ends with 127.
+    // Either no process was to be had, and a fork fails as well; or the program cannot be run, or
+    // the kernel had no memory for it, and whoever waits for it is promised a child that ends with
+    // 127.
     child = OrThrow(sys::Fork());
     if (child == 0) {
         ResetSignals();
