@@ -108,6 +108,7 @@ std::vector<Promise> MakePromises() {
         {"binding", "", silent, "the line has no server, or the port no network"},
         {"unbinding", "", ends, "the servers would stay on the network"},
         {"removing", "Waitpid", silent, "the server is gone"},
+        {"removing", "Stat", silent, "the line is gone"},
         {"removing", "Write", silent, "the counter that it raises is never full"},
         {"removing", "", ends, "half a port is of no use to a host"},
         {"coming up", "Open", silent, "the port works without the vendor function"},

@@ -92,7 +92,6 @@ TEST_F(FunctionsTest, NumberTheLinesOfAllSerialPorts) {
 TEST_F(FunctionsTest, FreeTheLineBeforeTheyRemoveIt) {
     CoverWithTmpfs("/dev");
     const std::string line = "/dev/ttyGS0";
-    WriteFile(line, "");
     WriteFile("/dev/null", ""); // the shell's job in the background wants it
     root->Behave(links + "exec 9</dev/ttyGS0; cat </never & read line </never");
     sys->Nanosleep = [](const timespec* pause, timespec* left) {
@@ -106,6 +105,7 @@ TEST_F(FunctionsTest, FreeTheLineBeforeTheyRemoveIt) {
     };
     USBGadgetSerial serial("serial", "udc.0", false, true);
     for (const std::size_t calls : {2U, 4U}) { // ln and getty, each time
+        WriteFile(line, "");
         serial.OnAdd();
         Bind({&serial});
         EXPECT_TRUE(Eventually([&] { return users() == 2; }));
@@ -116,6 +116,56 @@ TEST_F(FunctionsTest, FreeTheLineBeforeTheyRemoveIt) {
         Bind({&serial}); // a worker that comes too late
         serial.OnUnbind();
         EXPECT_EQ(root->Calls().size(), calls);
+    }
+    ::umount2("/dev", MNT_DETACH);
+}
+
+/** A process of somebody else that has a line open. */
+pid_t OpenAsSomebodyElse(const std::string& line) {
+    const int fd = ::open(line.c_str(), O_RDONLY | O_CLOEXEC);
+    const pid_t user = ::fork();
+    if (user == 0) {
+        ::pause();
+    }
+    ::close(fd);
+    return user;
+}
+
+// The kernel would wait for them, whether a server is on the line, is about to be, or never will
+// be.
+TEST_F(FunctionsTest, FreeTheLineFromStrangersBeforeAndWithoutAServerOfTheirOwn) {
+    CoverWithTmpfs("/dev");
+    const std::string function = gadgetDirectory + "functions/acm.usb0";
+    std::atomic<bool> removed = false;
+    sys->Nanosleep = [&](const timespec* pause, timespec* left) {
+        while (pause->tv_sec > 0 && !removed) { // the server's turn comes later
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        return pause->tv_sec > 0 ? 0 : ::nanosleep(pause, left);
+    };
+    sys->Rmdir = [&](const std::string& directory) {
+        EXPECT_FALSE(std::filesystem::exists("/dev/ttyGS5")) << "a respawned user could come back";
+        return std::filesystem::remove_all(directory) > 0 ? 0 : FailWith(ENOENT);
+    };
+    const auto threads = Threads();
+    for (const bool withGetty : {false, true}) {
+        USBGadgetSerial serial("serial", "udc.0", false, withGetty);
+        removed = false;
+        serial.OnAdd();
+        WriteFile(function + "/port_num", "5\n"); // the kernel's number, not the library's count
+        WriteFile("/dev/ttyGS5", "");
+        WriteFile("/dev/ttyGS0", "");
+        const pid_t user = OpenAsSomebodyElse("/dev/ttyGS5");
+        const pid_t other = OpenAsSomebodyElse("/dev/ttyGS0");
+        serial.OnBind();
+        serial.OnUnbind();
+        serial.OnRemove();
+        removed = true;
+        EXPECT_EQ(::waitpid(user, nullptr, WNOHANG), user) << withGetty;
+        EXPECT_EQ(::waitpid(other, nullptr, WNOHANG), 0) << "of another line";
+        ::kill(other, SIGKILL);
+        ::waitpid(other, nullptr, 0);
+        ASSERT_TRUE(Eventually([&] { return Threads() == threads; }));
     }
     ::umount2("/dev", MNT_DETACH);
 }

@@ -6,14 +6,19 @@
 #include "vantorel/usb/private/LineServers.h"
 
 #include <chrono>
+#include <fstream>
 #include <thread>
 #include <utility>
 
 namespace vantorel {
 namespace {
 
-// The kernel makes the line's node while the host enumerates the port.
+// The time that a host has to enumerate the port before something speaks on the line.
 constexpr std::chrono::seconds lineDelay{2};
+
+std::string LineOf(int number) {
+    return "/dev/ttyGS" + std::to_string(number);
+}
 
 } // namespace
 
@@ -36,8 +41,14 @@ void USBGadgetSerial::OnAdd() noexcept {
 
 void USBGadgetSerial::OnRemove() noexcept {
     UnlinkFunction();
-    servers->End();
+    servers->End(KernelLine());
     RemoveFunction();
+}
+
+std::string USBGadgetSerial::KernelLine() const {
+    std::ifstream attribute(functionsDirectory + functionInstance + "/port_num");
+    unsigned number = 0;
+    return attribute >> number ? LineOf(static_cast<int>(number)) : std::string();
 }
 
 void USBGadgetSerial::OnBind() noexcept {
@@ -52,11 +63,11 @@ void USBGadgetSerial::OnUnbind() noexcept {
 void USBGadgetSerial::ServeLine(bool withDebugger, bool withGetty,
                                 const std::shared_ptr<LineServers>& servers) {
     if (!withDebugger && !withGetty) {
-        ++_count; // its line exists all the same
+        servers->Start(LineOf(_count.fetch_add(1)), {}); // its line exists all the same
         return;
     }
     SleepFor(lineDelay);
-    const std::string line = "/dev/ttyGS" + std::to_string(_count.fetch_add(1));
+    const std::string line = LineOf(_count.fetch_add(1));
     try {
         servers->Start(line, [&] {
             return withDebugger ? Tools::GdbserverStart(line) : Tools::GettyStart(line, "115200");

@@ -33,8 +33,13 @@ public:
 
     void OnAdd() noexcept override;
     /**
-     * Kills what was started on the line and whatever else has it open: the kernel would wait for
-     * them without an end.
+     * Kills what was started on the line and whatever else has it open, from whatever program and
+     * whether a server was wanted, since the kernel would wait for them without an end. Meanwhile
+     * the line's node is gone, so that nobody opens it anew. A line that stays open for five
+     * seconds (a process that cannot be killed has it, or this one) ends the process instead.
+     *
+     * The line is the one whose number the kernel tells in the function's attribute "port_num"; a
+     * kernel without it is taken to have numbered lines as the workers did.
      */
     void OnRemove() noexcept override;
     /** Starts a detached worker that puts the server or shell on the line. */
@@ -42,6 +47,8 @@ public:
     void OnUnbind() noexcept override;
 
 private:
+    /** The line's node by the kernel's number; empty when the kernel does not tell it. */
+    std::string KernelLine() const;
     static void ServeLine(bool withDebugger, bool withGetty,
                           const std::shared_ptr<LineServers>& servers);
 

@@ -5,6 +5,7 @@
 
 #include <poll.h>
 #include <spawn.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 
 /**
@@ -39,6 +40,7 @@
       (request, remaining))                                                                        \
     X(int, Ftruncate, ::ftruncate, (int fd, off_t size), (fd, size))                               \
     X(int, Fsync, ::fsync, (int fd), (fd))                                                         \
+    X(int, Stat, ::stat, (const char* path, struct stat* status), (path, status))                  \
     X(int, Access, ::access, (const char* path, int mode), (path, mode))                           \
     X(int, Mkdir, ::mkdir, (const char* path, mode_t mode), (path, mode))                          \
     X(int, Rmdir, ::rmdir, (const char* path), (path))                                             \

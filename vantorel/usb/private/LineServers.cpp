@@ -1,42 +1,11 @@
 #include "vantorel/usb/private/LineServers.h"
 
-#include "vantorel/service/private/Sleep.h"
 #include "vantorel/service/private/Sys.h"
-#include "vantorel/system/Tools.h"
+#include "vantorel/usb/private/FreeLine.h"
 
-#include <chrono>
 #include <csignal>
-#include <cstdlib>
-#include <filesystem>
-#include <system_error>
-
-#include <unistd.h>
 
 namespace vantorel {
-namespace {
-
-// A killed process closes its files a moment later, and may have had a child meanwhile, which may
-// not have opened the line yet: only the second round in a row that finds nobody is the last.
-constexpr std::chrono::milliseconds endingTime{10};
-constexpr int rounds = 100;
-constexpr int emptyRounds = 2;
-
-/** Kills every other process that has the line open; false when there was none. */
-bool KillUsers(const std::string& line) {
-    bool found = false;
-    std::error_code ignored; // processes come and go
-    std::filesystem::directory_iterator entries("/proc", ignored);
-    for (; entries != end(entries); entries.increment(ignored)) {
-        const pid_t pid = std::atoi(entries->path().filename().c_str());
-        if (pid > 0 && pid != ::getpid() && Tools::GetFd(pid, line) != -1) {
-            found = true;
-            sys::Kill(pid, SIGKILL);
-        }
-    }
-    return found;
-}
-
-} // namespace
 
 void LineServers::Allow() {
     const std::lock_guard lock(mutex);
@@ -46,24 +15,32 @@ void LineServers::Allow() {
 void LineServers::Start(const std::string& line, const std::function<pid_t()>& start) {
     const std::lock_guard lock(mutex);
     if (allowed) {
-        servers.push_back({line, start()});
+        taken.push_back({line, start ? start() : 0});
     }
 }
 
-void LineServers::End() {
+void LineServers::End(const std::string& kernelLine) {
     const std::lock_guard lock(mutex);
     allowed = false;
-    for (const Server& server : servers) {
-        // First the one that would start a shell anew.
-        sys::Kill(server.pid, SIGKILL);
-        sys::Waitpid(server.pid, nullptr, 0);
-        int empty = 0;
-        for (int round = 0; round < rounds && empty < emptyRounds; ++round) {
-            empty = KillUsers(server.line) ? 0 : empty + 1;
-            SleepFor(endingTime);
+    for (const Taken& one : taken) {
+        if (one.server > 0) {
+            // It may be one that would start a shell anew.
+            sys::Kill(one.server, SIGKILL);
+            sys::Waitpid(one.server, nullptr, 0);
         }
     }
-    servers.clear();
+    for (const Taken& one : taken) {
+        if (kernelLine.empty()) {
+            FreeLine(one.line);
+        } else if (one.server > 0 && one.line != kernelLine) {
+            // A line of another function, whose number this one was given: its shell goes, not it.
+            EndUsersOf(one.line);
+        }
+    }
+    taken.clear();
+    if (!kernelLine.empty()) {
+        FreeLine(kernelLine);
+    }
 }
 
 } // namespace vantorel

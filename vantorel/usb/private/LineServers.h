@@ -10,9 +10,9 @@
 namespace vantorel {
 
 /**
- * What a serial function has started on its lines. The kernel removes a line only when nobody has
- * it open, and makes the caller wait for that so that no signal reaches it: a shell that came back
- * after the cable was pulled would hold the application for ever.
+ * The lines that a serial function's workers have taken, and what was started on them. The kernel
+ * removes a line only when nobody has it open: a shell that came back after the cable was pulled
+ * would hold the application for ever.
  *
  * Thread-safe.
  */
@@ -22,23 +22,28 @@ public:
     void Allow();
 
     /**
-     * Starts a server, unless the line is being removed.
-     * @param start answers the process id of its child
+     * Takes a line and starts a server on it, unless the function is being removed.
+     * @param start answers the process id of its child; empty for a line without a server
      * @throws what start throws
      */
     void Start(const std::string& line, const std::function<pid_t()>& start);
 
-    /** Ends the servers and whoever else has their lines open. No further one is started. */
-    void End();
+    /**
+     * Ends the servers and whoever else has the function's line open. No further one is started.
+     * @param kernelLine the function's line; empty when the kernel does not tell it, then the lines
+     *                   that were taken stand for it
+     * @throws Error with EBUSY when a line stays open, see FreeLine()
+     */
+    void End(const std::string& kernelLine);
 
 private:
-    struct Server {
+    struct Taken {
         std::string line;
-        pid_t pid;
+        pid_t server; // 0 for none
     };
 
     std::mutex mutex;
-    std::vector<Server> servers;
+    std::vector<Taken> taken;
     bool allowed = true;
 };
 

@@ -1,0 +1,129 @@
+#include "vantorel/usb/private/FreeLine.h"
+
+#include "vantorel/service/Error.h"
+#include "vantorel/service/private/Sleep.h"
+#include "vantorel/service/private/Sys.h"
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <system_error>
+#include <vector>
+
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+namespace vantorel {
+namespace {
+
+namespace fs = std::filesystem;
+
+// A killed process closes its files a moment later, and may have had a child meanwhile, which may
+// not have opened the line yet: only the second round in a row that finds nobody is the last.
+constexpr std::chrono::milliseconds endingTime{10};
+constexpr int rounds = 500;
+constexpr int emptyRounds = 2;
+
+/** Whether two records are of the same line; on a desk, where a file stands for it, of that file.
+ */
+bool IsSame(const struct stat& a, const struct stat& b) {
+    return S_ISCHR(a.st_mode) ? S_ISCHR(b.st_mode) && a.st_rdev == b.st_rdev
+                              : a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+/** The number of a process's controlling terminal; 0 when it has none. */
+dev_t ControllingTerminal(const fs::path& process) {
+    std::ifstream file(process / "stat");
+    std::string text;
+    std::getline(file, text);
+    // After the program's name, which may hold anything, and its parenthesis.
+    std::istringstream fields(text.substr(text.rfind(')') + 1));
+    std::string skipped;
+    unsigned number = 0;
+    fields >> skipped >> skipped >> skipped >> skipped >> number;
+    return ::makedev((number >> 8) & 0xfffU, (number & 0xffU) | ((number >> 12) & 0xfff00U));
+}
+
+/** Whether a process has the line open, also by the name of its controlling terminal. */
+bool Uses(const fs::path& process, const struct stat& line) {
+    const dev_t byTerminal = ::makedev(5, 0); // "/dev/tty"
+    const bool isTerminal = S_ISCHR(line.st_mode) && ControllingTerminal(process) == line.st_rdev;
+    std::error_code error;
+    fs::directory_iterator files(process / "fd", error);
+    if (error == std::errc::permission_denied) {
+        return isTerminal;
+    }
+    for (; files != end(files); files.increment(error)) {
+        struct stat file {};
+        if (sys::Stat(files->path().c_str(), &file) == 0 &&
+            (IsSame(line, file) ||
+             (isTerminal && S_ISCHR(file.st_mode) && file.st_rdev == byTerminal))) {
+            return true;
+        }
+    }
+    return false;
+}
+
+/** The processes that use the line, this one among them. */
+std::vector<pid_t> UsersOf(const struct stat& line) {
+    std::vector<pid_t> users;
+    std::error_code ignored; // processes come and go
+    fs::directory_iterator processes("/proc", ignored);
+    for (; processes != end(processes); processes.increment(ignored)) {
+        const pid_t pid = std::atoi(processes->path().filename().c_str());
+        if (pid > 0 && Uses(processes->path(), line)) {
+            users.push_back(pid);
+        }
+    }
+    return users;
+}
+
+/** Kills the line's users until there are none; false when there still are. */
+bool EndUsersOf(const struct stat& line) {
+    int empty = 0;
+    for (int round = 0; round < rounds && empty < emptyRounds; ++round) {
+        // All are found before the first is killed: with the leader of a session its other
+        // processes lose their controlling terminal, but not the files opened by that name.
+        const std::vector<pid_t> users = UsersOf(line);
+        for (const pid_t user : users) {
+            if (user != ::getpid()) {
+                sys::Kill(user, SIGKILL);
+            }
+        }
+        empty = users.empty() ? empty + 1 : 0;
+        SleepFor(endingTime);
+    }
+    return empty == emptyRounds;
+}
+
+} // namespace
+
+void EndUsersOf(const std::string& line) {
+    struct stat node {};
+    if (sys::Stat(line.c_str(), &node) == 0) {
+        static_cast<void>(EndUsersOf(node));
+    }
+}
+
+void FreeLine(const std::string& line) {
+    struct stat node {};
+    if (sys::Stat(line.c_str(), &node) != 0) {
+        return;
+    }
+    // A supervisor may start each user that is killed anew.
+    const std::string hidden = line + ".removed";
+    std::error_code ignored;
+    fs::rename(line, hidden, ignored);
+    if (!EndUsersOf(node)) {
+        fs::rename(hidden, line, ignored);
+        throw Error(EBUSY);
+    }
+    fs::remove(hidden, ignored);
+}
+
+} // namespace vantorel
