@@ -8,9 +8,12 @@
 #include <kirocamera_sim.h>
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <cstring>
+#include <mutex>
 #include <optional>
+#include <semaphore>
 #include <string>
 #include <thread>
 #include <vector>
@@ -83,10 +86,21 @@ public:
     /** One refresh of the display; finds out where the kept copy is, too. */
     void Draw(LCD& lcd, std::uint32_t* pixels) { userInterface.OnLCDDraw(lcd, pixels); }
 
-    /** What Frame() cannot do without, by itself. */
+    /** The bytes of Frame() by themselves. */
     void CopyFrame() {
         auto* const kept = const_cast<std::uint8_t*>(shownPixels) - headerSize;
         std::memcpy(kept, buffer.data(), buffer.size());
+    }
+
+    /**
+     * What Frame() cannot do without: its bytes, the lock that keeps a picture from a torn one, and
+     * two numbers for other threads, the frames so far and the permits to stop the session.
+     */
+    void CopyFrameLocked() {
+        permits.release();
+        ++count;
+        const std::lock_guard lock(mutex);
+        CopyFrame();
     }
 
 private:
@@ -99,6 +113,9 @@ private:
     }};
     std::vector<std::uint8_t> buffer;
     kiroframe_t record{};
+    std::mutex mutex;
+    std::atomic<std::uint32_t> count = 0;
+    std::counting_semaphore<> permits{0};
     UserInterfaceManager userInterface;
     std::optional<CameraManager> camera;
 };
@@ -113,6 +130,8 @@ kirocamera_error_t kirocamera_frame_get_frame_by_format(kirocamera_frame_t*, uin
     *answer = vantorel::benchmarks::image;
     return 0;
 }
+void SetEnvironmentTemp(float) {}
+void SetReadoutTemp(float) {}
 void UpdateThermalImage(const uint8_t* pixels) {
     vantorel::benchmarks::shownPixels = pixels;
 }

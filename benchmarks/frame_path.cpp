@@ -1,6 +1,7 @@
 /**
- * What a frame costs on its way through the library, beside memcpy() of the same bytes; with the
- * allocations and the locks of each frame. Needs mounts of its own: ./bench starts it so.
+ * What a frame costs on its way through the library, beside memcpy() of the same bytes and what it
+ * cannot do without; with the allocations and the locks of each frame. Needs mounts of its own:
+ * ./bench starts it so.
  */
 #include "benchmarks/FramePath.h"
 #include "tests/devices/FakeCard.h"
@@ -10,11 +11,8 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
-#include <atomic>
 #include <limits>
 #include <memory>
-#include <mutex>
-#include <semaphore>
 
 #include <pthread.h>
 
@@ -103,21 +101,11 @@ void KeepBare(benchmark::State& state, const Geometry& frame) {
     }
 }
 
-/**
- * What no frame can do without: its bytes, the lock that keeps a picture from a torn one, and two
- * numbers for other threads, the frames so far and the permits to stop the session.
- */
 void KeepLocked(benchmark::State& state, const Geometry& frame) {
     Bench& bench = TheBench();
     bench.Use(frame, 480, 640);
-    std::mutex mutex;
-    std::atomic<std::uint32_t> count = 0;
-    std::counting_semaphore<> permits{0};
     for (auto _ : state) {
-        permits.release();
-        ++count;
-        const std::lock_guard lock(mutex);
-        bench.path.CopyFrame();
+        bench.path.CopyFrameLocked();
         benchmark::ClobberMemory();
     }
 }

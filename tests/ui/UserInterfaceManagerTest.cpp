@@ -18,6 +18,7 @@
 #include <functional>
 #include <future>
 #include <optional>
+#include <thread>
 
 #include <dlfcn.h>
 
@@ -211,6 +212,34 @@ TEST_F(UserInterfaceManagerTest, PushesHeaderTemperaturesOfEveryFifthFrameFromAn
     }
     EXPECT_THAT(ui.Calls(), ElementsAre("SetEnvironmentTemp 20.5", "SetReadoutTemp -7.25",
                                         "SetEnvironmentTemp 25.5", "SetReadoutTemp -7.25"));
+}
+
+/** Tells the manager of every frame on two threads at once. */
+struct Twice final : CameraObserver {
+    void OnCameraFrameAvailable(Camera& camera, kirocamera_frame_t* frame) override {
+        const std::jthread second([&] { manager->OnCameraFrameAvailable(camera, frame); });
+        manager->OnCameraFrameAvailable(camera, frame);
+    }
+    UserInterfaceManager* manager = nullptr;
+};
+
+// Meant for the thread sanitizer.
+TEST_F(UserInterfaceManagerTest, TakesFramesThatOverlap) {
+    Twice twice;
+    twice.manager = &*manager;
+    camera.AddObserver(twice);
+    camera.Start();
+    sdk.Connect();
+    camera.OnConnectionStateChanged(ConnectionState::NoHost, ConnectionState::Undetermined);
+    ui.Calls();
+    sdk.Frame(); // the first two
+    sdk.Frame();
+    sdk.Frame(); // the sixth among them
+    EXPECT_THAT(ui.Calls(), ElementsAre("SetTemperatureUnits 1", "SelectTIScreen 0",
+                                        testing::StartsWith("SetEnvironmentTemp"),
+                                        testing::StartsWith("SetReadoutTemp"),
+                                        testing::StartsWith("SetEnvironmentTemp"),
+                                        testing::StartsWith("SetReadoutTemp")));
 }
 
 TEST_F(UserInterfaceManagerTest, TellsChipUpdateAndDebugTexts) {

@@ -26,8 +26,9 @@ namespace vantorel {
  * before its first frame. A host that stops a session before the first frame therefore holds the
  * session until a frame comes, and whoever starts or stops it next waits, too.
  *
- * Thread-safe: frames come on one thread of the SDK, its events on another, states, requests of the
- * host and of the user on those of their subjects. An exception in any reaction ends the process.
+ * Thread-safe: frames come on threads of the SDK, its events on another of them, states, requests
+ * of the host and of the user on those of their subjects. An exception in any reaction ends the
+ * process.
  */
 class VANTOREL_EXPORT Camera final : public CameraObserver,
                                      public ConnectionObserver,

@@ -161,7 +161,8 @@ void UserInterfaceManager::OnCameraFrameAvailable(Camera&, kirocamera_frame_t* f
     if (::kirocamera_frame_get_frame_by_format(frame, KIROCAMERA_FORMAT_DISPLAY, &image) != 0) {
         return;
     }
-    const std::uint64_t before = frameCount++;
+    const std::uint64_t before = frameCount.load(std::memory_order_relaxed);
+    frameCount.store(before + 1, std::memory_order_relaxed);
     if (before % framesPerTemperature == 0) {
         if (const std::uint8_t* header = frameheader::WithTemperatures(image)) {
             ::SetEnvironmentTemp(LoadLe<float>(header + frameheader::environmentTemperature));
@@ -175,7 +176,7 @@ void UserInterfaceManager::OnCameraFrameAvailable(Camera&, kirocamera_frame_t* f
 
 void UserInterfaceManager::KeepFrame(const kiroframe_t& image) {
     if (frameCopy->Assign(image)) {
-        frameKept = true;
+        frameKept.store(true, std::memory_order_relaxed); // the copy itself is under the mutex
     }
 }
 

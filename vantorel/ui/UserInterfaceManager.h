@@ -149,7 +149,7 @@ private:
     void KeepFrame(const kiroframe_t& image);
     void UpdateOverheatingIndicator();
 
-    std::uint64_t frameCount = 0; // only the camera's frame thread
+    std::atomic<std::uint64_t> frameCount{0}; // changed under frameMutex
     std::uint32_t* renderedImage = nullptr;
     const std::unique_ptr<FrameCopy> frameCopy;
     std::mutex frameMutex; // of the copy, and of the picture rendered from it
