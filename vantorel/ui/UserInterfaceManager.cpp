@@ -65,6 +65,47 @@ float WithoutTorchHeat(float t) {
     return std::fma(-(0.001239F * t), t, linear);
 }
 
+/** Whether the state machine has this change. */
+bool Leads(UserInterfaceState from, UserInterfaceState target) {
+    switch (target) {
+    case UserInterfaceState::Splash:
+        return from == UserInterfaceState::None;
+    case UserInterfaceState::ThermalImaging:
+        return from == UserInterfaceState::Splash;
+    case UserInterfaceState::Charging:
+    case UserInterfaceState::Update:
+        return from == UserInterfaceState::Splash || from == UserInterfaceState::ThermalImaging;
+    case UserInterfaceState::Fault:
+        return true;
+    default:
+        return false;
+    }
+}
+
+/** Selects a screen of the UI library. */
+void Show(UserInterfaceState screen) {
+    switch (screen) {
+    case UserInterfaceState::Splash:
+        ::SelectSplashScreen();
+        break;
+    case UserInterfaceState::ThermalImaging:
+        ::SetTemperatureUnits(SavedUnits());
+        ::SelectTIScreen();
+        break;
+    case UserInterfaceState::Charging:
+        ::SelectChargingScreen();
+        break;
+    case UserInterfaceState::Update:
+        ::SelectUpdateScreen();
+        break;
+    case UserInterfaceState::Fault:
+        ::SelectErrorScreen();
+        break;
+    default:
+        break;
+    }
+}
+
 } // namespace
 
 UserInterfaceManager::UserInterfaceManager() : frameCopy(std::make_unique<FrameCopy>()) {
@@ -92,45 +133,6 @@ void UserInterfaceManager::TransitionToState(UserInterfaceState target) {
     while (shown != state) {
         shown = state;
         Show(shown);
-    }
-}
-
-bool UserInterfaceManager::Leads(UserInterfaceState from, UserInterfaceState target) {
-    switch (target) {
-    case UserInterfaceState::Splash:
-        return from == UserInterfaceState::None;
-    case UserInterfaceState::ThermalImaging:
-        return from == UserInterfaceState::Splash;
-    case UserInterfaceState::Charging:
-    case UserInterfaceState::Update:
-        return from == UserInterfaceState::Splash || from == UserInterfaceState::ThermalImaging;
-    case UserInterfaceState::Fault:
-        return true;
-    default:
-        return false;
-    }
-}
-
-void UserInterfaceManager::Show(UserInterfaceState screen) {
-    switch (screen) {
-    case UserInterfaceState::Splash:
-        ::SelectSplashScreen();
-        break;
-    case UserInterfaceState::ThermalImaging:
-        ::SetTemperatureUnits(SavedUnits());
-        ::SelectTIScreen();
-        break;
-    case UserInterfaceState::Charging:
-        ::SelectChargingScreen();
-        break;
-    case UserInterfaceState::Update:
-        ::SelectUpdateScreen();
-        break;
-    case UserInterfaceState::Fault:
-        ::SelectErrorScreen();
-        break;
-    default:
-        break;
     }
 }
 

@@ -144,8 +144,6 @@ public:
     static void TorchButtonDoubleClick(void* context); /**< tells the observers */
 
 private:
-    static bool Leads(UserInterfaceState from, UserInterfaceState target);
-    static void Show(UserInterfaceState screen);
     void KeepFrame(const kiroframe_t& image);
     void UpdateOverheatingIndicator();
 

@@ -20,6 +20,13 @@ std::string LineOf(int number) {
     return "/dev/ttyGS" + std::to_string(number);
 }
 
+/** The line of a function by the kernel's number; empty when the kernel does not tell it. */
+std::string KernelLine(const std::string& function) {
+    std::ifstream attribute(function + "/port_num");
+    unsigned number = 0;
+    return attribute >> number ? LineOf(static_cast<int>(number)) : std::string();
+}
+
 } // namespace
 
 std::atomic<int> USBGadgetSerial::_count{0};
@@ -41,14 +48,8 @@ void USBGadgetSerial::OnAdd() noexcept {
 
 void USBGadgetSerial::OnRemove() noexcept {
     UnlinkFunction();
-    servers->End(KernelLine());
+    servers->End(KernelLine(functionsDirectory + functionInstance));
     RemoveFunction();
-}
-
-std::string USBGadgetSerial::KernelLine() const {
-    std::ifstream attribute(functionsDirectory + functionInstance + "/port_num");
-    unsigned number = 0;
-    return attribute >> number ? LineOf(static_cast<int>(number)) : std::string();
 }
 
 void USBGadgetSerial::OnBind() noexcept {

@@ -38,6 +38,9 @@ public:
      * the line's node is gone, so that nobody opens it anew. A line that stays open for five
      * seconds (a process that cannot be killed has it, or this one) ends the process instead.
      *
+     * Without CAP_SYS_PTRACE a process with more capabilities than this one is found only when the
+     * line is its controlling terminal; any other such process makes the removal wait for it.
+     *
      * The line is the one whose number the kernel tells in the function's attribute "port_num"; a
      * kernel without it is taken to have numbered lines as the workers did.
      */
@@ -47,8 +50,6 @@ public:
     void OnUnbind() noexcept override;
 
 private:
-    /** The line's node by the kernel's number; empty when the kernel does not tell it. */
-    std::string KernelLine() const;
     static void ServeLine(bool withDebugger, bool withGetty,
                           const std::shared_ptr<LineServers>& servers);
 

@@ -49,24 +49,26 @@ dev_t ControllingTerminal(const fs::path& process) {
     return ::makedev((number >> 8) & 0xfffU, (number & 0xffU) | ((number >> 12) & 0xfff00U));
 }
 
-/** Whether a process has the line open, also by the name of its controlling terminal. */
+/**
+ * Whether a process has the line open, also by the name of its controlling terminal. Of a process
+ * that this one may not look into only the latter is known, and taken for it.
+ */
 bool Uses(const fs::path& process, const struct stat& line) {
     const dev_t byTerminal = ::makedev(5, 0); // "/dev/tty"
     const bool isTerminal = S_ISCHR(line.st_mode) && ControllingTerminal(process) == line.st_rdev;
     std::error_code error;
     fs::directory_iterator files(process / "fd", error);
-    if (error == std::errc::permission_denied) {
-        return isTerminal;
-    }
+    bool hidden = error == std::errc::permission_denied;
     for (; files != end(files); files.increment(error)) {
         struct stat file {};
-        if (sys::Stat(files->path().c_str(), &file) == 0 &&
-            (IsSame(line, file) ||
-             (isTerminal && S_ISCHR(file.st_mode) && file.st_rdev == byTerminal))) {
+        if (sys::Stat(files->path().c_str(), &file) != 0) {
+            hidden = hidden || errno == EACCES;
+        } else if (IsSame(line, file) ||
+                   (isTerminal && S_ISCHR(file.st_mode) && file.st_rdev == byTerminal)) {
             return true;
         }
     }
-    return false;
+    return hidden && isTerminal;
 }
 
 /** The processes that use the line, this one among them. */
