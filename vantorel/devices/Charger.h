@@ -10,7 +10,7 @@ namespace vantorel {
 /**
  * The battery charger, read from its power-supply directory in sysfs. Thread-bound.
  */
-class VANTOREL_EXPORT Charger final : public Connection, public Device {
+class VANTOREL_EXPORT Charger : public Connection, public Device {
 public:
     /**
      * Opens the attributes "online" and "status".

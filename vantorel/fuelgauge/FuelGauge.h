@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include <linux/gpio.h>
 
@@ -19,8 +20,11 @@ namespace vantorel {
  *
  * Several threads may read it without a lock. Maintenance (Unseal(), Reset(), ROM mode and
  * Update()) must not run while other threads read.
+ *
+ * An application's test may derive a stand-in: ConnectionManager and FuelGaugeService use a gauge
+ * through its virtual operations only, see docs/wiring.md.
  */
-class VANTOREL_EXPORT FuelGauge final : public I2C {
+class VANTOREL_EXPORT FuelGauge : public I2C {
 public:
     /**
      * Opens the bus and requests a line of a GPIO chip (GPIO_V2_GET_LINE_IOCTL), which is driven
@@ -36,13 +40,13 @@ public:
     ~FuelGauge() override;
 
     /** Returns the state of charge in percent. */
-    std::uint8_t Level();
+    virtual std::uint8_t Level();
     /** Returns the current in mA, negative while discharging. */
-    std::int16_t Current();
+    virtual std::int16_t Current();
     /** Returns the voltage in volts. */
-    float Voltage();
+    virtual float Voltage();
     /** Returns the battery's temperature in degrees Celsius. */
-    float Temperature();
+    virtual float Temperature();
 
     /**
      * Whether a battery is connected. When the gauge does not acknowledge, it is probed at its
@@ -51,12 +55,12 @@ public:
      * found, until Unseal(), EnterRomMode() or ExitRomMode() sets it.
      * @throws Error of the first transfer when that fails with another errno than ENXIO
      */
-    bool IsBatteryConnected();
+    virtual bool IsBatteryConnected();
 
     /** Gives the gauge the keys for maintenance. Takes a second. @throws Error of a transfer */
     void Unseal();
     /** Unseals and restarts the gauge. Takes a second. @throws Error of a transfer */
-    void Reset();
+    virtual void Reset();
     /** Brings the gauge into ROM mode. Takes a second. @throws Error of a transfer */
     void EnterRomMode();
     /** Brings the gauge out of ROM mode. Takes four seconds. @throws Error of a transfer */
@@ -83,7 +87,11 @@ public:
      * and deletes the stream. Does nothing when no stream waits. A stream that fails is kept.
      * @throws what ExecuteFlashStream() and ExitRomMode() throw, Error of deleting the stream
      */
-    void Update();
+    virtual void Update();
+
+protected:
+    /** A gauge without a bus, for a stand-in: each transfer throws Error with EBADF. */
+    explicit FuelGauge(std::string deviceName) : I2C(std::move(deviceName)) {}
 
 private:
     void ExecuteWrite(const std::string& line);

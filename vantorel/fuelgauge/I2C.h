@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <utility>
 
 namespace vantorel {
 
@@ -45,6 +46,10 @@ public:
     std::size_t Read(std::uint8_t* buffer, std::size_t length);
     /** Writes without a command; returns the number of bytes. */
     std::size_t Write(const std::uint8_t* data, std::size_t length);
+
+protected:
+    /** No bus at all: each transfer throws Error with EBADF. */
+    explicit I2C(std::string deviceName) : Device(std::move(deviceName)), address(0) {}
 
 private:
     std::atomic<std::uint8_t> address;

@@ -37,6 +37,8 @@ USB::USB(std::string portName, std::string controller)
     Tools::Mkdir(configurationDirectory);
 }
 
+USB::USB(std::string portName) : Device(std::move(portName)) {}
+
 USB::~USB() {
     PrintStatus("USB DTOR!");
 }
@@ -76,8 +78,7 @@ void USB::DescribeToHost(std::uint16_t connectedChip) {
 }
 
 std::string USB::SerialNumberText() const {
-    // The address of the buffer, not the text in it. Host software in the field has known devices
-    // by numbers of this form from the first one on, so it must not become the camera's own.
+    // The address of the buffer, not the text in it. Kept: a host program may rely on its form.
     const std::lock_guard lock(identityMutex);
     return Compose(static_cast<const void*>(serialNumber.get()));
 }

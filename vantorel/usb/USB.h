@@ -31,11 +31,14 @@ class USBGadget;
  *
  * Constructed and composed on one thread; the camera's notifications arrive on the SDK's, the
  * unbinding on the update's. BindGadgets() and UnbindGadgets() must not overlap.
+ *
+ * An application's test may derive a stand-in: ConnectionManager uses a port through its virtual
+ * operations only, see docs/wiring.md.
  */
-class VANTOREL_EXPORT USB final : public CameraObserver,
-                                  public Connection,
-                                  public Device,
-                                  public FirmwareUpdateObserver {
+class VANTOREL_EXPORT USB : public CameraObserver,
+                            public Connection,
+                            public Device,
+                            public FirmwareUpdateObserver {
 public:
     /**
      * Creates the gadget's directories and fixed attributes.
@@ -52,12 +55,6 @@ public:
 
     /** Has a function taken out of the gadget; it stays in the port's list. */
     void RemoveGadget(USBGadget& gadget);
-
-    /**
-     * Composes the gadget, waits without a limit until a camera has connected, and binds it.
-     * @throws Error of a function, std::future_error when called a second time
-     */
-    void BindGadgets();
 
     /** Unbinds the gadget; its functions stay composed. */
     void UnbindGadgets();
@@ -82,6 +79,17 @@ public:
     void OnFirmwareUpdateInProgress(FirmwareUpdateManager& manager, std::uint8_t percent) override;
     void OnFirmwareUpdateComplete(FirmwareUpdateManager& manager) override;
     void OnFirmwareUpdateError(FirmwareUpdateManager& manager, Error& error) override;
+
+    /**
+     * Composes the gadget, waits without a limit until a camera has connected, and binds it. The
+     * last of the virtual operations, so that it leaves the others their numbers.
+     * @throws Error of a function, std::future_error when called a second time
+     */
+    virtual void BindGadgets();
+
+protected:
+    /** A port that touches no file, for a stand-in in the test of an application. */
+    explicit USB(std::string portName);
 
 private:
     using SerialNumber = std::array<char, KIROCAMERA_TEXT_SIZE>;

@@ -86,6 +86,13 @@ template struct Slots<
     &Camera::OnUSBGadgetError, &Camera::OnUserInterfacePowerOffRequest,
     &Camera::OnUserInterfaceTorchOnRequest, &Camera::OnUserInterfaceTorchOffRequest,
     &Camera::OnUserInterfacePowerButtonDoubleClick, &Camera::OnUserInterfaceTorchButtonDoubleClick>;
+template struct Slots<8, &USB::IsConnected, &USB::OnFirmwareUpdateFileFound,
+                      &USB::OnFirmwareUpdateFileValid, &USB::OnFirmwareUpdateBegin,
+                      &USB::OnFirmwareUpdateInProgress, &USB::OnFirmwareUpdateComplete,
+                      &USB::OnFirmwareUpdateError, &USB::BindGadgets>;
+template struct Slots<2, &FuelGauge::Level, &FuelGauge::Current, &FuelGauge::Voltage,
+                      &FuelGauge::Temperature, &FuelGauge::IsBatteryConnected, &FuelGauge::Reset,
+                      &FuelGauge::Update>;
 template struct Slots<6, &USBGadgetSubi::ServiceFunction, &USBGadgetSubi::OnCameraConnect,
                       &USBGadgetSubi::OnCameraDisconnect,
                       &USBGadgetSubi::OnCameraCaptureSessionStart,
@@ -165,7 +172,7 @@ template struct Fields<LoggerEntry, 2088, 4, &LoggerEntry::frameHeader, &LoggerE
                        &LoggerEntry::processorTemperature>;
 static_assert(sizeof(LoggerEntry::frameHeader) == 2048);
 template struct Fields<LoggerService, 56, 32, &LoggerService::observers, &LoggerService::uptime>;
-template struct Fields<CameraManager, 64, 12, &CameraManager::manager, &CameraManager::wiring>;
+template struct Fields<CameraManager, 48, 12, &CameraManager::manager, &CameraManager::wiring>;
 template struct Fields<Camera, 88, 16, &Camera::handle, &Camera::observers, &Camera::frames,
                        &Camera::connectionState, &Camera::frameCounter, &Camera::captureStart,
                        &Camera::sessionMutex>;
