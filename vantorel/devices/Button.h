@@ -27,8 +27,9 @@ public:
     /**
      * Blocks until an event carries the key's code and answers it; events of other keys are
      * consumed. The type of the event is not looked at. A button with code 0 does not wait but
-     * answers an all-zero record. The wait goes on when the device disappears, at ten looks a
-     * second; a device that comes back is a new one, to be opened by a new Button.
+     * answers an all-zero record. The wait goes on when the device disappears: since
+     * poll() then returns at once, there is a pause of 100 ms after each look, so that the thread
+     * takes no processor time. A device that comes back is a new one, to be opened by a new Button.
      * @throws Error with the errno of a failed wait, EINTR among them
      */
     InputEventRecord WaitForEvent();

@@ -17,7 +17,8 @@ namespace vantorel {
  *
  * Draw into BackBuffer(), show it with SwapBuffers(), and draw again after WaitForVSYNC(). All of
  * it is thread-bound; only BackBuffer() and the geometry may be read from others. The pixels
- * live as long as the object.
+ * live as long as the object, and in this process only: a forked child does not get them
+ * (MADV_DONTFORK), since a mapping keeps the card open and its first opener the master.
  */
 class VANTOREL_EXPORT LCD final : public Device {
 public:
@@ -36,8 +37,8 @@ public:
     /** Rows. */
     std::uint16_t Height() const { return mode.vdisplay; }
     /**
-     * Always 8, although pixels have 32 bits: applications know this number. It is of no use for
-     * finding pixels; BytesPerPixel() is.
+     * Always 8, although pixels have 32 bits. Kept: an application may rely on the number. It is of
+     * no use for finding pixels; BytesPerPixel() is.
      */
     std::uint32_t BitsPerPixel() const { return 8; }
     /** Bytes from one pixel to the next, 4. */
@@ -57,7 +58,10 @@ public:
     void SwapBuffers();
 
     /**
-     * Blocks until a flip has completed.
+     * Blocks until the kernel sends the event of a completed flip. There is no time limit: without
+     * a flip under way, or when the driver loses the event, it waits for ever. Only a signal whose
+     * handler runs on this thread ends the wait early, by EINTR; the event is then left for the
+     * next wait, and a SwapBuffers() before it may fail with EBUSY.
      * @throws Error with the errno of a failed wait, EINTR among them
      */
     void WaitForVSYNC();

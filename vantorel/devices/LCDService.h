@@ -12,7 +12,9 @@ class LCD;
  * The render loop: lets its observers draw, flips and waits for the flip, once a refresh of the
  * display, on the service's thread. Between two cycles there is no pause.
  *
- * Stop() returns after the flip that is under way.
+ * Stop() returns after the flip that is under way. A flip whose event never comes (see
+ * LCD::WaitForVSYNC()) keeps the thread, and Stop() with it, for ever: the display stays on the
+ * last picture, everything else goes on, and no observer is told.
  */
 class VANTOREL_EXPORT LCDService final : public Service {
 public:

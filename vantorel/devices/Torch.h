@@ -16,7 +16,11 @@ namespace vantorel {
  * and may light only while the device runs on its battery: in any other state it is switched off
  * and every later request is ignored, until the battery state returns.
  *
- * Switching throws Error with the errno of a failed write at the caller, before anybody is told.
+ * Switching throws Error with the errno of a failed write at the caller, before anybody is told;
+ * OnTorchError() is never called. What becomes of it is the caller's: the connection manager
+ * reports it to its observers and announces the state again. A user's request comes through
+ * UserInterfaceManager, whose operations an exception does not leave, so there it ends the process;
+ * the product's supervisor starts it anew, and the constructor reads what the LED shows.
  *
  * Called by the connection manager's thread and by the UI library's; observers are told on the
  * thread that switches. Thread-safe, but two threads that switch at once may leave the LED in the
@@ -48,7 +52,7 @@ public:
     void OnConnectionStateChanged(ConnectionState newState, ConnectionState oldState) override;
     void OnConnectionError(Error& error) override;
 
-    /** Toggles, as the off request does: the button behind both has one position only. */
+    /** Toggles, as the off request does. Kept: a UI library need not know what is lit. */
     void OnUserInterfaceTorchOnRequest() override;
     /** Toggles, as the on request does. */
     void OnUserInterfaceTorchOffRequest() override;

@@ -10,7 +10,7 @@
 namespace vantorel {
 namespace {
 
-// Two seconds in all, the time that a slow host takes to enumerate and configure the port.
+// Two seconds in all for a host to enumerate and configure the port.
 constexpr int hostChecks = 20;
 constexpr std::chrono::milliseconds hostCheckPause{100};
 
