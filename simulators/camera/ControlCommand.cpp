@@ -52,6 +52,9 @@ std::optional<ControlCommand> ControlCommand::Parse(std::string_view line) {
     if (name == "rate")
         if (const auto rate = ParseNumber(argument, 0, MaxRate))
             return ControlCommand{Kind::Rate, *rate};
+    if (name == "hang")
+        if (const auto hangs = ParseNumber(argument, 0, 1))
+            return ControlCommand{Kind::Hang, *hangs};
     return std::nullopt;
 }
 

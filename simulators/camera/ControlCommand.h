@@ -14,6 +14,7 @@ struct ControlCommand {
         Disconnect,
         Error,   /**< value: the code to report */
         Rate,    /**< value: frames per second, 0 stops them */
+        Hang,    /**< value: whether starts and stops of a session wait until it is 0 again */
         Announce /**< report cameras that the event callback has not heard of; has no text */
     };
     Kind kind = Kind::Announce;
@@ -21,8 +22,8 @@ struct ControlCommand {
 
     static constexpr std::int32_t MaxRate = 240;
 
-    /** Reads `connect`, `disconnect`, `error CODE` or `rate HZ`; nothing when it is none of them.
-     */
+    /** Reads `connect`, `disconnect`, `error CODE`, `rate HZ` or `hang 0|1`; nothing when it is
+     * none of them. */
     static std::optional<ControlCommand> Parse(std::string_view line);
 };
 

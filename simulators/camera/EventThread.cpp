@@ -106,6 +106,9 @@ void kirocamera_manager::Execute(const ControlCommand& command) {
     case ControlCommand::Kind::Rate:
         SetRate(command.value);
         break;
+    case ControlCommand::Kind::Hang:
+        SetHanging(command.value != 0);
+        break;
     case ControlCommand::Kind::Announce:
         Announce();
         break;
@@ -123,6 +126,12 @@ void kirocamera_manager::Announce() {
         SendEvent(camera, KIROCAMERA_EVENT_CONNECT, 0);
         lock.lock();
     }
+}
+
+void kirocamera_manager::SetHanging(bool hangs) {
+    const std::lock_guard lock(mutex_);
+    hangs_ = hangs;
+    changed_.notify_all();
 }
 
 void kirocamera_manager::SetRate(int rate) {

@@ -126,6 +126,11 @@ kirosim::FrameRequest kirocamera_manager::NextRequest(kirocamera& camera) const 
     return request;
 }
 
+void kirocamera_manager::WaitWhileHanging() {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [this] { return !hangs_ || quit_; });
+}
+
 kirocamera_t* kirocamera_manager::CurrentCamera() {
     const std::lock_guard lock(mutex_);
     return LastCamera(&kirocamera::connected);

@@ -38,6 +38,8 @@ public:
     kirocamera_error_t SendFrame();
     void Post(const kirosim::ControlCommand& command);
     kirocamera_t* CurrentCamera();
+    /** Holds up the caller for as long as the SDK is to hang. */
+    void WaitWhileHanging();
 
     /** Runs `action` on the camera under the lock; the frame thread sees what it changed. */
     template <typename Action>
@@ -62,6 +64,7 @@ private:
     void Execute(const kirosim::ControlCommand& command);
     void Announce();
     void SetRate(int rate);
+    void SetHanging(bool hangs);
 
     void FrameLoop();
     bool FramesWanted();
@@ -76,6 +79,7 @@ private:
     std::mutex mutex_;
     std::condition_variable changed_;
     bool quit_ = false;
+    bool hangs_ = false;
     int rate_ = 30;
     unsigned pace_ = 0; /**< counts the reasons to start the frame deadlines anew */
     std::vector<std::unique_ptr<kirocamera>> cameras_; /**< kept: callbacks may still hold them */

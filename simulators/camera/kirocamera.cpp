@@ -40,6 +40,15 @@ kirocamera_error_t Call(const char* function, kirocamera_t* camera, Action actio
     return camera->manager.Change(*camera, action);
 }
 
+/** A call that starts or stops a session, and so one that hangs when it is to. */
+template <typename Action, typename... Numbers>
+kirocamera_error_t CallSession(const char* function, kirocamera_t* camera, Action action,
+                               Numbers... numbers) {
+    if (camera != nullptr)
+        camera->manager.WaitWhileHanging();
+    return Call(function, camera, action, numbers...);
+}
+
 /** Sets one of a camera's modes to one of two values. */
 kirocamera_error_t SetMode(const char* function, kirocamera_t* camera, int kirosim::Modes::*which,
                            int mode, int other) {
@@ -123,12 +132,12 @@ KIROCAMERA_EXPORT kirocamera_error_t kirocamera_capture_session_start(kirocamera
         target.format = format;
         return 0;
     };
-    return Call(__func__, camera, start, format);
+    return CallSession(__func__, camera, start, format);
 }
 
 // Does not wait for a running frame callback: its handler may be waiting for the caller.
 KIROCAMERA_EXPORT kirocamera_error_t kirocamera_capture_session_stop(kirocamera_t* camera) {
-    return Call(__func__, camera, [](kirocamera& target) {
+    return CallSession(__func__, camera, [](kirocamera& target) {
         if (!target.session)
             return kirocamera_error_t{KIROCAMERA_SIM_ERROR_SESSION};
         target.session = false;

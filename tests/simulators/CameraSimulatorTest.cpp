@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
+#include <future>
 
 namespace {
 
@@ -47,6 +48,13 @@ TEST(CameraSimulator, FrameHasEveryFieldAtItsPlace) {
     EXPECT_EQ(image->line_stride, 160);
     EXPECT_EQ(image->header_size, 2048U);
     EXPECT_EQ(image->data_size, 19200U);
+    EXPECT_EQ(kirocamera_sim_command("hang 1"), 0);
+    auto stop = std::async([&] { return kirocamera_capture_session_stop(camera); });
+    EXPECT_EQ(stop.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
+    EXPECT_EQ(manual.Frame(), 0) << "frames go on";
+    EXPECT_EQ(kirocamera_sim_command("hang 0"), 0);
+    EXPECT_EQ(stop.get(), 0);
+    EXPECT_EQ(kirocamera_capture_session_start(camera, 0x80), 0);
     EXPECT_EQ(kirocamera_sim_command("disconnect"), 0);
     EXPECT_NE(manual.Frame(), 0) << "a command takes effect at once";
     kirocamera_manager_destroy(manager);

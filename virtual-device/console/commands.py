@@ -19,7 +19,7 @@ fixture 0..2 on|off
 temperature board|cpu C
 button power|torch|reset down|up|click|hold SECONDS|doubleclick
 button plug|unplug          the whole input device
-camera connect|disconnect|error CODE|rate 0..240
+camera connect|disconnect|error CODE|rate 0..240|hang 0|1
 cable plug|unplug           whether a USB host is at the other end of the cable
 start [debugger]            start the application; set initial conditions before. With a debug
                             server on the USB serial line instead of the shell
@@ -175,13 +175,14 @@ class Console(Looking):
     # --- camera, cable, application ---------------------------------------------------------------
 
     def do_camera(self, arguments):
-        usage = "usage: camera connect|disconnect|error CODE|rate 0..240"
+        usage = "usage: camera connect|disconnect|error CODE|rate 0..240|hang 0|1"
         if arguments in (["connect"], ["disconnect"]):
             self.surroundings.camera["KIROCAMERA_SIM_CONNECTED"] = str(int(arguments[0] == "connect"))
         elif len(arguments) == 2 and arguments[0] == "rate":
             self.surroundings.camera["KIROCAMERA_SIM_RATE"] = str(number(arguments[1], 0, 240))
-        elif len(arguments) == 2 and arguments[0] == "error":
-            number(arguments[1], -2**31, 2**31 - 1)
+        elif len(arguments) == 2 and arguments[0] in ("error", "hang"):
+            bounds = (-2**31, 2**31 - 1) if arguments[0] == "error" else (0, 1)
+            number(arguments[1], *bounds)
             if not self.application_runs():
                 raise Failure("the application does not run")
         else:
