@@ -5,6 +5,7 @@
 #include "app/Board.h"
 #include "app/Latches.h"
 #include "app/LogFlusher.h"
+#include "app/Shutdown.h"
 #include "vantorel/camera/CameraError.h"
 #include "vantorel/camera/CameraManager.h"
 #include "vantorel/devices/Button.h"
@@ -22,9 +23,7 @@
 #include "vantorel/logger/LoggerService.h"
 #include "vantorel/power/ConnectionManager.h"
 #include "vantorel/power/PowerManager.h"
-#include "vantorel/system/Filesystem.h"
 #include "vantorel/system/Firstboot.h"
-#include "vantorel/system/Tools.h"
 #include "vantorel/ui/UserInterfaceManager.h"
 #include "vantorel/update/FirmwareUpdateManager.h"
 #include "vantorel/usb/USB.h"
@@ -36,10 +35,7 @@
 #include <csignal>
 #include <exception>
 #include <iostream>
-#include <optional>
 #include <string_view>
-
-#include <unistd.h>
 
 using namespace vantorel;
 
@@ -53,6 +49,14 @@ sigset_t BlockTerminationSignals() {
     sigaddset(&signals, SIGINT);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     return signals;
+}
+
+bool IsTerminationPending(const sigset_t& signals) {
+    sigset_t pending;
+    sigpending(&pending);
+    sigset_t both;
+    sigandset(&both, &pending, &signals);
+    return sigisemptyset(&both) == 0;
 }
 
 void WaitForTermination(const sigset_t& signals) {
@@ -93,9 +97,8 @@ int Run(bool debugServer) {
 
     // The USB port and its functions. The host may write the drive: updates come that way.
     USB usb("vantorel.usb", board::usbController);
-    std::optional<USBGadgetMassStorage> drive;
-    drive.emplace("vantorel.usb.drive", board::usbController, board::driveLabel, board::driveSize,
-                  false);
+    USBGadgetMassStorage drive("vantorel.usb.drive", board::usbController, board::driveLabel,
+                               board::driveSize, false);
     USBGadgetSerial serial("vantorel.usb.serial", board::usbController, debugServer, true);
     USBGadgetRndis network("vantorel.usb.network", board::usbController);
     USBGadgetSubi control("vantorel.usb.control", board::usbController);
@@ -117,12 +120,16 @@ int Run(bool debugServer) {
     UserInterfaceManager userInterface;
     PowerManager power;
     CameraManager camera(board::cameraDiscoveryMode);
-    FirmwareUpdateManager update(drive->Storage());
+    FirmwareUpdateManager update(drive.Storage());
     ConnectionManager connection(charger, fuelGauge, usb, board::connectionInterval);
     CameraLatch cameraLatch;
-    ConnectionLatch connectionLatch;
+    ConnectionLatch decided;
+    ConnectionLatch beforeGauge;
+    ConnectionLatch settled;
 
     // Who hears of what. The order matters where it is told why.
+    // The latches are for the end, which has to know how far an announcement has come.
+    connection.AddObserver(decided);
     connection.AddObserver(userInterface);
     connection.AddObserver(power);
     connection.AddObserver(camera);
@@ -131,9 +138,11 @@ int Run(bool debugServer) {
     // After those that may be told twice: a torch that cannot be switched throws, and the manager
     // announces the state again.
     connection.AddObserver(torch);
-    connection.AddObserver(connectionLatch);
-    // Last, and so told once: it resets the gauge, which takes a second, and starts polling it.
+    connection.AddObserver(beforeGauge);
+    // After all that may throw, and so told once: it resets the gauge, which takes a second, and
+    // starts polling it.
     connection.AddObserver(fuelGaugeService);
+    connection.AddObserver(settled);
 
     // Without the USB port and the control function among the observers of the camera, binding the
     // port would wait for ever.
@@ -168,7 +177,7 @@ int Run(bool debugServer) {
     // camera when it is added, so it is the last to be.
     usb.AddGadget(control);
     usb.AddGadget(serial);
-    usb.AddGadget(*drive);
+    usb.AddGadget(drive);
     usb.AddGadget(network);
 
     // Everything is wired: let it run. The camera comes before the connection manager, whose first
@@ -182,54 +191,29 @@ int Run(bool debugServer) {
     powerButtonService.Start();
     torchButtonService.Start();
     resetButtonService.Start();
-    if (!cameraLatch.WaitFor(board::cameraWait)) {
+    const auto isToEnd = [&] { return IsTerminationPending(termination); };
+    if (!cameraLatch.WaitFor(board::cameraWait, isToEnd)) {
         std::cerr << "No camera yet; going on without it.\n";
     }
-    connection.Start();
+    if (!isToEnd()) {
+        connection.Start();
+    }
 
     WaitForTermination(termination);
-
-    // The end, in reverse. Button and display services are left to the end of the process, for each
-    // would wait for one more event of its device. The log first: the connection manager may wait
-    // for ever, for a frame of a camera whose session a host has stopped.
-    logger.Flush();
-    const ConnectionState state = connectionLatch.State();
-    if (state == ConnectionState::Undetermined) {
-        // Before its first decision the manager cannot be stopped: it may be waiting for a camera
-        // while it binds the port, or be about to start other services. Only what would outlive the
-        // process goes.
-        try {
-            Tools::Umount(drive->Storage().MountPoint());
-        } catch (const Error& error) {
-            std::cerr << "The drive stays mounted: " << error.ToString() << '\n';
-        }
-    } else {
-        const bool hasPort = state == ConnectionState::Host || state == ConnectionState::NoHost;
-        connection.Stop();
-        update.Stop();
-        if (hasPort) {
-            usb.UnbindGadgets();
-            usb.RemoveGadget(network);
-            usb.RemoveGadget(*drive);
-            usb.RemoveGadget(serial);
-        }
-        drive.reset(); // unmounts it
-        fuelGaugeService.Stop();
-        loggerService.Stop();
-        processorLogService.Stop();
-        boardLogService.Stop();
-        boardThermometerService.Stop();
-        logger.Flush(); // it lives on, since frames still come
-        if (hasPort) {
-            // Ends the process if the kernel had refused the function, of which adding it tells
-            // nothing.
-            usb.RemoveGadget(control);
-        }
-    }
-    std::cout.flush();
-    // Threads of the buttons and of the camera still run; no destructor may pull the objects away
-    // from under them.
-    ::_exit(0);
+    ShutDown({.logger = logger,
+              .usb = usb,
+              .drive = drive,
+              .network = network,
+              .serial = serial,
+              .control = control,
+              .connection = connection,
+              .update = update,
+              .pollers = {fuelGaugeService, loggerService, processorLogService, boardLogService,
+                          boardThermometerService},
+              .camera = cameraLatch,
+              .decided = decided,
+              .beforeGauge = beforeGauge,
+              .settled = settled});
 }
 
 } // namespace

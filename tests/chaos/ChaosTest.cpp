@@ -31,6 +31,7 @@
 [[noreturn]] void EndOfApplication(int status);
 #define main ApplicationMain
 #define _exit EndOfApplication
+#include "app/Shutdown.cpp"
 #include "app/main.cpp"
 #undef _exit
 #undef main
@@ -116,14 +117,17 @@ public:
         }
         decidedAtEnd = statusLines->decided.load();
         ::kill(::getpid(), SIGTERM);
-        Release();
+        // A host may have stopped more sessions than there were frames: the end waits for none.
+        while (true) {
+            ::pause();
+        }
     }
 
 private:
     int Up(int limit) { return std::uniform_int_distribution(0, limit - 1)(random); }
     int Sometimes(int value) { return Up(4) == 0 ? value : 0; }
 
-    /** A host may have stopped more sessions than there were frames, and all wait for the next. */
+    /** The event must get through to a thread that may be waiting for a frame. */
     [[noreturn]] static void Release() {
         while (true) {
             ::kirocamera_capture_session_start(::kirocamera_sim_get_camera(),
