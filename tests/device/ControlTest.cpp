@@ -8,6 +8,9 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
+#include <semaphore>
+
 #include <sys/klog.h>
 #include <sys/wait.h>
 
@@ -15,6 +18,22 @@ namespace vantorel::test {
 namespace {
 
 using testing::HasSubstr;
+
+/** Holds up the device's thread, once armed, where it starts a session. */
+struct Gate final : USBGadgetObserver {
+    void OnUSBGadgetStartCaptureSessionRequest(USBGadget&) override {
+        if (armed.exchange(false)) {
+            entered.release();
+            passed.acquire();
+        }
+    }
+    void OnUSBGadgetStopCaptureSessionRequest(USBGadget&) override {}
+    void OnUSBGadgetError(USBGadget&, Error&) override {}
+
+    std::atomic<bool> armed{false};
+    std::binary_semaphore entered{0};
+    std::binary_semaphore passed{0};
+};
 
 /** The port with the vendor function alone, plugged into the host. */
 class ControlTest : public testing::Test {
@@ -28,6 +47,7 @@ protected:
         manager.AddObserver(subi.emplace("subi", "dummy_udc.0"));
         manager.Start();
         subi->AddObserver(wishes);
+        subi->AddObserver(gate);
         sdk.Connect();
         port.SetCable(true);
         descriptors = CountOpenDescriptors();
@@ -55,6 +75,7 @@ protected:
     UsbPort port;
     CameraManager manager{0};
     Wishes wishes;
+    Gate gate;
     std::optional<USB> usb;
     std::optional<USBGadgetSubi> subi;
     std::optional<UsbPort> host;
@@ -106,6 +127,32 @@ TEST_F(ControlTest, HandsOutTheKernelsLog) {
     Selected(*host, 13, 4);
     EXPECT_THAT(Selected(*host, 14, 4).reply, testing::Optional(testing::SizeIs(4)))
         << "as much as the host has room for";
+}
+
+// Nor does the removal of the function wait: see TearDown().
+TEST_F(ControlTest, IsNotHeldUpByResetsAndWithheldData) {
+    const auto withhold = [&] {
+        // The announcement comes while the device is busy, so that it cannot have taken the data
+        // before the host takes the request back.
+        gate.armed = true;
+        EXPECT_EQ(host->Out(60, Word(1)), Outcome{});
+        gate.entered.acquire();
+        host->Withhold(86, 6);
+        gate.passed.release();
+    };
+    for (int round = 0; round < 3; ++round) {
+        withhold();
+        EXPECT_EQ(host->In(61, 2), Reply(Word(1))) << "the next request ends the wait";
+        EXPECT_EQ(host->Out(60, Word(0)), Outcome{});
+
+        withhold();
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        host->Reset();
+        EXPECT_EQ(host->In(61, 2), Reply(Word(1))) << "a reset does";
+        EXPECT_EQ(host->Out(60, Word(0)), Outcome{});
+    }
+    EXPECT_EQ(host->In(88, 2), refusedIn) << "the range is what it was before";
+    withhold();
 }
 
 } // namespace

@@ -69,6 +69,35 @@ public:
         return ::ioctl(fd, USBDEVFS_CONTROL, &transfer);
     }
 
+    /** Resets the device on the bus; the host configures it again. */
+    void Reset() const {
+        if (::ioctl(fd, USBDEVFS_RESET) != 0) {
+            throw std::runtime_error(std::string("no reset: ") + std::strerror(errno));
+        }
+    }
+
+    /** Announces the data of a vendor request and takes the request back instead of sending it. */
+    void Withhold(std::uint8_t request, std::uint16_t length) const {
+        Bytes packet(8U + length);
+        packet[0] = 0x40;
+        packet[1] = request;
+        packet[6] = static_cast<std::uint8_t>(length);
+        usbdevfs_urb urb{};
+        urb.type = USBDEVFS_URB_TYPE_CONTROL;
+        urb.buffer = packet.data();
+        urb.buffer_length = static_cast<int>(packet.size());
+        if (::ioctl(fd, USBDEVFS_SUBMITURB, &urb) != 0) {
+            throw std::runtime_error(std::string("not submitted: ") + std::strerror(errno));
+        }
+        // The bus delivers the announcement within a frame.
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        ::ioctl(fd, USBDEVFS_DISCARDURB, &urb);
+        void* done = nullptr;
+        if (::ioctl(fd, USBDEVFS_REAPURB, &done) != 0 || urb.status != -ENOENT) {
+            throw std::runtime_error("the data was taken all the same");
+        }
+    }
+
     /** A vendor request, seen as the scripted endpoint shows it; a time-out is a failure. */
     Outcome In(std::uint8_t request, std::size_t length) const {
         Bytes data(length, 0xee);
