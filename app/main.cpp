@@ -77,7 +77,7 @@ int Run(bool debugServer) {
     Charger charger("vantorel.charger", board::charger);
     FuelGauge fuelGauge("vantorel.fuelgauge", board::fuelGaugeBus, board::gpioChip,
                         board::fuelGaugeLine);
-    // Whoever builds a factory mode asks it; until then it keeps its lines from everybody else.
+    // For a factory mode. Until there is one, it keeps other programs from using its lines.
     TestFixture fixture("vantorel.fixture", board::gpioChip);
     Button powerButton(board::powerButtonName, board::buttons, board::powerKey);
     Button torchButton(board::torchButtonName, board::buttons, board::torchKey);
@@ -127,8 +127,8 @@ int Run(bool debugServer) {
     ConnectionLatch beforeGauge;
     ConnectionLatch settled;
 
-    // Who hears of what. The order matters where it is told why.
-    // The latches are for the end, which has to know how far an announcement has come.
+    // Who observes whom. The order matters where a comment says why. The latches are for the end,
+    // which has to know how far an announcement has come.
     connection.AddObserver(decided);
     connection.AddObserver(userInterface);
     connection.AddObserver(power);
@@ -172,9 +172,9 @@ int Run(bool debugServer) {
     update.AddObserver(usb);
     control.AddObserver(camera);
 
-    // The port offers its functions in the reverse of this order; a network function has to come
-    // first on the bus for a Windows host to find its driver. The control function waits for a
-    // camera when it is added, so it is the last to be.
+    // The port adds its functions in the reverse of this order, and numbers their interfaces so:
+    // the network function's are the first two. The control function waits for a camera when the
+    // port adds it, so the others come before it.
     usb.AddGadget(control);
     usb.AddGadget(serial);
     usb.AddGadget(drive);

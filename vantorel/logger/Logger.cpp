@@ -28,7 +28,7 @@ Logger::Logger(std::string directory) : logDirectory(std::move(directory)) {
 Logger::~Logger() = default;
 
 void Logger::WriteColumnNames() {
-    // The last name carries two percent signs; the service tools in the field look for it so.
+    // The last name has two percent signs. Kept: a program that reads the log may rely on it.
     log << "Session ID,Uptime (s),Uptime (ns),ChipID,FPA Frame Count,FPA Error Count,"
            "Framerate (fps),FPA Tdiode (Counts),FPA Temp (degC),FPA Spot Temp (degC),"
            "CPU Temp (degC),Board Temp (degC),Battery Temp (degC),Battery Voltage (V),"

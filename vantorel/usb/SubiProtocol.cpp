@@ -175,7 +175,7 @@ void USBGadgetSubi::AnswerSelected(const SetupRequest& setup) {
         setup.length == length ? answer() : Stall(setup);
     };
     if (subSelector > selector::last) {
-        return; // hosts in the field probe for later selectors and take silence for "not yet"
+        return; // neither answered nor stalled. Kept: a host program may rely on it
     }
     switch (subSelector) {
     case selector::version:
@@ -266,7 +266,8 @@ void USBGadgetSubi::AnswerFactoryTail(const SetupRequest& setup) {
 void USBGadgetSubi::AnswerFactoryRange(const SetupRequest& setup) {
     const auto known = identity.Load();
     const std::uint32_t begin = 2U * factoryReadRange.offset;
-    // The range is the host's; what would leave the settings is refused, or it would read our heap.
+    // The host chooses the range. One that leaves the settings is refused: the reply would show
+    // what is behind them in memory.
     if (factoryReadRange.remaining < setup.length / 2 || !known ||
         begin + setup.length > known->factorySettings.size()) {
         return Stall(setup);
@@ -278,7 +279,10 @@ void USBGadgetSubi::AnswerFactoryRange(const SetupRequest& setup) {
 }
 
 void USBGadgetSubi::FetchKernelLog(const SetupRequest& setup) {
-    // Reading an empty log waits for the next line, and with it every other request would.
+    // Reading an empty log waits for the kernel's next line, and every other request would wait
+    // with it. That still happens when another reader empties the log between the two calls: no
+    // call of the kernel reads only what is there, and a thread for each request is not worth it.
+    // The next line of the log ends the wait, whoever writes it.
     int count = sys::Klogctl(klogSizeUnread, nullptr, 0);
     if (count != 0) {
         count = sys::Klogctl(klogRead, kernelLog.data(), static_cast<int>(kernelLog.size()));
@@ -310,14 +314,15 @@ void USBGadgetSubi::TakeSessionState() {
         } else if (wanted == 0) {
             observers.Notify(&USBGadgetObserver::OnUSBGadgetStopCaptureSessionRequest, *this);
         }
-        // Other values start and stop nothing and are reported back all the same.
+        // Other values start and stop nothing, but request 61 reports them. Kept: a host program
+        // may rely on it.
         captureSessionState = wanted;
     }
     status = success;
 }
 
 void USBGadgetSubi::TakeStopRequest(const SetupRequest& setup) {
-    std::uint16_t value = 3; // what a host without data asks for
+    std::uint16_t value = 3; // refused when no data arrives
     Take(&value, sizeof value);
     if (value == 3) {
         return Refuse(setup, stopRefused);

@@ -26,8 +26,8 @@ class USBGadget;
  * whether a host has configured the port. When a firmware update begins, it leaves the bus for the
  * rest of the run.
  *
- * The serial number that a host reads is a text of this process, not the camera's number; hosts
- * tell devices apart by it within a session only.
+ * The serial number that a host reads is made of an address in this process, not of the camera's
+ * number, so it can be another one after every start.
  *
  * Constructed and composed on one thread; the camera's notifications arrive on the SDK's, the
  * unbinding on the update's. BindGadgets() and UnbindGadgets() must not overlap.

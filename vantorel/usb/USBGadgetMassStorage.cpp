@@ -19,8 +19,7 @@ constexpr const char* workingDirectory = "/tmp/mass_storage";
 constexpr const char* imagePath = "/tmp/mass_storage/lun0";
 constexpr const char* mountPoint = "/tmp/mass_storage/lun0.fs";
 
-// 600 in decimal, that is 01130. Service scripts in the field look for images with this odd mode,
-// so it must not become 0600.
+// 600 in decimal, that is 01130, not 0600. Kept: a program on the device may rely on it.
 constexpr mode_t imageMode = 600;
 
 } // namespace

@@ -15,7 +15,7 @@ constexpr const char* networkInterface = "usb0";
 constexpr const char* hostNameFile = "/etc/hostname";
 constexpr const char* sshServer = "dropbear";
 constexpr const char* dhcpServer = "busybox-udhcpd";
-// Each step finds the one before it settled.
+// For each step before the next one: the init scripts do not report when their server is ready.
 constexpr std::chrono::seconds stepPause{1};
 
 } // namespace

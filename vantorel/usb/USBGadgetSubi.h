@@ -25,7 +25,8 @@ namespace vantorel {
  *
  * It is a function in user space: FunctionFS is mounted on "/dev/subi", descriptors and strings are
  * written to its endpoint zero, and the service thread answers the control requests that arrive
- * there. The bulk endpoint of the interface is declared for hosts that look for one and never used.
+ * there. The bulk endpoint of the interface is declared and never served. Kept: a host program may
+ * rely on the descriptors.
  *
  * OnAdd() and OnRemove() belong to the thread that composes the gadget; the camera's notifications
  * arrive on the SDK's threads; ServiceFunction() owns the state of the protocol.
@@ -55,7 +56,11 @@ public:
      *     it is up the kernel refuses a second set of descriptors
      */
     void OnAdd() override;
-    /** Takes the function down again; only after an OnAdd() that came up. */
+    /**
+     * Takes the function down again; only after an OnAdd() that came up. Waits for a request that
+     * is being answered, without a limit: a stop of the capture session waits for a frame, and
+     * reading the kernel log can wait for its next line. An application that ends must bound this.
+     */
     void OnRemove() noexcept override;
     void OnBind() noexcept override;
     void OnUnbind() noexcept override;

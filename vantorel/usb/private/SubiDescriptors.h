@@ -4,8 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-/** What the vendor function tells FunctionFS about itself: descriptors and strings, byte for byte.
- */
+/** The descriptors and strings that the vendor function writes to FunctionFS, byte for byte. */
 namespace vantorel::subi {
 
 inline constexpr std::array<std::uint8_t, 52> descriptors = {
@@ -27,7 +26,10 @@ static_assert(descriptors[4] == descriptors.size() && descriptors.back() == 1);
 /** Of the high-speed packet size in the descriptors, which the protocol reports from there. */
 inline constexpr std::size_t packetSizeOffset = 49;
 
-/** The interface is named after the larger camera model on both: host drivers bind by this text. */
+/**
+ * The interface has the name of the larger camera model on both. Kept: a host program may find it
+ * by this text.
+ */
 inline constexpr std::array<std::uint8_t, 40> strings = {2,   0,   0,   0, // FunctionFS strings
                                                          40,  0,   0,   0, // length
                                                          1,   0,   0,   0, // strings
