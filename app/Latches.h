@@ -25,7 +25,7 @@ public:
 
     /**
      * True as soon as a camera has connected, false when none has in time.
-     * @param isOver whether nobody needs a camera any more; asked several times a second
+     * @param isOver ends the wait early; called several times a second
      */
     bool WaitFor(std::chrono::milliseconds timeout, const std::function<bool()>& isOver) {
         const auto end = std::chrono::steady_clock::now() + timeout;
@@ -41,7 +41,7 @@ public:
      * frame is a frame like any other: it is counted and not opened.
      */
     void SendEmptyFrame() {
-        const std::lock_guard lock(mutex); // the camera is there until it has been told to go
+        const std::lock_guard lock(mutex); // OnCameraDisconnect() waits, and the camera with it
         if (camera != nullptr) {
             camera->OnCameraFrameAvailable(*camera, nullptr);
         }

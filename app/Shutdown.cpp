@@ -24,7 +24,7 @@ namespace {
 
 // Of the ten seconds that the end may take; the rest is for the kernel to take the process apart.
 constexpr std::chrono::milliseconds timeInAll = 8s;
-// The connection manager needs half a second to end, and two more while it looks for a host.
+// The connection manager needs half a second to end, and two more while it waits for a host.
 constexpr std::chrono::milliseconds timeForDecision = 4s;
 constexpr std::chrono::milliseconds slice = 250ms;
 
@@ -61,7 +61,7 @@ public:
             } else if (Clock::now() >= until) {
                 step = {};
             }
-            // Whoever stops the capture session waits for a frame, which a camera that hangs never
+            // A stop of the capture session waits for a frame, which a camera that hangs never
             // delivers.
             camera.SendEmptyFrame();
         }
@@ -102,7 +102,7 @@ bool StopDeciding(const Running& device, Steps& steps) {
 /** Removes the functions of a port that has left the bus. */
 void RemoveFunctions(const Running& device, Steps& steps) {
     // The last one may be waiting for the camera. It ends the process if the kernel had refused
-    // the function, of which adding it tells nothing.
+    // the function, which adding it does not report.
     static_cast<void>(
         steps.Do("network function", [&] { device.usb.RemoveGadget(device.network); }) &&
         steps.Do("drive function", [&] { device.usb.RemoveGadget(device.drive); }) &&
@@ -116,8 +116,9 @@ void UnmountDrive(USBGadgetMassStorage& drive) {
     try {
         Tools::Umount(directory);
     } catch (const Error& error) {
-        // Somebody, in a shell for instance, is in there. The mount goes with them; until then it
-        // is out of the way. A drive whose file system a host has spoilt is not mounted at all.
+        // A process has a file or a directory of it open, a shell for instance. Detached, the mount
+        // is out of the way at once and ends with that process. After a host has overwritten the
+        // file system, the drive is not mounted at all.
         if (error.Value() != EBUSY || ::umount2(directory.c_str(), MNT_DETACH) == -1) {
             std::cerr << "The drive is not unmounted: " << error.ToString() << '\n';
         }

@@ -9,7 +9,7 @@
 #include <functional>
 #include <vector>
 
-/** What runs when the application is asked to end; borrowed until then. */
+/** What runs when a signal ends the application; borrowed. */
 struct Running {
     vantorel::Logger& logger;
     vantorel::USB& usb;

@@ -135,12 +135,12 @@ int Run(bool debugServer) {
     connection.AddObserver(camera);
     connection.AddObserver(update);
     connection.AddObserver(loggerService);
-    // After those that may be told twice: a torch that cannot be switched throws, and the manager
-    // announces the state again.
+    // After those that may hear of a state twice: a torch that cannot be switched throws, and the
+    // manager announces the state again.
     connection.AddObserver(torch);
     connection.AddObserver(beforeGauge);
-    // After all that may throw, and so told once: it resets the gauge, which takes a second, and
-    // starts polling it.
+    // After all that may throw, so that it hears of a state once: it resets the gauge, which takes
+    // a second, and starts polling it.
     connection.AddObserver(fuelGaugeService);
     connection.AddObserver(settled);
 

@@ -1,5 +1,5 @@
 # Product data: what a maker sets for a product of its own. Checked here, because the kernel takes a
-# wrong number for another one and drops a text that is too long, and nobody reports either.
+# wrong number for another one and drops a text that is too long, without a report that is seen.
 
 set(VANTOREL_USB_VENDOR_ID "0x1209" CACHE STRING
     "USB vendor ID, 0x and four hexadecimal digits; the default is the community's test vendor")

@@ -22,9 +22,9 @@ class USBGadget;
  * The USB device port: one composite gadget in the kernel's gadget configuration file system, made
  * of the functions handed to AddGadget() and bound once in the object's life.
  *
- * What a host reads of it depends on the camera, so binding waits for one. As a Connection it tells
- * whether a host has configured the port. When a firmware update begins, it leaves the bus for the
- * rest of the run.
+ * What a host reads of it depends on the camera, so binding waits for one. As a Connection it
+ * reports whether a host has configured the port. When a firmware update begins, it leaves the bus
+ * for the rest of the run.
  *
  * The serial number that a host reads is made of an address in this process, not of the camera's
  * number, so it can be another one after every start.

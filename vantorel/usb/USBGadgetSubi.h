@@ -72,7 +72,7 @@ public:
     void AddObserver(USBGadgetObserver& observer) { observers.Add(observer); }
 
     /**
-     * Gathers the camera's identity; what the SDK fails to tell stays zero.
+     * Gathers the camera's identity; what the SDK does not return stays zero.
      * @throws std::future_error at the second camera: a USB device cannot change its identity
      */
     void OnCameraConnect(Camera& camera) override;
@@ -99,7 +99,7 @@ private:
         std::uint8_t request;
         std::uint16_t length;
     };
-    /** What request 86 asks for and request 88 reads, in 16-bit words. */
+    /** What request 86 sets and request 88 reads, in 16-bit words. */
     struct FactoryReadRange {
         std::uint16_t remaining = 0;
         std::uint16_t offset = 0;
