@@ -20,7 +20,9 @@
 #include <chrono>
 #include <cmath>
 #include <cstdlib>
+#include <fstream>
 #include <optional>
+#include <string>
 #include <thread>
 
 #include <fcntl.h>
@@ -196,6 +198,17 @@ protected:
         }
         return crtc.framebufferId;
     }
+    /** Where the kernel has mapped the pictures for itself, a line each. */
+    static std::string KernelsMappings() {
+        std::string found;
+        std::ifstream all("/proc/vmallocinfo");
+        for (std::string line; std::getline(all, line);) {
+            if (line.find("drm_gem_shmem_vmap") != std::string::npos) {
+                found += line + '\n';
+            }
+        }
+        return found;
+    }
     std::optional<LCD> lcd;
     UniqueFd watcher;
 };
@@ -220,6 +233,20 @@ TEST_F(DisplayHardware, ShowsItsBuffersInTurnOnceARefresh) {
     }
     EXPECT_GE(std::chrono::steady_clock::now() - begin, 480ms); // 30 refreshes at 60 Hz, less some
     EXPECT_EQ(lcd->BackBuffer(), second);
+}
+
+// The kernel takes back 32 MB of mappings that were given up in one go, page by page. An emulated
+// processor is busy with that for more than a refresh, twice a second if each flip gives one up.
+TEST_F(DisplayHardware, FlipsWithoutNewMappingsInTheKernel) {
+    const std::string mappings = KernelsMappings();
+    EXPECT_EQ(std::ranges::count(mappings, '\n'), 2);
+    for (int flip = 0; flip < 4; ++flip) {
+        lcd->SwapBuffers();
+        lcd->WaitForVSYNC();
+        EXPECT_EQ(KernelsMappings(), mappings) << "flip " << flip;
+    }
+    lcd.reset();
+    EXPECT_EQ(KernelsMappings(), "");
 }
 
 TEST_F(DisplayHardware, BelongsToOneProcessUntilItIsGivenUp) {
