@@ -64,6 +64,18 @@ void WaitForTermination(const sigset_t& signals) {
     sigwait(&signals, &received);
 }
 
+/** Stops the display when a later part of the start fails: no service may outlive its thread. */
+class StopOnFailure {
+public:
+    explicit StopOnFailure(LCDService& running) : display(running) {}
+    ~StopOnFailure() { display.Stop(); }
+    StopOnFailure(const StopOnFailure&) = delete;
+    StopOnFailure& operator=(const StopOnFailure&) = delete;
+
+private:
+    LCDService& display;
+};
+
 int Run(bool debugServer) {
     const sigset_t termination = BlockTerminationSignals();
 
@@ -95,6 +107,14 @@ int Run(bool debugServer) {
         return 1;
     }
 
+    // Its first screen is shown while the rest starts: the USB port and its functions load modules
+    // of the kernel, and the drive is formatted.
+    UserInterfaceManager userInterface;
+    LCDService lcdService(lcd);
+    lcdService.AddObserver(userInterface);
+    lcdService.Start();
+    const StopOnFailure stopOnFailure(lcdService);
+
     // The USB port and its functions. The host may write the drive: updates come that way.
     USB usb("vantorel.usb", board::usbController);
     USBGadgetMassStorage drive("vantorel.usb.drive", board::usbController, board::driveLabel,
@@ -107,7 +127,6 @@ int Run(bool debugServer) {
     ButtonService powerButtonService(powerButton);
     ButtonService torchButtonService(torchButton);
     ButtonService resetButtonService(resetButton);
-    LCDService lcdService(lcd);
     ThermometerService boardThermometerService(boardThermometer, board::thermometerInterval);
     ThermometerService boardLogService(boardLogThermometer, board::thermometerInterval);
     ThermometerService processorLogService(processorThermometer, board::thermometerInterval);
@@ -117,7 +136,6 @@ int Run(bool debugServer) {
     LogFlusher logFlusher(logger);
 
     // The managers that decide.
-    UserInterfaceManager userInterface;
     PowerManager power;
     CameraManager camera(board::cameraDiscoveryMode);
     FirmwareUpdateManager update(drive.Storage());
@@ -160,7 +178,6 @@ int Run(bool debugServer) {
     powerButtonService.AddObserver(userInterface);
     torchButtonService.AddObserver(userInterface);
     resetButtonService.AddObserver(userInterface);
-    lcdService.AddObserver(userInterface);
     torch.AddObserver(userInterface);
     boardThermometerService.AddObserver(userInterface);
     boardLogService.AddObserver(logger);
@@ -184,7 +201,6 @@ int Run(bool debugServer) {
     // decision starts the capture session of whatever camera is there by then. Fuel gauge and log
     // start themselves when that decision finds a battery.
     camera.Start();
-    lcdService.Start();
     boardThermometerService.Start();
     boardLogService.Start();
     processorLogService.Start();
