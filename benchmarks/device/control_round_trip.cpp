@@ -1,7 +1,8 @@
 /**
  * The round trip of a control request on the USB port: the vendor function's status request beside
- * the shortest FunctionFS responder there can be, and the shortest that can also be told to end,
- * each on a controller of its own, in turns.
+ * two bare FunctionFS responders, each on a controller of its own, in turns. "bare" is the shortest
+ * there can be: it blocks in its read, so an unbind of its port hangs. "polling" is the shortest
+ * that can be unbound, and so what the library is measured by.
  */
 #include "tests/device/UsbPort.h"
 #include "vantorel/camera/Camera.h"
@@ -49,14 +50,14 @@ void Write(const std::string& path, const std::string& value) {
 }
 
 /**
- * Answers every request with four zeros and does nothing else. A responder that can be told to end
+ * Answers every request with four zeros and does nothing else. A responder that can be unbound
  * waits in poll(): the kernel does not unbind a port while a thread is blocked in the read.
  */
-[[noreturn]] void Respond(int endpoint, bool canEnd) {
+[[noreturn]] void Respond(int endpoint, bool canBeUnbound) {
     usb_functionfs_event event{};
     const std::uint32_t status = 0;
     pollfd waits[] = {{endpoint, POLLIN, 0}, {::eventfd(0, EFD_CLOEXEC), POLLIN, 0}};
-    while ((!canEnd || ::poll(waits, 2, -1) > 0) &&
+    while ((!canBeUnbound || ::poll(waits, 2, -1) > 0) &&
            ::read(endpoint, &event, sizeof event) == ssize_t{sizeof event}) {
         if (event.type == FUNCTIONFS_SETUP &&
             ::write(endpoint, &status, sizeof status) != ssize_t{sizeof status}) {
@@ -67,7 +68,7 @@ void Write(const std::string& path, const std::string& value) {
 }
 
 /** A gadget with the descriptors of the vendor function and a bare responder behind it. */
-void BringUpBare(const std::string& name, const std::string& controller, bool canEnd) {
+void BringUpBare(const std::string& name, const std::string& controller, bool canBeUnbound) {
     const std::string gadget = "/config/usb_gadget/" + name + "/";
     const std::string mount = "/dev/" + name;
     std::filesystem::create_directory(gadget);
@@ -84,7 +85,7 @@ void BringUpBare(const std::string& name, const std::string& controller, bool ca
     }
     std::filesystem::create_symlink(gadget + "functions/ffs." + name,
                                     gadget + "configs/c.1/ffs." + name);
-    std::thread(Respond, endpoint, canEnd).detach();
+    std::thread(Respond, endpoint, canBeUnbound).detach();
     Write(gadget + "UDC", controller);
 }
 

@@ -2,6 +2,7 @@
 
 import re
 import shutil
+import statistics
 import subprocess
 import sys
 import time
@@ -15,6 +16,9 @@ PROJECT = Path(__file__).resolve().parents[2]
 PROGRAMS = ["button_to_led", "control_round_trip", "install_update", "frame_path", "bare_flips"]
 TRACING = "/sys/kernel/debug/tracing"
 EVENT = f"{TRACING}/events/drm/drm_vblank_event_delivered/enable"
+# The completion of a flip. The one of a mode that was set belongs to no open file.
+FLIP = r" (\d+\.\d+): drm_vblank_event_delivered: file=0*[1-9a-f].*seq=(\d+)"
+STARTS = 5  # of each program
 IDLE = 10  # seconds that wake-ups are counted
 PICTURE = 480 * 640 * 4 // 1024  # KiB
 SIMULATORS = ("libkirocamera", "libVantorelUI")
@@ -114,7 +118,7 @@ class Device:
         wait()
         self.shell(f"echo 0 > {EVENT}")
         trace = self.shell(f"grep vblank_event_delivered {TRACING}/trace; true")
-        found = re.findall(r" (\d+\.\d+): drm_vblank_event_delivered:.*seq=(\d+)", trace)
+        found = re.findall(FLIP, trace)
         if len(found) < 2:
             raise Failure("the kernel has traced no flips")
         times, numbers = zip(*((float(at), int(number)) for at, number in found))
@@ -136,23 +140,38 @@ class Device:
                   (first[0] + second[0]) / 2, "bare flip loop", 0.999, at_least=True,
                   note=f"refreshes missed: {missed}, bare loop {first[1] + second[1]}")
 
-    def startup(self):
-        """From the exec of a program to its first flip, as the kernel traces both."""
+    def _first_flip(self, name: str, begin) -> float:
+        """Milliseconds from the exec of a program to its first flip, as the kernel traces both."""
         execs = f"{TRACING}/events/sched/sched_process_exec/enable"
-        found = {}
-        self.console()
-        for name, begin in (("bare_flips", lambda: self.program("bare_flips", "2")),
-                            ("vantorel-app", self.start)):
-            self.shell(f"cd {TRACING} && echo > trace && echo 1 | tee {EVENT} > {execs}")
-            begin()
-            self.shell(f"echo 0 | tee {EVENT} > {execs}")
-            trace = self.shell(f"grep -E 'vblank_event_delivered|exec: filename=[^ ]*{name} ' "
-                               f"{TRACING}/trace | grep -m 1 -A 1 exec:")
-            times = re.findall(r" (\d+\.\d+): ", trace)
-            found[name] = (float(times[1]) - float(times[0])) * 1000
-        self.stop()
-        yield Row("exec to first flip, every service started", found["vantorel-app"], "ms",
-                  found["bare_flips"], "bare flip program")
+        self.shell(f"cd {TRACING} && echo > trace && echo 1 | tee {EVENT} > {execs}")
+        begin()
+        self.shell(f"echo 0 | tee {EVENT} > {execs}")
+        trace = self.shell(f"grep -E 'vblank_event_delivered|exec: filename=' {TRACING}/trace")
+        started = re.search(rf" (\d+\.\d+): sched_process_exec: filename=\S*{name} ", trace)
+        flip = started and re.search(FLIP, trace[started.end():])
+        if not flip:
+            raise Failure(f"the kernel has traced no flip of {name}")
+        return (float(flip[1]) - float(started[1])) * 1000
+
+    def startup(self):
+        """In turns, since both meet the display's refreshes at any time. The first of each program
+        loads its files."""
+        def begin():
+            self.console().execute("start")
+            self.console().execute("expect 'FPS: ' 60")
+
+        console = self.console()
+        console.execute("battery level 80")
+        ours, bare = [], []
+        for _ in range(STARTS + 1):
+            bare.append(self._first_flip("bare_flips", lambda: self.program("bare_flips", "1")))
+            ours.append(self._first_flip("vantorel-app", begin))
+            self.stop()
+        ratios = [own / least for own, least in zip(ours[1:], bare[1:])]
+        yield Row("exec to first flip, every service started", statistics.median(ours[1:]), "ms",
+                  statistics.median(bare[1:]), "bare flip program", 1.3,
+                  note=f"ratio: median of {STARTS} starts, in turns",
+                  paired=statistics.median(ratios))
 
     def idle(self):
         """Memory, threads and wake-ups of the application on battery that nobody touches."""
@@ -216,10 +235,13 @@ class Device:
         output = self.program("control_round_trip")
         found = dict(re.findall(r"^(\w+) +median of a round (\d+) us", output, re.M))
         ratios = dict(re.findall(r"^library / (\w+): ([\d.]+)", output, re.M))
-        for name, against in (("bare", "shortest responder"),
-                              ("polling", "shortest that can be told to end")):
+        # The shortest of all blocks in its read, and so hangs every unbind of its port: it shows
+        # what the wait outside the read costs, and can be no target.
+        for name, against, limit in (
+                ("bare", "shortest responder, which hangs every unbind", None),
+                ("polling", "shortest responder that can be unbound", 1.02)):
             yield Row("vendor request, round trip", float(found["library"]), "us",
-                      float(found[name]), against, 1.1,
+                      float(found[name]), against, limit,
                       note="ratio: median of those of the rounds", paired=float(ratios[name]))
 
     def install(self):
