@@ -166,6 +166,9 @@ def arguments():
                       help="the device in a browser: buttons, display, surroundings (8480)")
     what.add_argument("--tour", action="store_true",
                       help="a minute with the device, in words and pictures; ends by itself")
+    parser.add_argument("--root", action="append", default=[], type=Path, metavar="DIR",
+                        help="a folder over the root file system of this build's firmware: an own "
+                             "application, an own library; several: one over the other")
     parser.add_argument("--port", type=int, default=2345, help="for --debug (2345)")
     parser.add_argument("--work", type=Path, default=PROJECT / "build" / "device",
                         help="folder of this device's flash, files and logs (build/device)")
@@ -173,9 +176,12 @@ def arguments():
 
 
 def work(options, machine: Machine, began: float) -> int:
-    machine.prepare()
+    say(machine.prepare())
     machine.start()
     machine.wait_until_ready()
+    if options.test or options.shell or options.debug is not None:
+        # Nothing shows a picture there that would confirm a slot on trial.
+        machine.check("/usr/libexec/vantorel/confirm now")
     if options.test:
         return run_tests(machine, options.test)
     if options.shell:
@@ -202,7 +208,7 @@ def main() -> int:
     options = arguments()
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
     machine = Machine(PROJECT / "build" / "virtual-device", PROJECT / "build" / "armhf",
-                      options.work.resolve())
+                      options.work.resolve(), options.root)
     try:
         return work(options, machine, began)
     except Failure as failure:

@@ -36,6 +36,7 @@ expect-cut [SECONDS]        wait until the flash has cut the power (10 s)
 power-on                    in a script, after either: boot the device again
 put FILE PATH               copies a file of the development machine onto the device
 put FILE... FOLDER/         copies several, or what a pattern like build/*.deb stands for
+get PATH FILE               copies a file of the device to the development machine
 shell COMMAND               on the device, for up to 60 s
 host COMMAND                on the USB host's side
 wait SECONDS
@@ -263,7 +264,7 @@ class Console(Looking):
             raise Failure(f"the device ended by {self.machine.end_reason}")
 
     def do_expect_cut(self, arguments):
-        self._expect_end(arguments, "expect-cut", "guest-reset")
+        self._expect_end(arguments, "expect-cut", "cut")
 
     def do_expect_poweroff(self, arguments):
         self._expect_end(arguments, "expect-poweroff", "guest-shutdown")
@@ -292,6 +293,17 @@ class Console(Looking):
                     raise Failure(str(error)) from None
                 path = target + Path(file).name if target.endswith("/") else target
                 self.machine.check(f"mv /host/out/put {shlex.quote(path)}")
+
+    def do_get(self, arguments):
+        need(arguments, 2, "get PATH FILE")
+        path, target = arguments
+        # What the kernel makes when it is read has no size.
+        self.machine.check(f"test -f {shlex.quote(path)} && cat {shlex.quote(path)} > /host/out/get",
+                           SHELL_TIME_LIMIT)
+        try:
+            shutil.copyfile(self.machine.share / "out" / "get", target)
+        except OSError as error:
+            raise Failure(str(error)) from None
 
     def do_host(self, command):
         self._on_host(command)

@@ -49,6 +49,8 @@ class Looking:
     def state(self) -> dict[str, str]:
         machine, around = self.machine, self.machine.surroundings
         found = {"power": words.power(machine)}
+        found.update(machine.running if machine.ready else {})
+        found["boots"] = str(machine.boots)
         found.update(self.words.read(machine))
         found["screen"] = words.screen(self.watch.picture())
         found["cable"] = "plugged" if around.cable else "unplugged"

@@ -13,24 +13,15 @@ import threading
 import time
 from pathlib import Path
 
-import environment
+import firmware
+from failure import DeviceOff, Failure
+from flash import Flash
 from surroundings import Surroundings
-
-PARTITIONS = {"FIT_0": 16 << 20, "rootfs_0": 64 << 20, "FIT_1": 16 << 20, "rootfs_1": 64 << 20,
-              "env": 1 << 20}  # bytes
 
 MEMORY = 512 << 20  # bytes; a file in memory, in which pictures of the display are found
 TIMED_OUT = 143  # exit status of a command whose time was up
 BOOT_TIME_LIMIT = 180  # seconds, on a busy development machine
 PORTS = ("control", "status", "debug", "watch")
-
-
-class Failure(Exception):
-    """Something that the person at the console is told as "error REASON"."""
-
-
-class DeviceOff(Failure):
-    """The device is off, or went off before it answered."""
 
 
 def _die_with_parent():
@@ -43,13 +34,14 @@ def _die_with_parent():
 class Machine:
     """One virtual device with its files below `work`; `artifacts` is a build folder for armhf."""
 
-    def __init__(self, image: Path, artifacts: Path, work: Path, partitions=None):
-        self.partitions = partitions or PARTITIONS
+    def __init__(self, image: Path, artifacts: Path, work: Path, roots=()):
+        self.roots = roots  # folders over the root file system
         self.image = image
         self.artifacts = artifacts
         self.work = work
         self.share = work / "share"
-        self.flash = work / "flash"
+        self.flash = Flash(work / "flash")
+        self.firmware = None  # folder with the images of the current build
         self.lines = []  # status lines of the application since the start
         self.changed = threading.Condition()
         self.on_line = lambda line: None
@@ -62,12 +54,15 @@ class Machine:
         self._readers = []
         self._control = None
         self._number = 0
+        self._answer = []  # the agent's latest
+        self._answered = threading.Condition()
         self._lock = threading.Lock()
         self._switching = threading.Lock()
         self._folder = None  # descriptor of the work folder, locked while the device is on
         self.memory = None  # descriptor of the running device's memory
         self.ready = False  # booted, and not off
-        self.boots = 0
+        self.boots = 0  # starts since the console's, resets included
+        self.running = {}  # what runs, as the agent tells: slot, start, version
         self.first_line = 0  # of `lines`, since the latest boot
         self.surroundings = Surroundings()
 
@@ -78,11 +73,9 @@ class Machine:
 
     # --- preparation ------------------------------------------------------------------------------
 
-    def prepare(self):
-        if not (self.image / "initrd.gz").exists():
-            raise Failure(f"no machine in {self.image}; virtual-device/build makes it")
-        if not (self.artifacts / "app/vantorel-app").exists():
-            raise Failure(f"no armhf build in {self.artifacts}; ./run makes one")
+    def prepare(self) -> str:
+        """Says what the slot that runs has."""
+        self.firmware = firmware.build(self.image, self.artifacts, self.roots)
         self.work.mkdir(parents=True, exist_ok=True)
         self._folder = os.open(self.work, os.O_RDONLY | os.O_DIRECTORY)
         try:
@@ -91,16 +84,14 @@ class Machine:
         except BlockingIOError:
             raise Failure(f"another device runs in {self.work}; choose a folder with --work") \
                 from None
-        for folder in (self.share / "lib", self.share / "bin", self.share / "tests", self.flash,
-                       self.share / "out", self.share / "var"):
-            folder.mkdir(parents=True, exist_ok=True)
-        for name, size in self.partitions.items():
-            disk = self.flash / f"{name}.raw"
-            if not disk.exists():
-                with open(disk, "wb") as file:
-                    file.truncate(size)
-                if name == "env":
-                    disk.write_bytes(environment.make({"image_select": "0"}, size))
+        for folder in ("lib", "bin", "tests", "out"):
+            (self.share / folder).mkdir(parents=True, exist_ok=True)
+        self.flash.prepare(self.image / "loader/u-boot.bin")
+        what = self.flash.take(self.firmware)
+        self._fill_share()
+        return what
+
+    def _fill_share(self):
         (self.work / "status.log").unlink(missing_ok=True)
         # Not what the tests of the package have installed elsewhere in there: it may be older.
         for folder in ("vantorel", "simulators"):
@@ -139,10 +130,10 @@ class Machine:
     def start(self):
         self.ended.clear()
         self.end_reason = self.exit_status = None
+        self.ready = False
+        self.running = {}
         self.boots += 1
         self.first_line = len(self.lines)
-        kernel = (self.image / "kernel-version").read_text().strip()
-        slot = environment.read(self.flash / "env.raw").get("image_select", "0")
         for name in (*PORTS, "monitor", "serial"):
             (self.work / f"{name}.sock").unlink(missing_ok=True)
         if self.memory is not None:
@@ -153,12 +144,7 @@ class Machine:
             "qemu-system-arm", "-M", "virt,highmem=off,memory-backend=memory", "-cpu", "cortex-a15",
             "-smp", "1", "-m", str(MEMORY >> 20), "-object",
             f"memory-backend-file,id=memory,size={MEMORY},mem-path=/proc/self/fd/{self.memory},"
-            "share=on", "-display", "none", "-nodefaults", "-no-reboot",
-            "-kernel", f"{self.image}/kernel/boot/vmlinuz-{kernel}",
-            "-initrd", f"{self.image}/initrd.gz",
-            "-append", "console=ttyAMA0 quiet panic=-1 cryptomgr.notests "
-                       f"image_select={slot}",
-            "-global", "virtio-mmio.force-legacy=false",
+            "share=on", "-display", "none", "-nodefaults", "-nic", "none", "-global", "virtio-mmio.force-legacy=false",
             "-fsdev", f"local,id=h,path={self.share},security_model=none,multidevs=remap",
             "-device", "virtio-9p-device,fsdev=h,mount_tag=host",
             "-chardev", "socket,id=serial,path=serial.sock,server=on,wait=off,logfile=console.log",
@@ -169,9 +155,9 @@ class Machine:
         for name in PORTS:
             command += ["-chardev", f"socket,id={name},path={name}.sock,server=on,wait=off",
                         "-device", f"virtserialport,chardev={name},name=vantorel.{name}"]
-        for name in self.partitions:
-            command += ["-drive", f"if=none,format=raw,id={name},file={self.flash}/{name}.raw",
-                        "-device", f"virtio-blk-device,drive={name},serial={name}"]
+        # All that it starts from.
+        for bank in self.flash.banks:
+            command += ["-drive", f"if=pflash,format=raw,file={bank}"]
         self._process = None
         begun = threading.Event()
         self._waiter = threading.Thread(target=self._live, args=(command, begun), daemon=True)
@@ -180,21 +166,20 @@ class Machine:
         if self._process is None:
             self.ended.set()
             raise Failure("qemu-system-arm cannot be started")
-        self._control = self.connect("control").makefile("rw", encoding="ascii", newline="\n")
+        control = self.connect("control")
+        self._control = control.makefile("w", encoding="ascii", newline="\n")
         self._readers = [self._watch(self.connect("status"), self._read_status),
+                         self._watch(control, self._read_control),
                          self._watch(self.connect("monitor"), self._read_monitor)]
 
     def wait_until_ready(self, seconds: float = BOOT_TIME_LIMIT):
         """The agent's first word; the machine has booted."""
-        timer = threading.Timer(seconds, self.stop)
-        timer.start()
-        try:
-            if self._control.readline().strip() != "ready":
-                raise Failure(f"the virtual device did not start; see {self.work}/console.log "
-                              f"and {self.work}/qemu.log")
-            self.ready = True
-        finally:
-            timer.cancel()
+        with self._answered:
+            self._answered.wait_for(lambda: self.ready or self.ended.is_set(), seconds)
+        if not self.ready:
+            self.stop()
+            raise Failure(f"the virtual device did not start; see {self.work}/console.log "
+                          f"and {self.work}/qemu.log")
 
     def stop(self):
         if self._process and self._process.poll() is None:
@@ -257,11 +242,20 @@ class Machine:
         self.exit_status = self._process.wait()
         for reader in self._readers:  # the machine's last words
             reader.join(5)
+        if self.end_reason == "guest-shutdown" and self._was_cut():
+            self.end_reason = "cut"
         self.ready = False
         self.ended.set()
-        with self.changed:
-            self.changed.notify_all()
+        for condition in (self.changed, self._answered):
+            with condition:
+                condition.notify_all()
         self.on_end()
+
+    def _was_cut(self) -> bool:
+        """Whether the flash has ended the machine; it is the last that the kernel says."""
+        with open(self.work / "console.log", "rb") as log:
+            log.seek(max(0, log.seek(0, os.SEEK_END) - 200))
+            return b"the power is cut" in log.read()
 
     def _read_status(self, connection):
         with open(self.work / "status.log", "a", encoding="utf-8") as log:
@@ -274,34 +268,64 @@ class Machine:
                     self.changed.notify_all()
                 self.on_line(line)
 
+    def _read_control(self, connection):
+        for line in connection.makefile("r", encoding="ascii", errors="replace", newline="\n"):
+            words = line.split()
+            with self._answered:
+                if "ready" in words:  # behind a part of an answer, perhaps, that a reset has ended
+                    told = (word.partition("=") for word in words[words.index("ready") + 1:])
+                    self.running = {name: value for name, _, value in told}
+                    self.ready = True
+                else:
+                    self._answer = words
+                self._answered.notify_all()
+
     def _read_monitor(self, connection):
         connection.sendall(b'{"execute":"qmp_capabilities"}')
         for line in connection.makefile("r"):
             event = json.loads(line)
             if event.get("event") == "SHUTDOWN":
                 self.end_reason = event["data"]["reason"]
+            if event.get("event") == "RESET" and event["data"]["guest"]:
+                with self._answered:  # it starts again by itself
+                    self.ready = False
+                    self.boots += 1
+                    self.first_line = len(self.lines)
+                    self._answered.notify_all()
 
     # --- requests ---------------------------------------------------------------------------------
 
     def run(self, command: str, seconds: int = 10) -> tuple[int, str]:
         """Runs a shell command on the device; answers its exit status and output."""
         with self._lock:
-            if not self.ready:
-                raise DeviceOff("the device is off")
-            self._number += 1
-            encoded = base64.b64encode(command.encode()).decode()
-            try:
-                self._control.write(f"{self._number} {seconds} {encoded}\n")
-                self._control.flush()
-                answer = self._control.readline().split()
-            except OSError:
-                answer = []
-        if len(answer) < 2:
-            raise DeviceOff("the device is off")
+            answer = self._exchange(command, seconds)
         output = base64.b64decode(answer[2]) if len(answer) > 2 else b""
         if int(answer[1]) == TIMED_OUT:
             output += f"ended after {seconds} s\n".encode()
         return int(answer[1]), output.decode(errors="replace")
+
+    def _exchange(self, command: str, seconds: int) -> list:
+        """The agent's answer: number, status, output in base 64."""
+        boot = self.boots
+        if not self.ready:
+            raise DeviceOff("the device is off")
+        self._number += 1
+        encoded = base64.b64encode(command.encode()).decode()
+        try:
+            self._control.write(f"{self._number} {seconds} {encoded}\n")
+            self._control.flush()
+        except OSError:
+            raise DeviceOff("the device is off") from None
+
+        def answered() -> bool:
+            return len(self._answer) > 1 and self._answer[0] == str(self._number)
+
+        with self._answered:
+            self._answered.wait_for(
+                lambda: answered() or self.boots != boot or self.ended.is_set())
+            if not answered():
+                raise DeviceOff("the device is off")
+            return self._answer
 
     def check(self, command: str, seconds: int = 10) -> str:
         status, output = self.run(command, seconds)

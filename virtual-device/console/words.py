@@ -8,7 +8,6 @@ LINES = [  # what a status line tells; the latest one counts
     (re.compile(r"CONNECTION TRANSITION TO STATE: ([0-5])"), "connection", CONNECTION),
     (re.compile(r"FW UPDATE TRANSITION TO STATE: ([0-6])"), "update", UPDATE),
     (re.compile(r"USB CONNECTION STATE: (.*)"), "usb", None),
-    (re.compile(r"IMAGE_SELECT: ([01])"), "slot", None),
     (re.compile(r"\[device\] the application has (ended) with status \d+"), "application", None),
 ]
 # A point that only this screen has in that colour; the first that fits is the one.
@@ -63,7 +62,7 @@ def power(machine) -> str:
         return "on"
     if not machine.ended.is_set():
         return "starting"
-    return {"guest-shutdown": "off", "guest-reset": "cut"}.get(machine.end_reason, "failed")
+    return {"guest-shutdown": "off", "cut": "cut"}.get(machine.end_reason, "failed")
 
 
 def of_board(board: dict[str, str]) -> dict[str, str]:

@@ -1,0 +1,289 @@
+// SPDX-License-Identifier: GPL-2.0
+/*
+ * The board's flash: two banks of NOR, of which the kernel's own CFI driver takes care.
+ * This module tells it where they are and which partitions they have, and lets a test
+ * play what happens to flash. Erases and programs are counted over all partitions, and
+ * the one numbered fault_at meets a fault:
+ *   cut     a power cut. The medium keeps the torn result and refuses every later
+ *           operation until power is set again.
+ *   before  a cut that leaves nothing of the operation
+ *   end     a cut that also ends the machine
+ *   fail    an operation that fails once and changes nothing
+ *   flip    one that gets a bit wrong
+ */
+#include <linux/io.h>
+#include <linux/mm.h>
+#include <linux/module.h>
+#include <linux/mtd/map.h>
+#include <linux/mtd/mtd.h>
+#include <linux/mtd/partitions.h>
+#include <linux/mutex.h>
+#include <linux/pm.h>
+#include <linux/prandom.h>
+
+#define BANK_SIZE 0x4000000
+
+static unsigned int operations;
+module_param(operations, uint, 0644);
+static unsigned int fault_at;
+module_param(fault_at, uint, 0644);
+static char fault[8] = "cut";
+module_param_string(fault, fault, sizeof(fault), 0644);
+static unsigned int seed; /* of where and how an operation is torn */
+module_param(seed, uint, 0644);
+static bool power = true;
+module_param(power, bool, 0644);
+
+/* ../boot/boot.env and ../console/flash.py have the same places. */
+static const struct mtd_partition slots_and_environment[] = {
+	{ .name = "FIT_0", .offset = 0x100000, .size = 0x800000 },
+	{ .name = "rootfs_0", .offset = 0x900000, .size = 0x1780000 },
+	{ .name = "FIT_1", .offset = 0x2080000, .size = 0x800000 },
+	{ .name = "rootfs_1", .offset = 0x2880000, .size = 0x1780000 },
+	{ .name = "env", .offset = 0, .size = 0x80000 },
+	{ .name = "starts", .offset = 0x80000, .size = 0x40000 },
+};
+
+static const struct mtd_partition loader_and_data[] = {
+	{ .name = "loader", .offset = 0, .size = 0x100000 },
+	{ .name = "data", .offset = 0x100000, .size = 0x1000000 },
+};
+
+struct nor_bank {
+	struct map_info map;
+	const struct mtd_partition *partitions;
+	int count;
+	struct mtd_info *mtd;
+	int (*erase)(struct mtd_info *mtd, struct erase_info *instruction);
+	int (*write)(struct mtd_info *mtd, loff_t to, size_t size, size_t *done, const u_char *data);
+};
+
+/* The slots first: their devices' numbers are in /etc/fw_env.config. */
+static struct nor_bank banks[] = {
+	{
+		.map = { .name = "nor1", .phys = BANK_SIZE, .size = BANK_SIZE, .bankwidth = 4 },
+		.partitions = slots_and_environment,
+		.count = ARRAY_SIZE(slots_and_environment),
+	},
+	{
+		.map = { .name = "nor0", .phys = 0, .size = BANK_SIZE, .bankwidth = 4 },
+		.partitions = loader_and_data,
+		.count = ARRAY_SIZE(loader_and_data),
+	},
+};
+
+static DEFINE_MUTEX(nor_lock);
+
+static struct nor_bank *bank_of(const struct mtd_info *mtd)
+{
+	return &banks[banks[0].mtd == mtd ? 0 : 1];
+}
+
+static void report_fault(const struct nor_bank *bank, loff_t at, const char *operation)
+{
+	int i;
+
+	for (i = 0; i < bank->count; i++) {
+		const struct mtd_partition *partition = &bank->partitions[i];
+
+		if (at >= partition->offset && at < partition->offset + partition->size)
+			pr_info("vantorel-nor: %s %s 0x%llx\n", operation, partition->name,
+				at - partition->offset);
+	}
+}
+
+static bool meets_fault(struct nor_bank *bank, loff_t at, const char *operation)
+{
+	if (++operations != fault_at)
+		return false;
+	report_fault(bank, at, operation);
+	return true;
+}
+
+/* What is left when the power goes: the machine itself, if it has to, does not see anything of it. */
+static int power_goes(void)
+{
+	power = sysfs_streq(fault, "fail");
+	if (sysfs_streq(fault, "end")) {
+		pr_emerg("vantorel-nor: the power is cut\n");
+		local_irq_disable();
+		if (pm_power_off)
+			pm_power_off();
+	}
+	return -EIO;
+}
+
+static bool leaves_nothing(void)
+{
+	return sysfs_streq(fault, "fail") || sysfs_streq(fault, "before");
+}
+
+/* A program at the cut: some bytes, some bits of the next one, nothing of the rest. */
+static void tear_program(struct rnd_state *random, u_char *data, size_t size)
+{
+	size_t at = prandom_u32_state(random) % size;
+
+	data[at] |= prandom_u32_state(random);
+	memset(data + at + 1, 0xff, size - at - 1);
+}
+
+/* An erase at the cut: not through the block, still clearing all bits first, or all bits weak. */
+static void tear_erase(struct rnd_state *random, u_char *cells, size_t size)
+{
+	size_t at = prandom_u32_state(random) % size;
+
+	switch (prandom_u32_state(random) % 3) {
+	case 0:
+		memset(cells, 0xff, at);
+		break;
+	case 1:
+		memset(cells, 0, at);
+		break;
+	default:
+		for (at = 0; at < size; at++)
+			cells[at] |= prandom_u32_state(random);
+	}
+}
+
+static int faulty_write(struct nor_bank *bank, loff_t to, size_t size, size_t *done,
+			const u_char *data)
+{
+	struct rnd_state random;
+	u_char *torn;
+
+	if (leaves_nothing())
+		return power_goes();
+	torn = kvmalloc(size, GFP_KERNEL);
+	if (!torn)
+		return -ENOMEM;
+	memcpy(torn, data, size);
+	prandom_seed_state(&random, seed);
+	if (sysfs_streq(fault, "flip"))
+		torn[prandom_u32_state(&random) % size] ^= 1 << (seed % 8);
+	else
+		tear_program(&random, torn, size);
+	bank->write(bank->mtd, to, size, done, torn);
+	kvfree(torn);
+	return sysfs_streq(fault, "flip") ? 0 : power_goes();
+}
+
+static int nor_write(struct mtd_info *mtd, loff_t to, size_t size, size_t *done, const u_char *data)
+{
+	struct nor_bank *bank = bank_of(mtd);
+	int error = -EIO;
+
+	mutex_lock(&nor_lock);
+	if (power && size) {
+		if (meets_fault(bank, to, "program"))
+			error = faulty_write(bank, to, size, done, data);
+		else
+			error = bank->write(mtd, to, size, done, data);
+	}
+	mutex_unlock(&nor_lock);
+	return error;
+}
+
+static int faulty_erase(struct nor_bank *bank, struct erase_info *block)
+{
+	size_t size = block->len;
+	struct rnd_state random;
+	size_t done, at;
+	u_char *cells;
+	int error;
+
+	if (leaves_nothing())
+		return power_goes();
+	cells = kvmalloc(size, GFP_KERNEL);
+	if (!cells)
+		return -ENOMEM;
+	prandom_seed_state(&random, seed);
+	error = bank->mtd->_read(bank->mtd, block->addr, size, &done, cells);
+	if (!error)
+		error = bank->erase(bank->mtd, block);
+	if (!error && sysfs_streq(fault, "flip")) {
+		at = prandom_u32_state(&random) % size;
+		cells[at] = ~(1 << (seed % 8));
+		error = bank->write(bank->mtd, block->addr + at, 1, &done, cells + at);
+	} else if (!error) {
+		tear_erase(&random, cells, size);
+		bank->write(bank->mtd, block->addr, size, &done, cells);
+		error = power_goes();
+	}
+	kvfree(cells);
+	return error;
+}
+
+static int nor_erase(struct mtd_info *mtd, struct erase_info *instruction)
+{
+	struct nor_bank *bank = bank_of(mtd);
+	struct erase_info block = { .addr = instruction->addr, .len = mtd->erasesize };
+	u64 end = instruction->addr + instruction->len;
+	int error = 0;
+
+	for (; !error && block.addr < end; block.addr += mtd->erasesize) {
+		mutex_lock(&nor_lock);
+		if (!power)
+			error = -EIO;
+		else if (meets_fault(bank, block.addr, "erase"))
+			error = faulty_erase(bank, &block);
+		else
+			error = bank->erase(mtd, &block);
+		mutex_unlock(&nor_lock);
+		if (error)
+			instruction->fail_addr = block.addr;
+	}
+	return error;
+}
+
+static void remove_bank(struct nor_bank *bank)
+{
+	if (bank->mtd) {
+		mtd_device_unregister(bank->mtd);
+		map_destroy(bank->mtd);
+	}
+	if (bank->map.virt)
+		iounmap(bank->map.virt);
+}
+
+static int add_bank(struct nor_bank *bank)
+{
+	bank->map.virt = ioremap(bank->map.phys, bank->map.size);
+	if (!bank->map.virt)
+		return -ENOMEM;
+	simple_map_init(&bank->map);
+	bank->mtd = do_map_probe("cfi_probe", &bank->map);
+	if (!bank->mtd)
+		return -ENXIO;
+	bank->mtd->owner = THIS_MODULE;
+	bank->erase = bank->mtd->_erase;
+	bank->write = bank->mtd->_write;
+	bank->mtd->_erase = nor_erase;
+	bank->mtd->_write = nor_write;
+	bank->mtd->_writev = NULL; /* so that every program passes nor_write() */
+	return mtd_device_register(bank->mtd, bank->partitions, bank->count);
+}
+
+static void remove_banks(void)
+{
+	size_t i;
+
+	for (i = 0; i < ARRAY_SIZE(banks); i++)
+		remove_bank(&banks[i]);
+}
+
+static int __init nor_init(void)
+{
+	int error = 0;
+	size_t i;
+
+	for (i = 0; !error && i < ARRAY_SIZE(banks); i++)
+		error = add_bank(&banks[i]);
+	if (error)
+		remove_banks();
+	return error;
+}
+
+module_init(nor_init);
+module_exit(remove_banks);
+MODULE_DESCRIPTION("Virtual flash of the camera");
+MODULE_LICENSE("GPL");

@@ -1,0 +1,60 @@
+"""The firmware of the current build, made anew when something that it is made of has changed."""
+
+import fcntl
+import hashlib
+import os
+import subprocess
+from pathlib import Path
+
+from failure import Failure
+
+TOOLS = Path(__file__).resolve().parents[1]
+
+
+def _state(path: Path) -> str:
+    found = path.stat()
+    return f"{path} {found.st_size} {found.st_mtime_ns}"
+
+
+def _inputs(image: Path, artifacts: Path, options: list) -> str:
+    """Whatever changes the images."""
+    files = [TOOLS / "make-firmware", image / "initramfs.gz", image / "loader/machine.dtb",
+             artifacts / "app/vantorel-app"]
+    for folder in ("vantorel", "simulators"):
+        files += sorted(artifacts.glob(f"{folder}/**/lib*.so*"))
+    for folder in options[1::2]:
+        files += sorted(path for path in Path(folder).rglob("*") if path.is_file())
+    stamps = [(image / f".{name}.stamp").read_text() for name in ("layers", "unpacking")]
+    text = "\n".join([*stamps, *options, *map(_state, files)])
+    return hashlib.sha256(text.encode()).hexdigest()
+
+
+def build(image: Path, artifacts: Path, roots=()) -> Path:
+    """The folder with the images; `roots` are folders over the root file system."""
+    if not (image / "initramfs.gz").exists():
+        raise Failure(f"no machine in {image}; virtual-device/build makes it")
+    if not (artifacts / "app/vantorel-app").exists():
+        raise Failure(f"no armhf build in {artifacts}; ./run makes one")
+    options = [word for root in roots for word in ("--root", str(Path(root).resolve()))]
+    name = hashlib.sha256("\0".join(options).encode()).hexdigest()[:12] if options else "build"
+    folder = artifacts / "firmware" / name
+    folder.mkdir(parents=True, exist_ok=True)
+    # Two devices may be started at the same time.
+    lock = os.open(folder, os.O_RDONLY | os.O_DIRECTORY)
+    try:
+        fcntl.flock(lock, fcntl.LOCK_EX)
+        inputs = _inputs(image, artifacts, options)
+        stamp = folder / "inputs"
+        if not stamp.exists() or stamp.read_text() != inputs:
+            stamp.unlink(missing_ok=True)
+            make(folder, *options, "--build", artifacts)
+            stamp.write_text(inputs)
+    finally:
+        os.close(lock)
+    return folder
+
+
+def make(folder: Path, *options):
+    done = subprocess.run([TOOLS / "make-firmware", *options, folder], capture_output=True, text=True)
+    if done.returncode != 0:
+        raise Failure(done.stderr.strip() or f"make-firmware ended with {done.returncode}")

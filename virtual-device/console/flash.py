@@ -1,0 +1,153 @@
+"""The device's flash as it is seen from outside, with the device off: the places of its partitions, what
+a factory writes into them, and the boot loader's environment."""
+
+import hashlib
+import struct
+import zlib
+from pathlib import Path
+
+from failure import Failure
+
+BANK_SIZE = 64 << 20  # bytes, of each of the two banks
+SECTOR = 0x40000  # bytes that are erased together
+# Bank, place in it and size in bytes, as board/nor.c and boot/boot.env have them.
+PARTITIONS = {
+    "loader": (0, 0x0, 0x100000),
+    "data": (0, 0x100000, 0x1000000),
+    "env": (1, 0x0, 0x80000),
+    "starts": (1, 0x80000, 0x40000),
+    "FIT_0": (1, 0x100000, 0x800000),
+    "rootfs_0": (1, 0x900000, 0x1780000),
+    "FIT_1": (1, 0x2080000, 0x800000),
+    "rootfs_1": (1, 0x2880000, 0x1780000),
+}
+IMAGES = {"fit": "FIT", "rootfs": "rootfs"}  # a file's name, and its partition's without the slot
+FIT_MAGIC = b"\xd0\x0d\xfe\xed"
+
+COPY = 0x10000  # bytes of a copy of the environment
+COPIES = (0, SECTOR)
+ACTIVE, OBSOLETE = 1, 0
+
+
+def _copy(image: bytes, offset: int):
+    """Flag and variables of one copy, or nothing when its check sum is wrong."""
+    block = image[offset:offset + COPY]
+    if len(block) < COPY or struct.unpack("<I", block[:4])[0] != zlib.crc32(block[5:]):
+        return None
+    texts = block[5:].split(b"\0\0")[0].split(b"\0")
+    pairs = (text.decode(errors="replace").partition("=") for text in texts if text)
+    return block[4], {name: value for name, _, value in pairs}
+
+
+def variables_of(image: bytes) -> dict:
+    """The variables that count: of the newest good copy; nothing when both are bad."""
+    copies = [copy for copy in (_copy(image, offset) for offset in COPIES) if copy]
+    # On NOR flash a copy is marked active, and then the other one obsolete. A cut between the two
+    # leaves both active; the first one counts then, for the tools on the device, too.
+    return max(copies, key=lambda copy: copy[0])[1] if copies else {}
+
+
+def make_environment(variables: dict, active: int = 0) -> bytes:
+    """A whole partition with two good copies, of which the given one counts."""
+    text = b"".join(f"{name}={value}".encode() + b"\0" for name, value in variables.items())
+    data = (text + b"\0").ljust(COPY - 5, b"\0")
+    image = bytearray(b"\xff" * PARTITIONS["env"][2])
+    for number, offset in enumerate(COPIES):
+        flag = ACTIVE if number == active else OBSOLETE
+        image[offset:offset + COPY] = struct.pack("<IB", zlib.crc32(data), flag) + data
+    return bytes(image)
+
+
+def _empty_data() -> bytes:
+    """The data partition as a file system that is empty: each sector with JFFS2's mark that it is
+    erased. Without the marks the device would erase all of it at its first start."""
+    head = struct.pack("<HHI", 0x1985, 0x2003, 12)
+    mark = head + struct.pack("<I", zlib.crc32(head, 0xFFFFFFFF) ^ 0xFFFFFFFF)
+    return mark.ljust(SECTOR, b"\xff") * (PARTITIONS["data"][2] // SECTOR)
+
+
+class Flash:
+    """Two files of a bank each in `folder`."""
+
+    def __init__(self, folder: Path):
+        self.banks = [folder / f"bank{number}.raw" for number in (0, 1)]
+        self._written = folder / "written"  # digest of the firmware that a factory has written last
+
+    def read(self, name: str) -> bytes:
+        bank, offset, size = PARTITIONS[name]
+        with open(self.banks[bank], "rb") as file:
+            file.seek(offset)
+            return file.read(size)
+
+    def write(self, name: str, content: bytes):
+        bank, offset, size = PARTITIONS[name]
+        if len(content) > size:
+            raise Failure(f"{len(content)} bytes do not fit {name}, which has {size}")
+        with open(self.banks[bank], "r+b") as file:
+            file.seek(offset)
+            file.write(content)
+
+    def variables(self) -> dict:
+        return variables_of(self.read("env"))
+
+    @property
+    def slot(self) -> int:
+        """The one that the environment names."""
+        return int(self.variables().get("image_select") == "1")
+
+    def prepare(self, loader: Path):
+        """Blank banks are made where there are none, and the boot loader is this build's."""
+        if any(not bank.exists() for bank in self.banks):
+            for bank in self.banks:
+                bank.parent.mkdir(parents=True, exist_ok=True)
+                with open(bank, "wb") as file:
+                    file.truncate(BANK_SIZE)
+            self._written.unlink(missing_ok=True)
+            self.write("data", _empty_data())
+            self.choose(0)
+        image = loader.read_bytes()
+        if not self.read("loader").startswith(image):
+            self.write("loader", image)
+
+    def choose(self, slot: int, active: int = 0):
+        """The environment names the slot, which is confirmed."""
+        self.write("env", make_environment({"image_select": slot, "image_confirmed": slot}, active))
+        self.write("starts", b"\xff" * SECTOR)
+
+    def install(self, slot: int, firmware: Path):
+        for file, partition in IMAGES.items():
+            self.write(f"{partition}_{slot}", (firmware / file).read_bytes())
+
+    def holds(self, slot: int, firmware: Path) -> bool:
+        return all(self.read(f"{partition}_{slot}").startswith((firmware / file).read_bytes())
+                   for file, partition in IMAGES.items())
+
+    def take(self, firmware: Path) -> str:
+        """Writes the firmware into the slot that runs if it is another one than the last that was
+        written so; what an update has installed since then stays. Says which of the two it was."""
+        check(firmware)
+        digest = hashlib.sha256((firmware / "fit").read_bytes()).hexdigest()
+        if self._written.exists() and self._written.read_text() == digest:
+            what = "has the firmware of this build" if self.holds(self.slot, firmware) else \
+                "keeps the firmware of an update; the build has not changed since"
+            return f"Slot {self.slot} {what}."
+        slot = self.slot
+        self.install(slot, firmware)
+        self.choose(slot)
+        self._written.write_text(digest)
+        return f"The firmware of this build was written into slot {slot}."
+
+
+def check(firmware: Path):
+    """Whether the two files can be a slot's."""
+    for file, partition in IMAGES.items():
+        path = firmware / file
+        if not path.is_file():
+            raise Failure(f"no {file} in {firmware}")
+        if not 0 < path.stat().st_size <= PARTITIONS[f"{partition}_0"][2]:
+            raise Failure(f"{path} has {path.stat().st_size} bytes; its partition has "
+                          f"{PARTITIONS[f'{partition}_0'][2]}")
+    with open(firmware / "fit", "rb") as fit:
+        head = fit.read(8)
+    if head[:4] != FIT_MAGIC or int.from_bytes(head[4:], "big") != (firmware / "fit").stat().st_size:
+        raise Failure(f"{firmware / 'fit'} is no FIT, or not all of it")
