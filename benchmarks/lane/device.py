@@ -70,7 +70,7 @@ class Device:
             self.machine = Machine(self.image, self.artifacts, self.work)
             self.machine.prepare()
             self.machine.start()
-            self.machine.wait_until_ready(120)
+            self.machine.wait_until_ready()
             self.shell("cp /host/lib/*.so* /usr/lib/")
             self._console = Console(self.machine, lambda text: None)
         return self._console

@@ -5,6 +5,7 @@ import shlex
 import shutil
 from pathlib import Path
 
+import firmware
 import gauge
 from debugger import attach
 from looking import HELP as LOOKING_HELP
@@ -28,7 +29,8 @@ stop                        ask the application to end
 reboot                      cut the power and boot again from the same flash
 restart                     cut the power if it is on, boot in the surroundings that were set
                             (battery, charger, cable, temperatures, camera), start the application
-update FILE                 copy FILE to the device's drive as a USB host does; an update installs
+firmware [OPTION...]        make-firmware and make-update of it, for "update"
+update [FILE]               copy FILE to the device's drive as a USB host does; an update installs
                             itself
 {LOOKING_HELP}
 expect-poweroff [SECONDS]   wait until the device has powered off (10 s)
@@ -239,10 +241,17 @@ class Console(Looking):
         self.machine.check("\n".join(around), START_TIME_LIMIT)
         self.do_start([])
 
+    def do_firmware(self, arguments):
+        out = self.machine.share / "out"
+        firmware.make(out, *arguments, "--build", self.machine.artifacts)
+        gauge.run_tool("make-update", out / "fit", out / "rootfs", out / "THERMAL.STR")
+
     def do_update(self, arguments):
-        need(arguments, 1, "update FILE")
+        made = self.machine.share / "out" / "THERMAL.STR"
+        if len(arguments) > 1 or (not arguments and not made.exists()):
+            raise Failure("usage: update FILE; without FILE after \"firmware\"")
         try:
-            shutil.copy(arguments[0], self.machine.share / "out" / "update")
+            shutil.copy(arguments[0] if arguments else made, self.machine.share / "out" / "update")
         except OSError as error:
             raise Failure(str(error)) from None
         # Done in the host's own time: the drive's last sector is there when it is unmounted.

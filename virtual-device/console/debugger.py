@@ -45,7 +45,7 @@ def debug(machine: Machine, program, port: int, say) -> int:
         raise Failure(f"port {port}: {error.strerror}; choose another with --port") from None
     # Connected before the server opens its end: a line without a host reads as closed.
     threading.Thread(target=_join, args=(listener, machine.connect("debug")), daemon=True).start()
-    libraries = os.path.relpath(machine.image / "root")
+    libraries = os.path.relpath(machine.image / "layers/product")
     say("In another terminal: gdb-multiarch -ex 'set remotetimeout 30' "
         f"-ex 'set sysroot {libraries}' -ex 'target remote 127.0.0.1:{port}' "
         f"{os.path.relpath(local)}")
@@ -63,7 +63,7 @@ def attach(machine: Machine, commands: list) -> str:
     process = machine.check("cat /run/application.pid").strip()
     folders = {str(library.parent) for library in machine.artifacts.glob("**/lib*.so*")}
     settings = ["set remotetimeout 30", "set print thread-events off",
-                f"set sysroot {machine.image}/root",
+                f"set sysroot {machine.image}/layers/product",
                 f"set solib-search-path {':'.join(sorted(folders))}",
                 f"target extended-remote 127.0.0.1:{listener.getsockname()[1]}",
                 f"attach {process}"]

@@ -46,7 +46,7 @@ def _board_command(arguments: list) -> str:
     raise Failure("usage: " + HELP.replace("\n", "\n       "))
 
 
-def _tool(name: str, *arguments):
+def run_tool(name: str, *arguments):
     done = subprocess.run([TOOLS / name, *arguments], capture_output=True, text=True)
     if done.returncode != 0:
         raise Failure(done.stderr.strip() or f"{name} ended with {done.returncode}")
@@ -63,8 +63,8 @@ def execute(console, arguments: list):
             except OSError as error:
                 raise Failure(str(error)) from None
         case ["stream", *options]:
-            _tool("make-gauge-stream", *options, "--content", out / "flash", out / "bqfs")
+            run_tool("make-gauge-stream", *options, "--content", out / "flash", out / "bqfs")
         case ["archive"]:
-            _tool("make-update", out / "fit", out / "rootfs", out / "bqfs", out / "THERMAL.STR")
+            run_tool("make-update", out / "fit", out / "rootfs", out / "bqfs", out / "THERMAL.STR")
         case _:
             console.board(_board_command(arguments))

@@ -1,13 +1,13 @@
 """A minute with the device for somebody who has not seen it: a script whose comments are told, and a
 sheet of the pictures that it takes."""
 
-import os
 import subprocess
 import time
 from pathlib import Path
 
 from PIL import Image, ImageDraw, ImageFont
 
+import firmware
 from commands import Console
 from machine import Failure, Machine
 
@@ -19,6 +19,7 @@ SIZE = (240, 320)  # of a picture on the sheet
 GAP = 20
 LABEL = 34
 BACKGROUND, FRAME, TEXT = "#0b0f14", "#2a3541", "#eef3f7"
+VERSION = "32.27.1.6"  # that the update brings
 READING = 2.5  # seconds to read what a station is about
 
 
@@ -38,10 +39,8 @@ def sheet(pictures: list[Path], target: Path):
     whole.quantize(192, dither=Image.Dither.NONE).save(target, optimize=True)
 
 
-def make_update(folder: Path):
-    """Images that are like a product's in size only."""
-    for name, size in (("fit", 700_000), ("rootfs", 3_000_000)):
-        (folder / name).write_bytes(os.urandom(size))
+def make_update(machine: Machine, folder: Path):
+    firmware.make(folder, "--version", VERSION, "--build", machine.artifacts)
     subprocess.run([TOOLS / "make-update", folder / "fit", folder / "rootfs",
                     folder / "THERMAL.STR"], check=True)
 
@@ -50,7 +49,7 @@ def tour(machine: Machine, say) -> int:
     console = Console(machine, say)
     folder = machine.work / "tour"
     folder.mkdir(exist_ok=True)
-    make_update(folder)
+    make_update(machine, folder)
     pictures = []
     for number, line in enumerate(SCRIPT.read_text().splitlines(), 1):
         if line.startswith("#"):
