@@ -169,6 +169,9 @@ def arguments():
     parser.add_argument("--root", action="append", default=[], type=Path, metavar="DIR",
                         help="a folder over the root file system of this build's firmware: an own "
                              "application, an own library; several: one over the other")
+    parser.add_argument("--key", type=Path, help="a private RSA key that signs this build's firmware")
+    parser.add_argument("--verified", type=Path, metavar="CERTIFICATE",
+                        help="boot nothing but what the certificate's key has signed")
     parser.add_argument("--port", type=int, default=2345, help="for --debug (2345)")
     parser.add_argument("--work", type=Path, default=PROJECT / "build" / "device",
                         help="folder of this device's flash, files and logs (build/device)")
@@ -208,7 +211,8 @@ def main() -> int:
     options = arguments()
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
     machine = Machine(PROJECT / "build" / "virtual-device", PROJECT / "build" / "armhf",
-                      options.work.resolve(), options.root)
+                      options.work.resolve())
+    machine.roots, machine.key, machine.certificate = options.root, options.key, options.verified
     try:
         return work(options, machine, began)
     except Failure as failure:

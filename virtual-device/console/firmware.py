@@ -22,20 +22,22 @@ def _inputs(image: Path, artifacts: Path, options: list) -> str:
              artifacts / "app/vantorel-app"]
     for folder in ("vantorel", "simulators"):
         files += sorted(artifacts.glob(f"{folder}/**/lib*.so*"))
-    for folder in options[1::2]:
-        files += sorted(path for path in Path(folder).rglob("*") if path.is_file())
+    for value in map(Path, options[1::2]):
+        files += sorted(path for path in (value, *value.rglob("*")) if path.is_file())
     stamps = [(image / f".{name}.stamp").read_text() for name in ("layers", "unpacking")]
     text = "\n".join([*stamps, *options, *map(_state, files)])
     return hashlib.sha256(text.encode()).hexdigest()
 
 
-def build(image: Path, artifacts: Path, roots=()) -> Path:
-    """The folder with the images; `roots` are folders over the root file system."""
+def build(image: Path, artifacts: Path, roots=(), key=None) -> Path:
+    """The folder with the images; `roots` are folders over the root file system, `key` signs."""
     if not (image / "initramfs.gz").exists():
         raise Failure(f"no machine in {image}; virtual-device/build makes it")
     if not (artifacts / "app/vantorel-app").exists():
         raise Failure(f"no armhf build in {artifacts}; ./run makes one")
     options = [word for root in roots for word in ("--root", str(Path(root).resolve()))]
+    if key:
+        options += ["--key", str(Path(key).resolve())]
     name = hashlib.sha256("\0".join(options).encode()).hexdigest()[:12] if options else "build"
     folder = artifacts / "firmware" / name
     folder.mkdir(parents=True, exist_ok=True)

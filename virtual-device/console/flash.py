@@ -95,7 +95,7 @@ class Flash:
         """The one that the environment names."""
         return int(self.variables().get("image_select") == "1")
 
-    def prepare(self, loader: Path):
+    def prepare(self, loader: bytes):
         """Blank banks are made where there are none, and the boot loader is this build's."""
         if any(not bank.exists() for bank in self.banks):
             for bank in self.banks:
@@ -105,9 +105,8 @@ class Flash:
             self._written.unlink(missing_ok=True)
             self.write("data", _empty_data())
             self.choose(0)
-        image = loader.read_bytes()
-        if not self.read("loader").startswith(image):
-            self.write("loader", image)
+        if not self.read("loader").startswith(loader):
+            self.write("loader", loader)
 
     def choose(self, slot: int, active: int = 0):
         """The environment names the slot, which is confirmed."""

@@ -14,6 +14,7 @@ import time
 from pathlib import Path
 
 import firmware
+import verified
 from failure import DeviceOff, Failure
 from flash import Flash
 from surroundings import Surroundings
@@ -34,8 +35,10 @@ def _die_with_parent():
 class Machine:
     """One virtual device with its files below `work`; `artifacts` is a build folder for armhf."""
 
-    def __init__(self, image: Path, artifacts: Path, work: Path, roots=()):
-        self.roots = roots  # folders over the root file system
+    def __init__(self, image: Path, artifacts: Path, work: Path):
+        self.roots = ()  # folders over the root file system of this build's firmware
+        self.key = None  # that signs this build's firmware
+        self.certificate = None  # of the key without which nothing starts
         self.image = image
         self.artifacts = artifacts
         self.work = work
@@ -75,7 +78,7 @@ class Machine:
 
     def prepare(self) -> str:
         """Says what the slot that runs has."""
-        self.firmware = firmware.build(self.image, self.artifacts, self.roots)
+        self.firmware = firmware.build(self.image, self.artifacts, self.roots, self.key)
         self.work.mkdir(parents=True, exist_ok=True)
         self._folder = os.open(self.work, os.O_RDONLY | os.O_DIRECTORY)
         try:
@@ -86,7 +89,8 @@ class Machine:
                 from None
         for folder in ("lib", "bin", "tests", "out"):
             (self.share / folder).mkdir(parents=True, exist_ok=True)
-        self.flash.prepare(self.image / "loader/u-boot.bin")
+        self.flash.prepare(verified.loader(self.image, self.certificate) if self.certificate else
+                           (self.image / "loader/u-boot.bin").read_bytes())
         what = self.flash.take(self.firmware)
         self._fill_share()
         return what

@@ -1,0 +1,57 @@
+"""A boot loader that boots only what a key has signed: the public key goes into its device tree."""
+
+import subprocess
+from pathlib import Path
+
+from failure import Failure
+
+BITS = (2048, 3072, 4096)
+
+
+def _modulus(certificate: Path) -> int:
+    done = subprocess.run(["openssl", "x509", "-in", certificate, "-noout", "-modulus"],
+                          capture_output=True, text=True)
+    name, _, number = done.stdout.strip().partition("=")
+    try:
+        modulus = int(number, 16)
+    except ValueError:
+        modulus = 0
+    if name != "Modulus" or modulus.bit_length() not in BITS:
+        raise Failure(f"no certificate with an RSA key of 2048, 3072 or 4096 bits in {certificate}")
+    return modulus
+
+
+def _exponent(certificate: Path) -> int:
+    text = subprocess.run(["openssl", "x509", "-in", certificate, "-noout", "-text"],
+                          capture_output=True, text=True, check=True).stdout
+    return int(text.partition("Exponent: ")[2].split()[0])
+
+
+def _words(number: int, bits: int) -> str:
+    return " ".join(f"0x{number >> at & 0xFFFFFFFF:x}" for at in range(bits - 32, -32, -32))
+
+
+def _node(modulus: int, exponent: int) -> str:
+    """What U-Boot wants to know of the key, with two numbers that save it a division."""
+    bits = modulus.bit_length()
+    return f"""/ {{ signature {{ key-key {{
+        required = "conf"; algo = "sha256,rsa{bits}"; key-name-hint = "key";
+        rsa,num-bits = <{bits}>; rsa,exponent = <{_words(exponent, 64)}>;
+        rsa,modulus = <{_words(modulus, bits)}>;
+        rsa,r-squared = <{_words(pow(2, 2 * bits, modulus), bits)}>;
+        rsa,n0-inverse = <{(1 << 32) - pow(modulus, -1, 1 << 32)}>;
+    }}; }}; }};
+"""
+
+
+def loader(image: Path, certificate: Path) -> bytes:
+    """The boot loader of `image` with the certificate's key."""
+    if not certificate.is_file():
+        raise Failure(f"no certificate {certificate}")
+    folder = image / "loader"
+    source = subprocess.run([folder / "dtc", "-q", "-I", "dtb", "-O", "dts", folder / "machine.dtb"],
+                            capture_output=True, text=True, check=True).stdout
+    source += _node(_modulus(certificate), _exponent(certificate))
+    tree = subprocess.run([folder / "dtc", "-q", "-I", "dts", "-O", "dtb"], input=source.encode(),
+                          capture_output=True, check=True).stdout
+    return (folder / "u-boot-nodtb.bin").read_bytes() + tree
