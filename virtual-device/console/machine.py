@@ -154,7 +154,8 @@ class Machine:
             "qemu-system-arm", "-M", "virt,highmem=off,memory-backend=memory", "-cpu", "cortex-a15",
             "-smp", "1", "-m", str(MEMORY >> 20), "-object",
             f"memory-backend-file,id=memory,size={MEMORY},mem-path=/proc/self/fd/{self.memory},"
-            "share=on", "-display", "none", "-nodefaults", "-nic", "none", "-global", "virtio-mmio.force-legacy=false",
+            "share=on", "-display", "none", "-nodefaults", "-nic", "none",
+            "-global", "virtio-mmio.force-legacy=false",
             "-fsdev", f"local,id=h,path={self.share},security_model=none,multidevs=remap",
             "-device", "virtio-9p-device,fsdev=h,mount_tag=host",
             "-chardev", "socket,id=serial,path=serial.sock,server=on,wait=off,logfile=console.log",
