@@ -145,11 +145,35 @@ static void tear_erase(struct rnd_state *random, u_char *cells, size_t size)
 	}
 }
 
-static int faulty_write(struct nor_bank *bank, loff_t to, size_t size, size_t *done,
-			const u_char *data)
+/*
+ * Programs what the flash can take: a program only clears bits. The emulated chips store
+ * a word as it is given to them, and the driver fills words that are written in part, so
+ * that the byte beside one that is written would be set.
+ */
+static int program(struct nor_bank *bank, loff_t to, size_t size, const u_char *data)
+{
+	loff_t begin = round_down(to, bank->map.bankwidth);
+	size_t length = round_up(to + size, bank->map.bankwidth) - begin;
+	u_char *cells = kvmalloc(length, GFP_KERNEL);
+	size_t done, at;
+	int error;
+
+	if (!cells)
+		return -ENOMEM;
+	error = bank->mtd->_read(bank->mtd, begin, length, &done, cells);
+	for (at = 0; at < size; at++)
+		cells[to - begin + at] &= data[at];
+	if (!error)
+		error = bank->write(bank->mtd, begin, length, &done, cells);
+	kvfree(cells);
+	return error;
+}
+
+static int faulty_program(struct nor_bank *bank, loff_t to, size_t size, const u_char *data)
 {
 	struct rnd_state random;
 	u_char *torn;
+	int error;
 
 	if (leaves_nothing())
 		return power_goes();
@@ -162,9 +186,9 @@ static int faulty_write(struct nor_bank *bank, loff_t to, size_t size, size_t *d
 		torn[prandom_u32_state(&random) % size] ^= 1 << (seed % 8);
 	else
 		tear_program(&random, torn, size);
-	bank->write(bank->mtd, to, size, done, torn);
+	error = program(bank, to, size, torn);
 	kvfree(torn);
-	return sysfs_streq(fault, "flip") ? 0 : power_goes();
+	return sysfs_streq(fault, "flip") ? error : power_goes();
 }
 
 static int nor_write(struct mtd_info *mtd, loff_t to, size_t size, size_t *done, const u_char *data)
@@ -175,10 +199,12 @@ static int nor_write(struct mtd_info *mtd, loff_t to, size_t size, size_t *done,
 	mutex_lock(&nor_lock);
 	if (power && size) {
 		if (meets_fault(bank, to, "program"))
-			error = faulty_write(bank, to, size, done, data);
+			error = faulty_program(bank, to, size, data);
 		else
-			error = bank->write(mtd, to, size, done, data);
+			error = program(bank, to, size, data);
 	}
+	if (!error)
+		*done = size;
 	mutex_unlock(&nor_lock);
 	return error;
 }
