@@ -2,8 +2,10 @@
 // battery, camera, host, buttons and failures, from one seed. Each life of the application is a
 // process of its own, as on the device, and ends by a signal, or where its camera is unplugged.
 //
-// VANTOREL_CHAOS_SECONDS (3) says how long to play, VANTOREL_CHAOS_SEED which life to begin with.
-// The order of the threads is not played again: under the thread sanitizer it need not be.
+// VANTOREL_CHAOS_SEED says which life to begin with (1). Without VANTOREL_CHAOS_SECONDS the test
+// plays the same few lives every time; with it, it plays as long as that, from a seed of the time
+// unless one is given. The order of the threads is not played again: under the thread sanitizer it
+// need not be.
 
 #include "tests/chaos/Machine.h"
 #include "tests/support/OpenDescriptors.h"
@@ -195,15 +197,16 @@ private:
     /** The user interface takes the temperature of every fifth frame. */
     void ExpectFrames() {
         ::vantorelui_sim_log(true);
-        for (std::size_t next = 0, tries = 0; tries < 2000; ++tries) {
-            std::this_thread::sleep_for(5ms);
-            for (vantorelui_sim_call_t call; ::vantorelui_sim_log_get(next, &call); ++next) {
-                if (std::string_view(call.function) == "SetReadoutTemp") {
-                    return;
-                }
-            }
-        }
-        Demand(false, "the frames' way to the screen");
+        std::size_t next = 0;
+        Demand(test::Eventually([&] {
+                   for (vantorelui_sim_call_t call; ::vantorelui_sim_log_get(next, &call); ++next) {
+                       if (std::string_view(call.function) == "SetReadoutTemp") {
+                           return true;
+                       }
+                   }
+                   return false;
+               }),
+               "the frames' way to the screen");
     }
 
     void Host(unsigned seed) {
@@ -227,6 +230,8 @@ private:
     int screen = 0;
 };
 
+constexpr unsigned livesPlayed = 8; // about four seconds of them
+
 [[noreturn]] void Live(unsigned seed) {
     static Machine world;
     static StatusLines lines;
@@ -234,8 +239,8 @@ private:
     statusLines = &lines;
     static Player player(seed);
     std::cout.rdbuf(&lines);
-    ::alarm(60);               // whoever waits for ever ends here
-    BlockTerminationSignals(); // in the threads of the world, too
+    ::alarm(2 * test::hangSeconds); // whoever waits for ever ends here
+    BlockTerminationSignals();      // in the threads of the world, too
     std::thread([] { player.Live(); }).detach();
     static_cast<void>(Run(false));
     Demand(false, "the application has not started");
@@ -249,11 +254,15 @@ TEST(Chaos, IsSurvived) {
     test::Must(::mount("/tmp/cmdline", "/proc/cmdline", nullptr, MS_BIND, nullptr));
     const char* seconds = std::getenv("VANTOREL_CHAOS_SECONDS");
     const char* first = std::getenv("VANTOREL_CHAOS_SEED");
-    auto seed = static_cast<unsigned>(first != nullptr ? std::stol(first) : ::time(nullptr));
+    const bool byTime = seconds != nullptr;
+    auto seed = static_cast<unsigned>(first != nullptr ? std::stol(first)
+                                      : byTime         ? ::time(nullptr)
+                                                       : 1);
     std::cout << "VANTOREL_CHAOS_SEED=" << seed << std::endl;
-    const auto end = std::chrono::steady_clock::now() +
-                     std::chrono::seconds(seconds != nullptr ? std::stoi(seconds) : 3);
-    for (; std::chrono::steady_clock::now() < end; ++seed) {
+    const unsigned afterLast = seed + livesPlayed;
+    const auto end =
+        std::chrono::steady_clock::now() + std::chrono::seconds(byTime ? std::stoi(seconds) : 0);
+    for (; byTime ? std::chrono::steady_clock::now() < end : seed != afterLast; ++seed) {
         const pid_t life = ::fork();
         if (life == 0) {
             Live(seed);

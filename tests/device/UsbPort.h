@@ -49,7 +49,7 @@ public:
             std::ifstream(device + name) >> value;
             return value;
         };
-        for (int i = 0; i < 200 && number("bConfigurationValue") == 0; ++i) {
+        for (int i = 0; i < 6000 && number("bConfigurationValue") == 0; ++i) {
             std::this_thread::sleep_for(std::chrono::milliseconds(50));
         }
         std::array<char, 40> node{};
@@ -64,8 +64,8 @@ public:
     /** The bytes that came or went; -1 and errno as the kernel has it. */
     int Control(std::uint8_t type, std::uint8_t request, std::uint16_t value, std::uint8_t* data,
                 std::size_t size) const {
-        usbdevfs_ctrltransfer transfer{type, request, value, 0, static_cast<std::uint16_t>(size),
-                                       5000, data};
+        usbdevfs_ctrltransfer transfer{type,   request, value, 0, static_cast<std::uint16_t>(size),
+                                       60'000, data};
         return ::ioctl(fd, USBDEVFS_CONTROL, &transfer);
     }
 

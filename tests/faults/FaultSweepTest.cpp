@@ -34,7 +34,7 @@ using test::Scenario;
 #if defined(__arm__)
 constexpr std::ptrdiff_t errorsPlayed = 6;
 constexpr std::ptrdiff_t endsPlayed = 1;
-#elif defined(__SANITIZE_ADDRESS__)
+#elif defined(VANTOREL_ADDRESS_SANITIZER)
 constexpr std::ptrdiff_t errorsPlayed = std::size(test::errors);
 constexpr std::ptrdiff_t endsPlayed = 1;
 #else
@@ -131,6 +131,18 @@ std::unique_ptr<Faults> Play(const Scenario& scenario, std::size_t failingCall, 
     return faults;
 }
 
+/** Without a fault. A copy that a signal interrupts makes one call more: the fewest calls count. */
+std::unique_ptr<Faults> PlayUndisturbed(const Scenario& scenario) {
+    auto fewest = Play(scenario, Faults::none, 0);
+    for (int plays = 1; plays < 4; ++plays) {
+        auto again = Play(scenario, Faults::none, 0);
+        if (again->made.size() < fewest->made.size()) {
+            fewest = std::move(again);
+        }
+    }
+    return fewest;
+}
+
 class FaultSweep : public testing::Test {
 protected:
     void SetUp() override {
@@ -176,12 +188,12 @@ protected:
         if (promise.outcome == Outcome::Ends) {
             const auto* const place = std::ranges::find(test::errors, error);
             if (place - std::begin(test::errors) < endsPlayed) {
-                EXPECT_EXIT(::alarm(20); Play(scenario, at, error);
+                EXPECT_EXIT(::alarm(test::hangSeconds); Play(scenario, at, error);
                             ::_exit(0), testing::KilledBySignal(SIGABRT), "");
             }
             return;
         }
-        for (int plays = 0; plays < 5; ++plays) {
+        for (int plays = 0; plays < 50; ++plays) {
             const auto faults = Play(scenario, at, error);
             if (at >= faults->made.size() || faults->made[at] != call) {
                 continue; // a copy that a signal has interrupted goes on with one call more
@@ -206,7 +218,7 @@ protected:
 TEST_F(FaultSweep, KeepsWhatEveryOperationPromises) {
     std::set<std::string_view> reached;
     for (const Scenario& scenario : test::Scenarios()) {
-        const auto whole = Play(scenario, Faults::none, 0);
+        const auto whole = PlayUndisturbed(scenario);
         EXPECT_EQ(whole->reported.value_or(0), 0) << scenario.name;
         EXPECT_EQ(whole->Kept(), scenario.kept) << scenario.name;
         for (std::size_t at = 0; at < whole->made.size(); ++at) {

@@ -38,7 +38,7 @@ const std::string convertedData =
     ;
 
 // Every how many moments one is tried. A prime: the lines of a stream come in groups of four.
-#if defined(__SANITIZE_ADDRESS__) || defined(__arm__)
+#if defined(VANTOREL_ADDRESS_SANITIZER) || defined(__arm__)
 constexpr std::size_t stride = 61;
 #else
 constexpr std::size_t stride = 5;

@@ -30,16 +30,20 @@ inline void MakeFifo(const std::string& path) {
     Must(::mkfifo(path.c_str(), 0600));
 }
 
+/** After so long, a test takes a wait for a hang: longer than any wait on a busy machine. */
+constexpr unsigned hangSeconds = 300;
+
 /** Waits for what another thread or process is about to do; false when it does not. */
 template <typename Condition>
 bool Eventually(Condition condition) {
-    for (int tries = 0; tries < 2000; ++tries) {
-        if (condition()) {
-            return true;
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(hangSeconds);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end) {
+            return false;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
-    return false;
+    return true;
 }
 
 /**
