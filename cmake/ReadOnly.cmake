@@ -1,0 +1,14 @@
+# The programs that a sanitizer's build does not hold, read by the second compiler: every file is
+# compiled by both without a warning. Objects, so that nothing is linked.
+
+if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    return()
+endif()
+file(GLOB read CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/app/*.cpp ${PROJECT_SOURCE_DIR}/examples/*.cpp
+    ${PROJECT_SOURCE_DIR}/benchmarks/*.cpp)
+list(FILTER read EXCLUDE REGEX "/QtSignal.cpp$") # generates a part of itself
+add_library(vantorel_read_only OBJECT ${read})
+target_include_directories(vantorel_read_only PRIVATE ${PROJECT_SOURCE_DIR}/sdk
+    ${PROJECT_SOURCE_DIR}/simulators/camera ${PROJECT_SOURCE_DIR}/simulators/ui)
+target_link_libraries(vantorel_read_only PRIVATE vantorel_options)
+vantorel_precompile(vantorel_read_only)
