@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace vantorel::test {
@@ -55,8 +56,9 @@ public:
         sys->Fork = [this] { return Step("link") < 0 ? -1 : 4242; };
         sys->Waitpid = [](pid_t child, int* status, int) { return *status = 0, child; };
         sys->Eventfd = [](auto...) { return wakeFd; };
-        sys->Open = [this](const char* path, auto...) {
-            return Step(std::string("open ") + path) < 0 ? -1 : endpointFd;
+        sys->Open = [this](const char* path, int flags, mode_t) {
+            const char* what = (flags & O_CLOEXEC) != 0 ? "open " : "open for every child ";
+            return Step(std::string(what) + path) < 0 ? -1 : endpointFd;
         };
         sys->Close = [this](int fd) {
             return fd == endpointFd ? Step("close ep0") : fd == wakeFd ? 0 : ::close(fd);

@@ -1,5 +1,6 @@
 // The functions of the port but for the vendor function: drive, serial port and network.
 
+#include "tests/support/ErrorOf.h"
 #include "tests/support/ScriptedSys.h"
 #include "tests/usb/UsbTree.h"
 #include "vantorel/system/Filesystem.h"
@@ -188,6 +189,8 @@ TEST_F(FunctionsTest, BringTheNetworkUpAndDown) {
                                       "/bin/busybox|ifup|usb0", "/bin/busybox|ifdown|usb0",
                                       "/bin/busybox|sh|/etc/init.d/busybox-udhcpd|stop",
                                       "/bin/busybox|sh|/etc/init.d/dropbear|stop"));
+    sys->Fork = [] { return FailWith(EAGAIN); };
+    Bind({&network}); // no process to be had: a port without its network
 }
 
 TEST_F(FunctionsTest, MakeAFreshDiskOnWhichOneSideWrites) {
@@ -225,12 +228,24 @@ TEST_F(FunctionsTest, MakeAFreshDiskOnWhichOneSideWrites) {
                              {{"lun.0/ro", hostReadOnly ? "1" : "0"},
                               {"lun.0/file", image},
                               {"lun.0/inquiry_string", "KIRO"}});
+            // The kernel refuses to make a drive read-only that has its image.
+            const std::string lun = gadgetDirectory + "functions/mass_storage.usb0/lun.0/";
+            std::filesystem::create_directories(lun);
+            for (const char* attribute : {"ro", "file"}) {
+                std::filesystem::create_symlink("/last-written", lun + attribute);
+            }
+            disk.OnAdd();
+            EXPECT_EQ(ReadFile("/last-written"), image);
+            std::filesystem::remove_all(lun);
+            disk.OnRemove();
         }
         EXPECT_EQ(mounts.back(), "umount with ");
         EXPECT_EQ(std::filesystem::file_size(image), size);
         EXPECT_EQ(std::filesystem::status(image).permissions(), std::filesystem::perms{01130});
     }
     ::umask(mask);
+    sys->Ftruncate = [](auto...) { return FailWith(ENOSPC); };
+    EXPECT_EQ(ErrorOf([] { USBGadgetMassStorage("disk", "udc.0", "KIRO", 4096, false); }), ENOSPC);
 }
 
 } // namespace

@@ -95,6 +95,66 @@ TEST_F(SubiProtocolTest, MakesDoWithTheDataThatArrives) {
     EXPECT_EQ(output.Take(), "SUBI: ep0 read failed errno: 43\n");
 }
 
+TEST_F(SubiProtocolTest, AnswersWhateverRecipientAndDirectionAHostNames) {
+    BringUp();
+    for (std::uint8_t recipient = 0; recipient < 4; ++recipient) {
+        const auto in = static_cast<std::uint8_t>(0xc0 | recipient);
+        const auto out = static_cast<std::uint8_t>(0x40 | recipient);
+        EXPECT_EQ(endpoint.Send(FakeEndpoint::Setup(in, 63, 2)), Reply(Word(8))) << int{in};
+        EXPECT_EQ(endpoint.Send(FakeEndpoint::Setup(out, 84, 2), Word(3)), refusedOut) << int{out};
+        EXPECT_EQ(endpoint.Send(FakeEndpoint::Setup(in, 53, 4)), marked) << int{in};
+    }
+    endpoint.Out(84, Word(3));
+    EXPECT_EQ(endpoint.Out(53, Bytes(4)), marked) << "the kernel makes a stall of such a reply";
+    EXPECT_EQ(Status(endpoint), ok) << "the status was kept although it has been sent";
+    EXPECT_EQ(endpoint.In(60, 1), refusedIn);
+    EXPECT_EQ(endpoint.In(84, 2), refusedIn) << "no data means 3";
+    for (const std::uint8_t type : Bytes{0, 1, 2, 3, 5, 6}) {
+        Bytes event = FakeEndpoint::Setup(0xc0, 63, 2);
+        event[8] = type;
+        EXPECT_EQ(endpoint.Send(event), silence) << "event " << int{type} << " is no request";
+    }
+}
+
+// What is read of the kernel's log is gone from it: no piece may be lost or handed out twice.
+TEST_F(SubiProtocolTest, HandsOutTheKernelsLogInPieces) {
+    BringUp();
+    const Outcome failed = Reply({0, 0, 3, 0});
+    std::string log(100, 'x');
+    log += "end\n";
+    endpoint.sys->Klogctl = [&](int action, char* buffer, int size) {
+        if (action != 2) {
+            return static_cast<int>(log.size());
+        }
+        EXPECT_FALSE(log.empty()) << "waits for the kernel's next line";
+        const std::size_t count = log.copy(buffer, static_cast<std::size_t>(size));
+        log.erase(0, count);
+        return static_cast<int>(count);
+    };
+    const auto ask = [&](unsigned selector, std::size_t length, const Outcome& outcome,
+                         const Outcome& status) {
+        endpoint.Out(85, Word(selector));
+        endpoint.Out(84, Word(3));
+        EXPECT_EQ(endpoint.In(78, length), outcome) << "selector " << selector << ", " << length;
+        EXPECT_EQ(Status(endpoint), status) << "selector " << selector << ", " << length;
+    };
+    ask(14, 1, refusedIn, failed);
+    ask(13, 4, Reply({64, 0, 0, 0}), ok);
+    ask(14, 65, refusedIn, failed);
+    ask(14, 64, Reply(Bytes(64, 'x')), ok);
+    ask(14, 1, refusedIn, failed);
+    ask(13, 4, Reply({40, 0, 0, 0}), ok);
+    Bytes rest(36, 'x');
+    std::ranges::copy(std::string_view("end\n"), std::back_inserter(rest));
+    ask(14, 2, Reply(rest), ok); // the kernel cuts it
+    ask(13, 4, Reply({0, 0, 0, 0}), ok);
+    log = "lost";
+    ask(13, 4, Reply({4, 0, 0, 0}), ok);
+    endpoint.sys->Klogctl = [](auto...) { return FailWith(EPERM); };
+    ask(13, 4, refusedIn, failed);
+    ask(14, 4, refusedIn, failed);
+}
+
 TEST_F(SubiProtocolTest, FollowsTheSessionAndTheFramesOfTheCamera) {
     BringUp();
     manager.OnConnectionStateChanged(ConnectionState::Battery, ConnectionState::Undetermined);

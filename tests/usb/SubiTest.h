@@ -112,6 +112,44 @@ struct SubiRow {
     Outcome status; // afterwards, after it was marked before
 };
 
+/** Of a request that has one length, every other is refused, and the last outcome stays. */
+inline void AddRowsOfWrongLength(std::vector<SubiRow>& rows) {
+    struct Shape {
+        int selector;
+        std::uint8_t request;
+        std::size_t length;
+    };
+    for (const auto& [selector, request, length] : {Shape{-1, 53, 4},
+                                                    {-1, 54, 12},
+                                                    {-1, 61, 2},
+                                                    {-1, 63, 2},
+                                                    {-1, 93, 64},
+                                                    {0, 78, 36},
+                                                    {13, 78, 4},
+                                                    {17, 78, 2},
+                                                    {18, 78, 2},
+                                                    {19, 78, 2},
+                                                    {21, 78, 64},
+                                                    {23, 78, 66},
+                                                    {26, 78, 2}}) {
+        for (const std::size_t wrong : {length - 1, length + 1, 2 * length}) {
+            rows.push_back({selector, request, wrong, {}, refusedIn, marked});
+        }
+    }
+    for (const auto& [selector, request, length] : {Shape{-1, 60, 2},
+                                                    {-1, 62, 2},
+                                                    {-1, 84, 2},
+                                                    {-1, 85, 2},
+                                                    {-1, 86, 6},
+                                                    {-1, 89, 2},
+                                                    {-1, 90, 2},
+                                                    {-1, 91, 2}}) {
+        for (const std::size_t wrong : {length - 1, length + 1, 2 * length}) {
+            rows.push_back({selector, request, wrong, Bytes(wrong), refusedOut, marked});
+        }
+    }
+}
+
 /**
  * What a host gets for each request, of a scripted endpoint zero and of the kernel's own with a
  * real bus behind it. To be played in this order: some go on where the one before has stopped.
@@ -125,9 +163,6 @@ inline std::vector<SubiRow> SubiRows() {
         {-1, 52, 2, Word(1), refusedOut, unsupported},
         {-1, 53, 4, {}, marked, ok},
         {-1, 54, 12, {}, Reply({0xab, 0, 0x89, 0, 0x67, 0, 0x45, 0, 0x23, 0, 1, 0}), ok},
-        {-1, 54, 11, {}, refusedIn, marked}, // these have the one length; others any, or none
-        {-1, 61, 3, {}, refusedIn, marked},
-        {-1, 85, 1, Bytes{9}, refusedOut, marked},
         {-1, 60, 2, Word(1), silence, ok},
         {-1, 60, 2, Word(2), silence, ok},
         {-1, 61, 2, {}, Reply(Word(2)), ok},
@@ -141,14 +176,19 @@ inline std::vector<SubiRow> SubiRows() {
         {-1, 88, 32, {}, Reply(Factory(0, 32)), marked},
         {-1, 88, 32, {}, refusedIn, marked}, // nothing remains, and half a word counts as none
         {-1, 88, 1, {}, Reply(Factory(32, 1)), marked},
+        {-1, 86, 6, Range(2, 0), silence, marked},
+        {-1, 88, 3, {}, Reply(Factory(0, 3)), marked}, // which use up one word
+        {-1, 88, 2, {}, Reply(Factory(2, 2)), marked},
+        {-1, 88, 2, {}, refusedIn, marked},
+        {-1, 86, 6, Range(0xffff, 1), silence, marked},
+        {-1, 88, 514, {}, Reply(Factory(2, 514)), marked},
+        {-1, 53, 0x104, {}, refusedIn, marked},
         {-1, 86, 6, Range(0xffff, 2559), silence, marked},
         {-1, 88, 3, {}, refusedIn, marked}, // one byte behind the settings; uses nothing up
         {-1, 88, 2, {}, Reply(Factory(5118, 2)), marked},
         {-1, 86, 6, Range(1, 5, 0x100), refusedOut, marked}, // and set all the same
         {-1, 88, 2, {}, Reply(Factory(10, 2)), marked},
         {-1, 93, 64, {}, Reply(Factory(4884, 64)), ok},
-        {0, 78, 35, {}, refusedIn, marked},
-        {13, 78, 2, {}, refusedIn, marked},
         {17, 78, 2, {}, Reply(Word(2)), ok},
         {18, 78, 2, {}, Reply({0, 2}), ok},
         {19, 78, 2, {}, Reply({0x34, 0x12}), ok},
@@ -157,6 +197,7 @@ inline std::vector<SubiRow> SubiRows() {
         {26, 78, 2, {}, Reply(Word(0)), ok},
         {28, 78, 2, {}, silence, marked},
     };
+    AddRowsOfWrongLength(rows);
     for (const std::uint8_t taken : Bytes{62, 89, 90, 91}) {
         rows.push_back({-1, taken, 2, Word(7), silence, ok});
     }

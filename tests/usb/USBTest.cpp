@@ -1,11 +1,14 @@
 #include "vantorel/usb/USB.h"
 #include "tests/support/ErrorOf.h"
+#include "tests/support/ScriptedSys.h"
 #include "tests/support/Unused.h"
 #include "tests/usb/UsbTree.h"
+#include "vantorel/usb/USBGadgetRndis.h"
 
 #include <gmock/gmock.h>
 
 #include <future>
+#include <tuple>
 
 namespace vantorel::test {
 namespace {
@@ -70,6 +73,49 @@ TEST_F(USBTest, DescribesNothingAfterItHasJoinedTheBus) { // for a host asks at 
     EXPECT_EQ(ReadFile("/last-written"), "udc.0");
 }
 
+// The kernel refuses an attribute now and then; the next one goes through the same stream.
+TEST_F(USBTest, DescribesItselfAroundAnAttributeThatFails) {
+    USB usb("usb", "udc.0");
+    std::filesystem::create_directory(gadgetDirectory + "bcdDevice");
+    USBGadgetRndis network("network", "udc.0");
+    const std::string function = gadgetDirectory + "functions/rndis.usb0/os_desc/interface.rndis/";
+    std::filesystem::create_directories(function + "compatible_id");
+    usb.OnCameraConnect(Connect(1201));
+    usb.BindGadgets();
+    EXPECT_EQ(ReadFile(gadgetDirectory + "os_desc/qw_sign"), "MSFT100");
+    EXPECT_EQ(ReadFile(gadgetDirectory + "UDC"), "udc.0");
+    network.OnAdd();
+    EXPECT_EQ(ReadFile(function + "sub_compatible_id"), "5162001");
+}
+
+TEST_F(USBTest, IsConnectedWhenTheControllerSaysSo) {
+    USB usb("usb", "udc.0");
+    const std::tuple<const char*, bool, const char*> rows[] = {
+        {"configured\n", true, "configured"},
+        {"not attached\n", false, "not attached"},
+        {"configured", false, "configure"}, // its last letter is taken for the newline
+        {"", false, ""},
+        {"configured", false, "configure"},
+        {"\n", false, ""},
+        {"configured\n", true, "configured"},
+        {"configured!\n", false, "configured!"},
+        {"xconfigured\n", false, "xconfigured"},
+        {"configured 12345", false, "configured 1234"}, // all there is room for
+        {"not configured, longer\n", false, "not configured,"},
+        {"addressed\n", false, "addressed"},
+        {"suspended\n", false, "suspended"},
+    };
+    for (const auto& [state, connected, text] : rows) {
+        WriteFile(stateFile, state);
+        output->Take();
+        EXPECT_EQ(usb.IsConnected(), connected) << state;
+        EXPECT_EQ(output->Take(), std::string("USB CONNECTION STATE: ") + text + "\n");
+    }
+    ScopedSys sys;
+    sys->Read = [](auto...) { return FailWith(EIO); };
+    EXPECT_EQ(ErrorOf([&] { usb.IsConnected(); }), EIO);
+}
+
 TEST_F(USBTest, AddsFunctionsBeforeItJoinsTheBusAndUnbindsThemBeforeItLeaves) {
     USB usb("usb", "udc.0");
     std::vector<std::string> log;
@@ -103,6 +149,32 @@ TEST_F(USBTest, ServesOneCameraAndOneBinding) {
     EXPECT_THROW(usb.OnCameraConnect(Connect(1402)), std::future_error);
 }
 
+// An application that ends before a camera has come must not leave a thread behind in the binding.
+TEST_F(USBTest, ReleasesABindingThatWaitsWhenItGoes) {
+    std::optional<USB> usb(std::in_place, "usb", "udc.0");
+    const auto bind = [&usb] {
+        try {
+            usb->BindGadgets();
+        } catch (const std::future_error& error) {
+            return error.code();
+        }
+        return std::error_code();
+    };
+    auto one = std::async(std::launch::async, bind);
+    auto other = std::async(std::launch::async, bind);
+    // Of the two one is refused, and so the other is known to wait.
+    const auto isOver = [](const std::future<std::error_code>& binding) {
+        return binding.wait_for(std::chrono::milliseconds(1)) == std::future_status::ready;
+    };
+    while (!isOver(one) && !isOver(other)) {
+    }
+    const bool oneIsOver = isOver(one);
+    EXPECT_EQ((oneIsOver ? one : other).get(), std::future_errc::future_already_retrieved);
+    EXPECT_FALSE(isOver(oneIsOver ? other : one));
+    usb.reset();
+    EXPECT_EQ((oneIsOver ? other : one).get(), std::future_errc::broken_promise);
+}
+
 TEST_F(USBTest, NeedsAControllerAndAGadgetTree) {
     const auto failure = [](const char* controller) {
         return ErrorOf([&] { USB("usb", controller); });
@@ -116,6 +188,8 @@ TEST_F(USBTest, NeedsAControllerAndAGadgetTree) {
     }
     EXPECT_EQ(failure("plain"), 0);
     EXPECT_TRUE(std::filesystem::exists("/config/usb_gadget/gplain/configs/gplain.1"));
+    WriteFile("/sys/class/udc/soc.usb.0/state", "");
+    EXPECT_EQ(failure("soc.usb.0"), 0) << "its gadget is the 0 behind the last dot";
     EXPECT_THAT(output->Take(), testing::HasSubstr("USB DTOR!\n"));
 }
 
