@@ -71,6 +71,8 @@ TEST(CameraManagerFailure, CarriesTheCodeAndTextOfTheSDK) {
 TEST_F(CameraManagerTest, TellsEventsAndFramesInOrderOfRegistrationAndTheCameraLast) {
     manager.AddObserver(a);
     manager.AddObserver(b);
+    EXPECT_THAT(sdk.Calls("kirocamera_manager_create"),
+                ElementsAre(testing::HasSubstr("7"))); // the way of looking for cameras
     sdk.Connect();
     EXPECT_THAT(sdk.Calls("kirocamera_set_display_mode"),
                 ElementsAre("kirocamera_set_display_mode(camera1, 4)"));
@@ -151,15 +153,34 @@ TEST_F(CameraManagerTest, StopsOnlyAfterAFrameThatNoOtherStopHasUsed) {
 }
 
 TEST_F(CameraManagerTest, PrintsTheFrameRateOnTheFirstAndEveryThousandthFrameOfASession) {
+    using Clock = std::chrono::system_clock;
+    const auto perSecond = [](int frames, Clock::duration time) {
+        return frames / std::chrono::duration<double>(time).count();
+    };
     sdk.Connect();
     for (int session = 0; session < 2; ++session) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        const auto before = Clock::now();
         Enter(ConnectionState::Battery);
+        const auto started = Clock::now();
         output.Take();
+        int total = 0;
         for (const int frames : {1, 999, 1}) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            const auto last = Clock::now();
             for (int frame = 0; frame < frames; ++frame) {
                 Frame();
             }
-            EXPECT_THAT(output.Take(), MatchesRegex(frames == 1 ? "FPS: [0-9.e+]+\n" : ""));
+            total += frames;
+            const std::string printed = output.Take();
+            if (frames != 1) {
+                EXPECT_EQ(printed, "");
+                continue;
+            }
+            ASSERT_THAT(printed, MatchesRegex("FPS: [0-9.e+]+\n"));
+            const double rate = std::stod(printed.substr(5));
+            EXPECT_GT(rate, 0.99 * perSecond(total, Clock::now() - before));
+            EXPECT_LT(rate, 1.01 * perSecond(total, last - started));
         }
     }
 }

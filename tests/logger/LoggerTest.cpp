@@ -67,6 +67,7 @@ TEST_F(LoggerTest, JoinsWhatAllSubjectsReported) {
     Put(131, 99.9F);
     sdk.Frame();
     sdk.Fail(-1);
+    sdk.Fail(-1);
     auto& gauge = test::Unused<FuelGauge>();
     logger->OnFuelGaugeLevelQuery(gauge, 100);
     logger->OnFuelGaugeCurrentQuery(gauge, -350);
@@ -80,13 +81,32 @@ TEST_F(LoggerTest, JoinsWhatAllSubjectsReported) {
     EXPECT_GT(entry.frameRate, 0.0);
     entry.frameRate = 29.96;
     EXPECT_EQ(entry.ToString(true, true, "|"),
-              "UPTIME: 1234567890123456789 ns|CID: 0123456789AB|NFIELD: 4000000000|NERR: 1|"
+              "UPTIME: 1234567890123456789 ns|CID: 0123456789AB|NFIELD: 4000000000|NERR: 2|"
               "FPS: 30.0|TDIODE: 70000|TENV: -12.3 C|TSPOT: 36.7 C|TCPU: 55.5 C|TBRD: 41.0 C|"
               "TBAT: 25.0 C|VBAT: 3.9 V|IBAT: -350 mA|LBAT: 100 %");
     output.Take();
-    logger->AddEntry(entry, 0ms);
+    logger->AddEntry(entry, 1999ms);
     EXPECT_EQ(output.Take(), "SESSION: 1234 " + entry.ToString(true, true, " ") + "\n");
+    logger->Flush();
+    EXPECT_EQ(directory.Read("debug.csv"),
+              "Session ID,Uptime (s),Uptime (ns),ChipID,FPA Frame Count,FPA Error Count,"
+              "Framerate (fps),FPA Tdiode (Counts),FPA Temp (degC),FPA Spot Temp (degC),"
+              "CPU Temp (degC),Board Temp (degC),Battery Temp (degC),Battery Voltage (V),"
+              "Battery Current (+/- mA),Battery Level (%%)\n"
+              "1234,1,1234567890123456789,0123456789AB,4000000000,2,30.0,70000,-12.3,36.7,55.5,"
+              "41.0,25.0,3.9,-350,100\n");
     std::locale::global(before);
+}
+
+TEST_F(LoggerTest, LogsTheRateOfACameraWhoseFramesCannotBeConverted) {
+    logger.emplace(directory / "");
+    EXPECT_EQ(logger->CreateEntry().ToString(false, false, ","),
+              "0,,0,0,0.0,0,0.0,0.0,0.0,0.0,0.0,0.0,0,0");
+    Film();
+    kirocamera_sim_set_result("kirocamera_frame_get_frame_by_format", -3);
+    sdk.Frame(); // the camera itself counts it last
+    sdk.Frame();
+    EXPECT_GT(logger->CreateEntry().frameRate, 0.0);
 }
 
 struct Witness final : LoggerObserver {
