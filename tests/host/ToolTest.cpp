@@ -9,6 +9,11 @@
 
 #include <gmock/gmock.h>
 
+#include <csignal>
+#include <filesystem>
+
+#include <sys/resource.h>
+
 namespace vantorel::host {
 namespace {
 
@@ -16,6 +21,26 @@ using testing::AllOf;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
+
+/** Lets no file of this process grow beyond a size. */
+class SmallFiles {
+public:
+    explicit SmallFiles(rlim_t size) {
+        ::getrlimit(RLIMIT_FSIZE, &before);
+        const rlimit small{size, before.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &small);
+    }
+    ~SmallFiles() {
+        ::setrlimit(RLIMIT_FSIZE, &before);
+        ::signal(SIGXFSZ, handler);
+    }
+    SmallFiles(const SmallFiles&) = delete;
+    SmallFiles& operator=(const SmallFiles&) = delete;
+
+private:
+    rlimit before{};
+    void (*handler)(int) = ::signal(SIGXFSZ, SIG_IGN);
+};
 
 class ToolTest : public test::ToolRun {
 protected:
@@ -137,6 +162,11 @@ TEST_F(ToolTest, ReadsTheFactorySettingsInPieces) {
     EXPECT_THAT(Output("factory read"), StartsWith("0000  05 0c 13 1a"));
     EXPECT_THAT(Output("--json factory read"), StartsWith(R"({"size":5120,"data":"050c131a)"));
     CheckRun("factory read --out /nonexistent/file", exitOutput, "/nonexistent/file");
+    {
+        const SmallFiles limit(4096); // as a disk that is full
+        CheckRun("factory read --out " + file, exitOutput, file);
+    }
+    EXPECT_FALSE(std::filesystem::exists(file)) << "a part of it could pass for the whole";
     out.setstate(std::ios::badbit);
     EXPECT_EQ(Run("identity"), exitOutput);
 }
