@@ -90,12 +90,12 @@ TEST_F(CameraManagerTest, IgnoresWhatComesWithoutACameraAndASecondCamera) {
     manager.AddObserver(a);
     sdk.Disconnect();
     sdk.Fail(-1);
-    CameraManager::Event(nullptr, 3, 0, &manager);
     Frame();
     Enter(ConnectionState::Battery);
     EXPECT_THAT(log, IsEmpty());
     sdk.Connect();
     sdk.Connect();
+    CameraManager::Event(kirocamera_sim_get_camera(), 3, -1, &manager); // no such event
     // A camera stays when its disconnect meets an observer that is no camera.
     EXPECT_THROW(sdk.Disconnect(), std::bad_cast);
     sdk.Connect();
