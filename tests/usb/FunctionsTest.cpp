@@ -3,11 +3,13 @@
 #include "tests/support/ErrorOf.h"
 #include "tests/support/ScriptedSys.h"
 #include "tests/usb/UsbTree.h"
+#include "vantorel/service/UniqueFd.h"
 #include "vantorel/system/Filesystem.h"
 #include "vantorel/system/Tools.h"
 #include "vantorel/usb/USBGadgetMassStorage.h"
 #include "vantorel/usb/USBGadgetRndis.h"
 #include "vantorel/usb/USBGadgetSerial.h"
+#include "vantorel/usb/private/FreeLine.h"
 
 #include <gmock/gmock.h>
 
@@ -169,6 +171,31 @@ TEST_F(FunctionsTest, FreeTheLineFromStrangersBeforeAndWithoutAServerOfTheirOwn)
         ASSERT_TRUE(Eventually([&] { return Threads() == threads; }));
     }
     ::umount2("/dev", MNT_DETACH);
+}
+
+// A job of a shell on the line may have it open as its controlling terminal only.
+TEST_F(FunctionsTest, FindTheUsersOfALineByAnyName) {
+    const UniqueFd master(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
+    ASSERT_EQ(::grantpt(master.Get()) + ::unlockpt(master.Get()), 0);
+    const std::string line = ::ptsname(master.Get());
+    const pid_t user = ::fork();
+    if (user == 0) {
+        ::setsid();
+        const int opened = ::open(line.c_str(), O_RDWR);
+        const int terminal = ::open("/dev/tty", O_RDWR);
+        ::close(opened);
+        if (::write(terminal, "x", 1) == 1) {
+            ::pause();
+        }
+        ::_exit(1);
+    }
+    char ready = 0;
+    ASSERT_EQ(::read(master.Get(), &ready, 1), 1);
+    EndUsersOf(line);
+    int status = 0;
+    EXPECT_EQ(::waitpid(user, &status, WNOHANG), user);
+    EXPECT_TRUE(WIFSIGNALED(status));
+    ::kill(user, SIGKILL);
 }
 
 TEST_F(FunctionsTest, BringTheNetworkUpAndDown) {
