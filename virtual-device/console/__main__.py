@@ -14,10 +14,11 @@ from pathlib import Path
 
 from commands import Console, Quit
 from debugger import debug
+from looking import SCRIPT_PATIENCE
 from machine import Failure, Machine
 
 PROJECT = Path(__file__).resolve().parents[2]
-TEST_TIME_LIMIT = 120  # seconds a test program may take
+TEST_TIME_LIMIT = 1200  # seconds, after which a test program is taken to hang
 
 
 def say(text: str):
@@ -39,6 +40,7 @@ def answer(console: Console, line: str) -> bool:
 
 
 def run_script(console: Console, path: Path) -> int:
+    console.patience = SCRIPT_PATIENCE
     for number, line in enumerate(path.read_text().splitlines(), 1):
         if line.strip() and not line.lstrip().startswith("#"):
             say(f"> {line.strip()}")

@@ -22,8 +22,9 @@ button power|torch|reset down|up|click|hold SECONDS|doubleclick
 button plug|unplug          the whole input device
 camera connect|disconnect|error CODE|rate 0..240|hang 0|1
 cable plug|unplug           whether a USB host is at the other end of the cable
-start [debugger]            start the application; set initial conditions before. With a debug
-                            server on the USB serial line instead of the shell
+start [host|debugger]       start the application; set initial conditions before. With a host that
+                            it must have found, however busy this machine; with a debug server on
+                            the USB serial line instead of the shell
 gdb TEXT COMMAND...         gdb commands on that line, attached to the application; wait for TEXT
 stop                        ask the application to end
 reboot                      cut the power and boot again from the same flash
@@ -39,7 +40,7 @@ power-on                    in a script, after either: boot the device again
 put FILE PATH               copies a file of the development machine onto the device
 put FILE... FOLDER/         copies several, or what a pattern like build/*.deb stands for
 get PATH FILE               copies a file of the device to the development machine
-shell COMMAND               on the device, for up to 60 s
+shell COMMAND               on the device, for up to 60 s (scripts: 600 s)
 host COMMAND                on the USB host's side
 wait SECONDS
 quit"""
@@ -49,7 +50,7 @@ CABLE = "/sys/bus/usb/devices/usb1/1-0:1.0/usb1-port1/disable"
 KEYS = {"power": 116, "torch": 0x21E, "reset": 0x198}
 CLICK = 0.08  # seconds that a finger stays on a button
 BETWEEN_CLICKS = 0.12
-START_TIME_LIMIT = 60  # seconds; the application is copied to the device first
+START_TIME_LIMIT = 600  # seconds; the application is copied to the device first
 SHELL_TIME_LIMIT = 60  # seconds; a command that hangs must not hold up a script for ever
 
 
@@ -101,7 +102,7 @@ class Console(Looking):
         try:
             self.board(command)
         except DeviceOff:
-            if was_off or not self.machine.ended.wait(5):
+            if was_off or not self.machine.ended.wait(self.patience):
                 raise
 
     def do_battery(self, arguments):
@@ -206,13 +207,29 @@ class Console(Looking):
             self.machine.run("kill -0 $(cat /run/application.pid)")[0] == 0
 
     def do_start(self, arguments):
-        if arguments not in ([], ["debugger"]):
-            raise Failure("usage: start [debugger]")
+        if arguments not in ([], ["host"], ["debugger"]):
+            raise Failure("usage: start [host|debugger]")
         if self.application_runs():
             raise Failure("the application runs already")
         settings = " ".join(f"{name}={value}" for name, value in self.surroundings.camera.items())
-        option = "--serial-debugger" if arguments else ""
+        option = "--serial-debugger" if arguments == ["debugger"] else ""
+        first = len(self.machine.lines)
         self.machine.check(f"/usr/libexec/vantorel/start {settings} {option}", START_TIME_LIMIT)
+        if arguments == ["host"]:
+            self._start_until_host(first)
+
+    def _start_until_host(self, first: int):
+        """The device gives a host two seconds, which a busy machine may not be able to keep. It is
+        then started again."""
+        self.seen = first
+        self.do_expect(["CONNECTION TRANSITION TO STATE: "])
+        if self.machine.lines[self.seen - 1].endswith("STATE: 3"):
+            self.say("the host has come too late; once more")
+            self.do_stop([])
+            self.do_expect(["the application has ended with status 0"])
+            self.do_start(["host"])
+        else:
+            self.seen = first
 
     def do_stop(self, arguments):
         need(arguments, 0, "stop")
@@ -266,7 +283,7 @@ class Console(Looking):
     def _expect_end(self, arguments, usage: str, reason: str):
         if len(arguments) > 1:
             raise Failure(f"usage: {usage} [SECONDS]")
-        seconds = number(arguments[0], 0, 3600, float) if arguments else 10
+        seconds = number(arguments[0], 0, 3600, float) if arguments else self.patience
         if not self.machine.ended.wait(seconds):
             raise Failure(f"the device is still on after {seconds:g} s")
         if self.machine.end_reason != reason:
@@ -324,7 +341,7 @@ class Console(Looking):
     def _shell(self, command):
         if not command:
             raise Failure("usage: shell COMMAND, host COMMAND")
-        status, output = self.machine.run(command, SHELL_TIME_LIMIT)
+        status, output = self.machine.run(command, max(SHELL_TIME_LIMIT, self.patience))
         if output:
             self.say(output.rstrip("\n"))
         if status != 0:

@@ -9,7 +9,7 @@ from pathlib import Path
 from machine import Failure, Machine
 
 TIME_LIMIT = 24 * 3600  # seconds
-GDB_TIME_LIMIT = 60  # seconds for the commands of one attach()
+GDB_TIME_LIMIT = 600  # seconds for the commands of one attach()
 
 
 def _pump(source: socket.socket, target: socket.socket):
@@ -62,7 +62,7 @@ def attach(machine: Machine, commands: list) -> str:
     machine.check("/usr/libexec/vantorel/line-bridge >/dev/null 2>&1 &")
     process = machine.check("cat /run/application.pid").strip()
     folders = {str(library.parent) for library in machine.artifacts.glob("**/lib*.so*")}
-    settings = ["set remotetimeout 30", "set print thread-events off",
+    settings = ["set remotetimeout 300", "set print thread-events off",
                 f"set sysroot {machine.image}/layers/product",
                 f"set solib-search-path {':'.join(sorted(folders))}",
                 f"target extended-remote 127.0.0.1:{listener.getsockname()[1]}",

@@ -12,13 +12,15 @@ HELP = """\
 state                       everything about the device and around it, a "NAME VALUE" a line
 lines [FROM]                status lines from number FROM (0) on, the latest 500 at most, each after
                             its number
-expect TEXT [SECONDS]       wait for a status line that contains TEXT (10 s)
+expect TEXT [SECONDS]       wait for a status line that contains TEXT (10 s; scripts: 600 s)
 expect-state NAME VALUE [SECONDS]  wait until `state` says so (10 s)
 expect-pixel X Y RRGGBB [SECONDS]  wait until the display shows that colour there (10 s)
 expect-motion X Y [SECONDS] wait until the display shows another colour there than now (10 s)
 screenshot FILE.png         what the display shows"""
 
 MOST_LINES = 500
+PATIENCE = 10  # seconds that a person waits for what should happen at once
+SCRIPT_PATIENCE = 600  # seconds; a script waits for the event, and only a hang reaches this
 
 
 def number(text: str, low: float, high: float, kind=int):
@@ -43,6 +45,7 @@ class Looking:
         self.watch = watch or Watch(machine)
         self.words = words.Words()
         self.seen = 0  # status lines that an expect has passed
+        self.patience = PATIENCE  # seconds; a wait without a limit of its own takes no longer
 
     # --- state ------------------------------------------------------------------------------------
 
@@ -79,7 +82,7 @@ class Looking:
         if len(arguments) not in (1, 2):
             raise Failure("usage: expect TEXT [SECONDS]")
         text = arguments[0]
-        seconds = number(arguments[1], 0, 3600, float) if len(arguments) == 2 else 10
+        seconds = number(arguments[1], 0, 3600, float) if len(arguments) == 2 else self.patience
         deadline = time.monotonic() + seconds
         machine = self.machine
         with machine.changed:
@@ -106,14 +109,14 @@ class Looking:
         name, wanted = arguments[:2]
         if name not in self.state():
             raise Failure(f"there is no state {name!r}")
-        seconds = number(arguments[2], 0, 3600, float) if len(arguments) == 3 else 10
+        seconds = number(arguments[2], 0, 3600, float) if len(arguments) == 3 else self.patience
         self._poll(lambda: self.state().get(name), wanted, seconds, f"{name} is {{}}")
 
     def do_expect_pixel(self, arguments):
         if len(arguments) not in (3, 4):
             raise Failure("usage: expect-pixel X Y RRGGBB [SECONDS]")
         x, y = (number(text, 0, 10000) for text in arguments[:2])
-        seconds = number(arguments[3], 0, 3600, float) if len(arguments) == 4 else 10
+        seconds = number(arguments[3], 0, 3600, float) if len(arguments) == 4 else self.patience
         self._poll(lambda: self._picture().colour(x, y), arguments[2].lower(), seconds,
                    f"the display shows {{}} at {x}, {y}")
 
@@ -121,7 +124,7 @@ class Looking:
         if len(arguments) not in (2, 3):
             raise Failure("usage: expect-motion X Y [SECONDS]")
         x, y = (number(text, 0, 10000) for text in arguments[:2])
-        seconds = number(arguments[2], 0, 3600, float) if len(arguments) == 3 else 10
+        seconds = number(arguments[2], 0, 3600, float) if len(arguments) == 3 else self.patience
         before = self._picture().colour(x, y)
         self._poll(lambda: self._picture().colour(x, y) != before, True, seconds,
                    f"the display shows {before} at {x}, {y} all the time")

@@ -21,7 +21,8 @@ from surroundings import Surroundings
 
 MEMORY = 512 << 20  # bytes; a file in memory, in which pictures of the display are found
 TIMED_OUT = 143  # exit status of a command whose time was up
-BOOT_TIME_LIMIT = 400  # seconds, on a busy development machine, after three starts on trial
+REQUEST_TIME_LIMIT = 120  # seconds; for a hang, since a busy machine takes its time
+BOOT_TIME_LIMIT = 1200  # seconds, on a busy development machine, after three starts on trial
 PORTS = ("control", "status", "debug", "watch")
 
 
@@ -310,7 +311,7 @@ class Machine:
 
     # --- requests ---------------------------------------------------------------------------------
 
-    def run(self, command: str, seconds: int = 10) -> tuple[int, str]:
+    def run(self, command: str, seconds: int = REQUEST_TIME_LIMIT) -> tuple[int, str]:
         """Runs a shell command on the device; answers its exit status and output."""
         with self._lock:
             answer = self._exchange(command, seconds)
@@ -342,7 +343,7 @@ class Machine:
                 raise DeviceOff("the device is off")
             return self._answer
 
-    def check(self, command: str, seconds: int = 10) -> str:
+    def check(self, command: str, seconds: int = REQUEST_TIME_LIMIT) -> str:
         status, output = self.run(command, seconds)
         if status != 0:
             begin = " ".join(command.split())[:200]  # some are whole scripts

@@ -9,6 +9,7 @@ from PIL import Image, ImageDraw, ImageFont
 
 import firmware
 from commands import Console
+from looking import SCRIPT_PATIENCE
 from machine import Failure, Machine
 
 TOOLS = Path(__file__).resolve().parents[1]
@@ -47,6 +48,7 @@ def make_update(machine: Machine, folder: Path):
 
 def tour(machine: Machine, say) -> int:
     console = Console(machine, say)
+    console.patience = SCRIPT_PATIENCE
     folder = machine.work / "tour"
     folder.mkdir(exist_ok=True)
     make_update(machine, folder)

@@ -11,7 +11,7 @@ from picture import Picture
 
 MEMORY_BEGIN = 0x40000000  # address of the machine's memory, on the machine
 FRESH = 0.1  # seconds for which the board's state is not read again
-PATIENCE = 30  # seconds for an answer, on a busy development machine
+PATIENCE = 300  # seconds for an answer, on a busy development machine
 
 
 class View:
