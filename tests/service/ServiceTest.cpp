@@ -4,6 +4,7 @@
 #include "vantorel/service/Error.h"
 #include "vantorel/service/ObserverList.h"
 #include "vantorel/service/UniqueFd.h"
+#include "vantorel/service/private/OpenFile.h"
 #include "vantorel/service/private/Sleep.h"
 #include "vantorel/service/private/StatusLine.h"
 
@@ -13,8 +14,13 @@
 #include <csignal>
 #include <cstring>
 #include <iostream>
+#include <limits>
 #include <sstream>
+#include <system_error>
 #include <thread>
+
+#include <fcntl.h>
+#include <pthread.h>
 
 namespace vantorel {
 namespace {
@@ -69,6 +75,22 @@ TEST(Service, RunsOnceInItsLifeAndSpinsWithoutSleepingForAnIntervalOfZeroOrLess)
     }
 }
 
+TEST(Service, IsNotRunningWhenItGetsNoThread) {
+    pthread_attr_t usual;
+    ASSERT_EQ(::pthread_getattr_default_np(&usual), 0);
+    pthread_attr_t tooLarge;
+    ASSERT_EQ(::pthread_getattr_default_np(&tooLarge), 0);
+    ::pthread_attr_setstacksize(&tooLarge, std::numeric_limits<std::size_t>::max() / 8 * 7);
+    ASSERT_EQ(::pthread_setattr_default_np(&tooLarge), 0);
+    CountingService service(0ms);
+    EXPECT_THROW(service.Start(), std::system_error);
+    ASSERT_EQ(::pthread_setattr_default_np(&usual), 0);
+    service.Stop(); // there is nothing to wait for
+    service.Start();
+    service.WaitForCalls(1);
+    service.Stop();
+}
+
 TEST(Sleep, GoesOnForWhatASignalLeft) {
     ScopedSys sys;
     std::vector<std::pair<time_t, long>> requests;
@@ -96,12 +118,12 @@ TEST(ObserverList, TellsInTheOrderOfRegistrationAndChecksNothing) {
         void OnEvent(std::vector<Listener*>& told) { told.push_back(this); }
     } a, b;
     ObserverList<Listener> list;
-    for (Listener* listener : {&a, &b, &a}) {
+    for (Listener* listener : {&a, &a, &b}) {
         list.Add(*listener);
     }
     std::vector<Listener*> told;
     list.Notify(&Listener::OnEvent, told);
-    EXPECT_THAT(told, testing::ElementsAre(&a, &b, &a));
+    EXPECT_THAT(told, testing::ElementsAre(&a, &a, &b));
 }
 
 TEST(Error, SpeaksThePlatformsTexts) {
@@ -125,19 +147,62 @@ TEST(UniqueFd, ClosesWhatItOwnsOnceAndKeepsErrno) {
     EXPECT_EQ(errno, ENODEV);
 }
 
-TEST(StatusLine, IsLostAloneWhenItCannotBeWritten) {
-    struct Disk final : std::stringbuf {
-        std::streamsize xsputn(const char* text, std::streamsize size) override {
-            return full ? 0 : std::stringbuf::xsputn(text, size);
+// A getty on the USB line outlives the application, and would keep its devices.
+TEST(OpenFile, KeepsDescriptorsFromChildren) {
+    const UniqueFd file = OpenFile("/dev/null", O_RDONLY);
+    EXPECT_EQ(::fcntl(file.Get(), F_GETFD), FD_CLOEXEC);
+}
+
+/** What standard output goes to, such as a disk. */
+class Disk : public std::stringbuf {
+public:
+    Disk() : terminal(std::cout.rdbuf(this)) {}
+    ~Disk() override { std::cout.rdbuf(terminal); }
+
+    bool full = false;
+    int flushes = 0;
+    std::atomic<int> overlaps{0};
+
+protected:
+    std::streamsize xsputn(const char* text, std::streamsize size) override {
+        if (busy.exchange(true)) {
+            ++overlaps;
+            return size;
         }
-        bool full = true;
-    } disk;
-    std::streambuf* const terminal = std::cout.rdbuf(&disk);
+        std::this_thread::yield(); // others come forward
+        const std::streamsize written = full ? 0 : std::stringbuf::xsputn(text, size);
+        busy = false;
+        return written;
+    }
+    int sync() override { return ++flushes, 0; }
+
+private:
+    std::streambuf* const terminal;
+    std::atomic<bool> busy{false};
+};
+
+TEST(StatusLine, IsLostAloneWhenItCannotBeWrittenAndLeavesTheProcessAtOnce) {
+    Disk disk;
+    disk.full = true;
     PrintStatus("lost");
     disk.full = false;
+    const int before = disk.flushes;
     PrintStatus("kept");
-    std::cout.rdbuf(terminal);
     EXPECT_EQ(disk.str(), "kept\n");
+    EXPECT_GT(disk.flushes, before) << "a power cut would lose it";
+}
+
+TEST(StatusLine, IsWrittenByOneThreadAtATime) {
+    Disk disk;
+    const auto print = [] {
+        for (int line = 0; line < 2000; ++line) {
+            PrintStatus(line);
+        }
+    };
+    std::jthread other(print);
+    print();
+    other.join();
+    EXPECT_EQ(disk.overlaps, 0);
 }
 
 } // namespace
