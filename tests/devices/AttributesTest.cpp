@@ -50,19 +50,50 @@ TEST(Thermometer, ReadsMillidegreesAnewEachTimeForItsService) {
     }
 }
 
+/** A GPIO chip with four lines, which are high while nothing pulls them. */
+class FakeChip {
+public:
+    explicit FakeChip(test::ScopedSys& sys) : ioctls(sys) {
+        ioctls.On<gpio_v2_line_request>(GPIO_V2_GET_LINE_IOCTL, [this](auto& record) {
+            record.fd = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+            requested = record;
+            return (record.config.flags & GPIO_V2_LINE_FLAG_INPUT) != 0 ? 0
+                                                                        : test::FailWith(EINVAL);
+        });
+        ioctls.On<gpio_v2_line_values>(GPIO_V2_LINE_GET_VALUES_IOCTL, [this](auto& values) {
+            const bool inverts = (requested.config.flags & GPIO_V2_LINE_FLAG_ACTIVE_LOW) != 0;
+            for (unsigned line = 0; line < requested.num_lines; ++line) {
+                const bool isHigh = static_cast<int>(requested.offsets[line]) != pulled;
+                values.bits |= values.mask & (__u64{isHigh != inverts} << line);
+            }
+            return 0;
+        });
+    }
+    int pulled = -1; // to ground
+    gpio_v2_line_request requested{};
+
+private:
+    test::IoctlRecorder ioctls;
+};
+
+TEST(TestFixture, IsThereWhenItPullsAnyOfItsThreeLines) {
+    test::ScopedSys sys;
+    FakeChip chip(sys);
+    TestFixture fixture("fixture", "/dev/null");
+    for (int line = -1; line <= 3; ++line) {
+        chip.pulled = line;
+        EXPECT_EQ(fixture.IsConnected(), line >= 0 && line < 3) << line;
+    }
+    ::close(chip.requested.fd);
+}
+
 TEST(TestFixture, LeavesItsLinesOpenUnderANameThatFits) {
     test::ScopedSys sys;
-    test::IoctlRecorder ioctls(sys);
-    gpio_v2_line_request requested{};
-    ioctls.On<gpio_v2_line_request>(GPIO_V2_GET_LINE_IOCTL, [&](gpio_v2_line_request& record) {
-        record.fd = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
-        requested = record;
-        return 0;
-    });
+    FakeChip chip(sys);
     const std::string name = "a name that is longer than the label of a line";
     { TestFixture fixture(name, "/dev/null"); }
-    EXPECT_EQ(std::string(requested.consumer, 32), name.substr(0, 32));
-    EXPECT_EQ(::close(requested.fd), 0);
+    EXPECT_EQ(std::string(chip.requested.consumer, 32), name.substr(0, 32));
+    EXPECT_EQ(::close(chip.requested.fd), 0);
 }
 
 class TorchTest : public testing::Test, public TorchObserver {

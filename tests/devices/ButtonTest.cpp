@@ -1,7 +1,6 @@
-// A button whose device disappears: tests/device/HardwareTest.cpp.
-
 #include "vantorel/devices/Button.h"
 
+#include "tests/support/ScriptedSys.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "vantorel/devices/ButtonService.h"
 #include "vantorel/service/Error.h"
@@ -9,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -52,8 +52,9 @@ TEST_F(ButtonTest, PicksTheEventsOfItsKeyByTheCodeAlone) {
     Send(typeKey, other, 1);
     Send(typeSync, 0, 0);
     Send(typeMisc, power, 42);
+    Send(typeKey, power, 43);
     const InputEventRecord event = Button("power", node, power).WaitForEvent();
-    EXPECT_EQ(event.value, 42);
+    ASSERT_EQ(event.value, 42);
     EXPECT_EQ(event.type, typeMisc);
     EXPECT_EQ(Button("none", node, 0).WaitForEvent().code, 0) << "a key that is not waited for";
 }
@@ -79,6 +80,35 @@ TEST_F(ButtonTest, IsReportedPressedAndReleasedOnceDespiteAutoRepeat) {
     Send(typeKey, power, 1);
     EXPECT_THROW(service.ServiceFunction(), Error); // its user's own is none of the button
     EXPECT_EQ(heard, "DUD");
+}
+
+// The kernel ends every wait for such a device at once. That a real one ends so:
+// tests/device/HardwareTest.cpp.
+TEST_F(ButtonTest, LeavesTheProcessorAloneWhileItsDeviceIsGone) {
+    const struct {
+        short found;
+        int pauses; // of 100 ms, until its event comes after all
+    } waits[] = {{POLLIN, 0},
+                 {POLLIN | POLLERR | POLLHUP, 5}, // events were left behind
+                 {POLLERR | POLLHUP, 5},
+                 {POLLNVAL, 5}};
+    Button button("power", node, power);
+    test::ScopedSys sys;
+    for (const auto& [found, expected] : waits) {
+        int reads = 0;
+        int pauses = 0;
+        sys->Poll = [&](pollfd* fds, nfds_t, int) { return fds->revents = found, 1; };
+        sys->Read = [&](int, void* record, std::size_t size) {
+            static_cast<InputEventRecord*>(record)->code = ++reads == 6 ? power : other;
+            return static_cast<ssize_t>(size);
+        };
+        sys->Nanosleep = [&](const timespec* pause, timespec*) {
+            EXPECT_EQ(pause->tv_nsec, 100'000'000);
+            return ++pauses, 0;
+        };
+        EXPECT_EQ(button.WaitForEvent().code, power);
+        EXPECT_EQ(pauses, expected) << found;
+    }
 }
 
 } // namespace

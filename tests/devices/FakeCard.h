@@ -21,9 +21,13 @@ public:
     explicit FakeCard(ScopedSys& sys) : ioctls(sys) {
         AnswerResources();
         AnswerBuffers();
-        sys->Mmap = [this](void*, std::size_t bytes, int protection, int flags, int, off_t) {
+        sys->Mmap = [this](void*, std::size_t bytes, int protection, int flags, int, off_t offset) {
             EXPECT_EQ(protection, PROT_READ | PROT_WRITE);
             EXPECT_EQ(flags, MAP_SHARED);
+            if (offset == 0 || offset > OffsetOf(buffers)) { // no buffer of this card
+                errno = EINVAL;
+                return MAP_FAILED;
+            }
             // A mapping of its own: a child does not get it, and must not lose a part of the heap.
             void* memory = ::mmap(nullptr, bytes, protection, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
             mapped[memory] = bytes;
@@ -34,8 +38,9 @@ public:
             mapped.erase(memory);
             return ::munmap(memory, bytes);
         };
-        sys->Poll = [](pollfd* fds, nfds_t, int timeout) {
+        sys->Poll = [this](pollfd* fds, nfds_t, int timeout) {
             EXPECT_EQ(timeout, -1);
+            EXPECT_GT(eventsSent, eventsRead) << "a wait that never ends";
             return fds->revents = POLLIN, 1;
         };
         sys->Read = [this](int, void*, std::size_t bytes) {
@@ -50,8 +55,10 @@ public:
     std::vector<drm::ModeInfo> modes{Mode(48, 64), Mode(640, 480)};
     std::uint64_t size = 48 * 4 * 64;
 
+    std::uint32_t shown = 0;          // the framebuffer that was set with the mode
     std::vector<std::uint32_t> flips; // the framebuffers: 50 and 51
     std::map<void*, std::size_t> mapped;
+    int eventsSent = 0;
     int eventsRead = 0;
 
 private:
@@ -93,25 +100,50 @@ private:
         On<drm::GetCrtc>([this](drm::Crtc& record) {
             return crtcs.empty() || record.crtcId != crtcs[0] ? FailWith(ENOENT) : 0;
         });
-        On<drm::SetCrtc>([](drm::Crtc&) { return 0; });
+        On<drm::SetCrtc>([this](drm::Crtc& record) {
+            if (record.modeValid != 1 || record.mode.hdisplay != modes[0].hdisplay ||
+                record.countConnectors != 1 || IdAt(record.setConnectorsPointer) != connectors[0]) {
+                return FailWith(EINVAL);
+            }
+            shown = record.framebufferId;
+            return record.crtcId == crtcs[0] ? 0 : FailWith(ENOENT);
+        });
     }
 
     void AnswerBuffers() {
         On<drm::CreateDumbRequest>([this](drm::CreateDumb& record) {
             record.size = size;
+            record.pitch = Pitch(record.width);
+            record.handle = ++buffers;
             return record.width == 0 ? FailWith(EINVAL) : 0; // without a mode
         });
         On<drm::AddFramebufferRequest>([this](drm::AddFramebuffer& record) {
+            if (record.pitch != Pitch(record.width) || record.bitsPerPixel != 32 ||
+                record.depth != 24) { // with a depth of 32 it would blend the picture
+                return FailWith(EINVAL);
+            }
             record.framebufferId = 50 + framebuffers++;
-            return 0;
+            return record.handle == buffers ? 0 : FailWith(ENOENT);
         });
-        On<drm::MapDumbRequest>([](drm::MapDumb&) { return 0; });
+        On<drm::MapDumbRequest>([this](drm::MapDumb& record) {
+            record.offset = static_cast<std::uint64_t>(OffsetOf(record.handle));
+            return record.handle == buffers ? 0 : FailWith(ENOENT);
+        });
         On<drm::PageFlipRequest>([this](drm::PageFlip& record) {
             flips.push_back(record.framebufferId);
-            return 0;
+            eventsSent += record.flags == drm::pageFlipEvent ? 1 : 0;
+            return record.crtcId == crtcs[0] ? 0 : FailWith(ENOENT);
         });
     }
 
+    /** Some cards pad the lines of a picture. */
+    static std::uint32_t Pitch(std::uint32_t width) { return (width * 4 + 255) / 256 * 256; }
+    static off_t OffsetOf(std::uint32_t handle) { return off_t{handle} << 24; }
+    static std::uint32_t IdAt(std::uint64_t pointer) {
+        return *reinterpret_cast<const std::uint32_t*>(static_cast<std::uintptr_t>(pointer));
+    }
+
+    std::uint32_t buffers = 0;
     std::uint32_t framebuffers = 0;
 };
 

@@ -35,6 +35,7 @@ TEST_F(LCDTest, MapsWholeBuffersForItselfAlone) {
         EXPECT_EQ(card.mapped.at(lcd.BackBuffer()), card.size);
         EXPECT_EQ(kept, card.mapped);
     }
+    EXPECT_TRUE(card.mapped.empty());
     EXPECT_EQ(card.ioctls.requests.front(), drm::setMaster);
     EXPECT_EQ(card.ioctls.requests.back(), drm::dropMaster);
 }
@@ -70,6 +71,7 @@ TEST_F(LCDTest, IsDrawnIntoTheBufferThatIsNotOnScreenAndWaitedForOncePerFlip) {
     LCDService service(lcd);
     Recorder recorder;
     service.AddObserver(recorder);
+    EXPECT_EQ(card.shown, 50U);
     std::uint32_t* const second = lcd.BackBuffer();
     service.ServiceFunction();
     std::uint32_t* const first = lcd.BackBuffer();
@@ -83,6 +85,19 @@ TEST_F(LCDTest, IsDrawnIntoTheBufferThatIsNotOnScreenAndWaitedForOncePerFlip) {
     EXPECT_EQ(recorder.errors, 1);
     EXPECT_EQ(card.eventsRead, 2);
     EXPECT_THAT(card.flips, ElementsAre(51, 50));
+}
+
+TEST_F(LCDTest, ReadsNothingAfterAWaitThatEndedWithoutAnEvent) {
+    LCD lcd("lcd", "/dev/null");
+    LCDService service(lcd);
+    Recorder recorder;
+    service.AddObserver(recorder);
+    for (const auto& [result, error] : {std::pair{0, 0}, {-1, EINTR}, {-1, EIO}}) {
+        sys->Poll = [&](auto...) { return result == 0 ? 0 : test::FailWith(error); };
+        service.ServiceFunction();
+    }
+    EXPECT_EQ(card.eventsRead, 0) << "the read would wait for an event of its own";
+    EXPECT_EQ(recorder.errors, 1);
 }
 
 } // namespace
