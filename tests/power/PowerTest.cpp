@@ -1,4 +1,5 @@
-// How the device is powered. How it is turned off: tests/device/poweroff.console, and the sweep.
+// How the device is powered, and how it is turned off: that it then is off shows
+// tests/device/poweroff.console.
 
 #include "tests/fuelgauge/FakeBus.h"
 #include "tests/support/CameraSimulator.h"
@@ -6,10 +7,13 @@
 #include "vantorel/camera/Camera.h"
 #include "vantorel/devices/Connection.h"
 #include "vantorel/power/ConnectionManager.h"
+#include "vantorel/power/PowerManager.h"
 #include "vantorel/service/Error.h"
 #include "vantorel/usb/USB.h"
 
 #include <optional>
+
+#include <sys/reboot.h>
 
 namespace vantorel {
 namespace {
@@ -171,6 +175,30 @@ TEST_F(ConnectionManagerTest, DecidesAnewAfterAFailureWithoutBindingThePortAgain
     EXPECT_EQ(Poll(false, false), "0>4 error 5");
     throws = false;
     EXPECT_EQ(Poll(false, false), "0>4");
+}
+
+TEST(PowerManager, PowersOffAtTheUsersRequestAloneAndFlushesFirst) {
+    test::ScopedSys sys;
+    std::string done;
+    sys->Sync = [&] { done += "sync "; };
+    sys->Reboot = [&](int command) {
+        done += command == RB_POWER_OFF ? "off" : "other";
+        return test::FailWith(EPERM);
+    };
+    PowerManager manager;
+    Error error(EIO);
+    for (int state = 0; state <= 5; ++state) {
+        manager.OnConnectionStateChanged(static_cast<ConnectionState>(state),
+                                         ConnectionState::BatteryCharger);
+    }
+    manager.OnConnectionError(error);
+    manager.OnUserInterfaceTorchOnRequest();
+    manager.OnUserInterfaceTorchOffRequest();
+    manager.OnUserInterfacePowerButtonDoubleClick();
+    manager.OnUserInterfaceTorchButtonDoubleClick();
+    EXPECT_EQ(done, "");
+    manager.OnUserInterfacePowerOffRequest();
+    EXPECT_EQ(done, "sync off");
 }
 
 } // namespace
