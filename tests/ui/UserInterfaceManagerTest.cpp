@@ -1,23 +1,18 @@
 #include "vantorel/ui/UserInterfaceManager.h"
 
-#include "tests/devices/FakeCard.h"
-#include "tests/support/CameraSimulator.h"
-#include "tests/support/CapturedOutput.h"
-#include "tests/support/UISimulator.h"
+#include "tests/support/ScriptedSys.h"
 #include "tests/support/Unused.h"
-#include "tests/ui/DeviceFiles.h"
-#include "vantorel/camera/CameraManager.h"
+#include "tests/ui/UserInterfaceFixture.h"
 #include "vantorel/devices/Button.h"
-#include "vantorel/devices/LCD.h"
+#include "vantorel/devices/Thermometer.h"
 #include "vantorel/devices/Torch.h"
 #include "vantorel/logger/LoggerEntry.h"
-#include "vantorel/service/Error.h"
-#include "vantorel/ui/Version.h"
 
+#include <chrono>
 #include <csignal>
 #include <functional>
 #include <future>
-#include <optional>
+#include <string_view>
 #include <thread>
 
 #include <dlfcn.h>
@@ -34,49 +29,11 @@ void SelectTIScreen(void) {
 namespace vantorel {
 namespace {
 
+using test::Requests;
 using test::Unused;
+using test::UserInterfaceManagerTest;
 using testing::ElementsAre;
 using State = UserInterfaceState;
-
-struct Requests final : UserInterfaceObserver {
-    void OnUserInterfacePowerOffRequest() override {
-        log.push_back("off");
-        if (log.size() > 1) {
-            throw Error(ENOSPC);
-        }
-    }
-    void OnUserInterfaceTorchOnRequest() override { log.push_back("torch on"); }
-    void OnUserInterfaceTorchOffRequest() override { log.push_back("torch off"); }
-    void OnUserInterfacePowerButtonDoubleClick() override { log.push_back("power double"); }
-    void OnUserInterfaceTorchButtonDoubleClick() override { log.push_back("torch double"); }
-    std::vector<std::string> log;
-};
-
-class UserInterfaceManagerTest : public testing::Test {
-protected:
-    void SetUp() override {
-        VANTOREL_NEED_PRIVATE_MOUNTS();
-        test::ReplaceDeviceFiles("REV-6\n", "1.5.0\n");
-        output.emplace();
-        manager.emplace();
-        manager->AddObserver(requests);
-    }
-    /** Connects a camera that delivers frames to the manager and starts its session. */
-    void StartCamera() {
-        camera.AddObserver(*manager);
-        camera.Start();
-        sdk.Connect();
-        camera.OnConnectionStateChanged(ConnectionState::NoHost, ConnectionState::Undetermined);
-        ui.Calls();
-    }
-
-    std::optional<test::CapturedOutput> output; // begins when the temporary directory is ours
-    test::RecordedUI ui;
-    test::ManualCamera sdk;
-    CameraManager camera{0};
-    std::optional<UserInterfaceManager> manager;
-    Requests requests;
-};
 
 TEST_F(UserInterfaceManagerTest, ShowsIdentityThenRegistersFourEventsThenTheSplashScreen) {
     EXPECT_THAT(ui.Calls(), ElementsAre("SetSKU 0", "SetVersion 32.27.1.5", "RegisterUIEvent 0 *",
@@ -181,19 +138,52 @@ TEST_F(UserInterfaceManagerTest, EndsTheProcessWhenTheLedRefusesAClick) {
     EXPECT_EXIT(click(), testing::KilledBySignal(SIGABRT), "");
 }
 
-// The board's limit: tests/device/day.console.
-TEST_F(UserInterfaceManagerTest, JudgesOverheatingInclusivelyAndTakesTheTorchsHeatOut) {
+TEST_F(UserInterfaceManagerTest, JudgesOverheatingByTheBoardAndTheBatteryTogether) {
+    Thermometer board("vantorel.thermometer.board", "/dev/null");
+    const auto overheats = [&](float boardTemperature, float batteryTemperature) {
+        manager->OnFuelGaugeTemperatureQuery(Unused<FuelGauge>(), batteryTemperature);
+        manager->OnThermometerTemperatureQuery(board, boardTemperature);
+        const std::string afterTheBoard = ui.Calls().back();
+        manager->OnFuelGaugeTemperatureQuery(Unused<FuelGauge>(), batteryTemperature);
+        EXPECT_EQ(ui.Calls().back(), afterTheBoard) << "whichever was read last";
+        return afterTheBoard == "SetOverheatingState 1";
+    };
+    EXPECT_FALSE(overheats(79.9F, 64.9F));
+    EXPECT_TRUE(overheats(80.0F, 20.0F));
+    EXPECT_TRUE(overheats(20.0F, 65.0F));
+    EXPECT_FALSE(overheats(20.0F, 20.0F));
+    for (const char* name : {"thermometer.board", "vantorel.thermometer.cpu", ""}) {
+        Thermometer other(name, "/dev/null");
+        manager->OnThermometerTemperatureQuery(other, 90.0F);
+        EXPECT_THAT(ui.Calls(), testing::IsEmpty()) << name;
+    }
+    EXPECT_FALSE(overheats(20.0F, 20.0F));
+}
+
+TEST_F(UserInterfaceManagerTest, TakesTheLitTorchsHeatOutOfTheBatterysTemperature) {
     const auto overheats = [this](float battery) {
         manager->OnFuelGaugeTemperatureQuery(Unused<FuelGauge>(), battery);
         return ui.Calls().back() == "SetOverheatingState 1";
     };
-    EXPECT_FALSE(overheats(64.9F));
-    EXPECT_TRUE(overheats(65.0F));
     manager->OnTorchOn(Unused<Torch>());
-    EXPECT_FALSE(overheats(69.4F)) << "of its own it has less than 65";
-    EXPECT_TRUE(overheats(70.5F));
+    EXPECT_FALSE(overheats(69.923F)) << "of its own it has less than 65";
+    EXPECT_TRUE(overheats(69.925F));
     manager->OnTorchOff(Unused<Torch>());
-    EXPECT_TRUE(overheats(69.4F));
+    EXPECT_TRUE(overheats(65.0F));
+}
+
+TEST_F(UserInterfaceManagerTest, TellsItsThreeButtonsApartByTheirNames) {
+    ui.Calls();
+    for (const char* name :
+         {"vantorel.button.power", "vantorel.button.torch", "vantorel.button.reset", "button"}) {
+        Button button(name, "/dev/null", 1);
+        manager->OnButtonDown(button);
+        manager->OnButtonUp(button);
+    }
+    EXPECT_THAT(ui.Calls(), ElementsAre("Button1Down 0", "Button1Up 0", "Button2Down 0",
+                                        "Button2Up 0", "ButtonPinholeDown 0", "ButtonPinholeUp 0",
+                                        // This library has its units changed by it.
+                                        "GetTemperatureUnits 0"));
 }
 
 TEST_F(UserInterfaceManagerTest, PushesHeaderTemperaturesOfEveryFifthFrameFromAnyAddress) {
@@ -242,7 +232,7 @@ TEST_F(UserInterfaceManagerTest, TakesFramesThatOverlap) {
                                         testing::StartsWith("SetReadoutTemp")));
 }
 
-TEST_F(UserInterfaceManagerTest, TellsChipUpdateAndDebugTexts) {
+TEST_F(UserInterfaceManagerTest, TellsChipBatteryUpdateAndDebugTexts) {
     kirocamera_sim_identity_t identity;
     kirocamera_sim_get_identity(&identity);
     std::ranges::fill(identity.chip_id, 'A'); // no terminator
@@ -254,96 +244,17 @@ TEST_F(UserInterfaceManagerTest, TellsChipUpdateAndDebugTexts) {
     auto& update = Unused<FirmwareUpdateManager>();
     Error error(EBADE);
     LoggerEntry entry;
+    manager->OnFuelGaugeLevelQuery(Unused<FuelGauge>(), 42);
     manager->OnFirmwareUpdateBegin(update);
     manager->OnFirmwareUpdateInProgress(update, 75);
     manager->OnFirmwareUpdateComplete(update);
     manager->OnFirmwareUpdateError(update, error);
     manager->OnLoggerNewEntry(Unused<Logger>(), entry);
     EXPECT_THAT(ui.Calls(),
-                ElementsAre("SetChipID AAAAAAAAAAAAAAA", "SetUpdateProgress 0",
-                            "SetUpdateUploading 0", "SetUpdateProgress 75", "SetUpdateComplete 1",
-                            "SetUpdateComplete 0",
+                ElementsAre("SetChipID AAAAAAAAAAAAAAA", "SetBatteryState 42",
+                            "SetUpdateProgress 0", "SetUpdateUploading 0", "SetUpdateProgress 75",
+                            "SetUpdateComplete 1", "SetUpdateComplete 0",
                             testing::StartsWith("SetDebugInfo UPTIME: 0 ns\nCID: \nNFIELD: 0\n")));
-}
-
-/** With a display whose kernel side is scripted, 48 by 64 pixels. */
-class DrawingTest : public UserInterfaceManagerTest {
-protected:
-    std::vector<std::uint32_t> Draw() {
-        std::vector<std::uint32_t> pixels(48 * 64 + 1, 7);
-        manager->OnLCDDraw(lcd, pixels.data());
-        return pixels;
-    }
-
-    test::ScopedSys sys;
-    test::FakeCard card{sys};
-    LCD lcd{"lcd", "/dev/null"};
-};
-
-TEST_F(DrawingTest, DrawsTheNewestFrameUntilTheCameraLeavesAndCopiesOneWholeScreen) {
-    std::vector<std::uint32_t> image(48 * 64 + 1, 0x123456);
-    vantorelui_sim_set_render_image(image.data());
-    StartCamera();
-    sdk.Frame();
-    // 320 by 240, larger than the first one.
-    const kiroframe_t large{
-        320, 240, 1, 8, 0, 0, 320, 0, 1, 320 * 240, KIROCAMERA_SIM_HEADER_SIZE, 0, nullptr};
-    ASSERT_EQ(kirocamera_sim_set_geometry(&large), 0);
-    sdk.Frame();
-    ui.Calls();
-    const auto pixels = Draw();
-    image.back() = 7;
-    EXPECT_EQ(pixels, image);
-    EXPECT_THAT(ui.Calls(), ElementsAre("UpdateThermalImage 0 *", "Render 0"));
-    EXPECT_THROW(sdk.Disconnect(), std::bad_cast); // the manager is no camera
-    vantorelui_sim_set_render_image(nullptr);
-    EXPECT_THAT(Draw(), testing::Each(7U));
-    EXPECT_THAT(ui.Calls(), ElementsAre("Render 0"));
-}
-
-TEST_F(DrawingTest, DoesNotHoldUpALeavingCameraWhileThePictureIsRendered) {
-    std::promise<void> gates[2]; // into the rendering and out of it
-    StartCamera();
-    sdk.Frame();
-    vantorelui_sim_set_render_hook(
-        [](void* context) {
-            auto* const waiting = static_cast<std::promise<void>*>(context);
-            waiting[0].set_value();
-            waiting[1].get_future().wait();
-        },
-        gates);
-    const auto display = std::async(std::launch::async, [&] { Draw(); });
-    gates[0].get_future().wait();
-    EXPECT_THROW(sdk.Disconnect(), std::bad_cast); // returns, with the picture still unfinished
-    gates[1].set_value();
-}
-
-std::string SkuAndVersion() {
-    const Version version;
-    try {
-        return version.Sku() + " " + VersionText(version);
-    } catch (const std::logic_error&) { // invalid_argument, out_of_range
-        return version.Sku() + " throws";
-    }
-}
-
-TEST(Version, IsFormedOfTheIdentityFiles) {
-    VANTOREL_NEED_PRIVATE_MOUNTS();
-    const std::array<const char*, 4> devices[] = {
-        // What the files hold: the SKU, the board's revision, the version.
-        {"", "REV-4\n", "1.5.0\n", "ZT-MMQX 30.27.1.5"}, // the first board names its SKU
-        {"AB-1\nrest\n", "REV-4", "1.5.0", "AB-1 30.27.1.5"},
-        {"", "REV-6", "300.2.9", " 32.27.44.2"}, // components are bytes
-        {"", "REV-6", "-1.07.9", " 32.27.255.7"},
-        {"", "REV-4 \n", "1.5.0", " throws"},
-        {"", "REV-6\n", "15\n", " throws"}, // no dot
-        {"", "REV-6\n", "99999999999.1.0", " throws"},
-    };
-    for (const auto& [sku, revision, version, expected] : devices) {
-        test::ReplaceDeviceFiles(revision, version);
-        test::WriteFile("/tmp/var/sku", sku);
-        EXPECT_EQ(SkuAndVersion(), expected);
-    }
 }
 
 } // namespace

@@ -1,0 +1,45 @@
+#include "vantorel/ui/Version.h"
+
+#include "tests/ui/DeviceFiles.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <stdexcept>
+
+namespace vantorel {
+namespace {
+
+std::string SkuAndVersion() {
+    const Version version;
+    try {
+        return version.Sku() + " " + VersionText(version);
+    } catch (const std::logic_error&) { // invalid_argument, out_of_range
+        return version.Sku() + " throws";
+    }
+}
+
+TEST(Version, IsFormedOfTheIdentityFiles) {
+    VANTOREL_NEED_PRIVATE_MOUNTS();
+    const std::array<const char*, 4> devices[] = {
+        // What the files hold: the SKU, the board's revision, the version.
+        {"", "REV-4\n", "1.5.0\n", "ZT-MMQX 30.27.1.5"}, // the first board names its SKU
+        {"AB-1\nrest\n", "REV-4", "1.5.0", "AB-1 30.27.1.5"},
+        {"", "REV-6", "300.2.9", " 32.27.44.2"}, // components are bytes
+        {"", "REV-6", "-1.07.9", " 32.27.255.7"},
+        {"", "REV-4 \n", "1.5.0", " throws"},
+        {"", "REV-6 \n", "1.5.0", " throws"},
+        {"", "rev-4\n", "1.5.0", " throws"},
+        {"", "rev-6\n", "1.5.0", " throws"},
+        {"", "REV-6\n", "15\n", " throws"}, // no dot
+        {"", "REV-6\n", "99999999999.1.0", " throws"},
+    };
+    for (const auto& [sku, revision, version, expected] : devices) {
+        test::ReplaceDeviceFiles(revision, version);
+        test::WriteFile("/tmp/var/sku", sku);
+        EXPECT_EQ(SkuAndVersion(), expected);
+    }
+}
+
+} // namespace
+} // namespace vantorel
