@@ -85,6 +85,14 @@ TEST_F(UpdateStreams, TakeTheRoomOfTheOneThatTheyReplace) {
     EXPECT_FALSE(std::filesystem::exists(pending + ".part"));
 }
 
+TEST_F(UpdateStreams, StayWhenTheNextArchiveBringsNone) {
+    WriteFile(pending, Old(40'000));
+    Pack({"fit", "rootfs"});
+    EXPECT_THAT(PollAnew(2), HasSubstr("first: valid"));
+    EXPECT_EQ(Waiting(), "o40000");
+    std::filesystem::remove(pending);
+}
+
 TEST_F(UpdateStreams, LeaveNoneWhenTheyCannotBeCopied) {
     PassOn(Old(40'000), New(100'000));
     ExpectNone("no room");

@@ -3,6 +3,7 @@
 
 #include "tests/update/UpdateFixture.h"
 
+#include <atomic>
 #include <functional>
 
 namespace vantorel {
@@ -24,16 +25,40 @@ TEST_F(Update, InstallsInTheSlotThatDoesNotRun) {
         EXPECT_EQ(Poll(4), remount + Transition(1) + "first: found\n" + untar + Transition(2) +
                                "first: valid\n" + Transition(3) + "first: begin\n" + Transition(4));
         EXPECT_FALSE(std::filesystem::exists("/tmp/var/firstboot"));
+        sys->Sync = [] { // what a user who pulls the cable at "complete" keeps
+            PrintStatus("kept: marker ", ReadFile("/tmp/var/firstboot"));
+        };
         EXPECT_EQ(Poll(1), "first: 25 %\n" + flash + "fit|/dev/" + fit + "\nfirst: 50 %\n" + flash +
                                "rootfs|/dev/" + rootfs + "\nfirst: 75 %\n" + setSlot +
-                               std::to_string(1 - running) + "\nfirst: 100 %\n" + Transition(5) +
-                               "first: complete\n");
+                               std::to_string(1 - running) + "\nfirst: 100 %\nkept: marker 1\n\n" +
+                               Transition(5) + "first: complete\n");
+        sys->Sync = nullptr;
         EXPECT_EQ(Poll(2), "") << "it has had its update";
         EXPECT_EQ(test::ReadFile("/flash/" + fit), "new fit");
         EXPECT_EQ(test::ReadFile("/flash/" + rootfs), "new rootfs");
         EXPECT_EQ(test::ReadFile("/tmp/var/update/bqfs"), "new bqfs");
         EXPECT_EQ(test::ReadFile("/tmp/var/firstboot"), "1\n");
     }
+}
+
+TEST_F(Update, IsLookedForFourTimesASecondWhenThereIsAHost) {
+    std::atomic<int> pauses{0};
+    sys->Nanosleep = [&](const timespec* pause, timespec*) {
+        EXPECT_EQ(pause->tv_sec, 0);
+        EXPECT_EQ(pause->tv_nsec, 250'000'000);
+        return ++pauses, 0;
+    };
+    std::filesystem::remove(archive);
+    using enum ConnectionState;
+    for (const auto state : {Undetermined, Battery, BatteryCharger, NoHost, NoBattery}) {
+        Construct("image_select=0\n");
+        // Had it begun, its destruction would end the process.
+        manager->OnConnectionStateChanged(state, Undetermined);
+    }
+    Construct("image_select=0\n");
+    manager->OnConnectionStateChanged(Host, Undetermined);
+    EXPECT_TRUE(Eventually([&] { return pauses >= 3; }));
+    manager->Stop();
 }
 
 TEST_F(Update, NeverBeginsWithoutARunningSlot) {
@@ -108,7 +133,7 @@ TEST_F(UpdateArchives, AreLookedAtAgainWithoutAnErrorWhenTheyAreBad) {
         {"nothing but a root file system", [&] { Pack({"rootfs"}); }},
         {"nothing but a boot image", [&] { Pack({"fit"}); }},
         {"a link for a member", [&] { Pack({"rootfs"}, "ln -s /bin/sh fit"); }},
-        {"a directory for a member", [&] { Pack({"fit"}, "mkdir rootfs"); }},
+        {"a directory for a member", [&] { Pack({"fit"}, "mkdir rootfs; echo >rootfs/file"); }},
         {"a directory called as the archive", [&] { Pack({"fit"}, "mkdir THERMAL.STR"); }},
         {"a link called as it", [&] { Pack({"fit"}, "ln -s /running-firmware THERMAL.STR"); }},
         {"nothing at all", [] { Truncate(0); }},
