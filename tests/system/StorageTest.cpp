@@ -11,6 +11,7 @@
 #include <optional>
 #include <sstream>
 
+#include <fcntl.h>
 #include <linux/loop.h>
 
 namespace vantorel {
@@ -33,15 +34,20 @@ protected:
 class FilesystemTest : public StorageTest {
 protected:
     FilesystemTest() {
-        sys->Open = [this](const char* path, auto...) { return Note("open", path) + ++opened; };
+        sys->Open = [this](const char* path, int flags, unsigned) {
+            const bool writes = (flags & O_ACCMODE) == O_RDWR;
+            return Note(writes ? "open" : "open for reading", path) + ++opened;
+        };
         sys->Close = [](int) { return 0; };
         sys->Ioctl = [this](int, unsigned long request, void* argument) {
             const auto number = reinterpret_cast<std::intptr_t>(argument);
             return request == LOOP_CTL_GET_FREE ? 12 : Note("bind", number);
         };
         sys->Mount = [this](const char* source, const char* target, const char* type,
-                            unsigned long flags,
-                            const void*) { return Note("mount", source, target, type, flags); };
+                            unsigned long flags, const void*) {
+            EXPECT_TRUE(std::filesystem::is_directory(target));
+            return Note("mount", source, target, type, flags);
+        };
         sys->Umount = [this](const char* target) { return Note("umount", target); };
     }
 
@@ -75,7 +81,10 @@ TEST_F(FilesystemTest, MountsAnImageForItsLifetime) {
 }
 
 TEST_F(FilesystemTest, NeedsNoLoopDeviceAndNoModulesForOthers) {
-    { Filesystem flash("/dev/mtdblock3", "/flash/", "jffs2", false, false); }
+    {
+        Filesystem flash("/dev/mtdblock3", "/flash/", "jffs2", false, false);
+        EXPECT_EQ(flash.MountPoint(), "/flash//");
+    }
     EXPECT_EQ(Take(), "mount /dev/mtdblock3 /flash/ jffs2 0 \numount /flash/ \n");
     EXPECT_THAT(root->Calls(), ElementsAre("/sbin/modprobe|jffs2"));
 
@@ -94,8 +103,9 @@ TEST_F(StorageTest, FirstbootCountsEveryNumberButZeroAsSet) {
     std::filesystem::remove("/tmp/var/firstboot");
     EXPECT_FALSE(firstboot.Value());
     output->Take();
-    const std::pair<const char*, bool> rows[] = {
-        {"2\n", true}, {"1x", true}, {"0\n", false}, {"yes", false}, {"99999999999", false}};
+    const std::pair<const char*, bool> rows[] = {{"2\n", true},  {"-1", true},
+                                                 {"1x", true},   {"0\n", false},
+                                                 {"yes", false}, {"99999999999", false}};
     for (const auto& [content, set] : rows) {
         test::WriteFile("/tmp/var/firstboot", content);
         EXPECT_EQ(firstboot.Value(), set) << content;

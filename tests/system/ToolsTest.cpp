@@ -1,6 +1,7 @@
 #include "vantorel/system/Tools.h"
 
 #include "tests/support/ErrorOf.h"
+#include "tests/support/OpenDescriptors.h"
 #include "tests/support/PrivateRoot.h"
 #include "tests/support/ScriptedSys.h"
 #include "vantorel/service/UniqueFd.h"
@@ -12,6 +13,7 @@
 #include <optional>
 
 #include <fcntl.h>
+#include <sys/sendfile.h>
 #include <sys/wait.h>
 
 namespace vantorel {
@@ -37,6 +39,7 @@ TEST_F(ToolsTest, RunsProgramsAndWaitsForThem) {
         {[] { Tools::Hostname("/etc/hostname"); }, "/bin/busybox|hostname|-F|/etc/hostname"},
         {[] { Tools::MkfsVfat("/dev/x", "LABEL"); }, "/bin/busybox|mkfs.vfat|-n|LABEL|/dev/x"},
         {[] { Tools::FwSetEnv("name", "$value;"); }, "/usr/bin/fw_setenv|name|$value;"},
+        {[] { Tools::InitdStart("sshd"); }, "/bin/busybox|sh|/etc/init.d/sshd|start"},
         {[] { Tools::InitdStop("sshd"); }, "/bin/busybox|sh|/etc/init.d/sshd|stop"},
     };
     std::vector<std::string> expected;
@@ -151,6 +154,39 @@ TEST_F(ToolsTest, MakesDirectoriesForRootAloneAndCopiesWithoutFailing) {
     Tools::Cp("/from", "/none/to");
     Tools::Cp("/proc/version", "/to"); // a file of unknown length, not of the page cache
     EXPECT_EQ(test::ReadFile("/to"), test::ReadFile("/proc/version"));
+}
+
+// An archive of hundreds of megabytes, from whatever file system the drive has.
+TEST_F(ToolsTest, CopiesTheWholeFileHoweverTheKernelSendsIt) {
+    const std::string content = std::string(100'000, '\0') + "end";
+    test::WriteFile("/from", content);
+    test::ScopedSys sys;
+    int calls = 0;
+    const auto pieces = [&](int to, int from, off_t* offset, std::size_t) -> ssize_t {
+        return ++calls % 3 == 0 ? test::FailWith(EINTR) : ::sendfile(to, from, offset, 30'000);
+    };
+    const auto unable = [](int error) {
+        return [error](auto...) -> ssize_t { return test::FailWith(error); };
+    };
+    using Send = std::function<ssize_t(int, int, off_t*, std::size_t)>;
+    for (const Send& send : {Send(pieces), Send(unable(EINVAL)), Send(unable(ENOSYS))}) {
+        sys->Sendfile = send;
+        test::WriteFile("/to", std::string(200'000, 'x'));
+        Tools::Cp("/from", "/to");
+        EXPECT_EQ(test::ReadFile("/to"), content);
+    }
+}
+
+// A service looks for its children's processes and for mounts as long as the device runs.
+TEST_F(ToolsTest, LeavesNothingOpenAfterALook) {
+    std::filesystem::create_symlink("/proc/mounts", "/etc/mtab");
+    const auto before = test::CountOpenDescriptors();
+    Tools::PidOf("/none");
+    Tools::GetFd(::getpid(), "/none");
+    Tools::IsMounted("/none", "vfat");
+    Tools::MtdOf("none");
+    Tools::Cp("/etc/mtab", "/to");
+    EXPECT_EQ(test::CountOpenDescriptors(), before);
 }
 
 TEST_F(ToolsTest, MountsOnceWhatWholeEntriesOfTheTableSay) {
