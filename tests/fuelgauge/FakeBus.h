@@ -39,6 +39,10 @@ public:
             return address > 0x7f ? FailWith(EINVAL) : 0;
         });
         ioctls.On<gpio_v2_line_request>(GPIO_V2_GET_LINE_IOCTL, [](gpio_v2_line_request& record) {
+            // The gauge's line is driven; whoever asked for another one would take it from its
+            // user.
+            EXPECT_EQ(record.config.flags, GPIO_V2_LINE_FLAG_OUTPUT);
+            EXPECT_EQ(record.num_lines, 1U);
             return record.fd = ::open("/dev/null", O_RDONLY | O_CLOEXEC), 0;
         });
         sys->Nanosleep = [this](const timespec* request, timespec*) {

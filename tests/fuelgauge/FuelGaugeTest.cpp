@@ -3,6 +3,7 @@
 #include "tests/fuelgauge/FakeBus.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/ErrorOf.h"
+#include "tests/support/OpenDescriptors.h"
 
 #include <gmock/gmock.h>
 
@@ -92,7 +93,29 @@ TEST_F(FuelGaugeTest, RefusesWhatNoMessageCanHold) {
     std::vector<std::uint8_t> bytes(0x10000);
     EXPECT_EQ(test::ErrorOf([&] { gauge.ReadRegister(0, bytes.data(), 0xffff); }), EINVAL);
     EXPECT_EQ(test::ErrorOf([&] { gauge.WriteRegister(0, bytes.data(), 0xffff); }), EINVAL);
+    EXPECT_EQ(test::ErrorOf([&] { gauge.ReadRegister(0, nullptr, 1); }), EINVAL);
     EXPECT_EQ(bus.Take(), "");
+}
+
+TEST_F(FuelGaugeTest, GivesItsLineBackAndKeepsNoChip) {
+    const auto before = test::CountOpenDescriptors();
+    {
+        const FuelGauge other("other", "/dev/null", "/dev/null", 4U);
+        EXPECT_EQ(test::CountOpenDescriptors(), before + 2) << "its bus and its line";
+    }
+    EXPECT_EQ(test::CountOpenDescriptors(), before);
+}
+
+TEST_F(FuelGaugeTest, ReadsTheLeastAndTheMostThatWordsHold) {
+    const std::pair<std::vector<std::uint8_t>, Notes> words[] = {
+        {{0, 0}, {"level 0", "current 0", "volts 0.000000", "celsius -273.149994"}},
+        {{0xFF, 0x7F}, {"level 255", "current 32767", "volts 32.766998", "celsius 3003.550049"}},
+        {{0x00, 0x80}, {"level 0", "current -32768", "volts 32.768002", "celsius 3003.650146"}},
+        {{0xFF, 0xFF}, {"level 255", "current -1", "volts 65.535004", "celsius 6280.350098"}}};
+    for (const auto& [word, values] : words) {
+        bus.answers = {{0x5520, word}, {0x5522, word}, {0x5508, word}, {0x5506, word}};
+        EXPECT_EQ(Pass(), values);
+    }
 }
 
 TEST_F(FuelGaugeTest, TellsReadingsAndFailuresInOrderEachOnItsOwn) {

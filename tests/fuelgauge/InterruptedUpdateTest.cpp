@@ -211,15 +211,19 @@ TEST_F(InterruptedUpdate, IsCompletedByTheNextStartWhicheverTransferFailed) {
     }
 }
 
-// One for another gauge, and one whose long lines are cut off.
+// One for another gauge, one whose long lines are cut off, one that leaves ROM mode itself, and one
+// that begins by unsealing a gauge that does not answer at that address any more.
 TEST_F(InterruptedUpdate, IsCompletedByTheRightStreamAfterAWrongOne) {
     const std::string good = stream.text;
-    for (const auto& [pattern, replacement] :
-         {std::pair{"C: 16 04 20 05", "C: 16 04 21 04"}, std::pair{"(.{200}).*", "$1"}}) {
+    const std::string wrong[] = {
+        std::regex_replace(good, std::regex("C: 16 04 20 05"), "C: 16 04 21 04"),
+        std::regex_replace(good, std::regex("(.{200}).*"), "$1"),
+        good + "W: 16 00 0F\nW: 16 64 0F 00\nX: 4000\n", "W: AA 00 21 5C\nW: AA 00 47 1E\n" + good};
+    for (const std::string& text : wrong) {
         Renew();
-        stream.text = std::regex_replace(good, std::regex(pattern), replacement);
+        stream.text = text;
         Start();
-        EXPECT_TRUE(stream.waits) << pattern;
+        EXPECT_TRUE(stream.waits) << &text - wrong;
         now += 1000; // the gauge finishes what it was doing
         stream.text = good;
         Complete();
