@@ -22,6 +22,14 @@ public:
     /** How many have been added. */
     std::size_t Count() const { return observers.size(); }
 
+    /** Calls a function with every observer, first to last, on the calling thread. */
+    template <typename Call>
+    void ForEach(Call call) const {
+        for (Observer& observer : observers) {
+            call(observer);
+        }
+    }
+
     /**
      * Calls an operation on every observer, first to last, on the calling thread. What the
      * operation takes by value is copied before the first call: an observer that changes the

@@ -79,18 +79,6 @@ std::string RunningSlot() {
     }
 }
 
-/**
- * Converts to a new error for each observer, since an observer may change the one that it is given.
- * The value does not depend on what failed. Kept: an observer may rely on it.
- */
-class FreshError {
-public:
-    operator Error&() { return error = Error(EBADE); }
-
-private:
-    Error error{EBADE};
-};
-
 } // namespace
 
 FirmwareUpdateManager::FirmwareUpdateManager(Filesystem& drive)
@@ -146,7 +134,12 @@ void FirmwareUpdateManager::TransitionToState(FirmwareUpdateState newState) {
         observers.Notify(&FirmwareUpdateObserver::OnFirmwareUpdateComplete, *this);
         break;
     case Failed:
-        observers.Notify(&FirmwareUpdateObserver::OnFirmwareUpdateError, *this, FreshError{});
+        observers.ForEach([this](FirmwareUpdateObserver& observer) {
+            // A new one for each observer, which may change the one that it is given. The value
+            // does not depend on what failed. Kept: an observer may rely on it.
+            Error error(EBADE);
+            observer.OnFirmwareUpdateError(*this, error);
+        });
         break;
     case Idle:
     case InProgress:
