@@ -97,7 +97,9 @@ TEST_F(ButtonTest, LeavesTheProcessorAloneWhileItsDeviceIsGone) {
     for (const auto& [found, expected] : waits) {
         int reads = 0;
         int pauses = 0;
-        sys->Poll = [&](pollfd* fds, nfds_t, int) { return fds->revents = found, 1; };
+        sys->Poll = [&, events = found](pollfd* fds, nfds_t, int) {
+            return fds->revents = events, 1;
+        };
         sys->Read = [&](int, void* record, std::size_t size) {
             static_cast<InputEventRecord*>(record)->code = ++reads == 6 ? power : other;
             return static_cast<ssize_t>(size);

@@ -93,7 +93,9 @@ TEST_F(LCDTest, ReadsNothingAfterAWaitThatEndedWithoutAnEvent) {
     Recorder recorder;
     service.AddObserver(recorder);
     for (const auto& [result, error] : {std::pair{0, 0}, {-1, EINTR}, {-1, EIO}}) {
-        sys->Poll = [&](auto...) { return result == 0 ? 0 : test::FailWith(error); };
+        sys->Poll = [ended = result, why = error](auto...) {
+            return ended == 0 ? 0 : test::FailWith(why);
+        };
         service.ServiceFunction();
     }
     EXPECT_EQ(card.eventsRead, 0) << "the read would wait for an event of its own";
