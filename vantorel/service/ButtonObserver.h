@@ -8,7 +8,7 @@ namespace vantorel {
 class Button;
 
 /**
- * What a ButtonService reports, on the thread of that service.
+ * Receives what a ButtonService reports, on the thread of that service.
  */
 class VANTOREL_EXPORT ButtonObserver {
 public:
@@ -16,7 +16,7 @@ public:
     virtual void OnButtonUp(Button& button) = 0;
     /** The key was pressed. */
     virtual void OnButtonDown(Button& button) = 0;
-    /** Waiting for the key failed; the service goes on. */
+    /** Waiting for the key failed; the service continues. */
     virtual void OnButtonError(Button& button, Error& error) = 0;
     virtual ~ButtonObserver() = default;
 };

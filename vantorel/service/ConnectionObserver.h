@@ -7,11 +7,11 @@
 namespace vantorel {
 
 /**
- * What the ConnectionManager reports, on its own thread.
+ * Receives what the ConnectionManager reports, on the manager's thread.
  */
 class VANTOREL_EXPORT ConnectionObserver {
 public:
-    /** The device enters a state; recorded after every observer has returned. */
+    /** The device enters a state. The manager records it after every observer has returned. */
     virtual void OnConnectionStateChanged(ConnectionState newState, ConnectionState oldState) = 0;
     /** A poll failed, or an observer threw; the manager keeps its state and polls again. */
     virtual void OnConnectionError(Error& error) = 0;

@@ -12,7 +12,7 @@ enum class ConnectionState {
     NoBattery = 5,      /**< charger without a battery, or both gone while charging */
 };
 
-/** Whether a change is the first decision, and a battery was found. */
+/** Whether a change is the first decision and found a battery. */
 inline bool IsStartOnBattery(ConnectionState newState, ConnectionState oldState) {
     return oldState == ConnectionState::Undetermined &&
            (newState == ConnectionState::Battery || newState == ConnectionState::BatteryCharger);

@@ -7,7 +7,7 @@ namespace vantorel {
 Error::~Error() = default;
 
 std::string Error::ToString() const {
-    // strerror() may answer from a shared buffer, and errors are printed on a dozen threads.
+    // strerror() may return a shared buffer, and several threads print errors.
     char buffer[256] = {};
     return ::strerror_r(value, buffer, sizeof buffer);
 }

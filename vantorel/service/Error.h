@@ -26,12 +26,12 @@ public:
     int Value() const { return value; }
 
     /**
-     * The platform's text for the number. Not virtual: an error of another numbering answers the
-     * text of the errno that happens to have its number.
+     * The platform's text for the number. Not virtual: for an error with another numbering it
+     * returns the text of the errno with the same number.
      */
     std::string ToString() const;
 
-    /** Compares the numbers only; errors of different types with one number are equal. */
+    /** Compares the numbers only; errors of different types with the same number are equal. */
     bool operator==(const Error& other) const { return value == other.value; }
 
 private:

@@ -10,25 +10,25 @@ namespace vantorel {
 class FirmwareUpdateManager;
 
 /**
- * What the FirmwareUpdateManager reports, on its own thread.
+ * Receives what the FirmwareUpdateManager reports, on the manager's thread.
  */
 class VANTOREL_EXPORT FirmwareUpdateObserver {
 public:
-    /** An archive has been found on the drive and copied. */
+    /** The manager found an archive on the drive and copied it. */
     virtual void OnFirmwareUpdateFileFound(FirmwareUpdateManager& manager) = 0;
-    /** The archive holds what an update needs. */
+    /** The archive contains what an update needs. */
     virtual void OnFirmwareUpdateFileValid(FirmwareUpdateManager& manager) = 0;
-    /** Flash is about to be written. */
+    /** The manager is about to write to flash. */
     virtual void OnFirmwareUpdateBegin(FirmwareUpdateManager& manager) = 0;
     /** Writing has reached 25, 50, 75 or 100 percent. */
     virtual void OnFirmwareUpdateInProgress(FirmwareUpdateManager& manager,
                                             std::uint8_t percent) = 0;
-    /** The new firmware runs at the next boot, unless a signal has killed the tool that says so. */
+    /** The new firmware runs at the next boot, unless a signal killed the tool that selects it. */
     virtual void OnFirmwareUpdateComplete(FirmwareUpdateManager& manager) = 0;
     /**
-     * The update has ended; the firmware stays, but a gauge stream of the archive has been kept. An
-     * observer that throws at 100 percent or at the completion ends it so, too, when the variable
-     * that selects the slot is set already. The error is always 52 (EBADE), whatever the cause was.
+     * The update failed. The device keeps its firmware, but also a gauge stream from the archive.
+     * When an observer throws at 100 percent or at completion, the update fails too, although the
+     * variable that selects the slot is already set. The error is always 52 (EBADE).
      */
     virtual void OnFirmwareUpdateError(FirmwareUpdateManager& manager, Error& error) = 0;
     virtual ~FirmwareUpdateObserver() = default;

@@ -10,7 +10,7 @@ namespace vantorel {
 class FuelGauge;
 
 /**
- * What the FuelGaugeService reports once a pass, on its own thread, in this order.
+ * Receives what the FuelGaugeService reports in each pass, in this order, on the service's thread.
  */
 class VANTOREL_EXPORT FuelGaugeObserver {
 public:
@@ -22,7 +22,7 @@ public:
     virtual void OnFuelGaugeVoltageQuery(FuelGauge& gauge, float voltage) = 0;
     /** Battery temperature in degrees Celsius. */
     virtual void OnFuelGaugeTemperatureQuery(FuelGauge& gauge, float temperature) = 0;
-    /** One reading failed; the others of the pass are still taken. */
+    /** One reading failed; the pass still takes the others. */
     virtual void OnFuelGaugeError(FuelGauge& gauge, Error& error) = 0;
     virtual ~FuelGaugeObserver() = default;
 };

@@ -10,12 +10,12 @@ namespace vantorel {
 class LCD;
 
 /**
- * What an LCDService asks for and reports, on its own thread.
+ * Receives what an LCDService requests and reports, on the service's thread.
  */
 class VANTOREL_EXPORT LCDObserver {
 public:
-    /** Draw one full frame: Height() rows of Stride() bytes, 32-bit pixels, into memory that is not
-     * on screen. */
+    /** Draw one full frame: Height() rows of Stride() bytes, 32-bit pixels. The memory is not on
+     * screen. */
     virtual void OnLCDDraw(LCD& lcd, std::uint32_t* pixels) = 0;
     /** A page flip failed; the next cycle draws and flips again. */
     virtual void OnLCDError(LCD& lcd, Error& error) = 0;

@@ -9,11 +9,11 @@ class Logger;
 class LoggerEntry;
 
 /**
- * What the LoggerService reports, on its own thread.
+ * Receives what the LoggerService reports, on the service's thread.
  */
 class VANTOREL_EXPORT LoggerObserver {
 public:
-    /** A sample was taken; it is written to the log after every observer returned. */
+    /** The service took a sample. It writes it to the log after every observer has returned. */
     virtual void OnLoggerNewEntry(Logger& logger, LoggerEntry& entry) = 0;
     /** Reserved; nothing sends it. */
     virtual void OnLoggerError(Logger& logger, Error& error) = 0;

@@ -10,8 +10,8 @@ namespace vantorel {
 /**
  * The observers of one subject: non-owning references in the order of registration.
  *
- * Nothing is checked (an observer registered twice is told twice) and nothing can be removed.
- * Written during wiring, before the subject starts, and read without a lock afterwards.
+ * The list makes no checks (an observer added twice is notified twice) and removes nothing. Fill it
+ * during wiring, before the subject starts; it is read without a lock afterwards.
  */
 template <typename Observer>
 class ObserverList {
@@ -19,10 +19,10 @@ public:
     /** Appends an observer, which must outlive the last notification. */
     void Add(Observer& observer) { observers.emplace_back(observer); }
 
-    /** How many have been added. */
+    /** The number of observers added. */
     std::size_t Count() const { return observers.size(); }
 
-    /** Calls a function with every observer, first to last, on the calling thread. */
+    /** Calls a function with each observer, first to last, on the calling thread. */
     template <typename Call>
     void ForEach(Call call) const {
         for (Observer& observer : observers) {
@@ -31,9 +31,9 @@ public:
     }
 
     /**
-     * Calls an operation on every observer, first to last, on the calling thread. What the
-     * operation takes by value is copied before the first call: an observer that changes the
-     * subject does not change what those after it hear.
+     * Calls an operation on each observer, first to last, on the calling thread. Arguments that the
+     * operation takes by value are copied before the first call: an observer that changes the
+     * subject does not change what later observers receive.
      */
     template <typename... Parameters>
     void Notify(void (Observer::*operation)(Parameters...),

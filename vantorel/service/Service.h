@@ -9,19 +9,19 @@
 namespace vantorel {
 
 /**
- * An object with one worker thread that calls ServiceFunction() over and over, with a fixed pause
+ * An object with one worker thread that calls ServiceFunction() repeatedly, with a fixed pause
  * before each call.
  *
  * The pause comes first: the first call happens one interval after Start(), and the period is the
- * interval plus the time that the work took. An interval of zero or less means no pause at all;
- * such a service is paced by a blocking call in its work.
+ * interval plus the duration of the work. An interval of zero or less means no pause; a blocking
+ * call in the work paces such a service.
  *
- * Started once, stopped once: Stop() leaves the stop request set, so a Start() after it gives a
+ * Start and stop a service once: Stop() leaves the stop request set, so a later Start() creates a
  * thread that ends at once, while the service counts as running. Destroying a service that was
  * started and not stopped ends the process.
  *
- * Start() and Stop() may be called by different threads, but not at the same time. An exception
- * that leaves ServiceFunction() ends the process.
+ * Different threads may call Start() and Stop(), but not at the same time. An exception that leaves
+ * ServiceFunction() ends the process.
  */
 class VANTOREL_EXPORT Service {
 public:
@@ -35,20 +35,20 @@ public:
     virtual void ServiceFunction() = 0;
 
     /**
-     * Starts the worker thread; does nothing when the service is running already.
-     * @throws std::system_error when no thread can be had; the service is then not running
+     * Starts the worker thread; does nothing when the service is already running.
+     * @throws std::system_error when the thread cannot be created; the service is not running then
      */
     void Start();
 
-    /** Requests the end and waits for at most one pause and one cycle; no effect when not running.
+    /** Requests a stop and waits for at most one pause and one cycle; no effect when not running.
      */
     void Stop();
 
     /**
-     * The worker's loop, which Start() runs on the service's thread: until a stop is requested, a
-     * pause and a cycle. Returns at once when Stop() has been called before. Public, for an
-     * application that runs the loop on a thread of its own making, with another stack or priority;
-     * Stop() requests an end only of a service that was started, and does not wait for that thread.
+     * The worker's loop, which Start() runs on the service's thread: a pause and a cycle, until a
+     * stop is requested. Returns at once after Stop(). Public, so that an application can run the
+     * loop on its own thread, with another stack or priority. Stop() acts only on a service that
+     * was started, and does not wait for such a thread.
      */
     static void ServiceThreadFunction(Service* service);
 
@@ -57,9 +57,9 @@ public:
 
 protected:
     /**
-     * To be called first by the destructor of every derived class: a worker that still runs would
-     * go on calling into a half-destroyed object, so the process ends here as it would in the
-     * base class, only before the harm is done.
+     * The destructor of every derived class calls it first: a worker that still runs would call
+     * into a half-destroyed object. The base class's destructor would end the process too, but too
+     * late.
      */
     void TerminateIfJoinable() const noexcept;
 

@@ -7,29 +7,29 @@
 namespace vantorel {
 
 /**
- * A place for one shared object that threads exchange: whoever loads it keeps it alive for as long
- * as needed, whatever is stored meanwhile. Thread-safe.
+ * A slot for one shared object that threads exchange: a reader keeps the object that it loaded
+ * alive, whatever a writer stores meanwhile. Thread-safe.
  *
- * The lock is held for the exchange of the pointer only, never while an object is used or
- * destroyed. (The standard library's atomic shared pointer would do, but GCC 12 releases it on load
- * without ordering memory, which ARM processors punish.)
+ * The lock covers the exchange of the pointer only, never the use or destruction of an object. (The
+ * standard library's atomic shared pointer is not used: GCC 12 releases it on load without ordering
+ * memory, which is unsafe on ARM processors.)
  */
 template <typename T>
 class SharedSlot {
 public:
-    /** The object stored last; null before the first. */
+    /** The object stored last; null before the first Store(). */
     std::shared_ptr<T> Load() const {
         const std::lock_guard lock(mutex);
         return object;
     }
 
-    /** Puts another object in its place. */
+    /** Replaces the object. */
     void Store(std::shared_ptr<T> replacement) {
         {
             const std::lock_guard lock(mutex);
             object.swap(replacement);
         }
-        // The old object goes here, after the lock.
+        // The old object is destroyed here, after the lock is released.
     }
 
 private:

@@ -8,7 +8,7 @@ namespace vantorel {
 class Thermometer;
 
 /**
- * What a ThermometerService reports, on its own thread.
+ * Receives what a ThermometerService reports, on the service's thread.
  */
 class VANTOREL_EXPORT ThermometerObserver {
 public:

@@ -8,7 +8,7 @@ namespace vantorel {
 class Torch;
 
 /**
- * What a Torch reports, on the thread that switched it.
+ * Receives what a Torch reports, on the thread that switched it.
  */
 class VANTOREL_EXPORT TorchObserver {
 public:
@@ -16,7 +16,7 @@ public:
     virtual void OnTorchOn(Torch& torch) = 0;
     /** The torch is dark. */
     virtual void OnTorchOff(Torch& torch) = 0;
-    /** Reserved; the torch throws its errors at whoever switches it. */
+    /** Reserved; nothing sends it: the torch throws its errors to the caller that switches it. */
     virtual void OnTorchError(Torch& torch, Error& error) = 0;
     virtual ~TorchObserver() = default;
 };

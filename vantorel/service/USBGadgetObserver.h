@@ -8,10 +8,10 @@ namespace vantorel {
 class USBGadget;
 
 /**
- * What a USB host asks for through a gadget function, on the thread of that function.
+ * Receives what a USB host requests through a gadget function, on the thread of that function.
  *
- * The stop request stands before the start request. Products compiled against this order exist: do
- * not sort it.
+ * The stop request comes before the start request. Do not sort them: products compiled against this
+ * order exist.
  */
 class VANTOREL_EXPORT USBGadgetObserver {
 public:

@@ -9,7 +9,7 @@ namespace vantorel {
 void UniqueFd::Reset(int descriptor) {
     if (fd >= 0) {
         const int savedErrno = errno;
-        // A close interrupted by a signal has closed the descriptor all the same on Linux.
+        // On Linux, a close interrupted by a signal has still closed the descriptor.
         static_cast<void>(sys::Close(fd));
         errno = savedErrno;
     }

@@ -6,18 +6,18 @@ namespace vantorel {
 
 /**
  * Owner of one file descriptor. Move-only; a moved-from object owns nothing. Closing ignores the
- * result and keeps errno, so that an error can still be reported after the unwinding.
+ * result and keeps errno, so that the caller can still report an error after unwinding.
  *
  * Thread-bound, and as large as the int it owns.
  */
 class VANTOREL_EXPORT UniqueFd {
 public:
     UniqueFd() = default;
-    /** Takes a descriptor over; -1 for none. */
+    /** Takes over a descriptor; -1 for none. */
     explicit UniqueFd(int descriptor) : fd(descriptor) {}
-    /** Takes the other's descriptor over. */
+    /** Takes over the other's descriptor. */
     UniqueFd(UniqueFd&& other) noexcept : fd(other.Release()) {}
-    /** Closes its own descriptor and takes the other's over. */
+    /** Closes its own descriptor and takes over the other's. */
     UniqueFd& operator=(UniqueFd&& other) noexcept {
         Reset(other.Release());
         return *this;
@@ -26,19 +26,19 @@ public:
     UniqueFd& operator=(const UniqueFd&) = delete;
     ~UniqueFd() { Reset(); }
 
-    /** The descriptor, -1 when nothing is owned. Still owned by this object. */
+    /** The descriptor, or -1 for none. This object still owns it. */
     int Get() const { return fd; }
     /** Whether a descriptor is owned. */
     explicit operator bool() const { return fd >= 0; }
 
-    /** Gives the descriptor up; the caller has to close it. */
+    /** Gives up the descriptor; the caller must close it. */
     [[nodiscard]] int Release() {
         const int released = fd;
         fd = -1;
         return released;
     }
 
-    /** Closes what is owned and takes over another descriptor. */
+    /** Closes the owned descriptor and takes over another. */
     void Reset(int descriptor = -1);
 
 private:

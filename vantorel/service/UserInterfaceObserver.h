@@ -5,7 +5,7 @@
 namespace vantorel {
 
 /**
- * What the user asks for, on the thread on which the UI library raises its event.
+ * Receives the user's requests, on the thread on which the UI library raises its event.
  */
 class VANTOREL_EXPORT UserInterfaceObserver {
 public:
@@ -13,11 +13,11 @@ public:
     virtual void OnUserInterfacePowerOffRequest() = 0;
     /** Light the torch. */
     virtual void OnUserInterfaceTorchOnRequest() = 0;
-    /** Put the torch out. */
+    /** Switch off the torch. */
     virtual void OnUserInterfaceTorchOffRequest() = 0;
-    /** The power button was clicked twice. */
+    /** The user double-clicked the power button. */
     virtual void OnUserInterfacePowerButtonDoubleClick() = 0;
-    /** The torch button was clicked twice. */
+    /** The user double-clicked the torch button. */
     virtual void OnUserInterfaceTorchButtonDoubleClick() = 0;
     virtual ~UserInterfaceObserver() = default;
 };

@@ -11,8 +11,8 @@ static_assert(std::endian::native == std::endian::little,
               "the camera's headers and the vendor protocol are read in place");
 
 /**
- * Reads a little-endian value at any address. Header fields of the camera stand at odd offsets, and
- * a float loaded through a cast pointer from there is a bus error on the device.
+ * Reads a little-endian value at any address. Camera header fields have odd offsets, and loading a
+ * float from there through a cast pointer is a bus error on the device.
  */
 template <typename T>
 T LoadLe(const std::uint8_t* bytes) {

@@ -6,7 +6,7 @@
 
 namespace vantorel {
 
-/** The result of a system call; throws Error(errno) when it is negative. */
+/** Returns the result of a system call; throws Error(errno) when it is negative. */
 template <typename Result>
 Result OrThrow(Result result) {
     if (result < 0) {

@@ -4,8 +4,7 @@
 
 namespace vantorel {
 
-/** Sleeps for the whole duration, however often signals interrupt it; zero or less returns at once.
- */
+/** Sleeps for the whole duration, even when signals interrupt it; zero or less returns at once. */
 void SleepFor(std::chrono::milliseconds duration);
 
 } // namespace vantorel

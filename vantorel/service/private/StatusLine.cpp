@@ -9,9 +9,9 @@ void WriteStatusLine(const std::string& text) {
     static std::mutex mutex;
     const std::string line = text + '\n';
     const std::lock_guard lock(mutex);
-    // One write for the whole line: whoever reads the other end of a pipe sees lines, not pieces.
+    // One write for the whole line, so that the reader of a pipe receives whole lines.
     std::cout.write(line.data(), static_cast<std::streamsize>(line.size())).flush();
-    if (std::cout.bad()) { // a line that could not be written must not silence all that follow
+    if (std::cout.bad()) { // one failed line must not suppress the lines after it
         std::cout.clear();
     }
 }

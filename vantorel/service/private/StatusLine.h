@@ -9,7 +9,7 @@ namespace vantorel {
 /** Writes one whole line to standard output and flushes it; thread-safe, lines never interleave. */
 void WriteStatusLine(const std::string& text);
 
-/** A text of parts, whatever the application's numbers look like. */
+/** Joins parts into a text, with numbers independent of the application's locale. */
 template <typename... Parts>
 std::string Compose(const Parts&... parts) {
     std::ostringstream text;
@@ -19,8 +19,8 @@ std::string Compose(const Parts&... parts) {
 }
 
 /**
- * Composes a status line of its parts, for instance PrintStatus("USB CONNECTION STATE: ", state).
- * A character-sized integer must be widened by the caller, or it prints as a character.
+ * Writes a status line composed of parts, for instance PrintStatus("USB CONNECTION STATE: ",
+ * state). The caller must widen a character-sized integer, or it prints as a character.
  */
 template <typename... Parts>
 void PrintStatus(const Parts&... parts) {

@@ -9,15 +9,14 @@
 #include <sys/types.h>
 
 /**
- * Every system call that the library makes itself, streams, listings of directories and the
- * standard library's file-system operations apart, as X(result, name, system function, parameters,
- * arguments). The list is the one place to look for what the library asks of the kernel, and what
- * the tests' stand-in of this door is generated from: a call added here can be scripted and made to
- * fail without further work.
+ * Every system call that the library makes directly, as X(result, name, system function,
+ * parameters, arguments). Streams, directory listings and the standard library's file-system
+ * operations are not included. The tests generate their stand-in from this list: a test can script
+ * a call added here, and make it fail, without further work.
  *
- * Each behaves as the function it stands for: -1 (MAP_FAILED for Mmap) and errno on failure, no
- * retries; Spawn answers the errno instead of setting it. What a child does between fork and exec
- * does not pass here.
+ * Each wrapper behaves like its system function: -1 (MAP_FAILED for Mmap) and errno on failure, no
+ * retries. Spawn returns the errno instead of setting it. Calls of a child between fork and exec do
+ * not use these wrappers.
  */
 #define VANTOREL_SYSTEM_CALLS(X)                                                                   \
     X(int, Open, ::open, (const char* path, int flags, unsigned mode), (path, flags, mode))        \

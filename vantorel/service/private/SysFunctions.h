@@ -1,7 +1,7 @@
 #pragma once
 
-// What the functions named in VANTOREL_SYSTEM_CALLS are declared in; for the definitions of the
-// door and of its stand-in.
+// Headers that declare the functions named in VANTOREL_SYSTEM_CALLS, for the definitions of the
+// wrappers and of the tests' stand-in.
 #include <fcntl.h>
 #include <sys/eventfd.h>
 #include <sys/ioctl.h>
