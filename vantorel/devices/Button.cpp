@@ -17,8 +17,8 @@ namespace {
 constexpr std::chrono::milliseconds pauseWithoutDevice{100};
 
 /**
- * Whether a wait has ended because the device is gone. The kernel then answers every later wait at
- * once, also by POLLIN when events were left behind, which no read gets any more.
+ * Whether a wait ended because the device is gone. Every later poll() then returns at once, with
+ * POLLIN too when events remain, although no read returns them any more.
  */
 bool IsGone(short found) {
     return (found & POLLIN) == 0 || (found & (POLLERR | POLLNVAL)) != 0;
@@ -41,16 +41,16 @@ bool Button::operator==(const Button& other) const {
 }
 
 InputEventRecord Button::WaitForEvent() {
-    // The comparison comes before the first wait, on a zeroed record: code 0 is the code of no key,
-    // and a button that was given it must not hold up its service for ever.
+    // Compare the zeroed record before the first wait: no key has code 0, and a button with this
+    // code must not block its service forever.
     InputEventRecord event{};
     while (event.code != code) {
         const short found = WaitForInput(fd);
-        // Input devices deliver whole records. A read that fails leaves the last record in place,
-        // and that one was of another key.
+        // Input devices deliver whole records. A failed read leaves the last record unchanged, and
+        // that record belongs to another key.
         static_cast<void>(sys::Read(fd.Get(), &event, sizeof event));
         if (event.code != code && IsGone(found)) {
-            // Its user has lost a button; the rest of the camera must not lose the processor, too.
+            // Without the pause, a lost button would use a whole processor.
             SleepFor(pauseWithoutDevice);
         }
     }

@@ -9,10 +9,10 @@ namespace vantorel {
 class Button;
 
 /**
- * Waits for one button and tells when it goes down and up, on the service's thread.
+ * Waits for one button and reports presses and releases, on the service's thread.
  *
- * Stop() returns only after one more event of the button, which on a device at rest may never come;
- * leave the service to the end of the process.
+ * Stop() returns only after one more event of the button, which may never come; let the service run
+ * until the process ends.
  */
 class VANTOREL_EXPORT ButtonService final : public Service {
 public:
@@ -20,10 +20,10 @@ public:
     explicit ButtonService(Button& watched);
     ~ButtonService() override;
 
-    /** Adds an observer; to be finished before Start(). */
+    /** Adds an observer. Call it before Start(). */
     void AddObserver(ButtonObserver& observer) { observers.Add(observer); }
 
-    /** Waits for one event and reports it; auto-repeat and interrupted waits go unreported. */
+    /** Waits for one event and reports it; does not report auto-repeat and interrupted waits. */
     void ServiceFunction() override;
 
 private:

@@ -22,8 +22,8 @@ bool Charger::IsConnected() {
 }
 
 bool Charger::IsCharging() {
-    // The NUL is part of what is compared. Supplies end the word with a newline, for which the
-    // answer has always been no; applications know it that way, so it stays.
+    // The comparison includes the NUL. Supplies end the word with a newline, for which the result
+    // is false. Kept: an application may rely on it.
     static constexpr char word[] = "Charging";
     char status[64] = {};
     const std::size_t size = ReadFromStart(statusFd, status, sizeof status);

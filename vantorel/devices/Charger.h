@@ -14,9 +14,9 @@ class VANTOREL_EXPORT Charger : public Connection, public Device {
 public:
     /**
      * Opens the attributes "online" and "status".
-     * @param deviceName the name, free to choose
-     * @param directory the power supply's directory with a slash at its end, since the names of the
-     *                  attributes are appended to it as it is
+     * @param deviceName any name
+     * @param directory the power supply's directory, ending in a slash: the names of the attributes
+     *                  are appended to it
      * @throws Error with the errno of a failed open
      */
     Charger(std::string deviceName, const std::string& directory);
@@ -28,8 +28,8 @@ public:
     bool IsConnected() override;
 
     /**
-     * Whether "status" holds the word "Charging" with a NUL byte after it. The attributes of a
-     * power supply end in a newline, so the answer for "Charging\n" is false.
+     * Whether "status" contains the word "Charging" followed by a NUL byte. The attributes of a
+     * power supply end in a newline, so the result for "Charging\n" is false.
      * @throws Error with the errno of a failed read
      */
     bool IsCharging();

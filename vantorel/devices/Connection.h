@@ -4,10 +4,10 @@
 
 namespace vantorel {
 
-/** Anything that can be asked whether it is connected: a charger, a test fixture. */
+/** Anything that can report whether it is connected: a charger, a test fixture. */
 class VANTOREL_EXPORT Connection {
 public:
-    /** @throws Error when the answer cannot be had */
+    /** @throws Error when the state cannot be read */
     virtual bool IsConnected() = 0;
     virtual ~Connection() = default;
 };

@@ -8,20 +8,21 @@
 namespace vantorel {
 
 /**
- * Base of every hardware class: a name, which observers use to tell devices apart, and the open
- * device node or attribute, which is closed with the object.
+ * Base of every hardware class: a name, by which observers distinguish devices, and the open device
+ * node or attribute, which the destructor closes.
  *
- * Descriptors are opened with O_CLOEXEC: a child that held the display or a bus would keep it busy.
+ * Descriptors are opened with O_CLOEXEC: a child that inherited the display or a bus would keep it
+ * busy.
  */
 class VANTOREL_EXPORT Device {
 public:
-    /** A device that opens what it needs by itself; Path() stays empty. */
+    /** For a device that opens its files itself; Path() stays empty. */
     explicit Device(std::string deviceName);
     /**
      * Opens a device.
-     * @param deviceName the name, free to choose
+     * @param deviceName any name
      * @param devicePath the device node or attribute file
-     * @param flags access mode as for open(), for instance O_RDONLY
+     * @param flags the access mode of open(), for instance O_RDONLY
      * @throws Error with the errno of a failed open
      */
     Device(std::string deviceName, std::string devicePath, int flags);
@@ -35,7 +36,7 @@ public:
     const std::string& Path() const { return path; }
 
 protected:
-    UniqueFd fd;      /**< what was opened; empty when constructed from a name alone */
+    UniqueFd fd;      /**< of the device; empty when constructed from a name alone */
     std::string name; /**< see Name() */
     std::string path; /**< see Path() */
 };

@@ -3,9 +3,9 @@
 #include <cstdint>
 
 /**
- * The records that the kernel's display interface (DRM/KMS) exchanges, byte for byte. They are
- * declared here because not every system that builds the library has the kernel's header. A field
- * that ends in "Pointer" holds an address of this process, a "count" the room for entries there.
+ * The records of the kernel's display interface (DRM/KMS), byte for byte. They are declared here
+ * because not every system that builds the library has the kernel's header. A field that ends in
+ * "Pointer" holds an address in this process; a "count" is the number of entries that fit there.
  */
 namespace vantorel::drm {
 
@@ -20,14 +20,14 @@ struct ModeInfo {
     char name[32];
 };
 
-/** What a card has. */
+/** The resources of a card. */
 struct CardResources {
     std::uint64_t framebufferIdPointer, crtcIdPointer, connectorIdPointer, encoderIdPointer;
     std::uint32_t countFramebuffers, countCrtcs, countConnectors, countEncoders;
     std::uint32_t minWidth, maxWidth, minHeight, maxHeight;
 };
 
-/** A connector, the place where a display is attached. */
+/** A connector, to which a display is attached. */
 struct Connector {
     std::uint64_t encodersPointer, modesPointer, propertiesPointer, propertyValuesPointer;
     std::uint32_t countModes, countProperties, countEncoders;
@@ -50,30 +50,30 @@ struct Crtc {
 /** Creation of a buffer that the processor draws into. */
 struct CreateDumb {
     std::uint32_t height, width, bitsPerPixel, flags;
-    std::uint32_t handle, pitch; // answered by the kernel, as is the size
+    std::uint32_t handle, pitch; // set by the kernel, as is the size
     std::uint64_t size;
 };
 
-/** Making a framebuffer of a buffer. */
+/** Creation of a framebuffer from a buffer. */
 struct AddFramebuffer {
     std::uint32_t framebufferId;
     std::uint32_t width, height, pitch, bitsPerPixel, depth;
     std::uint32_t handle;
 };
 
-/** Preparing a buffer for mapping. */
+/** Preparation of a buffer for mapping. */
 struct MapDumb {
     std::uint32_t handle, padding;
     std::uint64_t offset;
 };
 
-/** Request to show another framebuffer from the next vertical sync on. */
+/** Request to show another framebuffer at the next vertical sync. */
 struct PageFlip {
     std::uint32_t crtcId, framebufferId, flags, reserved;
     std::uint64_t userData;
 };
 
-/** What is read from the card when a flip has completed. */
+/** The event that the card sends when a flip has completed. */
 struct FlipEvent {
     std::uint32_t type, length;
     std::uint64_t userData;

@@ -6,8 +6,8 @@
 namespace vantorel {
 
 /**
- * One event of an input device as the kernel of the 32-bit device delivers it. The kernel's own
- * declaration is not used because it has another size on a 64-bit development machine.
+ * One event of an input device as the kernel of the 32-bit device delivers it. The kernel's
+ * declaration is not used because its size differs on a 64-bit development machine.
  */
 struct InputEventRecord {
     std::uint32_t seconds;      /**< of the event's time */

@@ -25,15 +25,15 @@ void Issue(const UniqueFd& card, typename Request::Record& record) {
 }
 
 /**
- * Makes room for as many entries as the card has announced and answers its address for the kernel.
- * At least one zeroed entry is there in any case: a card without connectors, CRTCs or modes yields
- * identifier 0 or an empty mode, which the kernel refuses in the step that uses it. The kernel
- * itself writes no more than the announced count, should there be more by the time it is asked.
+ * Allocates as many entries as the card announced and returns their address for the kernel. There
+ * is always at least one zeroed entry: a card without connectors, CRTCs or modes yields identifier
+ * 0 or an empty mode, which the kernel rejects in the step that uses it. The kernel writes no more
+ * than the announced count, even if the card has more entries by then.
  */
 template <typename Entry>
 std::uint64_t Allocate(std::vector<Entry>& entries, std::uint32_t count) {
     entries.assign(std::max<std::uint32_t>(count, 1), Entry{});
-    // By way of uintptr_t: a 32-bit address must not be extended by its sign.
+    // Through uintptr_t, so that a 32-bit address is not sign-extended.
     return reinterpret_cast<std::uintptr_t>(entries.data());
 }
 
@@ -49,7 +49,7 @@ void UnmapPixels::operator()(std::uint32_t* pixels) const noexcept {
 
 LCD::LCD(std::string deviceName, std::string devicePath)
     : Device(std::move(deviceName), std::move(devicePath), O_RDWR) {
-    // Whoever opens the card first is its master anyway; where another one is, a later step fails.
+    // The first opener of the card is its master anyway; with another master, a later step fails.
     static_cast<void>(sys::Ioctl(fd.Get(), drm::setMaster, nullptr));
     ReadResources();
     ReadConnector();
@@ -62,7 +62,7 @@ LCD::LCD(std::string deviceName, std::string devicePath)
 
 LCD::~LCD() {
     static_cast<void>(sys::Ioctl(fd.Get(), drm::dropMaster, nullptr));
-    // The kernel releases framebuffers and buffers with the descriptor.
+    // The kernel releases framebuffers and buffers when the descriptor is closed.
 }
 
 void LCD::ReadResources() {
@@ -111,7 +111,7 @@ MappedPixels LCD::CreateBuffer(BufferRecords& records) {
 
 MappedPixels LCD::MapBuffer(const BufferRecords& records) {
     const std::uint64_t size = records.create.size;
-    // Observers draw Height() rows of Stride() bytes without asking again.
+    // Observers draw Height() rows of Stride() bytes without a further check.
     if (size < std::uint64_t{Stride()} * Height() ||
         size > std::numeric_limits<std::size_t>::max()) {
         throw Error(EINVAL);
@@ -122,8 +122,8 @@ MappedPixels LCD::MapBuffer(const BufferRecords& records) {
     if (address == MAP_FAILED) {
         throw Error(errno);
     }
-    // A mapping keeps the card open, and the first opener its master. A child that never execs,
-    // such as a getty's supervisor, would keep the display from the next start of the application.
+    // A mapping keeps the card open and its first opener the master. A child that never execs, such
+    // as a getty's supervisor, would block the display at the next start of the application.
     static_cast<void>(sys::Madvise(address, bytes, MADV_DONTFORK));
     return MappedPixels(static_cast<std::uint32_t*>(address), UnmapPixels{bytes});
 }
@@ -157,7 +157,7 @@ void LCD::FlipTo(const BufferRecords& records) {
 
 void LCD::WaitForVSYNC() {
     static_cast<void>(WaitForInput(fd));
-    // The only event ever asked for is the end of a flip, so nothing in it is news.
+    // The only event requested is the end of a flip, so its content does not matter.
     drm::FlipEvent event{};
     static_cast<void>(sys::Read(fd.Get(), &event, sizeof event));
 }

@@ -13,18 +13,18 @@ namespace vantorel {
 
 /**
  * The display, driven through the kernel's DRM/KMS interface: the first connector of a card in its
- * first mode on the first CRTC, with two buffers of 32-bit pixels that take turns on the screen.
+ * first mode on the first CRTC, with two alternating buffers of 32-bit pixels.
  *
- * Draw into BackBuffer(), show it with SwapBuffers(), and draw again after WaitForVSYNC(). All of
- * it is thread-bound; only BackBuffer() and the geometry may be read from others. The pixels
- * live as long as the object, and in this process only: a forked child does not get them
+ * Draw into BackBuffer(), show it with SwapBuffers(), and draw again after WaitForVSYNC().
+ * Thread-bound, except that other threads may read BackBuffer() and the geometry. The pixels live
+ * as long as the object, and in this process only: a forked child does not inherit them
  * (MADV_DONTFORK), since a mapping keeps the card open and its first opener the master.
  */
 class VANTOREL_EXPORT LCD final : public Device {
 public:
     /**
      * Becomes the card's master, sets the mode and shows the first buffer.
-     * @param deviceName the name, free to choose
+     * @param deviceName any name
      * @param devicePath the DRM card node
      * @throws Error with the errno of the first step that fails, EINVAL when the kernel's buffers
      *         are too small for the mode or too large to be mapped
@@ -37,37 +37,37 @@ public:
     /** Rows. */
     std::uint16_t Height() const { return mode.vdisplay; }
     /**
-     * Always 8, although pixels have 32 bits. Kept: an application may rely on the number. It is of
-     * no use for finding pixels; BytesPerPixel() is.
+     * Always 8, although pixels have 32 bits. Kept: an application may rely on the number. Use
+     * BytesPerPixel() to locate pixels.
      */
     std::uint32_t BitsPerPixel() const { return 8; }
     /** Bytes from one pixel to the next, 4. */
     std::uint32_t BytesPerPixel() const { return 32 / BitsPerPixel(); }
-    /** Bytes from one row to the next. Rows stand without a gap, whatever pitch the card has. */
+    /** Bytes from one row to the next. Rows have no gap, whatever the card's pitch. */
     std::uint32_t Stride() const { return Width() * BytesPerPixel(); }
 
     /** The buffer that is not on screen. */
     std::uint32_t* BackBuffer() const { return backBuffer; }
 
     /**
-     * Asks for the back buffer to be shown from the next vertical sync on; the other buffer becomes
-     * the back buffer.
+     * Requests that the next vertical sync shows the back buffer; the other buffer becomes the back
+     * buffer.
      * @throws Error with the errno of the failed flip (EBUSY while the last one is pending); the
-     *         back buffer then stays
+     *         back buffer then does not change
      */
     void SwapBuffers();
 
     /**
      * Blocks until the kernel sends the event of a completed flip. There is no time limit: without
-     * a flip under way, or when the driver loses the event, it waits for ever. Only a signal whose
-     * handler runs on this thread ends the wait early, by EINTR; the event is then left for the
+     * a pending flip, or when the driver loses the event, it waits forever. Only a signal whose
+     * handler runs on this thread ends the wait early, with EINTR. The event then remains for the
      * next wait, and a SwapBuffers() before it may fail with EBUSY.
      * @throws Error with the errno of a failed wait, EINTR among them
      */
     void WaitForVSYNC();
 
 private:
-    /** What the card answered for one of the two buffers. */
+    /** The card's replies for one of the two buffers. */
     struct BufferRecords {
         drm::CreateDumb create{};
         drm::AddFramebuffer framebuffer{};
@@ -86,7 +86,7 @@ private:
     MappedPixels bufferB;
     std::atomic<std::uint32_t*> backBuffer{nullptr};
 
-    // Identifiers have 32 bits and stand at the start of these; eight bytes an entry leave slack.
+    // The kernel writes packed 32-bit identifiers; eight bytes per entry leave slack.
     std::vector<std::uint64_t> framebuffers;
     std::vector<std::uint64_t> crtcs;
     std::vector<std::uint64_t> connectors;

@@ -12,7 +12,7 @@ LCDService::~LCDService() {
 }
 
 void LCDService::ServiceFunction() {
-    // Outside: an error of drawing is the observer's, not the display's.
+    // Outside the try block: an error of drawing belongs to the observer, not to the display.
     observers.Notify(&LCDObserver::OnLCDDraw, lcd, lcd.BackBuffer());
     try {
         lcd.SwapBuffers();

@@ -9,12 +9,12 @@ namespace vantorel {
 class LCD;
 
 /**
- * The render loop: lets its observers draw, flips and waits for the flip, once a refresh of the
- * display, on the service's thread. Between two cycles there is no pause.
+ * The render loop: lets its observers draw, flips and waits for the flip, once per display refresh,
+ * on the service's thread. There is no pause between cycles.
  *
- * Stop() returns after the flip that is under way. A flip whose event never comes (see
- * LCD::WaitForVSYNC()) keeps the thread, and Stop() with it, for ever: the display stays on the
- * last picture, everything else goes on, and no observer is told.
+ * Stop() returns after the pending flip. A flip whose event never comes (see LCD::WaitForVSYNC())
+ * blocks the thread, and Stop(), forever: the display keeps its last picture, everything else
+ * continues, and no observer is notified.
  */
 class VANTOREL_EXPORT LCDService final : public Service {
 public:
@@ -22,10 +22,10 @@ public:
     explicit LCDService(LCD& display);
     ~LCDService() override;
 
-    /** Adds an observer; to be finished before Start(). */
+    /** Adds an observer. Call it before Start(). */
     void AddObserver(LCDObserver& observer) { observers.Add(observer); }
 
-    /** One frame. An interrupted wait goes unreported. */
+    /** Shows one frame. Does not report an interrupted wait. */
     void ServiceFunction() override;
 
 private:

@@ -8,7 +8,7 @@
 
 namespace vantorel {
 
-/** Unmaps pixels that were mapped from a display's buffer. */
+/** Unmaps the pixels of a display's buffer. */
 struct VANTOREL_EXPORT UnmapPixels {
     std::size_t size = 0; /**< of the mapping, in bytes */
     /** Unmaps. */

@@ -10,17 +10,17 @@
 namespace vantorel {
 
 /**
- * The test fixture of the factory, which pulls one or more of the first three lines of a GPIO chip
- * low. Thread-bound.
+ * The factory's test fixture, which pulls one or more of the first three lines of a GPIO chip low.
+ * Thread-bound.
  *
- * The lines stay requested until the process ends, also when the object is gone: nobody else can
- * drive them against the fixture.
+ * The lines stay requested until the process ends, even after the object's destruction, so that no
+ * other program can drive them against the fixture.
  */
 class VANTOREL_EXPORT TestFixture final : public Connection, public Device {
 public:
     /**
      * Requests lines 0 to 2 as inputs, active when low.
-     * @param deviceName the name, whose first 31 bytes also label the lines
+     * @param deviceName the name; its first 31 bytes also label the lines
      * @param devicePath the GPIO chip's character device
      * @throws Error with the errno of the failed open or request
      */

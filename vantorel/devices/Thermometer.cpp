@@ -14,7 +14,7 @@ Thermometer::Thermometer(std::string deviceName, std::string attributePath)
 
 float Thermometer::Temperature() {
     constexpr std::size_t textSize = 16;
-    char text[textSize + 1] = {}; // the text may fill what is read; the last byte stays its end
+    char text[textSize + 1] = {}; // the read may fill textSize bytes; the last byte stays NUL
     ReadFromStart(fd, text, textSize);
     return static_cast<float>(std::atof(text) * 0.001);
 }

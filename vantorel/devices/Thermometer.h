@@ -10,14 +10,14 @@ namespace vantorel {
 class VANTOREL_EXPORT Thermometer final : public Device {
 public:
     /**
-     * @param deviceName the name by which observers know the sensor
+     * @param deviceName the name by which observers identify the sensor
      * @param attributePath the full path of the attribute, for instance of a thermal zone
      * @throws Error with the errno of a failed open
      */
     Thermometer(std::string deviceName, std::string attributePath);
 
     /**
-     * The temperature in degrees Celsius; 0 when the attribute holds no number.
+     * The temperature in degrees Celsius; 0 when the attribute contains no number.
      * @throws Error with the errno of a failed read
      */
     float Temperature();

@@ -10,7 +10,7 @@ namespace vantorel {
 
 class Thermometer;
 
-/** Reads a thermometer once an interval and reports the reading, on the service's thread. */
+/** Reads a thermometer once per interval and reports the reading, on the service's thread. */
 class VANTOREL_EXPORT ThermometerService final : public Service {
 public:
     /**
@@ -20,7 +20,7 @@ public:
     ThermometerService(Thermometer& read, std::chrono::milliseconds pause);
     ~ThermometerService() override;
 
-    /** Adds an observer; to be finished before Start(). */
+    /** Adds an observer. Call it before Start(). */
     void AddObserver(ThermometerObserver& observer) { observers.Add(observer); }
 
     /** Takes one reading and reports it, or the error. */

@@ -36,7 +36,7 @@ void Torch::Off() {
 }
 
 void Torch::Toggle() {
-    // A third position, as a dimmed LED has, is nothing that a switch could turn over.
+    // A dimmed LED is in neither position and has no opposite.
     const char position = brightness;
     if (position == lit) {
         Off();
@@ -46,10 +46,10 @@ void Torch::Toggle() {
 }
 
 void Torch::Switch(char position) {
-    // Noted before it is written: after a failure the user's next request goes the other way
-    // instead of repeating what the LED refuses.
+    // Recorded before the write: after a failure, the user's next request switches the other way
+    // instead of repeating the failed write.
     brightness = position;
-    // An attribute takes each write for its whole text, wherever the file position is.
+    // An attribute treats each write as its whole text, whatever the file position.
     OrThrow(sys::Write(fd.Get(), &position, sizeof position));
     Report(position);
 }
@@ -68,7 +68,7 @@ void Torch::OnConnectionStateChanged(ConnectionState newState, ConnectionState /
         break;
     case ConnectionState::Battery:
         disabled = false;
-        // The LED stays as it is; whoever shows the torch learns the position it is found in.
+        // The LED does not change; the report gives observers its current position.
         Report(brightness);
         break;
     case ConnectionState::BatteryCharger:

@@ -12,47 +12,47 @@
 namespace vantorel {
 
 /**
- * The torch LED, switched through its LED-class attribute "brightness". It obeys the user interface
- * and may light only while the device runs on its battery: in any other state it is switched off
- * and every later request is ignored, until the battery state returns.
+ * The torch LED, switched through its LED-class attribute "brightness". It follows the user
+ * interface and may light only while the device runs on its battery: any other state switches it
+ * off, and it ignores requests until the battery state returns.
  *
- * Switching throws Error with the errno of a failed write at the caller, before anybody is told;
- * OnTorchError() is never called. What becomes of it is the caller's: the connection manager
- * reports it to its observers and announces the state again. A user's request comes through
- * UserInterfaceManager, whose operations an exception does not leave, so there it ends the process;
- * the product's supervisor starts it anew, and the constructor reads what the LED shows.
+ * Switching throws Error with the errno of a failed write to the caller, before it notifies
+ * observers; OnTorchError() is never called. The connection manager reports the error to its
+ * observers and announces the state again. A user's request comes through UserInterfaceManager,
+ * whose operations are noexcept, so the error ends the process there; the product's supervisor
+ * restarts it, and the constructor reads the LED's state.
  *
- * Called by the connection manager's thread and by the UI library's; observers are told on the
- * thread that switches. Thread-safe, but two threads that switch at once may leave the LED in the
- * state of either.
+ * The connection manager's thread and the UI library's call it; observers run on the thread that
+ * switches. Thread-safe, but two threads that switch at once may leave the LED in the state of
+ * either.
  */
 class VANTOREL_EXPORT Torch final : public Device,
                                     public ConnectionObserver,
                                     public UserInterfaceObserver {
 public:
     /**
-     * Opens the attribute and learns whether the LED is lit.
-     * @param deviceName the name, free to choose
-     * @param directory the LED's directory with a slash at its end, since the name of the attribute
-     *                  is appended to it as it is
+     * Opens the attribute and reads whether the LED is lit.
+     * @param deviceName any name
+     * @param directory the LED's directory, ending in a slash: the name of the attribute is
+     *                  appended to it
      * @throws Error with the errno of a failed open or read
      */
     Torch(std::string deviceName, const std::string& directory);
 
-    /** Lights the LED and reports OnTorchOn(), also when it is lit already. */
+    /** Lights the LED and reports OnTorchOn(), even when it is already lit. */
     void On();
-    /** Puts the LED out and reports OnTorchOff(), also when it is dark already. */
+    /** Switches off the LED and reports OnTorchOff(), even when it is already dark. */
     void Off();
     /** Switches to the other position. */
     void Toggle();
 
-    /** Adds an observer; to be finished before requests come. */
+    /** Adds an observer. Call it before requests arrive. */
     void AddObserver(TorchObserver& observer) { observers.Add(observer); }
 
     void OnConnectionStateChanged(ConnectionState newState, ConnectionState oldState) override;
     void OnConnectionError(Error& error) override;
 
-    /** Toggles, as the off request does. Kept: a UI library need not know what is lit. */
+    /** Toggles, as the off request does. Kept: a UI library need not know the LED's state. */
     void OnUserInterfaceTorchOnRequest() override;
     /** Toggles, as the on request does. */
     void OnUserInterfaceTorchOffRequest() override;

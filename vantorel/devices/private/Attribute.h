@@ -7,8 +7,8 @@ namespace vantorel {
 class UniqueFd;
 
 /**
- * Reads a sysfs attribute that stays open: the kernel composes its text anew for a read from the
- * start. Answers the number of bytes, 0 for an empty attribute; throws Error(errno).
+ * Reads an open sysfs attribute again: the kernel generates its text for each read from the start.
+ * Returns the number of bytes, 0 for an empty attribute; throws Error(errno).
  */
 std::size_t ReadFromStart(const UniqueFd& fd, char* buffer, std::size_t size);
 

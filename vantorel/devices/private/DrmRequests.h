@@ -12,7 +12,7 @@ namespace vantorel::drm {
 inline constexpr unsigned long setMaster = 0x641e;
 inline constexpr unsigned long dropMaster = 0x641f;
 
-/** A request number together with the record that goes with it; the number holds its size. */
+/** A request number and its record; the number includes the record's size. */
 template <typename RecordType, unsigned long requestNumber>
 struct Request {
     using Record = RecordType;

@@ -18,7 +18,7 @@ void PrepareLineRequest(gpio_v2_line_request& request, const std::string& consum
     std::copy(offsets.begin(), offsets.end(), request.offsets);
     request.num_lines = static_cast<__u32>(offsets.size());
     request.config.flags = flags;
-    // A longer name fills the label without a NUL; the kernel ends the text itself.
+    // A longer name fills the label without a NUL; the kernel terminates the text.
     std::memcpy(request.consumer, consumer.data(),
                 std::min(consumer.size(), sizeof request.consumer));
 }

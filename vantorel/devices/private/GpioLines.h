@@ -11,14 +11,14 @@ class UniqueFd;
 
 /**
  * Fills a request for lines of a GPIO chip.
- * @param consumer shown as the lines' user, cut to the 32 bytes that the kernel has for it
+ * @param consumer the name of the lines' user, cut to the kernel's 32 bytes
  * @param flags GPIO_V2_LINE_FLAG_...
  */
 void PrepareLineRequest(gpio_v2_line_request& request, const std::string& consumer,
                         std::initializer_list<unsigned> offsets, __u64 flags);
 
 /**
- * Requests the lines from the chip and answers their descriptor, which the caller has to close and
+ * Requests the lines from the chip and returns their descriptor, which the caller must close and
  * which children do not inherit. Throws Error(errno).
  */
 int RequestLines(const UniqueFd& chip, gpio_v2_line_request& request);
