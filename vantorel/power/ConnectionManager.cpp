@@ -10,7 +10,7 @@
 namespace vantorel {
 namespace {
 
-// Two seconds in all for a host to enumerate and configure the port.
+// In total, a host has two seconds to enumerate and configure the port.
 constexpr int hostChecks = 20;
 constexpr std::chrono::milliseconds hostCheckPause{100};
 
@@ -39,8 +39,8 @@ void ConnectionManager::ServiceFunction() {
 }
 
 void ConnectionManager::Poll() {
-    // Read in every state, the final ones included: a failing sensor is reported for as long as it
-    // fails.
+    // Read in every state, including the final ones, so that a failing sensor is reported for as
+    // long as it fails.
     const bool battery = fuelGauge.IsBatteryConnected();
     const bool online = charger.IsConnected();
     switch (state) {
@@ -54,7 +54,7 @@ void ConnectionManager::Poll() {
         }
         break;
     case ConnectionState::Battery:
-        // The device runs, so there is a battery, whatever the gauge says.
+        // The device runs, so it has a battery, whatever the gauge reports.
         if (online) {
             TransitionToState(ConnectionState::BatteryCharger);
         }
@@ -81,7 +81,7 @@ void ConnectionManager::FindHost() {
             TransitionToState(ConnectionState::Host);
             return;
         }
-        SleepFor(hostCheckPause); // after the last check, too: the host had all of its time
+        SleepFor(hostCheckPause); // after the last check, too: the host gets its full time
     }
     TransitionToState(ConnectionState::NoHost);
 }

@@ -14,7 +14,7 @@ void PowerManager::OnUserInterfacePowerOffRequest() {
     static_cast<void>(sys::Reboot(RB_POWER_OFF));
 }
 
-// Everything else happens without this class.
+// Nothing to do for the other notifications.
 void PowerManager::OnConnectionStateChanged(ConnectionState, ConnectionState) {}
 void PowerManager::OnConnectionError(Error&) {}
 void PowerManager::OnUserInterfaceTorchOnRequest() {}

@@ -6,9 +6,9 @@
 namespace vantorel {
 
 /**
- * Turns the device off when the user asks for it: writes all file systems back and powers the
- * machine off through the kernel. The process needs the capability to reboot (CAP_SYS_BOOT);
- * without it a request ends silently after the write-back.
+ * Turns off the device at the user's request: writes back all file systems and powers off the
+ * machine through the kernel. The process needs the capability to reboot (CAP_SYS_BOOT); without it
+ * a request does nothing after the write-back and reports no error.
  *
  * Runs on the caller's thread, and does not return when it succeeds.
  */
