@@ -22,11 +22,11 @@ namespace {
 
 constexpr const char* unitsFile = "/tmp/var/units";
 
-// From one push of a frame's two temperatures to the next: six times a second at 30 frames a
+// Frames between two updates of the frame's temperatures: six updates per second at 30 frames per
 // second.
 constexpr std::uint64_t framesPerTemperature = 5;
 
-// Degrees Celsius from which on the screen shows the overheating mark.
+// Degrees Celsius at which the screen starts to show the overheating mark.
 constexpr float boardLimit = 80.0F;
 constexpr float batteryLimit = 65.0F;
 
@@ -34,8 +34,7 @@ UserInterfaceManager& Manager(void* context) {
     return *static_cast<UserInterfaceManager*>(context);
 }
 
-/** Calls one of two functions of the UI library by the button's name; other buttons are unknown to
- * it. */
+/** Calls the UI library's function for the button's name; the library knows no other buttons. */
 void PassOn(const Button& button, void (*power)(), void (*torch)(), void (*reset)()) {
     const std::string& name = button.Name();
     if (name == "vantorel.button.power") {
@@ -48,8 +47,8 @@ void PassOn(const Button& button, void (*power)(), void (*torch)(), void (*reset
 }
 
 /**
- * The units that UnitsChanged() has saved. Only the one letter means Celsius: a device whose units
- * were never chosen comes up with Fahrenheit, as does one whose file is damaged.
+ * The units that UnitsChanged() saved. Only the single letter "C" means Celsius: without a file, or
+ * with a damaged one, the units are Fahrenheit.
  */
 int SavedUnits() {
     std::string line;
@@ -58,14 +57,14 @@ int SavedUnits() {
     return line == "C" ? VANTORELUI_CELSIUS : VANTORELUI_FAHRENHEIT;
 }
 
-/** Takes out of a battery temperature what the lit torch adds to it. */
+/** Subtracts the heat of the lit torch from a battery temperature. */
 float WithoutTorchHeat(float t) {
     const float shifted = t - 0.955988F;
     const float linear = std::fma(0.029888F, t, shifted);
     return std::fma(-(0.001239F * t), t, linear);
 }
 
-/** Whether the state machine has this change. */
+/** Whether the state machine allows this transition. */
 bool Leads(UserInterfaceState from, UserInterfaceState target) {
     switch (target) {
     case UserInterfaceState::Splash:
@@ -125,10 +124,11 @@ void UserInterfaceManager::TransitionToState(UserInterfaceState target) {
     if (!Leads(state, target)) {
         return;
     }
-    // Before the UI library is called: what it raises meanwhile must find the new state.
+    // Before the call of the UI library: handlers of the events that it raises must see the new
+    // state.
     state = target;
-    // A handler may have moved on to another screen before the library showed this one. Which of
-    // the two it then shows is its own business, so the later one is selected again.
+    // A handler may have selected another screen before the library showed this one. The library
+    // may then show either of them, so select the later one again.
     UserInterfaceState shown = UserInterfaceState::None;
     while (shown != state) {
         shown = state;
@@ -145,7 +145,7 @@ void UserInterfaceManager::OnButtonUp(Button& button) noexcept {
 }
 
 void UserInterfaceManager::OnCameraConnect(Camera& camera) noexcept {
-    char chipId[KIROCAMERA_TEXT_SIZE + 1] = {}; // the SDK may fill its part without a terminator
+    char chipId[KIROCAMERA_TEXT_SIZE + 1] = {}; // the SDK may fill its bytes without a terminator
     ::kirocamera_get_chipid(camera.Handle(), chipId);
     ::SetChipID(chipId);
 }
@@ -178,7 +178,7 @@ void UserInterfaceManager::OnCameraFrameAvailable(Camera&, kirocamera_frame_t* f
 
 void UserInterfaceManager::KeepFrame(const kiroframe_t& image) {
     if (frameCopy->Assign(image)) {
-        frameKept.store(true, std::memory_order_relaxed); // the copy itself is under the mutex
+        frameKept.store(true, std::memory_order_relaxed); // the mutex protects the copy itself
     }
 }
 

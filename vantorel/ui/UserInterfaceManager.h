@@ -23,7 +23,7 @@ class FrameCopy;
 
 /** The screen shown. */
 enum class UserInterfaceState {
-    None = 0,           /**< before construction has ended */
+    None = 0,           /**< until construction ends */
     Splash = 1,         /**< until the first camera frame */
     ThermalImaging = 2, /**< the live image */
     Charging = 3,       /**< final */
@@ -32,16 +32,16 @@ enum class UserInterfaceState {
 };
 
 /**
- * The bridge to the UI library, which draws every screen: turns what the subjects report into calls
- * of the library, keeps the state machine of the screens, has the current screen rendered for each
+ * The bridge to the UI library, which draws every screen. It turns the subjects' notifications into
+ * calls of the library, runs the state machine of the screens, renders the current screen for each
  * display refresh, and turns the library's events into notifications of UserInterfaceObservers.
  *
- * The units of temperatures are kept in "/tmp/var/units" ("C" or "F").
+ * The file "/tmp/var/units" stores the units of temperatures ("C" or "F").
  *
  * Threads: each operation runs on the thread of its subject, the UserInterfaceObserver
- * notifications on the thread on which the library raises its event. The frame copy and rendering
- * are serialised by one mutex, which no handler of a library event takes, since the library may
- * raise events while it renders. One object for the life of the process: it is the context of the
+ * notifications on the thread on which the library raises its event. One mutex serialises the frame
+ * copy and rendering. No handler of a library event locks it, since the library may raise events
+ * while it renders. Create one object for the life of the process: it is the context of the
  * library's events. An exception that leaves an observer operation ends the process.
  */
 class VANTOREL_EXPORT UserInterfaceManager final : public ButtonObserver,
@@ -55,29 +55,29 @@ class VANTOREL_EXPORT UserInterfaceManager final : public ButtonObserver,
                                                    public TorchObserver {
 public:
     /**
-     * Shows the splash screen, tells the library the product's identity and registers for its
+     * Shows the splash screen, passes the product's identity to the library and registers for its
      * events.
-     * @throws std::invalid_argument, std::out_of_range when the version cannot be formed
+     * @throws std::invalid_argument, std::out_of_range as VersionText() does
      */
     UserInterfaceManager();
     UserInterfaceManager(const UserInterfaceManager&) = delete;
     UserInterfaceManager& operator=(const UserInterfaceManager&) = delete;
     ~UserInterfaceManager() override;
 
-    /** Adds a receiver of the user's requests; to be finished before any service is started. */
+    /** Adds a receiver of the user's requests. Call it before any service starts. */
     void AddObserver(UserInterfaceObserver& observer) { observers.Add(observer); }
 
-    /** The screen selected last; the UI library may still be about to show it. Thread-safe. */
+    /** The screen selected last; the UI library may not show it yet. Thread-safe. */
     UserInterfaceState State() const { return state; }
 
     /**
-     * Shows another screen; a change that the state machine does not know is refused silently.
-     * Splash comes from None; ThermalImaging from Splash; Charging and Update from Splash or
-     * ThermalImaging; Fault from anywhere.
+     * Shows another screen; silently ignores a transition that the state machine does not allow.
+     * Splash follows None; ThermalImaging follows Splash; Charging and Update follow Splash or
+     * ThermalImaging; Fault follows any state.
      *
      * Thread-safe: a second thread waits until the first one's screen is selected. A handler of an
-     * event that the UI library raises meanwhile, on the same thread, may select a further screen;
-     * that one is shown in the end.
+     * event that the UI library raises meanwhile, on the same thread, may select another screen,
+     * which then stays.
      */
     void TransitionToState(UserInterfaceState target);
 
@@ -86,17 +86,17 @@ public:
     void OnButtonError(Button& button, Error& error) noexcept override;
 
     void OnCameraConnect(Camera& camera) noexcept override;
-    /** Drops the newest frame, without waiting for a picture that is being rendered from it. */
+    /** Drops the newest frame, without waiting for a render that uses it. */
     void OnCameraDisconnect(Camera& camera) noexcept override;
     void OnCameraCaptureSessionStart(Camera& camera) noexcept override;
     void OnCameraCaptureSessionStop(Camera& camera) noexcept override;
-    /** Keeps a copy of the frame; the first one ever brings up the thermal screen. */
+    /** Keeps a copy of the frame; the very first frame shows the thermal screen. */
     void OnCameraFrameAvailable(Camera& camera, kirocamera_frame_t* frame) noexcept override;
     void OnCameraError(Camera& camera, kirocamera_error_t error) noexcept override;
 
     /**
-     * Moves to the screen of the state. From BatteryCharger to Battery the user pulled the charger
-     * off a charging device: the observers are asked to power it off.
+     * Shows the screen of the state. A change from BatteryCharger to Battery means that the charger
+     * was removed: the manager then requests a power-off from its observers.
      */
     void OnConnectionStateChanged(ConnectionState newState,
                                   ConnectionState oldState) noexcept override;
@@ -113,7 +113,7 @@ public:
     void OnFuelGaugeLevelQuery(FuelGauge& gauge, std::uint8_t level) noexcept override;
     void OnFuelGaugeCurrentQuery(FuelGauge& gauge, std::int16_t current) noexcept override;
     void OnFuelGaugeVoltageQuery(FuelGauge& gauge, float voltage) noexcept override;
-    /** Judges overheating; while the torch is lit its heat is taken out of the reading first. */
+    /** Checks for overheating; while the torch is lit, first subtracts its heat. */
     void OnFuelGaugeTemperatureQuery(FuelGauge& gauge, float temperature) noexcept override;
     void OnFuelGaugeError(FuelGauge& gauge, Error& error) noexcept override;
 
@@ -124,7 +124,7 @@ public:
     void OnLoggerNewEntry(Logger& logger, LoggerEntry& entry) noexcept override;
     void OnLoggerError(Logger& logger, Error& error) noexcept override;
 
-    /** Judges overheating by the thermometer named "vantorel.thermometer.board". */
+    /** Checks the thermometer named "vantorel.thermometer.board" for overheating. */
     void OnThermometerTemperatureQuery(Thermometer& thermometer,
                                        float temperature) noexcept override;
     void OnThermometerError(Thermometer& thermometer, Error& error) noexcept override;
@@ -133,15 +133,15 @@ public:
     void OnTorchOff(Torch& torch) noexcept override;
     void OnTorchError(Torch& torch, Error& error) noexcept override;
 
-    // Handlers of the UI library's events; the context is the manager. What an observer throws
+    // Handlers of the UI library's events; the context is the manager. An exception of an observer
     // passes through the library. The double clicks are for a UI library that raises them; this
-    // manager registers only the first four, which are all that every library version knows.
-    static void TorchOnRequest(void* context);         /**< asks the observers to light the torch */
-    static void TorchOffRequest(void* context);        /**< asks them to put it out */
-    static void PowerOffRequest(void* context);        /**< asks them to turn the device off */
-    static void UnitsChanged(void* context);           /**< saves the units that the library has */
-    static void PowerButtonDoubleClick(void* context); /**< tells the observers */
-    static void TorchButtonDoubleClick(void* context); /**< tells the observers */
+    // manager registers only the first four, which every library version supports.
+    static void TorchOnRequest(void* context);         /**< notifies the observers */
+    static void TorchOffRequest(void* context);        /**< notifies the observers */
+    static void PowerOffRequest(void* context);        /**< notifies the observers */
+    static void UnitsChanged(void* context);           /**< saves the library's units */
+    static void PowerButtonDoubleClick(void* context); /**< notifies the observers */
+    static void TorchButtonDoubleClick(void* context); /**< notifies the observers */
 
 private:
     void KeepFrame(const kiroframe_t& image);
@@ -150,18 +150,17 @@ private:
     std::atomic<std::uint64_t> frameCount{0}; // changed under frameMutex
     std::uint32_t* renderedImage = nullptr;
     const std::unique_ptr<FrameCopy> frameCopy;
-    std::mutex frameMutex; // of the copy, and of the picture rendered from it
+    std::mutex frameMutex; // protects the copy and the picture rendered from it
     ObserverList<UserInterfaceObserver> observers;
     std::atomic<UserInterfaceState> state{UserInterfaceState::None};
     std::atomic<bool> torchOn{false};
     std::atomic<float> batteryTemperature{0.0F};
     std::atomic<float> boardTemperature{0.0F};
-    // Whether the copy is of a camera that is still there; the memory of one that has gone is kept
-    // until the next. Not under the mutex: the UI library may be rendering, and the SDK's event
-    // thread must not wait for it.
+    // Whether the copy belongs to a connected camera; the memory is reused for the next camera. Not
+    // under the mutex: the SDK's event thread must not wait while the UI library renders.
     std::atomic<bool> frameKept{false};
-    // Three threads change screens; without it a late first frame could undo the charging screen.
-    // Recursive, since the UI library may raise an event while it selects a screen.
+    // Three threads change screens; without this mutex a late first frame could replace the
+    // charging screen. Recursive, since the UI library may raise events while it selects a screen.
     std::recursive_mutex transitionMutex;
 };
 

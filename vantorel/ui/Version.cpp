@@ -14,14 +14,14 @@ Version::Version() {
     std::getline(versionFile, major, '.');
     std::getline(versionFile, minor, '.');
     ApplyRevision(revision);
-    fixed = "27"; // the product line, which host software knows by it
+    fixed = "27"; // identifies the product line to host software
 }
 
 Version::~Version() = default;
 
-// Only the two boards that exist have rules. A revision text that differs by as little as a
-// trailing blank leaves the hardware component empty, so that a mislabelled board shows at its
-// first start instead of passing for another one.
+// Only the two existing boards have rules. Any other revision text, even one with a trailing blank,
+// leaves the hardware component empty, so that a mislabelled board fails at its first start instead
+// of passing for another one.
 void Version::ApplyRevision(const std::string& revision) {
     if (revision == "REV-4") {
         if (sku.empty()) {
@@ -40,7 +40,7 @@ const Version& DeviceVersion() {
 
 std::array<std::uint8_t, 4> VersionBytes(const Version& version) {
     const auto component = [](const std::string& text) {
-        // The components travel as bytes, so 300 is shown as 44 everywhere.
+        // The protocol sends components as bytes, so 300 is shown as 44 everywhere.
         return static_cast<std::uint8_t>(std::stoi(text));
     };
     return {component(version.hardware), component(version.fixed), component(version.major),

@@ -11,11 +11,10 @@ namespace vantorel {
 /**
  * The device's identity texts, read from three small files at construction:
  * "/tmp/var/sku" (SKU code), "/etc/kiro/revision" (board revision) and "/etc/kiro/version"
- * (software version, of which the first two components count).
+ * (software version, of which only the first two components are used).
  *
- * Construction never fails: what a missing file would have filled stays empty. Forming the version
- * of such an object does fail, see VersionText(). Read-only apart from assignment, so
- * thread-safe between assignments.
+ * Construction never fails: the text of a missing file stays empty; see VersionText() for the
+ * version of such an object. Read-only apart from assignment, so thread-safe between assignments.
  */
 class VANTOREL_EXPORT Version {
 public:
@@ -26,7 +25,7 @@ public:
     Version& operator=(const Version&) = default;
     virtual ~Version();
 
-    /** The SKU code; empty when none is known. */
+    /** The SKU code; empty when unknown. */
     std::string Sku() const { return sku; }
 
 private:
@@ -41,7 +40,7 @@ private:
     std::string minor;
 };
 
-/** The identity of this device, read at the first call. Thread-safe. */
+/** The identity of this device; the first call reads it. Thread-safe. */
 VANTOREL_EXPORT const Version& DeviceVersion();
 
 /**

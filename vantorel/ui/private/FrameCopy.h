@@ -9,14 +9,14 @@
 namespace vantorel {
 
 /**
- * A deep copy of a camera image, header and pixels, with a buffer that is allocated once and reused
- * for every later image that fits. For one thread at a time: its owner locks.
+ * A deep copy of a camera image, header and pixels. It reuses its buffer for every later image that
+ * fits. Not thread-safe: the owner locks.
  */
 class FrameCopy {
 public:
     /**
-     * Copies an image; one without a buffer, or of a size that no buffer can have, leaves the copy
-     * as it is, and false is the answer.
+     * Copies an image. Returns false and keeps the old copy when the image has no buffer, or a size
+     * that no buffer can have.
      */
     bool Assign(const kiroframe_t& source);
 
