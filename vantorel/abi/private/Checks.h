@@ -6,13 +6,13 @@
 #include <utility>
 
 /**
- * Checks of what applications compiled earlier rely on: where the fields of the classes are, in
- * which order their bases stand, and which number each virtual operation has. To be used by
- * explicit instantiation, which may name private members.
+ * Checks of what applications compiled earlier rely on: the offsets of fields, the order of bases,
+ * and the table slots of virtual operations. Use them by explicit instantiation, which may name
+ * private members.
  *
- * Pointers to members hold these numbers (Itanium C++ ABI), but not in constant expressions; so the
- * optimizer has to find that a call of a function that must not be called goes away. What is
- * checked here is therefore to be compiled with optimization.
+ * Pointers to members hold these numbers (Itanium C++ ABI), but not in constant expressions. So the
+ * checks rely on the optimizer: it must remove each call of Differs(). Compile them with
+ * optimization.
  */
 namespace vantorel::abi {
 
@@ -25,7 +25,7 @@ inline constexpr bool onDevice = true;
 inline constexpr bool onDevice = false; // other sizes; the order is the same
 #endif
 
-/** Of a field its offset, of a virtual operation the offset in the table (on x86 plus 1). */
+/** The offset of a field, or of a virtual operation in the table (plus 1 on x86). */
 template <typename Member>
 inline std::ptrdiff_t Number(Member member) {
     std::ptrdiff_t number = 0;
@@ -34,8 +34,8 @@ inline std::ptrdiff_t Number(Member member) {
 }
 
 /**
- * Size of a class on the device, offset there of the first field named, and the order of the
- * fields. References cannot be named; the offset of what follows tells whether they are there.
+ * Size of a class on the device, offset there of the first named field, and the order of the
+ * fields. References cannot be named; the offset of the next field shows whether they are present.
  */
 template <typename Class, std::size_t size, std::ptrdiff_t offset, auto first, auto... others>
 struct Fields {
@@ -50,7 +50,7 @@ struct Fields {
     }
 };
 
-/** The bases stand in this order, the first one at the beginning of the object. */
+/** The bases have this order, the first one at the beginning of the object. */
 template <typename Class, typename... Bases>
 struct Order {
     static void Check() {
@@ -67,7 +67,7 @@ struct Order {
     }
 };
 
-/** The virtual operations have consecutive numbers, counted from 0; a destructor takes two. */
+/** The virtual operations have consecutive slots, counted from 0; a destructor takes two. */
 template <std::ptrdiff_t first, auto... operations>
 struct Slots {
     static void Check() {

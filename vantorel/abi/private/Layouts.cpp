@@ -1,6 +1,6 @@
 /**
- * The binary interface, checked by the compiler: see Checks.h. A line that fails here means that
- * applications have to be compiled anew: undo the change, or raise the SONAME's number.
+ * The compiler's check of the binary interface: see Checks.h. A line that fails here means that
+ * applications must be recompiled: undo the change, or increase the SONAME's number.
  */
 #include "vantorel/abi/private/Checks.h"
 #include "vantorel/camera/Camera.h"
@@ -32,7 +32,7 @@
 
 namespace vantorel::abi {
 
-// Numbers of the virtual operations. Two of a class whose destructor comes first are its.
+// Slots of the virtual operations. A destructor that comes first takes the first two.
 
 template struct Slots<2, &Service::ServiceFunction>;
 template struct Slots<0, &Connection::IsConnected>;
@@ -72,7 +72,7 @@ template struct Slots<0, &UserInterfaceObserver::OnUserInterfacePowerOffRequest,
                       &UserInterfaceObserver::OnUserInterfacePowerButtonDoubleClick,
                       &UserInterfaceObserver::OnUserInterfaceTorchButtonDoubleClick>;
 
-// In a class with several bases the operations of the others follow those of the first one.
+// In a class with several bases, the operations of the other bases follow those of the first.
 template struct Slots<
     4, &CameraManager::OnUSBGadgetStopCaptureSessionRequest,
     &CameraManager::OnUSBGadgetStartCaptureSessionRequest, &CameraManager::OnUSBGadgetError,
@@ -118,7 +118,7 @@ template struct Order<UserInterfaceManager, ButtonObserver, CameraObserver, Conn
                       FirmwareUpdateObserver, FuelGaugeObserver, LCDObserver, LoggerObserver,
                       ThermometerObserver, TorchObserver>;
 
-// Fields: the class, its size on the device, where the first one named is, their order.
+// Fields: the class, its size on the device, the offset of the first named field, their order.
 
 template struct Fields<Error, 8, 4, &Error::value>;
 static_assert(sizeof(CameraError) == sizeof(Error));
@@ -198,7 +198,7 @@ template struct Fields<
     &USBGadgetSubi::factoryReadRange, &USBGadgetSubi::request93Flag, &USBGadgetSubi::kernelLogCount,
     &USBGadgetSubi::kernelLog, &USBGadgetSubi::observers>;
 
-// A host sends it in this order.
+// A host sends the fields in this order.
 template struct Fields<
     USBGadgetSubi::FactoryReadRange, 6, 0, &USBGadgetSubi::FactoryReadRange::remaining,
     &USBGadgetSubi::FactoryReadRange::offset, &USBGadgetSubi::FactoryReadRange::flag>;
