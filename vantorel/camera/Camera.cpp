@@ -46,7 +46,7 @@ void Camera::OnConnectionStateChanged(ConnectionState newState, ConnectionState)
     const bool starts = newState == ConnectionState::Battery || newState == ConnectionState::NoHost;
     std::unique_lock lock(sessionMutex, std::defer_lock);
     if (starts) {
-        // Whoever sees the state finds the session started. An error that came between the two
+        // A thread that reads the new state must find the session started. An error between the two
         // would wait for the first frame of a session whose start waits for the error.
         lock.lock();
     }

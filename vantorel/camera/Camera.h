@@ -15,20 +15,19 @@
 namespace vantorel {
 
 /**
- * One connected camera: runs its capture session as the power situation, the USB host and the user
- * ask for it, and counts its frames. Created by the CameraManager, which hands it everything below.
+ * One connected camera: runs its capture session as the connection state and the USB host require,
+ * and counts its frames. The CameraManager creates it and forwards the notifications below.
  *
- * The session runs in the states Battery and NoHost, is restarted when the camera fails on battery,
- * and is started and stopped by a USB host. Failures of the SDK to start or stop it are not
- * reported: the session notifications are then simply not sent.
+ * The session starts in the states Battery and NoHost, restarts when the camera fails on battery,
+ * and starts and stops at a USB host's request. When the SDK fails to start or stop it, no session
+ * notification is sent, and the failure is not reported.
  *
- * A stop waits for a frame that no earlier stop has used up, since the SDK must not be stopped
- * before its first frame. A host that stops a session before the first frame therefore holds the
- * session until a frame comes, and whoever starts or stops it next waits, too.
+ * A stop waits for a frame that no earlier stop has consumed, since the SDK must not be stopped
+ * before its first frame. A host that stops a session before the first frame therefore blocks the
+ * session until a frame arrives, and every later start or stop waits, too.
  *
- * Thread-safe: frames come on threads of the SDK, its events on another of them, states, requests
- * of the host and of the user on those of their subjects. An exception in any reaction ends the
- * process.
+ * Thread-safe: frames arrive on SDK threads, events on another SDK thread, connection states and
+ * requests on the threads of their subjects. An exception in any notification ends the process.
  */
 class VANTOREL_EXPORT Camera final : public CameraObserver,
                                      public ConnectionObserver,
@@ -44,13 +43,13 @@ public:
     /** The SDK's handle, for queries. */
     kirocamera_t* Handle() const { return handle; }
 
-    /** Frames per second since the session was started, on average; 0 before its first frame. */
+    /** Average frames per second since the session's start; 0 before its first frame. */
     float FrameRate() const;
 
-    /** Two objects are the same camera when the SDK's handles are. */
+    /** Whether both objects have the same SDK handle. */
     bool operator==(const Camera& other) const { return handle == other.handle; }
 
-    /** Adds a receiver of the session notifications; to be finished before the camera is used. */
+    /** Adds a receiver of the session notifications. Call it before the camera is used. */
     void AddObserver(CameraObserver& observer) { observers.Add(observer); }
 
     /** Selects the display processing for the handheld's screen. */
@@ -87,8 +86,8 @@ private:
 
     kirocamera_t* const handle;
     ObserverList<CameraObserver> observers;
-    // One permit a frame. Stops take theirs while they hold sessionMutex, so there is never more
-    // than one thread waiting; the semaphore of GCC 12 can lose a wake-up when there are several.
+    // One permit per frame. A stop takes one while it holds sessionMutex, so at most one thread
+    // waits; the semaphore of GCC 12 can lose a wake-up when several wait.
     std::counting_semaphore<0x7fffffff> frames{0};
     std::atomic<ConnectionState> connectionState{ConnectionState::Undetermined};
     std::atomic<std::uint32_t> frameCounter{0};

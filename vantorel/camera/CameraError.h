@@ -7,12 +7,12 @@
 namespace vantorel {
 
 /**
- * A failure of the camera SDK: Value() is the SDK's own (negative) code, not an errno, so the text
- * to print is Text(), while ToString() answers as for any error.
+ * A failure of the camera SDK: Value() is the SDK's (negative) code, not an errno. So print Text();
+ * ToString() treats the code as an errno.
  */
 class VANTOREL_EXPORT CameraError : public Error {
 public:
-    /** @param code of the SDK */
+    /** @param code the SDK's code */
     explicit CameraError(kirocamera_error_t code) : Error(code) {}
     /** Copies the code. */
     CameraError(const CameraError&) = default;

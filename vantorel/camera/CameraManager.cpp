@@ -57,7 +57,7 @@ void CameraManager::Event(kirocamera_t* camera, kirocamera_manager_event_t event
     }
 }
 
-/** Tells the observers of a wiring something of its camera. */
+/** Notifies the observers of a wiring about its camera. */
 template <typename... Parameters, typename... Arguments>
 void CameraManager::Notify(const Wiring& now,
                            void (CameraObserver::*operation)(Camera&, Parameters...),
@@ -81,7 +81,7 @@ void CameraManager::Connect(kirocamera_t* handle) {
     }
     const auto camera = std::make_shared<Camera>(handle);
     for (CameraObserver* observer : before->observers) {
-        camera->AddObserver(*observer); // so that they hear of its capture session
+        camera->AddObserver(*observer); // for the notifications of its capture session
     }
     Rewire(std::make_shared<const Wiring>(Wiring{camera, before->observers}));
 
@@ -102,9 +102,9 @@ void CameraManager::Disconnect() {
         return;
     }
     Notify(*before, &CameraObserver::OnCameraDisconnect);
-    // Every entry is taken for a Camera, whatever it is. The exception for one that is not is what
-    // makes the product restart after its camera was unplugged; an entry skipped here instead would
-    // leave a USB port and a vendor function that can never serve the next camera.
+    // The cast treats every entry as a Camera. For any other entry it throws, which makes the
+    // product restart after its camera was unplugged. Skipping such an entry would leave a USB port
+    // and a vendor function that can never serve the next camera.
     std::vector<CameraObserver*> remaining;
     for (CameraObserver* observer : before->observers) {
         if (!(dynamic_cast<Camera&>(*observer) == *before->camera)) {

@@ -15,20 +15,20 @@ namespace vantorel {
 class Camera;
 
 /**
- * Owner of the camera SDK: turns its callbacks into notifications of CameraObservers and passes
- * what the other subjects say on to the camera connected at the moment. One camera is handled at a
- * time; a second one is ignored until the first has gone.
+ * Owner of the camera SDK: turns its callbacks into notifications of CameraObservers and forwards
+ * the other subjects' notifications to the connected camera. It handles one camera at a time and
+ * ignores a second one until the first disconnects.
  *
- * Notifications run on the SDK's threads, but for those of a session, which the Camera sends; in
- * the order of registration, the Camera itself last. The SDK has to deliver frames and events on
- * different threads, because recovering from an error waits for a frame. Frames may overlap on
- * several threads: each is told to the observers and of the camera that it found when it came. A
- * frame may reach observers before OnCameraConnect().
+ * Notifications run on the SDK's threads in the order of registration, the Camera last; the Camera
+ * sends those of a session. The SDK must deliver frames and events on different threads, because
+ * recovery from an error waits for a frame. Frames may overlap on several threads: each goes to the
+ * observers, and with the camera, that were current at its arrival. A frame may reach observers
+ * before OnCameraConnect().
  *
- * A camera that leaves cannot be told from observers that are no Camera: with any of those
- * registered, its disconnect event ends in std::bad_cast, after every observer has been told, with
- * the camera still current. On the device that ends the process, and the product's supervisor
- * starts it anew, which is how the system recovers from an unplugged camera.
+ * With any observer registered that is no Camera, a disconnect event ends in std::bad_cast, after
+ * it has notified every observer, with the camera still current. On the device that ends the
+ * process, and the product's supervisor restarts it: so the system recovers from an unplugged
+ * camera.
  */
 class VANTOREL_EXPORT CameraManager final : public ConnectionObserver,
                                             public USBGadgetObserver,
@@ -36,35 +36,33 @@ class VANTOREL_EXPORT CameraManager final : public ConnectionObserver,
 public:
     /**
      * Creates the SDK's manager.
-     * @param discoveryMode passed to the SDK as it is
+     * @param discoveryMode passed to the SDK unchanged
      * @throws CameraError with the SDK's code
      */
     explicit CameraManager(unsigned int discoveryMode);
     CameraManager(const CameraManager&) = delete;
     CameraManager& operator=(const CameraManager&) = delete;
-    /** Ends the SDK's callbacks before anything else goes. */
+    /** Ends the SDK's callbacks before it destroys anything else. */
     ~CameraManager() override;
 
     /**
-     * Lets events arrive; a camera already present is reported at once.
+     * Starts the delivery of events; a camera already present is reported at once.
      * @throws CameraError with the SDK's code
      */
     void Start();
 
-    /** Adds an observer, to be told from the next event or frame on; to be finished before Start().
-     */
+    /** Adds an observer, which receives the next event or frame. Call it before Start(). */
     void AddObserver(CameraObserver& observer);
 
     /**
      * The SDK's event callback; `user` is the manager.
-     * @throws CameraError when a new camera refuses the frame callback; it then stays current and
-     *         nobody is told of it
+     * @throws CameraError when a new camera refuses the frame callback; it then stays current, and
+     *         no observer is notified
      * @throws std::bad_cast at a disconnect, as described above
      */
     static void Event(kirocamera_t* camera, kirocamera_manager_event_t event,
                       kirocamera_error_t error, void* user);
-    /** The SDK's frame callback; `user` is the manager. Without a current camera nothing happens.
-     */
+    /** The SDK's frame callback; `user` is the manager. Does nothing without a current camera. */
     static void FrameAvailable(kirocamera_t* camera, kirocamera_frame_t* frame, void* user);
 
     void OnConnectionStateChanged(ConnectionState newState, ConnectionState oldState) override;
@@ -82,8 +80,8 @@ public:
 
 private:
     /**
-     * The current camera and who is told of it, exchanged as a whole: the SDK's two threads and the
-     * subjects' threads each work on the wiring they found, and no camera dies under one of them.
+     * The current camera and its observers, replaced as a whole: the SDK's two threads and the
+     * subjects' threads each work on the wiring that they loaded, which keeps its camera alive.
      */
     struct Wiring {
         std::shared_ptr<Camera> camera;

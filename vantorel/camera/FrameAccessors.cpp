@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-// The SDK fills this record; its layout is the interface between the two libraries.
+// The SDK fills this record, so its layout is part of the interface between the two libraries.
 static_assert(offsetof(kiroframe_t, width) == 0 && offsetof(kiroframe_t, height) == 2);
 static_assert(offsetof(kiroframe_t, channels) == 4 && offsetof(kiroframe_t, pixel_depth) == 5);
 static_assert(offsetof(kiroframe_t, pixel_padding) == 6 && offsetof(kiroframe_t, line_stride) == 8);
@@ -16,7 +16,7 @@ static_assert(sizeof(kiroframe_t) == 28 + sizeof(void*));
 
 namespace {
 
-/** The byte at an offset of the frame's buffer; null when the frame has no buffer. */
+/** The byte at an offset in the frame's buffer; null when the frame has no buffer. */
 std::uint8_t* At(const kiroframe_t* frame, std::size_t offset) {
     return frame->buffer != nullptr ? frame->buffer + offset : nullptr;
 }

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-/** Where the camera puts values in the header of a frame; all of them little-endian. */
+/** Offsets of the camera's values in the header of a frame; all are little-endian. */
 namespace vantorel::frameheader {
 
 constexpr std::size_t uptime = 22;
@@ -15,7 +15,7 @@ constexpr std::size_t diode = 103;
 constexpr std::size_t environmentTemperature = 107;
 constexpr std::size_t spotTemperature = 131;
 
-/** The header of an image that holds both temperatures, otherwise null. */
+/** The header of an image when it contains both temperatures, otherwise null. */
 inline const std::uint8_t* WithTemperatures(const kiroframe_t* image) {
     const std::uint8_t* header = ::kiroframe_get_header(image);
     const bool reaches =
