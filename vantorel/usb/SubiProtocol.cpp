@@ -24,7 +24,7 @@ constexpr std::uint32_t kernelLogFailed = 0x30000;
 constexpr std::uint32_t stopRefused = 0x30300;
 constexpr std::uint32_t unsupported = 0x50000;
 
-// The requests that do more than take a word and ignore it, and what 78 reads.
+// The requests that do more than discard a word, and the values that request 78 reads.
 namespace request {
 constexpr std::uint8_t status = 53;
 constexpr std::uint8_t chipNumber = 54;
@@ -55,7 +55,7 @@ constexpr std::uint16_t last = 27;
 constexpr std::uint8_t setupEvent = 4;
 constexpr std::uint8_t deviceToHost = 0x80;
 
-// Actions of klogctl(): read and remove from the log (blocks on an empty one), size of the unread.
+// Actions of klogctl(): read and consume the log (blocks on an empty one), size of the unread part.
 constexpr int klogRead = 2;
 constexpr int klogSizeUnread = 9;
 
@@ -63,8 +63,8 @@ constexpr std::size_t factoryTailOffset = 4884;
 constexpr std::size_t factoryTailSize = 64;
 
 /**
- * Thermal values travel as 32nds of a degree, of which the low 16 bits are sent; 0 for what is no
- * number or beyond 32 bits.
+ * The protocol sends temperatures in 32nds of a degree, low 16 bits only; 0 for a value that is not
+ * a number or exceeds 32 bits.
  */
 std::uint16_t In32nds(float value) {
     const double scaled = static_cast<double>(value) * 32.0;
@@ -92,20 +92,20 @@ void USBGadgetSubi::ServiceFunction() {
     }
 }
 
-/** False when the wait was ended by OnRemove(). */
+/** Returns false when OnRemove() ended the wait. */
 bool USBGadgetSubi::WaitForEvent() const {
-    // A thread that blocks in the read itself would hold up every unbinding of the port: the kernel
-    // waits for such a read before it lets go of the function.
+    // A thread that blocks in read() would delay every unbinding of the port: the kernel waits for
+    // such a read before it releases the function.
     pollfd waits[] = {{endpointZero.Get(), POLLIN, 0}, {wake.Get(), POLLIN, 0}};
     while (endpointZero) {
         if (sys::Poll(waits, 2, -1) >= 0) {
             return (waits[1].revents & POLLIN) == 0;
         }
-        if (errno != EINTR) { // a signal of the application's must not lead into the read
+        if (errno != EINTR) { // after a signal, poll again instead of blocking in the read
             break;
         }
     }
-    return true; // let the read say what is wrong
+    return true; // the read reports the error
 }
 
 void USBGadgetSubi::Answer(const SetupRequest& setup) {
@@ -175,7 +175,7 @@ void USBGadgetSubi::AnswerSelected(const SetupRequest& setup) {
         setup.length == length ? answer() : Stall(setup);
     };
     if (subSelector > selector::last) {
-        return; // neither answered nor stalled. Kept: a host program may rely on it
+        return; // neither reply nor stall. Kept: a host program may rely on it
     }
     switch (subSelector) {
     case selector::version:
@@ -230,7 +230,7 @@ void USBGadgetSubi::AnswerChipId(const SetupRequest& setup) {
 
 void USBGadgetSubi::AnswerVersion() {
     std::array<char, 36> record{};
-    const auto version = VersionBytes(DeviceVersion()); // what it throws ends the process
+    const auto version = VersionBytes(DeviceVersion()); // its exceptions end the process
     std::ranges::copy(version, record.begin());
     static_assert(sizeof __DATE__ <= 16 && sizeof __TIME__ <= 16);
     std::memcpy(&record[4], __DATE__, sizeof __DATE__);
@@ -266,8 +266,8 @@ void USBGadgetSubi::AnswerFactoryTail(const SetupRequest& setup) {
 void USBGadgetSubi::AnswerFactoryRange(const SetupRequest& setup) {
     const auto known = identity.Load();
     const std::uint32_t begin = 2U * factoryReadRange.offset;
-    // The host chooses the range. One that leaves the settings is refused: the reply would show
-    // what is behind them in memory.
+    // The host chooses the range. A range beyond the settings is refused: the reply would expose
+    // the memory after them.
     if (factoryReadRange.remaining < setup.length / 2 || !known ||
         begin + setup.length > known->factorySettings.size()) {
         return Stall(setup);
@@ -279,10 +279,10 @@ void USBGadgetSubi::AnswerFactoryRange(const SetupRequest& setup) {
 }
 
 void USBGadgetSubi::FetchKernelLog(const SetupRequest& setup) {
-    // Reading an empty log waits for the kernel's next line, and every other request would wait
-    // with it. That still happens when another reader empties the log between the two calls: no
-    // call of the kernel reads only what is there, and a thread for each request is not worth it.
-    // The next line of the log ends the wait, whoever writes it.
+    // Reading an empty log waits for the kernel's next line, and so would every other request. That
+    // still happens when another reader empties the log between the two calls: klogctl() has no
+    // action that consumes the log without blocking, and a thread per request is not worth it. The
+    // next line of the log ends the wait.
     int count = sys::Klogctl(klogSizeUnread, nullptr, 0);
     if (count != 0) {
         count = sys::Klogctl(klogRead, kernelLog.data(), static_cast<int>(kernelLog.size()));
@@ -352,7 +352,7 @@ void USBGadgetSubi::ReplyWord(std::uint16_t word) {
     status = success;
 }
 
-/** Takes the data stage; what did not arrive keeps the value it had. */
+/** Reads the data stage; bytes that did not arrive keep their values. */
 void USBGadgetSubi::Take(void* data, std::size_t size) {
     std::array<std::uint8_t, 8> received{};
     const ssize_t count = sys::Read(endpointZero.Get(), received.data(), size);
@@ -361,7 +361,7 @@ void USBGadgetSubi::Take(void* data, std::size_t size) {
     }
 }
 
-/** Refuses the request as FunctionFS wants it: by moving no data in the wrong direction. */
+/** Refuses the request as FunctionFS requires: transfers no data in the wrong direction. */
 void USBGadgetSubi::Stall(const SetupRequest& setup) {
     std::uint8_t nothing = 0;
     if ((setup.requestType & deviceToHost) != 0) {

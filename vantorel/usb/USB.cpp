@@ -56,7 +56,7 @@ void USB::BindGadgets() {
     for (USBGadget& gadget : gadgets) {
         gadget.OnAdd();
     }
-    // One camera in the object's life, and so one binding: a second one fails here.
+    // A port has one camera in its life, and so one binding: a second one fails here.
     const std::uint16_t connectedChip = chipIdPromise.get_future().get();
     serialNumberPromise.get_future().get();
     DescribeToHost(connectedChip);
@@ -78,7 +78,7 @@ void USB::DescribeToHost(std::uint16_t connectedChip) {
 }
 
 std::string USB::SerialNumberText() const {
-    // The address of the buffer, not the text in it. Kept: a host program may rely on its form.
+    // The buffer's address, not its text. Kept: a host program may rely on its form.
     const std::lock_guard lock(identityMutex);
     return Compose(static_cast<const void*>(serialNumber.get()));
 }
@@ -96,7 +96,7 @@ bool USB::IsConnected() {
     const std::size_t size = ReadFromStart(fd, buffer.data(), buffer.size());
     std::string state(buffer.data(), ::strnlen(buffer.data(), size));
     if (!state.empty()) {
-        state.pop_back(); // the newline of the kernel
+        state.pop_back(); // the kernel's newline
     }
     PrintStatus("USB CONNECTION STATE: ", state);
     return state == "configured";
@@ -135,7 +135,7 @@ void USB::Write(const std::string& attribute, const std::string& value) {
     configfs::WriteAttribute(attributeStream, attribute, value);
 }
 
-// Nothing to do for the port.
+// The port ignores these.
 void USB::OnCameraCaptureSessionStop(Camera&) {}
 void USB::OnCameraFrameAvailable(Camera&, kirocamera_frame_t*) {}
 void USB::OnCameraError(Camera&, kirocamera_error_t) {}

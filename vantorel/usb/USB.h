@@ -19,21 +19,21 @@ namespace vantorel {
 class USBGadget;
 
 /**
- * The USB device port: one composite gadget in the kernel's gadget configuration file system, made
- * of the functions handed to AddGadget() and bound once in the object's life.
+ * The USB device port: one composite gadget in the kernel's gadget configuration file system. It
+ * consists of the functions passed to AddGadget() and is bound once in the object's life.
  *
- * What a host reads of it depends on the camera, so binding waits for one. As a Connection it
- * reports whether a host has configured the port. When a firmware update begins, it leaves the bus
- * for the rest of the run.
+ * The descriptors depend on the camera, so binding waits for one. As a Connection the port reports
+ * whether a host has configured it. When a firmware update begins, the port leaves the bus for the
+ * rest of the run.
  *
- * The serial number that a host reads is made of an address in this process, not of the camera's
- * number, so it can be another one after every start.
+ * The serial number in the descriptors is an address in this process, not the camera's number, so
+ * it can change at every start.
  *
- * Constructed and composed on one thread; the camera's notifications arrive on the SDK's, the
- * unbinding on the update's. BindGadgets() and UnbindGadgets() must not overlap.
+ * Construct and compose the port on one thread; the camera's notifications arrive on the SDK's
+ * thread, the unbinding on the update's. BindGadgets() and UnbindGadgets() must not overlap.
  *
- * An application's test may derive a stand-in: ConnectionManager uses a port through its virtual
- * operations only, see docs/wiring.md.
+ * An application's test may derive a stand-in: ConnectionManager uses a port only through its
+ * virtual operations, see docs/wiring.md.
  */
 class VANTOREL_EXPORT USB : public CameraObserver,
                             public Connection,
@@ -44,16 +44,16 @@ public:
      * Creates the gadget's directories and fixed attributes.
      * @param portName name of this object
      * @param controller USB device controller, as in "/sys/class/udc"
-     * @throws Error when the controller does not exist or a directory cannot be made
+     * @throws Error when the controller does not exist or a directory cannot be created
      */
     USB(std::string portName, std::string controller);
     ~USB() override;
 
-    /** Adds a function, before BindGadgets(); borrowed for the life of the port. The functions are
-     * composed in the reverse of the order in which they were added. */
+    /** Adds a function, borrowed for the life of the port. Call it before BindGadgets(), which
+     * composes the functions in reverse order. */
     void AddGadget(USBGadget& gadget);
 
-    /** Has a function taken out of the gadget; it stays in the port's list. */
+    /** Removes a function from the gadget; it stays in the port's list. */
     void RemoveGadget(USBGadget& gadget);
 
     /** Unbinds the gadget; its functions stay composed. */
@@ -63,7 +63,7 @@ public:
     bool IsConnected() override;
 
     /**
-     * Learns from the camera what the port is called.
+     * Reads the port's identity from the camera.
      * @throws std::future_error at the second camera in the object's life
      */
     void OnCameraConnect(Camera& camera) override;
@@ -81,14 +81,14 @@ public:
     void OnFirmwareUpdateError(FirmwareUpdateManager& manager, Error& error) override;
 
     /**
-     * Composes the gadget, waits without a limit until a camera has connected, and binds it. The
-     * last of the virtual operations, so that it leaves the others their numbers.
-     * @throws Error of a function, std::future_error when called a second time
+     * Composes the gadget, waits without a limit until a camera connects, and binds it. Must stay
+     * the last virtual operation, so that the slots of the others do not change.
+     * @throws Error of a function, std::future_error at a second call
      */
     virtual void BindGadgets();
 
 protected:
-    /** A port that touches no file, for a stand-in in the test of an application. */
+    /** A port that uses no file, for a stand-in in an application's test. */
     explicit USB(std::string portName);
 
 private:
@@ -103,7 +103,7 @@ private:
     std::string gadgetDirectory;
     std::string stringsDirectory;
     std::string configurationDirectory;
-    mutable std::mutex identityMutex; // a camera may leave while the port is being bound
+    mutable std::mutex identityMutex; // a camera may disconnect while the port is being bound
     std::unique_ptr<std::uint16_t> chipId;
     std::promise<std::uint16_t> chipIdPromise;
     std::unique_ptr<SerialNumber> serialNumber;

@@ -8,28 +8,27 @@
 namespace vantorel {
 
 /**
- * Base of every function of the USB port: where it stands in the kernel's gadget configuration file
+ * Base of every function of the USB port: its paths in the kernel's gadget configuration file
  * system, mounted on "/config", and the steps that create it there and link it into the one
  * configuration.
  *
- * The port calls the virtual operations when it composes, binds and unbinds its functions, on the
- * thread that does so. The object must outlive the port, which keeps it in its list even after
- * removal.
+ * The port calls the virtual operations on the thread that composes, binds or unbinds it. The
+ * object must outlive the port, which keeps it in its list even after removal.
  */
 class VANTOREL_EXPORT USBGadget : public Device {
 public:
     /**
-     * Touches no file.
+     * Accesses no file.
      * @param gadgetName name of this object
      * @param functionType the kernel's name of the function, for instance "acm"
-     * @param controller USB device controller; what follows its last dot numbers the gadget
+     * @param controller USB device controller; the part after its last dot is the gadget's number
      */
     USBGadget(std::string gadgetName, const std::string& functionType, std::string controller);
     ~USBGadget() override;
 
     /** Creates the function and links it into the configuration. */
     virtual void OnAdd() = 0;
-    /** Takes the function out of the configuration and removes it. */
+    /** Unlinks the function from the configuration and removes it. */
     virtual void OnRemove() = 0;
     /** The port has been bound to its controller. */
     virtual void OnBind() = 0;
@@ -41,7 +40,7 @@ protected:
     void CreateFunction() const;
     /** @throws Error */
     void RemoveFunction() const;
-    /** Failures are not reported. @throws Error only when no child can be run */
+    /** Failures are not reported. @throws Error only when no child can be started */
     void LinkFunction() const;
     /** @throws Error */
     void UnlinkFunction() const;
@@ -50,11 +49,11 @@ protected:
     void WriteFunctionAttribute(const std::string& attribute, const std::string& value);
 
     std::ofstream attributeStream;      /**< of the attribute being written */
-    std::string gadgetIndex;            /**< what follows the last dot of the controller's name */
+    std::string gadgetIndex;            /**< the part after the last dot of the controller's name */
     std::string controllerName;         /**< as given at construction */
-    std::string gadgetDirectory;        /**< of the gadget, with a slash at its end */
-    std::string functionsDirectory;     /**< of its functions, with a slash at its end */
-    std::string configurationDirectory; /**< of its configuration, with a slash at its end */
+    std::string gadgetDirectory;        /**< of the gadget, with a trailing slash */
+    std::string functionsDirectory;     /**< of its functions, with a trailing slash */
+    std::string configurationDirectory; /**< of its configuration, with a trailing slash */
     std::string functionInstance;       /**< name of this function, for instance "acm.usb0" */
 };
 

@@ -19,7 +19,7 @@ constexpr const char* workingDirectory = "/tmp/mass_storage";
 constexpr const char* imagePath = "/tmp/mass_storage/lun0";
 constexpr const char* mountPoint = "/tmp/mass_storage/lun0.fs";
 
-// 600 in decimal, that is 01130, not 0600. Kept: a program on the device may rely on it.
+// Decimal 600, so 01130 and not 0600. Kept: a program on the device may rely on it.
 constexpr mode_t imageMode = 600;
 
 } // namespace
@@ -48,7 +48,7 @@ void USBGadgetMassStorage::MakeImage(unsigned int size) const {
         OrThrow(sys::Open(backingFile.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, imageMode)));
     if (sys::Ftruncate(image.Get(), static_cast<off_t>(size)) == -1) {
         const int error = errno;
-        static_cast<void>(image.Release()); // the device cannot start: left to the process's end
+        static_cast<void>(image.Release()); // the device cannot start; the process's end closes it
         throw Error(error);
     }
 }

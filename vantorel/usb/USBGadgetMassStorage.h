@@ -10,16 +10,16 @@ namespace vantorel {
 class Filesystem;
 
 /**
- * A small USB disk: a FAT image in "/tmp/mass_storage/lun0" that every construction creates afresh,
- * holding only the licence text, and that stays mounted on the device's side at
- * "/tmp/mass_storage/lun0.fs".
+ * A small USB disk: a FAT image in "/tmp/mass_storage/lun0", which stays mounted on the device's
+ * side at "/tmp/mass_storage/lun0.fs". Every construction creates it anew, with only the licence
+ * text.
  *
- * Either the host may write it or the device may, never both: with readOnly false the host writes
- * and the device's mount is read-only, with readOnly true it is the other way round. What the host
- * wrote shows on the device's side after Storage().Remount().
+ * Either the host or the device may write it, never both: with readOnly false the host writes and
+ * the device's mount is read-only; readOnly true reverses this. Data that the host wrote appears on
+ * the device's side after Storage().Remount().
  *
- * Constructed on the application's thread; the other operations run on the thread that composes the
- * gadget. A failure in OnAdd() or OnRemove() ends the process.
+ * Construct it on the application's thread; the other operations run on the thread that composes
+ * the gadget. A failure in OnAdd() or OnRemove() ends the process.
  */
 class VANTOREL_EXPORT USBGadgetMassStorage final : public USBGadget {
 public:
@@ -29,7 +29,7 @@ public:
      * @param volumeLabel label of the FAT volume and of the disk, at most 11 characters
      * @param size bytes of the image
      * @param hostReadOnly whether the host sees a read-only disk
-     * @throws Error when the image cannot be made, formatted or mounted
+     * @throws Error when the image cannot be created, formatted or mounted
      */
     USBGadgetMassStorage(std::string gadgetName, std::string controller, std::string volumeLabel,
                          unsigned int size, bool hostReadOnly);

@@ -15,7 +15,7 @@ constexpr const char* networkInterface = "usb0";
 constexpr const char* hostNameFile = "/etc/hostname";
 constexpr const char* sshServer = "dropbear";
 constexpr const char* dhcpServer = "busybox-udhcpd";
-// For each step before the next one: the init scripts do not report when their server is ready.
+// Between two steps: the init scripts do not report when their server is ready.
 constexpr std::chrono::seconds stepPause{1};
 
 } // namespace
@@ -57,7 +57,7 @@ void USBGadgetRndis::BringUp() {
         SleepFor(stepPause);
         Tools::Ifup(networkInterface);
     } catch (const Error&) {
-        // No process to be had: the port is there without its network.
+        // No process could be started: the port works without its network.
     }
 }
 

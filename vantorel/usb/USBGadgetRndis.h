@@ -7,9 +7,9 @@
 namespace vantorel {
 
 /**
- * An RNDIS network interface, "usb0" on the device's side. Within three seconds after it has been
- * bound, a detached worker sets the host name, starts the SSH and the DHCP server by their init
- * scripts and brings the interface up; unbinding stops them in the reverse order.
+ * An RNDIS network interface, "usb0" on the device's side. Within three seconds of binding, a
+ * detached worker sets the host name, starts the SSH and the DHCP server through their init scripts
+ * and brings up the interface; unbinding stops them in reverse order.
  */
 class VANTOREL_EXPORT USBGadgetRndis final : public USBGadget {
 public:

@@ -13,14 +13,14 @@
 namespace vantorel {
 namespace {
 
-// The time that a host has to enumerate the port before something speaks on the line.
+// Gives a host time to enumerate the port before a server writes to the line.
 constexpr std::chrono::seconds lineDelay{2};
 
 std::string LineOf(int number) {
     return "/dev/ttyGS" + std::to_string(number);
 }
 
-/** The line of a function by the kernel's number; empty when the kernel does not tell it. */
+/** The line of a function by the kernel's number; empty when the kernel does not report it. */
 std::string KernelLine(const std::string& function) {
     std::ifstream attribute(function + "/port_num");
     unsigned number = 0;
@@ -60,11 +60,11 @@ void USBGadgetSerial::OnUnbind() noexcept {
     --_count;
 }
 
-// Detached, so without the object: it may be gone before the delay is over.
+// Runs detached and takes no object: it may be destroyed before the delay ends.
 void USBGadgetSerial::ServeLine(bool withDebugger, bool withGetty,
                                 const std::shared_ptr<LineServers>& servers) {
     if (!withDebugger && !withGetty) {
-        servers->Start(LineOf(_count.fetch_add(1)), {}); // its line exists all the same
+        servers->Start(LineOf(_count.fetch_add(1)), {}); // the line exists without a server, too
         return;
     }
     SleepFor(lineDelay);
@@ -74,7 +74,7 @@ void USBGadgetSerial::ServeLine(bool withDebugger, bool withGetty,
             return withDebugger ? Tools::GdbserverStart(line) : Tools::GettyStart(line, "115200");
         });
     } catch (const Error&) {
-        // No process to be had: the line is there without a server.
+        // No process could be started: the line has no server.
     }
 }
 

@@ -11,13 +11,12 @@ namespace vantorel {
 class LineServers;
 
 /**
- * A CDC ACM serial port. Two seconds after it has been bound, its line on the device's side,
- * "/dev/ttyGS" and a number, carries a debug server or a root shell without log-in, or nothing.
+ * A CDC ACM serial port. Two seconds after binding, its line on the device's side, "/dev/ttyGS" and
+ * a number, carries a debug server or a root shell without log-in, or nothing.
  *
- * Lines are numbered over all objects, in the order in which their workers run; each unbinding
- * gives one number back. What was started on a line keeps running until the function is removed.
- * One serial function per controller: the function's name in the configuration does not tell two
- * apart.
+ * All objects share the numbering of lines, in the order in which their workers run; each unbinding
+ * returns one number. A server on a line runs until the function is removed. Use one serial
+ * function per controller: two would have the same name in the configuration.
  */
 class VANTOREL_EXPORT USBGadgetSerial final : public USBGadget {
 public:
@@ -25,7 +24,7 @@ public:
      * @param gadgetName name of this object
      * @param controller USB device controller
      * @param withDebugger start a debug server on the line
-     * @param withGetty start a shell on the line, unless a debug server is wanted as well
+     * @param withGetty start a shell on the line, unless withDebugger is set too
      */
     USBGadgetSerial(std::string gadgetName, std::string controller, bool withDebugger,
                     bool withGetty);
@@ -33,16 +32,16 @@ public:
 
     void OnAdd() noexcept override;
     /**
-     * Kills what was started on the line and whatever else has it open, from whatever program and
-     * whether a server was wanted, since the kernel would wait for them without an end. Meanwhile
-     * the line's node is gone, so that nobody opens it anew. A line that stays open for five
-     * seconds (a process that cannot be killed has it, or this one) ends the process instead.
+     * Kills every other process that has the line open, even when this object started no server,
+     * since the kernel would wait for them without a limit. Meanwhile the line's node is renamed,
+     * so that no process opens it again. If the line stays open for five seconds (by a process that
+     * cannot be killed, or by this one), this ends the process instead.
      *
-     * Without CAP_SYS_PTRACE a process with more capabilities than this one is found only when the
-     * line is its controlling terminal; any other such process makes the removal wait for it.
+     * Without CAP_SYS_PTRACE, a process with more capabilities than this one is found only when the
+     * line is its controlling terminal; the removal waits for any other such process.
      *
-     * The line is the one whose number the kernel tells in the function's attribute "port_num"; a
-     * kernel without it is taken to have numbered lines as the workers did.
+     * The kernel reports the line's number in the function's attribute "port_num". Without this
+     * attribute, the lines that the workers took are used.
      */
     void OnRemove() noexcept override;
     /** Starts a detached worker that puts the server or shell on the line. */
@@ -57,7 +56,7 @@ private:
 
     bool debugger;
     bool getty;
-    std::shared_ptr<LineServers> servers; // shared with workers, which may outlive the object
+    std::shared_ptr<LineServers> servers; // shared: workers may outlive the object
 };
 
 } // namespace vantorel

@@ -48,7 +48,7 @@ bool USBGadgetSubi::OpenEndpointZero() {
     if (!opened ||
         sys::Write(opened.Get(), subi::descriptors.data(), subi::descriptors.size()) < 0 ||
         sys::Write(opened.Get(), subi::strings.data(), subi::strings.size()) < 0) {
-        return false; // a function already up keeps the descriptor it serves
+        return false; // a function that is already up keeps its descriptor
     }
     endpointZero = std::move(opened);
     return true;

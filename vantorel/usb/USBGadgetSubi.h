@@ -23,16 +23,16 @@ namespace vantorel {
  * host read the camera's identity and factory settings, the kernel log and the system's version,
  * and start or stop the capture session.
  *
- * It is a function in user space: FunctionFS is mounted on "/dev/subi", descriptors and strings are
- * written to its endpoint zero, and the service thread answers the control requests that arrive
- * there. The bulk endpoint of the interface is declared and never served. Kept: a host program may
- * rely on the descriptors.
+ * The function runs in user space: OnAdd() mounts FunctionFS on "/dev/subi" and writes descriptors
+ * and strings to its endpoint zero, and the service thread answers the control requests that arrive
+ * there. The descriptors declare a bulk endpoint that is never served. Kept: a host program may
+ * rely on them.
  *
- * OnAdd() and OnRemove() belong to the thread that composes the gadget; the camera's notifications
+ * OnAdd() and OnRemove() run on the thread that composes the gadget; the camera's notifications
  * arrive on the SDK's threads; ServiceFunction() owns the state of the protocol.
  *
- * A request is refused by a stall; the host reads the reason with request 53. A host is not
- * trusted: no request reaches outside the buffers it names.
+ * A stall refuses a request; the host reads the reason with request 53. A host is not trusted: no
+ * request accesses memory outside the buffers it names.
  */
 class VANTOREL_EXPORT USBGadgetSubi final : public USBGadget,
                                             public CameraObserver,
@@ -41,42 +41,41 @@ public:
     /**
      * @param gadgetName name of this object
      * @param controller USB device controller, for instance "ci_hdrc.0"
-     * @throws Error when the process may have no further descriptor
+     * @throws Error when the process cannot open another descriptor
      */
     USBGadgetSubi(std::string gadgetName, std::string controller);
-    /** The function must have been removed, or never have come up. */
+    /** Requires that the function was removed, or never started to serve. */
     ~USBGadgetSubi() override;
 
     /**
-     * Brings the function up and waits, without a limit, until a camera has connected. Returns
-     * silently, with nothing serving, when endpoint zero cannot be opened or refuses the
-     * descriptors.
+     * Brings up the function and waits, without a limit, until a camera connects. Returns silently,
+     * without serving requests, when endpoint zero cannot be opened or refuses the descriptors.
      * @throws Error from creating the function, the directory or the mount
-     * @throws std::future_error when it is called again after it has come up and was removed; while
-     *     it is up the kernel refuses a second set of descriptors
+     * @throws std::future_error at a second call after the function came up and was removed; while
+     *     it is up, the kernel refuses a second set of descriptors
      */
     void OnAdd() override;
     /**
-     * Takes the function down again; only after an OnAdd() that came up. Waits for a request that
-     * is being answered, without a limit: a stop of the capture session waits for a frame, and
-     * reading the kernel log can wait for its next line. An application that ends must bound this.
+     * Takes down the function; call it only after an OnAdd() that brought it up. Waits without a
+     * limit for a request in progress: a stop of the capture session waits for a frame, and reading
+     * the kernel log can wait for its next line. An application that shuts down must bound this.
      */
     void OnRemove() noexcept override;
     void OnBind() noexcept override;
     void OnUnbind() noexcept override;
 
-    /** Waits for one event of endpoint zero and answers it when it is a control request. */
+    /** Waits for one event of endpoint zero and answers a control request. */
     void ServiceFunction() override;
 
-    /** Adds a receiver of the host's session requests; to be finished before OnAdd(). */
+    /** Adds a receiver of the host's session requests. Call it before OnAdd(). */
     void AddObserver(USBGadgetObserver& observer) { observers.Add(observer); }
 
     /**
-     * Gathers the camera's identity; what the SDK does not return stays zero.
+     * Reads the camera's identity; values that the SDK does not return stay zero.
      * @throws std::future_error at the second camera: a USB device cannot change its identity
      */
     void OnCameraConnect(Camera& camera) override;
-    /** Forgets the identity; the requests for it are refused from now on. */
+    /** Drops the identity; later requests for it are refused. */
     void OnCameraDisconnect(Camera& camera) noexcept override;
     void OnCameraCaptureSessionStart(Camera& camera) noexcept override;
     void OnCameraCaptureSessionStop(Camera& camera) noexcept override;
@@ -146,7 +145,7 @@ private:
     std::int32_t kernelLogCount = 0;
     std::array<char, 64> kernelLog{};
     ObserverList<USBGadgetObserver> observers;
-    UniqueFd wake; // an event counter: ends the wait for a control request
+    UniqueFd wake; // an eventfd that ends the wait for a control request
 };
 
 } // namespace vantorel

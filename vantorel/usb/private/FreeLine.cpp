@@ -23,14 +23,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A killed process closes its files a moment later, and may have had a child meanwhile, which may
-// not have opened the line yet: only the second round in a row that finds nobody is the last.
+// A killed process closes its files a moment later. It may have started a child before that, which
+// has not opened the line yet. So only two empty rounds in a row end the search.
 constexpr std::chrono::milliseconds endingTime{10};
 constexpr int rounds = 500;
 constexpr int emptyRounds = 2;
 
-/** Whether two records are of the same line; on a desk, where a file stands for it, of that file.
- */
+/** Whether two records describe the same line, or the same file where a file replaces the line. */
 bool IsSame(const struct stat& a, const struct stat& b) {
     return S_ISCHR(a.st_mode) ? S_ISCHR(b.st_mode) && a.st_rdev == b.st_rdev
                               : a.st_dev == b.st_dev && a.st_ino == b.st_ino;
@@ -41,7 +40,7 @@ dev_t ControllingTerminal(const fs::path& process) {
     std::ifstream file(process / "stat");
     std::string text;
     std::getline(file, text);
-    // After the program's name, which may hold anything, and its parenthesis.
+    // The fields after the program's name, which may contain any character, and its parenthesis.
     std::istringstream fields(text.substr(text.rfind(')') + 1));
     std::string skipped;
     unsigned number = 0;
@@ -50,8 +49,8 @@ dev_t ControllingTerminal(const fs::path& process) {
 }
 
 /**
- * Whether a process has the line open, also by the name of its controlling terminal. Of a process
- * that this one may not look into only the latter is known, and taken for it.
+ * Whether a process has the line open, also by the name of its controlling terminal. For a process
+ * that this one may not inspect, the controlling terminal alone decides.
  */
 bool Uses(const fs::path& process, const struct stat& line) {
     const dev_t byTerminal = ::makedev(5, 0); // "/dev/tty"
@@ -71,10 +70,10 @@ bool Uses(const fs::path& process, const struct stat& line) {
     return hidden && isTerminal;
 }
 
-/** The processes that use the line, this one among them. */
+/** The processes that use the line, including this one. */
 std::vector<pid_t> UsersOf(const struct stat& line) {
     std::vector<pid_t> users;
-    std::error_code ignored; // processes come and go
+    std::error_code ignored; // a process may end during the listing
     fs::directory_iterator processes("/proc", ignored);
     for (; processes != end(processes); processes.increment(ignored)) {
         const pid_t pid = std::atoi(processes->path().filename().c_str());
@@ -85,12 +84,12 @@ std::vector<pid_t> UsersOf(const struct stat& line) {
     return users;
 }
 
-/** Kills the line's users until there are none; false when there still are. */
+/** Kills the line's users until none is left; returns false when some remain. */
 bool EndUsersOf(const struct stat& line) {
     int empty = 0;
     for (int round = 0; round < rounds && empty < emptyRounds; ++round) {
-        // All are found before the first is killed: with the leader of a session its other
-        // processes lose their controlling terminal, but not the files opened by that name.
+        // Find all before killing the first: when a session's leader ends, its other processes lose
+        // their controlling terminal, but not the files opened by that name.
         const std::vector<pid_t> users = UsersOf(line);
         for (const pid_t user : users) {
             if (user != ::getpid()) {
@@ -117,7 +116,7 @@ void FreeLine(const std::string& line) {
     if (sys::Stat(line.c_str(), &node) != 0) {
         return;
     }
-    // A supervisor may start each user that is killed anew.
+    // A supervisor may restart each killed user.
     const std::string hidden = line + ".removed";
     std::error_code ignored;
     fs::rename(line, hidden, ignored);

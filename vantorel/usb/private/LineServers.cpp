@@ -24,7 +24,7 @@ void LineServers::End(const std::string& kernelLine) {
     allowed = false;
     for (const Taken& one : taken) {
         if (one.server > 0) {
-            // It may be one that would start a shell anew.
+            // First, because it may be a supervisor that would restart its shell.
             sys::Kill(one.server, SIGKILL);
             sys::Waitpid(one.server, nullptr, 0);
         }
@@ -33,7 +33,7 @@ void LineServers::End(const std::string& kernelLine) {
         if (kernelLine.empty()) {
             FreeLine(one.line);
         } else if (one.server > 0 && one.line != kernelLine) {
-            // A line of another function, whose number this one was given: its shell goes, not it.
+            // The number belongs to another function's line: kill its users but keep the line.
             EndUsersOf(one.line);
         }
     }

@@ -10,28 +10,29 @@
 namespace vantorel {
 
 /**
- * The lines that a serial function's workers have taken, and what was started on them. The kernel
- * removes a line only when nobody has it open: a shell that came back after the cable was pulled
- * would hold the application for ever.
+ * The lines that a serial function's workers have taken, and the servers on them. The kernel
+ * removes a line only when no process has it open: a shell that restarts after the cable was pulled
+ * would block the application forever.
  *
  * Thread-safe.
  */
 class LineServers {
 public:
-    /** From now on servers may be started. */
+    /** Allows later calls of Start() to start servers. */
     void Allow();
 
     /**
      * Takes a line and starts a server on it, unless the function is being removed.
-     * @param start answers the process id of its child; empty for a line without a server
-     * @throws what start throws
+     * @param start returns the process id of its child; empty for a line without a server
+     * @throws any exception of start
      */
     void Start(const std::string& line, const std::function<pid_t()>& start);
 
     /**
-     * Ends the servers and whoever else has the function's line open. No further one is started.
-     * @param kernelLine the function's line; empty when the kernel does not tell it, then the lines
-     *                   that were taken stand for it
+     * Ends the servers and all other processes that have the function's line open. Later calls of
+     * Start() start nothing.
+     * @param kernelLine the function's line; empty when the kernel does not report it, then all
+     *                   taken lines are freed
      * @throws Error with EBUSY when a line stays open, see FreeLine()
      */
     void End(const std::string& kernelLine);

@@ -23,12 +23,12 @@ inline constexpr std::array<std::uint8_t, 52> descriptors = {
 
 static_assert(descriptors[4] == descriptors.size() && descriptors.back() == 1);
 
-/** Of the high-speed packet size in the descriptors, which the protocol reports from there. */
+/** Offset of the high-speed packet size in the descriptors; the protocol reports it from there. */
 inline constexpr std::size_t packetSizeOffset = 49;
 
 /**
- * The interface has the name of the larger camera model on both. Kept: a host program may find it
- * by this text.
+ * Both camera models use the larger model's name for the interface. Kept: a host program may find
+ * it by this text.
  */
 inline constexpr std::array<std::uint8_t, 40> strings = {2,   0,   0,   0, // FunctionFS strings
                                                          40,  0,   0,   0, // length
