@@ -46,7 +46,7 @@ void Logger::BeginSession() {
     } else {
         sessionInput.seekg(0);
         if (!(sessionInput >> sessionId)) {
-            sessionId = 0; // a number too large was read as the largest
+            sessionId = 0; // the stream stores the largest number when the text exceeds it
         }
     }
     sessionInput.close();
@@ -79,8 +79,8 @@ void Logger::AddEntry(LoggerEntry& entry, std::chrono::milliseconds uptime) {
     const std::string line = session + ',' + std::to_string(uptime.count() / 1000) + ',' +
                              entry.ToString(false, false, ",") + '\n';
     {
-        // In one piece: when the stream's buffer is full, buffer and piece go to the file together,
-        // which so ends with a whole line at any moment at which the process may be killed.
+        // One write per line: a full buffer goes to the file together with the new line, so that
+        // the file ends with a whole line whenever the process is killed.
         const std::lock_guard lock(logMutex);
         log.write(line.data(), static_cast<std::streamsize>(line.size()));
     }
@@ -103,7 +103,7 @@ void Logger::OnCameraFrameAvailable(Camera& camera, kirocamera_frame_t* frame) n
             frameHeader.store(copy);
         }
     }
-    // In any case: the rate of a camera whose frames cannot be converted is still its rate.
+    // Always: the rate also counts frames that cannot be converted.
     frameRate = camera.FrameRate();
 }
 

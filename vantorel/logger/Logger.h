@@ -16,24 +16,24 @@
 namespace vantorel {
 
 /**
- * The device's diagnostics log: the file "debug.csv" in a directory, one line a sample, with a
- * labelled copy of each line on standard output. It gathers the latest values that its subjects
+ * The device's diagnostics log: the file "debug.csv" in a directory, one line per sample, with a
+ * labelled copy of each line on standard output. It stores the latest values that its subjects
  * report; a LoggerService takes the samples.
  *
- * Each run is a session. The file "session" beside the log holds the number of the last one; every
- * construction counts it up.
+ * Each run is a session. The file "session" beside the log contains the number of the last one;
+ * every construction increments it.
  *
  * Only thermometers named exactly "thermometer.board" and "thermometer.cpu" are recorded.
  *
  * The observer operations run on the threads of their subjects and may run while a sample is taken;
- * the frame header is exchanged as a whole. AddEntry() is thread-bound to whoever samples.
+ * the frame header is exchanged as a whole. Only the sampling thread may call AddEntry().
  */
 class VANTOREL_EXPORT Logger final : public CameraObserver,
                                      public FuelGaugeObserver,
                                      public ThermometerObserver {
 public:
     /**
-     * @param directory prefix of the file names, so it ends with a slash; created when missing
+     * @param directory prefix of the file names, so it must end in a slash; created when missing
      * @throws Error the directory's errno, or 5 (EIO) when "debug.csv" cannot be opened
      */
     explicit Logger(std::string directory);
@@ -41,20 +41,20 @@ public:
     Logger& operator=(const Logger&) = delete;
     ~Logger() override;
 
-    /** A sample of the values known at the moment. Thread-safe. */
+    /** Returns a sample of the current values. Thread-safe. */
     LoggerEntry CreateEntry() const;
 
     /**
-     * Appends a line to "debug.csv" and prints it. The line is in the file's buffer, not flushed;
-     * failures to write are not reported.
+     * Appends a line to "debug.csv" and prints it. The line stays in the stream's buffer; write
+     * failures are not reported.
      * @param entry the sample
-     * @param uptime of the sampling service; whole seconds of it are logged
+     * @param uptime the sampling service's uptime, logged in whole seconds
      */
     void AddEntry(LoggerEntry& entry, std::chrono::milliseconds uptime);
 
     /**
-     * Hands the lines that are still buffered, up to 8 KiB, to the file system: for the end of a
-     * process that does not destroy its logger, and before the power is turned off. Thread-safe.
+     * Writes the buffered lines, up to 8 KiB, to the file. Call it before the power is turned off,
+     * and before the end of a process that does not destroy its logger. Thread-safe.
      */
     void Flush();
 
@@ -79,7 +79,7 @@ private:
     std::string logDirectory;
     std::uint32_t sessionId = 0;
     std::ofstream log;
-    std::ofstream kernelLog; // only opened; nothing is written there yet
+    std::ofstream kernelLog; // opened but never written
     std::ifstream sessionInput;
     std::ofstream sessionOutput;
     std::atomic<std::int16_t> batteryCurrent{0};
@@ -91,7 +91,7 @@ private:
     std::atomic<FrameHeader> frameHeader{FrameHeader{}};
     std::atomic<double> frameRate{0.0};
     std::atomic<std::uint32_t> cameraErrorCount{0};
-    std::mutex logMutex; // of the log stream: Flush() comes from other threads
+    std::mutex logMutex; // protects the log stream: other threads call Flush()
 };
 
 } // namespace vantorel

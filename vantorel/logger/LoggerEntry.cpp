@@ -14,8 +14,8 @@ namespace vantorel {
 namespace {
 
 /**
- * Writes fields with their labels and units as the caller wants them. Never by a stream: an
- * application may have chosen a locale with decimal commas, and a comma ends a column.
+ * Writes fields with optional labels and units. It uses no stream: the application's locale may
+ * have decimal commas, and a comma ends a column.
  */
 class FieldWriter {
 public:
@@ -41,7 +41,7 @@ public:
 
     template <std::floating_point Value>
     void Write(const char* label, Value value, const char* unit = "") {
-        char digits[std::numeric_limits<Value>::max_exponent10 + 4]; // sign, one more, point, one
+        char digits[std::numeric_limits<Value>::max_exponent10 + 4]; // sign, digit, point, decimal
         const auto end =
             std::to_chars(std::begin(digits), std::end(digits), value, std::chars_format::fixed, 1)
                 .ptr;

@@ -9,8 +9,8 @@
 namespace vantorel {
 
 /**
- * One diagnostics sample: the newest camera frame header together with what the other subjects
- * reported last. A value; its fields are zero until they are set.
+ * One diagnostics sample: the newest camera frame header and the values that the other subjects
+ * reported last. A value type; fields are zero until set.
  */
 class VANTOREL_EXPORT LoggerEntry {
 public:
@@ -25,10 +25,10 @@ public:
     virtual ~LoggerEntry();
 
     /**
-     * The entry as one text of fourteen fields in a fixed order, measured values with one decimal.
+     * The entry as a text of fourteen fields in a fixed order; measured values have one decimal.
      * @param labels put a label such as "TCPU: " before each field
      * @param units put the unit such as " C" after each field that has one
-     * @param separator stands between two fields
+     * @param separator put between two fields
      */
     std::string ToString(bool labels, bool units, const std::string& separator) const;
 

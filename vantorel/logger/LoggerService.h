@@ -10,31 +10,31 @@
 namespace vantorel {
 
 /**
- * Samples a Logger once an interval: shows each sample to its observers, then has it written with
- * the time that this service has been running, counted in intervals.
+ * Samples a Logger once per interval: passes each sample to its observers, then logs it with the
+ * service's running time, counted in intervals.
  *
- * It starts itself when the connection manager's first decision finds a battery, and is never
- * stopped by a later one; its destruction stops it. Observers run on the service's thread. Any
- * exception in a cycle ends the process.
+ * It starts itself when the connection manager's first decision finds a battery, and runs until its
+ * destruction or a Stop(); later decisions do not stop it. Observers run on the service's thread.
+ * Any exception in a cycle ends the process.
  */
 class VANTOREL_EXPORT LoggerService final : public ConnectionObserver, public Service {
 public:
     /**
-     * @param sampled borrowed for the life of the service
+     * @param sampled the logger, borrowed for the life of the service
      * @param pause between two samples
      */
     LoggerService(Logger& sampled, std::chrono::milliseconds pause);
     /** Stops the service first. */
     ~LoggerService() override;
 
-    /** Adds an observer; to be finished before the first connection state is announced. */
+    /** Adds an observer. Call it before the first connection state is announced. */
     void AddObserver(LoggerObserver& observer) { observers.Add(observer); }
 
     void OnConnectionStateChanged(ConnectionState newState,
                                   ConnectionState oldState) noexcept override;
     void OnConnectionError(Error& error) override;
 
-    /** One sample. */
+    /** Takes one sample. */
     void ServiceFunction() override;
 
 private:
