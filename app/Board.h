@@ -3,9 +3,9 @@
 #include <chrono>
 
 /**
- * Everything about the board and the product that the application chooses: where the hardware is,
- * what the objects are called, how often the sensors are read. The paths below /dev/vantorel are
- * links that the system image makes, so that no number of a bus or a chip appears here.
+ * All board and product settings of the application: hardware paths, object names and sensor
+ * intervals. The paths below /dev/vantorel are links that the system image creates, so that no
+ * number of a bus or a chip appears here.
  */
 namespace board {
 
@@ -16,7 +16,7 @@ inline constexpr const char* charger = "/sys/class/power_supply/vantorel-charger
 inline constexpr const char* torch = "/sys/class/leds/vantorel-torch/";
 inline constexpr const char* fuelGaugeBus = "/dev/vantorel/i2c";
 inline constexpr const char* gpioChip = "/dev/vantorel/gpio";
-inline constexpr unsigned fuelGaugeLine = 3; // the first three are the test fixture's
+inline constexpr unsigned fuelGaugeLine = 3; // lines 0 to 2 belong to the test fixture
 inline constexpr const char* display = "/dev/vantorel/display";
 inline constexpr const char* buttons = "/dev/vantorel/buttons";
 inline constexpr const char* boardTemperature = "/dev/vantorel/temperature-board";
@@ -31,8 +31,8 @@ inline constexpr int powerKey = 116;
 inline constexpr int torchKey = 0x21e;
 inline constexpr int resetKey = 0x198;
 
-// The user-interface manager knows buttons and its thermometer by these names, the logger its own
-// two thermometers by others.
+// The user-interface manager identifies buttons and its thermometer by these names; the logger uses
+// other names for its two thermometers.
 inline constexpr const char* powerButtonName = "vantorel.button.power";
 inline constexpr const char* torchButtonName = "vantorel.button.torch";
 inline constexpr const char* resetButtonName = "vantorel.button.reset";
@@ -40,12 +40,12 @@ inline constexpr const char* boardThermometerName = "vantorel.thermometer.board"
 inline constexpr const char* boardLogThermometerName = "thermometer.board";
 inline constexpr const char* processorLogThermometerName = "thermometer.cpu";
 
-// What the UI library draws; a display of another size would show it torn.
+// The size that the UI library draws; a display of another size would show a torn picture.
 inline constexpr int screenWidth = 480;
 inline constexpr int screenHeight = 640;
 
 inline constexpr unsigned cameraDiscoveryMode = 0;
-// A camera that comes later than this finds the device already running without it.
+// After this time the device starts without a camera.
 inline constexpr milliseconds cameraWait{5000};
 
 inline constexpr milliseconds connectionInterval{500};

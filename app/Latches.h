@@ -10,7 +10,7 @@
 #include <functional>
 #include <mutex>
 
-/** Lets the main thread wait until a camera has connected, and remembers which. */
+/** Lets the main thread wait until a camera connects, and stores the connected camera. */
 class CameraLatch final : public vantorel::CameraObserver {
 public:
     void OnCameraConnect(vantorel::Camera& found) override {
@@ -24,8 +24,8 @@ public:
     }
 
     /**
-     * True as soon as a camera has connected, false when none has in time.
-     * @param isOver ends the wait early; called several times a second
+     * Waits for a camera; returns false when none connects in time.
+     * @param isOver ends the wait early; called several times per second
      */
     bool WaitFor(std::chrono::milliseconds timeout, const std::function<bool()>& isOver) {
         const auto end = std::chrono::steady_clock::now() + timeout;
@@ -37,11 +37,11 @@ public:
     }
 
     /**
-     * Lets one stop of the capture session through that waits for a frame. To the camera an empty
-     * frame is a frame like any other: it is counted and not opened.
+     * Releases one stop of the capture session that waits for a frame. The camera counts an empty
+     * frame like any other and does not read it.
      */
     void SendEmptyFrame() {
-        const std::lock_guard lock(mutex); // OnCameraDisconnect() waits, and the camera with it
+        const std::lock_guard lock(mutex); // blocks OnCameraDisconnect(), so the camera stays alive
         if (camera != nullptr) {
             camera->OnCameraFrameAvailable(*camera, nullptr);
         }
@@ -53,7 +53,7 @@ private:
     vantorel::Camera* camera = nullptr;
 };
 
-/** Remembers the last connection state that has come as far as this observer. */
+/** Stores the last connection state that reached this observer. */
 class ConnectionLatch final : public vantorel::ConnectionObserver {
 public:
     void OnConnectionStateChanged(vantorel::ConnectionState newState,

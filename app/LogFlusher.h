@@ -4,8 +4,8 @@
 #include "vantorel/service/UserInterfaceObserver.h"
 
 /**
- * Saves the end of the log before the power goes: the log's last lines wait in memory for more of
- * them. To be registered before the observer that turns the device off.
+ * Writes the log's buffered lines to the file before the device powers off. Register it before the
+ * observer that turns off the device.
  */
 class LogFlusher final : public vantorel::UserInterfaceObserver {
 public:

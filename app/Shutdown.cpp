@@ -22,21 +22,21 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// What waiting may take of the ten seconds. The rest is for leaving the bus and ending the shells
-// on the serial line: an end in which little waited has taken two seconds in the virtual device.
+// The share of the ten seconds for waiting. The rest is for leaving the bus and ending the shells
+// on the serial line: a shutdown with little waiting took two seconds in the virtual device.
 constexpr std::chrono::milliseconds timeInAll = 6s;
-// The connection manager needs half a second to end, and two more while it waits for a host.
+// The connection manager needs half a second to stop, and two more while it waits for a host.
 constexpr std::chrono::milliseconds timeForDecision = 4s;
-// Init scripts and processes to be killed, on a machine that is busy.
+// For init scripts and for killing processes on a busy machine.
 constexpr std::chrono::milliseconds timeForWork = 30s;
 constexpr std::chrono::milliseconds slice = 250ms;
 
-/** Steps of the end, each on a thread of its own, which is left behind when it takes too long. */
+/** Steps of the shutdown, each on a separate thread, which is abandoned when it takes too long. */
 class Steps {
 public:
     explicit Steps(CameraLatch& latch) : camera(latch) {}
 
-    /** The future is not valid when no thread can be had. */
+    /** Starts a step. The future is not valid when no thread can be created. */
     static std::future<void> Begin(std::function<void()> step) {
         std::packaged_task<void()> task(std::move(step));
         std::future<void> end = task.get_future();
@@ -49,9 +49,9 @@ public:
     }
 
     /**
-     * Waits for a step; false when it has not ended in time.
-     * @param limit what it may take of the time that is left
-     * @param isWork whether the step is doing something that must not be cut, and takes no time
+     * Waits for a step; returns false when it does not end in time.
+     * @param limit the step's maximum share of the remaining time
+     * @param isWork whether the step does work that must not be cut short; its time does not count
      */
     bool Finish(
         const char* name, std::future<void> step, std::chrono::milliseconds limit = timeInAll,
@@ -64,8 +64,7 @@ public:
             } else if (Clock::now() >= until) {
                 step = {};
             }
-            // A stop of the capture session waits for a frame, which a camera that hangs never
-            // delivers.
+            // A stop of the capture session waits for a frame, which a hung camera never delivers.
             camera.SendEmptyFrame();
         }
         if (!step.valid()) {
@@ -84,7 +83,7 @@ public:
         return Finish(name, Begin(std::move(step)));
     }
 
-    /** For a step that works and never waits for the camera: its time does not count. */
+    /** For a step that never waits for the camera: up to 30 seconds of it are not counted. */
     bool Work(const char* name, std::function<void()> step) {
         const auto isWork = [until = Clock::now() + timeForWork] { return Clock::now() < until; };
         return Finish(name, Begin(std::move(step)), timeInAll, isWork);
@@ -97,10 +96,10 @@ private:
     Clock::time_point deadline = Clock::now() + timeInAll;
 };
 
-/** Ends the connection manager; false when it goes on waiting for the camera. */
+/** Stops the connection manager; returns false when it still waits for the camera. */
 bool StopDeciding(const Running& device, Steps& steps) {
     const auto isGaugeAtWork = [&] {
-        // A stream takes minutes. The camera has let the manager through by then.
+        // A stream takes minutes. The manager no longer waits for the camera at this point.
         return device.beforeGauge.State() != ConnectionState::Undetermined &&
                device.settled.State() == ConnectionState::Undetermined;
     };
@@ -110,8 +109,8 @@ bool StopDeciding(const Running& device, Steps& steps) {
 
 /** Removes the functions of a port that has left the bus. */
 void RemoveFunctions(const Running& device, Steps& steps) {
-    // The last one may be waiting for the camera. It ends the process if the kernel had refused
-    // the function, which adding it does not report.
+    // The last one may wait for the camera. It ends the process if the kernel had refused the
+    // function, which adding it does not report.
     static_cast<void>(
         steps.Do("network function", [&] { device.usb.RemoveGadget(device.network); }) &&
         steps.Do("drive function", [&] { device.usb.RemoveGadget(device.drive); }) &&
@@ -119,15 +118,15 @@ void RemoveFunctions(const Running& device, Steps& steps) {
         steps.Do("control function", [&] { device.usb.RemoveGadget(device.control); }));
 }
 
-/** The mount would outlive the process, and be in the way of the next one's. */
+/** The mount would outlive the process and obstruct the next process's mount. */
 void UnmountDrive(USBGadgetMassStorage& drive) {
     const std::string directory = drive.Storage().MountPoint();
     try {
         Tools::Umount(directory);
     } catch (const Error& error) {
-        // A process has a file or a directory of it open, a shell for instance. Detached, the mount
-        // is out of the way at once and ends with that process. After a host has overwritten the
-        // file system, the drive is not mounted at all.
+        // A process, for instance a shell, has a file or a directory of the drive open. A detached
+        // mount disappears at once and ends with that process. After a host has overwritten the
+        // file system, the drive is not mounted.
         if (error.Value() != EBUSY || ::umount2(directory.c_str(), MNT_DETACH) == -1) {
             std::cerr << "The drive is not unmounted: " << error.ToString() << '\n';
         }
@@ -137,16 +136,16 @@ void UnmountDrive(USBGadgetMassStorage& drive) {
 } // namespace
 
 void ShutDown(const Running& device) {
-    device.logger.Flush(); // whatever happens below costs no line
+    device.logger.Flush(); // so that no failure below loses a line
     Steps steps(device.camera);
 
-    // First the manager that starts the other services. It is left alone when it waits for the
+    // First the manager that starts the other services. It is abandoned when it waits for the
     // camera: while it binds the port, or while it announces a state that starts a capture session,
     // which is never the state that starts updates.
     const bool stopped = StopDeciding(device, steps);
     std::vector<std::future<void>> polling;
     if (stopped) {
-        // At the same time: the logger alone sleeps for up to five seconds.
+        // In parallel: the logger alone sleeps for up to five seconds.
         for (Service& poller : device.pollers) {
             polling.push_back(Steps::Begin([&poller] { poller.Stop(); }));
         }
@@ -154,16 +153,16 @@ void ShutDown(const Running& device) {
                      [] { return true; });
     }
 
-    // Before its decision the manager may be binding the port at this moment, which must not
-    // overlap with unbinding it. The kernel unbinds it then: it does so when endpoint zero of the
-    // control function is closed, at the latest with the end of the process.
+    // Before its decision the manager may be binding the port, which must not overlap with
+    // unbinding it. The kernel then unbinds the port when endpoint zero of the control function is
+    // closed, at the latest at the end of the process.
     const ConnectionState state = device.decided.State();
     const bool hasPort = state == ConnectionState::Host || state == ConnectionState::NoHost;
     const bool isReleased = hasPort && steps.Work("USB port", [&] { device.usb.UnbindGadgets(); });
     UnmountDrive(device.drive);
 
-    // No host is served any more, and no mount is left that would be in the way of the next start.
-    // The rest is done as far as there is time.
+    // The port serves no host any more, and no mount obstructs the next start. The remaining steps
+    // run as far as time permits.
     if (isReleased) {
         RemoveFunctions(device, steps);
     }

@@ -9,7 +9,7 @@
 #include <functional>
 #include <vector>
 
-/** What runs when a signal ends the application; borrowed. */
+/** The objects in use when a signal ends the application; borrowed. */
 struct Running {
     vantorel::Logger& logger;
     vantorel::USB& usb;
@@ -28,13 +28,13 @@ struct Running {
 };
 
 /**
- * Ends the application with status 0, ten seconds later at most, whatever the camera does: the log
- * is in its file, the USB port is released and the drive is unmounted. An update that has begun and
- * a stream that the fuel gauge is being given are finished first, however long they take.
+ * Ends the application with status 0 within ten seconds, whatever the camera does: writes the log
+ * to its file, releases the USB port and unmounts the drive. It first waits for an update in
+ * progress, and for a stream that is being written to the fuel gauge, without a limit.
  *
- * A thread of the library may be waiting for the camera: for one to connect, for a frame before it
- * stops the capture session (a USB host can cause that), for the SDK. So each step that joins a
- * thread is bounded, and what has not ended by then is left to the end of the process. No
- * destructor runs: threads of the buttons, the display and the camera still use the objects.
+ * A thread of the library may wait for the camera: for one to connect, for a frame before it stops
+ * the capture session (a USB host can cause that), or for the SDK. So each step that joins a thread
+ * has a time limit, and the end of the process ends the rest. No destructor runs: threads of the
+ * buttons, the display and the camera still use the objects.
  */
 [[noreturn]] void ShutDown(const Running& device);

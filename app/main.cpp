@@ -1,6 +1,6 @@
 /**
- * The reference application: the whole device wired up from the library's classes. It is meant to
- * be read from top to bottom and copied: construct, register observers, start, wait, stop.
+ * The reference application: wires the whole device from the library's classes. Read it from top to
+ * bottom and copy it: construct, register observers, start, wait, stop.
  */
 #include "app/Board.h"
 #include "app/Latches.h"
@@ -41,7 +41,7 @@ using namespace vantorel;
 
 namespace {
 
-/** Keeps the signals that end the application for WaitForTermination(), in every thread to come. */
+/** Blocks the termination signals in all later threads, so that WaitForTermination() gets them. */
 sigset_t BlockTerminationSignals() {
     sigset_t signals;
     sigemptyset(&signals);
@@ -64,7 +64,7 @@ void WaitForTermination(const sigset_t& signals) {
     sigwait(&signals, &received);
 }
 
-/** Stops the display when a later part of the start fails: no service may outlive its thread. */
+/** Stops the display when a later start-up step fails: no service may be destroyed running. */
 class StopOnFailure {
 public:
     explicit StopOnFailure(LCDService& running) : display(running) {}
@@ -79,17 +79,17 @@ private:
 int Run(bool debugServer) {
     const sigset_t termination = BlockTerminationSignals();
 
-    // The first start of new firmware: a product may have settings to convert, this one has not.
+    // The first start of new firmware. A product may convert settings here; this one has none.
     Firstboot firstStart;
     if (firstStart.Value()) {
         firstStart.Clear();
     }
 
-    // The hardware. Each constructor opens its device and throws when it is not there.
+    // The hardware. Each constructor opens its device and throws when it is missing.
     Charger charger("vantorel.charger", board::charger);
     FuelGauge fuelGauge("vantorel.fuelgauge", board::fuelGaugeBus, board::gpioChip,
                         board::fuelGaugeLine);
-    // For a factory mode. Until there is one, it keeps other programs from using its lines.
+    // For a future factory mode. Until then, it keeps other programs from using its lines.
     TestFixture fixture("vantorel.fixture", board::gpioChip);
     Button powerButton(board::powerButtonName, board::buttons, board::powerKey);
     Button torchButton(board::torchButtonName, board::buttons, board::torchKey);
@@ -107,15 +107,15 @@ int Run(bool debugServer) {
         return 1;
     }
 
-    // Its first screen is shown while the rest starts: the USB port and its functions load modules
-    // of the kernel, and the drive is formatted.
+    // Its first screen is shown while the rest starts: the USB port and its functions load kernel
+    // modules, and the drive is formatted.
     UserInterfaceManager userInterface;
     LCDService lcdService(lcd);
     lcdService.AddObserver(userInterface);
     lcdService.Start();
     const StopOnFailure stopOnFailure(lcdService);
 
-    // The USB port and its functions. The host may write the drive: updates come that way.
+    // The USB port and its functions. The host may write the drive, to deliver updates.
     USB usb("vantorel.usb", board::usbController);
     USBGadgetMassStorage drive("vantorel.usb.drive", board::usbController, board::driveLabel,
                                board::driveSize, false);
@@ -135,7 +135,7 @@ int Run(bool debugServer) {
     LoggerService loggerService(logger, board::loggerInterval);
     LogFlusher logFlusher(logger);
 
-    // The managers that decide.
+    // The managers.
     PowerManager power;
     CameraManager camera(board::cameraDiscoveryMode);
     FirmwareUpdateManager update(drive.Storage());
@@ -145,25 +145,25 @@ int Run(bool debugServer) {
     ConnectionLatch beforeGauge;
     ConnectionLatch settled;
 
-    // Who observes whom. The order matters where a comment says why. The latches are for the end,
-    // which has to know how far an announcement has come.
+    // The observers of each subject. The order matters where a comment says why. The latches tell
+    // ShutDown() which observers an announcement has reached.
     connection.AddObserver(decided);
     connection.AddObserver(userInterface);
     connection.AddObserver(power);
     connection.AddObserver(camera);
     connection.AddObserver(update);
     connection.AddObserver(loggerService);
-    // After those that may hear of a state twice: a torch that cannot be switched throws, and the
+    // After those that may receive a state twice: a torch that cannot be switched throws, and the
     // manager announces the state again.
     connection.AddObserver(torch);
     connection.AddObserver(beforeGauge);
-    // After all that may throw, so that it hears of a state once: it resets the gauge, which takes
+    // After all that may throw, so that it receives a state once: it resets the gauge, which takes
     // a second, and starts polling it.
     connection.AddObserver(fuelGaugeService);
     connection.AddObserver(settled);
 
-    // Without the USB port and the control function among the observers of the camera, binding the
-    // port would wait for ever.
+    // The USB port and the control function must observe the camera, or binding the port would wait
+    // forever.
     camera.AddObserver(userInterface);
     camera.AddObserver(logger);
     camera.AddObserver(usb);
@@ -189,17 +189,17 @@ int Run(bool debugServer) {
     update.AddObserver(usb);
     control.AddObserver(camera);
 
-    // The port adds its functions in the reverse of this order, and numbers their interfaces so:
-    // the network function's are the first two. The control function waits for a camera when the
-    // port adds it, so the others come before it.
+    // The port adds its functions in reverse order, and numbers their interfaces in that order: the
+    // network function has the first two. The control function waits for a camera when the port
+    // adds it, so the port adds the others first.
     usb.AddGadget(control);
     usb.AddGadget(serial);
     usb.AddGadget(drive);
     usb.AddGadget(network);
 
-    // Everything is wired: let it run. The camera comes before the connection manager, whose first
-    // decision starts the capture session of whatever camera is there by then. Fuel gauge and log
-    // start themselves when that decision finds a battery.
+    // The camera starts before the connection manager, whose first decision starts the capture
+    // session of the camera connected by then. The services of the fuel gauge and the logger start
+    // themselves when that decision finds a battery.
     camera.Start();
     boardThermometerService.Start();
     boardLogService.Start();
@@ -235,7 +235,7 @@ int Run(bool debugServer) {
 } // namespace
 
 int main(int argc, char** argv) {
-    // For a developer: a debug server on the USB serial line instead of the shell.
+    // For developers: a debug server on the USB serial line instead of the shell.
     const bool debugServer = argc == 2 && std::string_view(argv[1]) == "--serial-debugger";
     if (argc > 1 && !debugServer) {
         std::cerr << "usage: vantorel-app [--serial-debugger]\n";
