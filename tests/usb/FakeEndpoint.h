@@ -21,10 +21,10 @@ namespace vantorel::test {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/** How a request was refused: by a read of nothing, by a write of nothing, or not at all. */
+/** How a request was refused: by an empty read, by an empty write, or not at all. */
 enum class Stall { None, In, Out };
 
-/** What a host saw of one request. */
+/** What the host sees of one request. */
 struct Outcome {
     std::optional<Bytes> reply;
     Stall stall = Stall::None;
@@ -36,9 +36,8 @@ inline Bytes Word(std::size_t value) {
 }
 
 /**
- * Stands in for the kernel's side of endpoint zero and of everything else that the vendor function
- * asks of it. The function's own thread answers; a request returns when that thread waits for the
- * next one.
+ * Fakes the kernel's side of endpoint zero and of the vendor function's other system calls. The
+ * function's own thread replies; a request returns when that thread waits for the next one.
  */
 class FakeEndpoint {
 public:
@@ -69,7 +68,7 @@ public:
         sys->Klogctl = [](auto...) { return FailWith(EPERM); };
     }
 
-    /** Sends one event, or none, and waits until it has been dealt with. */
+    /** Sends one event, or none if it is empty, and waits until the function has handled it. */
     Outcome Send(Bytes event, std::optional<Bytes> hostData = {}) {
         std::unique_lock lock(mutex);
         outcome = {};
@@ -97,10 +96,10 @@ public:
     }
 
     ScopedSys sys;
-    std::vector<std::string> steps; // to be looked at while no request is under way
-    std::string failingStep;        // the beginning of the step that fails
-    std::vector<Bytes> written;     // to endpoint zero, before it answers requests
-    bool dataTaken = false;         // of the last request: what follows, no bus could tell its host
+    std::vector<std::string> steps; // read only while no request is pending
+    std::string failingStep;        // prefix of the step that fails
+    std::vector<Bytes> written;     // to endpoint zero, before the first request
+    bool dataTaken = false;         // of the last request; a later refusal cannot reach the host
 
     static constexpr int endpointFd = 9001;
     static constexpr int wakeFd = 9002;
@@ -114,7 +113,7 @@ private:
     int Wait(pollfd* waits) {
         std::unique_lock lock(mutex);
         interrupted = !interrupted;
-        if (interrupted) { // before each event, by a signal of the application's
+        if (interrupted) { // a signal of the application arrives before each event
             return FailWith(EINTR);
         }
         waiting = true;
@@ -148,7 +147,7 @@ private:
         if (bytes.empty()) {
             return FailWith(EIDRM);
         }
-        std::memset(data, 0xee, size); // what a short transfer leaves behind is not the host's
+        std::memset(data, 0xee, size); // bytes after a short transfer are not from the host
         const std::size_t count = std::min(size, bytes.size());
         std::memcpy(data, bytes.data(), count);
         return static_cast<ssize_t>(count);

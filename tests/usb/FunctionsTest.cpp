@@ -1,4 +1,4 @@
-// The functions of the port but for the vendor function: drive, serial port and network.
+// The USB functions except the vendor function: drive, serial port and network.
 
 #include "tests/support/ErrorOf.h"
 #include "tests/support/ScriptedSys.h"
@@ -45,7 +45,7 @@ protected:
         ASSERT_TRUE(Eventually([&] { return Threads() == before; }));
     }
 
-    /** The calls once there are so many of them. */
+    /** Waits for this many calls and returns them all. */
     std::vector<std::string> Calls(std::size_t count) {
         Eventually([&] {
             const auto calls = root->Calls();
@@ -81,24 +81,24 @@ TEST_F(FunctionsTest, NumberTheLinesOfAllSerialPorts) {
     EXPECT_EQ(paused, 2 + 2);
     EXPECT_THAT(Calls(2), testing::AnyOf(UnorderedElementsAre(gdbserver + "0", getty("1")),
                                          UnorderedElementsAre(gdbserver + "1", getty("0"))));
-    Bind({&plain}); // takes 2
+    Bind({&plain}); // takes number 2
     Bind({&shell});
     EXPECT_EQ(Calls(3).back(), getty("3"));
     plain.OnUnbind();
     Bind({&shell});
     EXPECT_EQ(Calls(4).back(), getty("3"));
     for (int lines = 0; lines < 4; ++lines) {
-        shell.OnUnbind(); // the numbers are the process's, other tests count on 0
+        shell.OnUnbind(); // the numbers are per process; other tests expect 0
     }
 }
 
 TEST_F(FunctionsTest, FreeTheLineBeforeTheyRemoveIt) {
     CoverWithTmpfs("/dev");
     const std::string line = "/dev/ttyGS0";
-    WriteFile("/dev/null", ""); // the shell's job in the background wants it
+    WriteFile("/dev/null", ""); // the shell's background job opens it
     root->Behave(links + "exec 9</dev/ttyGS0; cat </never & read line </never");
     sys->Nanosleep = [](const timespec* pause, timespec* left) {
-        return pause->tv_sec > 0 ? 0 : ::nanosleep(pause, left); // a killed process needs its time
+        return pause->tv_sec > 0 ? 0 : ::nanosleep(pause, left); // killed processes need time
     };
     const auto users = [&] {
         const std::filesystem::directory_iterator processes("/proc");
@@ -107,7 +107,7 @@ TEST_F(FunctionsTest, FreeTheLineBeforeTheyRemoveIt) {
         });
     };
     USBGadgetSerial serial("serial", "udc.0", false, true);
-    for (const std::size_t calls : {2U, 4U}) { // ln and getty, each time
+    for (const std::size_t calls : {2U, 4U}) { // ln and getty per round
         WriteFile(line, "");
         serial.OnAdd();
         Bind({&serial});
@@ -116,14 +116,14 @@ TEST_F(FunctionsTest, FreeTheLineBeforeTheyRemoveIt) {
         EXPECT_EQ(users(), 2);
         serial.OnRemove();
         EXPECT_EQ(users(), 0);
-        Bind({&serial}); // a worker that comes too late
+        Bind({&serial}); // the worker starts too late
         serial.OnUnbind();
         EXPECT_EQ(root->Calls().size(), calls);
     }
     ::umount2("/dev", MNT_DETACH);
 }
 
-/** A process of somebody else that has a line open. */
+/** Starts an unrelated process that has a line open. */
 pid_t OpenAsSomebodyElse(const std::string& line) {
     const int fd = ::open(line.c_str(), O_RDONLY | O_CLOEXEC);
     const pid_t user = ::fork();
@@ -134,14 +134,13 @@ pid_t OpenAsSomebodyElse(const std::string& line) {
     return user;
 }
 
-// The kernel would wait for them, whether a server is on the line, is about to be, or never will
-// be.
+// The kernel would wait for these users, with or without a server on the line.
 TEST_F(FunctionsTest, FreeTheLineFromStrangersBeforeAndWithoutAServerOfTheirOwn) {
     CoverWithTmpfs("/dev");
     const std::string function = gadgetDirectory + "functions/acm.usb0";
     std::atomic<bool> removed = false;
     sys->Nanosleep = [&](const timespec* pause, timespec* left) {
-        while (pause->tv_sec > 0 && !removed) { // the server's turn comes later
+        while (pause->tv_sec > 0 && !removed) { // delays the server's start
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
         return pause->tv_sec > 0 ? 0 : ::nanosleep(pause, left);
@@ -173,7 +172,7 @@ TEST_F(FunctionsTest, FreeTheLineFromStrangersBeforeAndWithoutAServerOfTheirOwn)
     ::umount2("/dev", MNT_DETACH);
 }
 
-// A job of a shell on the line may have it open as its controlling terminal only.
+// A shell's job may have the line open only as its controlling terminal.
 TEST_F(FunctionsTest, FindTheUsersOfALineByAnyName) {
     const UniqueFd master(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
     ASSERT_EQ(::grantpt(master.Get()) + ::unlockpt(master.Get()), 0);
@@ -199,7 +198,7 @@ TEST_F(FunctionsTest, FindTheUsersOfALineByAnyName) {
 }
 
 TEST_F(FunctionsTest, BringTheNetworkUpAndDown) {
-    std::vector<std::size_t> pauses; // the calls before them
+    std::vector<std::size_t> pauses; // number of calls before each
     sys->Nanosleep = [&](const timespec* pause, timespec*) {
         EXPECT_EQ(pause->tv_sec, 1);
         pauses.push_back(root->Calls().size());
@@ -217,13 +216,13 @@ TEST_F(FunctionsTest, BringTheNetworkUpAndDown) {
                                       "/bin/busybox|sh|/etc/init.d/busybox-udhcpd|stop",
                                       "/bin/busybox|sh|/etc/init.d/dropbear|stop"));
     sys->Fork = [] { return FailWith(EAGAIN); };
-    Bind({&network}); // no process to be had: a port without its network
+    Bind({&network}); // fork fails: the port works without its network
 }
 
 TEST_F(FunctionsTest, MakeAFreshDiskOnWhichOneSideWrites) {
     const std::string image = "/tmp/mass_storage/lun0";
     std::vector<std::string> mounts;
-    // The image is real. Loop devices and mounts are not, and what is done with them is noted.
+    // The image is real; loop devices and mounts are fakes that record their use.
     WriteFile("/etc/kiro/LICENSE.TXT", "Free.");
     sys->Open = [](const char* path, auto... arguments) {
         return ::open(std::string_view(path).starts_with("/dev/") ? "/dev/null" : path,
@@ -255,7 +254,7 @@ TEST_F(FunctionsTest, MakeAFreshDiskOnWhichOneSideWrites) {
                              {{"lun.0/ro", hostReadOnly ? "1" : "0"},
                               {"lun.0/file", image},
                               {"lun.0/inquiry_string", "KIRO"}});
-            // The kernel refuses to make a drive read-only that has its image.
+            // The kernel refuses to make a drive read-only once it has an image.
             const std::string lun = gadgetDirectory + "functions/mass_storage.usb0/lun.0/";
             std::filesystem::create_directories(lun);
             for (const char* attribute : {"ro", "file"}) {

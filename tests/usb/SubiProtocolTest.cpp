@@ -1,5 +1,4 @@
-// How the vendor function comes up, what a host gets for its control requests, and how it goes
-// down.
+// The vendor function's setup, its replies to control requests, and its removal.
 
 #include "tests/support/PrivateRoot.h"
 #include "tests/usb/SubiTest.h"
@@ -21,7 +20,7 @@ using SubiProtocolTest = SubiTest;
 
 const std::string function = "/config/usb_gadget/g0/functions/ffs.subi.usb0";
 
-// The kernel links a function only after its descriptors, and unmounts it only when it is closed.
+// The kernel links a function only after its descriptors, and unmounts it only once closed.
 TEST_F(SubiSetupTest, ComesUpAndGoesDownInOrder) {
     BringUp();
     EXPECT_THAT(endpoint.steps,
@@ -52,7 +51,7 @@ TEST_F(SubiSetupTest, StaysDownWithoutEndpointZero) {
         endpoint.written.clear();
     }
     endpoint.failingStep.clear();
-    subi.OnAdd(); // none of them has used anything up
+    subi.OnAdd(); // the failed starts left nothing behind
     up = true;
     endpoint.failingStep = "open";
     subi.OnAdd();
@@ -116,7 +115,7 @@ TEST_F(SubiProtocolTest, AnswersWhateverRecipientAndDirectionAHostNames) {
     }
 }
 
-// What is read of the kernel's log is gone from it: no piece may be lost or handed out twice.
+// A read consumes the kernel's log: no piece may be lost or returned twice.
 TEST_F(SubiProtocolTest, HandsOutTheKernelsLogInPieces) {
     BringUp();
     const Outcome failed = Reply({0, 0, 3, 0});
@@ -194,7 +193,7 @@ TEST_F(SubiProtocolTest, ForgetsTheCameraThatHasGone) {
 TEST(SubiChipIdTest, GoesOutAsSixNumbers) {
     const Outcome numbers = Reply({0xab, 0, 0x89, 0, 0x67, 0, 0x45, 0, 0x23, 0, 1, 0});
     for (const auto& [text, outcome] : {std::pair("0123456789abcde", numbers),
-                                        {"1G23456789AB", numbers}, // up to what is no digit
+                                        {"1G23456789AB", numbers}, // up to the first non-digit
                                         {"0123456789A", refusedIn},
                                         {"01234567ZZAB", refusedIn}}) {
         kirocamera_sim_identity_t identity{};

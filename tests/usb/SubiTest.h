@@ -13,7 +13,7 @@ namespace vantorel::test {
 inline constexpr kirocamera_sim_identity_t subiIdentity{
     0x1234, "0123456789AB", "KC-7", {{2, 5, 1, 38}}};
 
-/** What a host has asked of the capture session since the last look. */
+/** Records the host's requests for the capture session since the last Take(). */
 struct Wishes final : USBGadgetObserver {
     void OnUSBGadgetStopCaptureSessionRequest(USBGadget&) override { text += "stop "; }
     void OnUSBGadgetStartCaptureSessionRequest(USBGadget&) override { text += "start "; }
@@ -24,7 +24,7 @@ private:
     std::string text;
 };
 
-/** The vendor function on a fake endpoint zero, with a camera that is connected on demand. */
+/** The vendor function on a fake endpoint zero; the test connects the camera. */
 struct SubiDevice {
     explicit SubiDevice(const kirocamera_sim_identity_t& identity = subiIdentity) {
         kirocamera_sim_set_identity(&identity);
@@ -63,9 +63,9 @@ inline const Outcome refusedIn{{}, Stall::In};
 inline const Outcome refusedOut{{}, Stall::Out};
 inline const Outcome silence{};
 
-// Answers to request 53.
+// Replies to request 53.
 inline const Outcome ok = Reply({0, 0, 0, 0});
-inline const Outcome marked = Reply({0, 3, 3, 0}); // by request 84 with 3
+inline const Outcome marked = Reply({0, 3, 3, 0}); // request 84 with 3 sets this
 inline const Outcome unsupported = Reply({0, 0, 5, 0});
 
 template <typename Host>
@@ -109,10 +109,10 @@ struct SubiRow {
     std::size_t length;
     std::optional<Bytes> data; // from the host
     Outcome outcome;
-    Outcome status; // afterwards, after it was marked before
+    Outcome status; // after the request; marked before it
 };
 
-/** Of a request that has one length, every other is refused, and the last outcome stays. */
+/** A request with a fixed length is refused at any other length, and the status stays. */
 inline void AddRowsOfWrongLength(std::vector<SubiRow>& rows) {
     struct Shape {
         int selector;
@@ -151,8 +151,8 @@ inline void AddRowsOfWrongLength(std::vector<SubiRow>& rows) {
 }
 
 /**
- * What a host gets for each request, of a scripted endpoint zero and of the kernel's own with a
- * real bus behind it. To be played in this order: some go on where the one before has stopped.
+ * The expected outcome of each request, for the fake endpoint zero and for the kernel's own on a
+ * real bus. The order matters: some rows continue where the previous one stopped.
  */
 inline std::vector<SubiRow> SubiRows() {
     Bytes identity(66);
@@ -174,19 +174,19 @@ inline std::vector<SubiRow> SubiRows() {
         {-1, 85, 2, Word(17), silence, ok},
         {-1, 86, 6, Range(16, 0), silence, marked},
         {-1, 88, 32, {}, Reply(Factory(0, 32)), marked},
-        {-1, 88, 32, {}, refusedIn, marked}, // nothing remains, and half a word counts as none
+        {-1, 88, 32, {}, refusedIn, marked}, // nothing remains; half a word counts as zero
         {-1, 88, 1, {}, Reply(Factory(32, 1)), marked},
         {-1, 86, 6, Range(2, 0), silence, marked},
-        {-1, 88, 3, {}, Reply(Factory(0, 3)), marked}, // which use up one word
+        {-1, 88, 3, {}, Reply(Factory(0, 3)), marked}, // uses up one word
         {-1, 88, 2, {}, Reply(Factory(2, 2)), marked},
         {-1, 88, 2, {}, refusedIn, marked},
         {-1, 86, 6, Range(0xffff, 1), silence, marked},
         {-1, 88, 514, {}, Reply(Factory(2, 514)), marked},
         {-1, 53, 0x104, {}, refusedIn, marked},
         {-1, 86, 6, Range(0xffff, 2559), silence, marked},
-        {-1, 88, 3, {}, refusedIn, marked}, // one byte behind the settings; uses nothing up
+        {-1, 88, 3, {}, refusedIn, marked}, // one byte past the settings; uses up nothing
         {-1, 88, 2, {}, Reply(Factory(5118, 2)), marked},
-        {-1, 86, 6, Range(1, 5, 0x100), refusedOut, marked}, // and set all the same
+        {-1, 86, 6, Range(1, 5, 0x100), refusedOut, marked}, // refused, but still takes effect
         {-1, 88, 2, {}, Reply(Factory(10, 2)), marked},
         {-1, 93, 64, {}, Reply(Factory(4884, 64)), ok},
         {17, 78, 2, {}, Reply(Word(2)), ok},
@@ -213,12 +213,12 @@ inline std::vector<SubiRow> SubiRows() {
     return rows;
 }
 
-/** What the table asks of the capture session. */
+/** The table's requests for the capture session. */
 inline constexpr const char* subiRowsWishes = "start stop stop ";
 
 /**
- * Plays the table to a host's end of the function.
- * @param expect gives what is to be seen of a row there
+ * Sends the table's requests from a host's end of the function.
+ * @param expect returns the outcome that this host sees for a row
  */
 template <typename Host, typename Expect>
 void CheckRows(Host& host, const Expect& expect) {

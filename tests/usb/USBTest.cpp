@@ -16,7 +16,7 @@ namespace {
 using testing::ElementsAre;
 using testing::MatchesRegex;
 
-/** Writes down what it is told, and what stands in the controller's attribute then. */
+/** Records each notification with the value of the controller's attribute at that time. */
 class RecordedGadget final : public USBGadget {
 public:
     RecordedGadget(std::string gadgetName, std::vector<std::string>& into)
@@ -60,7 +60,7 @@ TEST_F(USBTest, DescribesItselfOnceThereIsACamera) {
                              "strings/0x409/serialnumber=0x[0-9a-f]+;"));
 }
 
-TEST_F(USBTest, DescribesNothingAfterItHasJoinedTheBus) { // for a host asks at once
+TEST_F(USBTest, DescribesNothingAfterItHasJoinedTheBus) { // the host reads it at once
     std::filesystem::create_directory(gadgetDirectory + "strings/0x409");
     for (const char* attribute :
          {"UDC", "idVendor", "idProduct", "bcdDevice", "os_desc/use", "os_desc/b_vendor_code",
@@ -73,7 +73,7 @@ TEST_F(USBTest, DescribesNothingAfterItHasJoinedTheBus) { // for a host asks at 
     EXPECT_EQ(ReadFile("/last-written"), "udc.0");
 }
 
-// The kernel refuses an attribute now and then; the next one goes through the same stream.
+// When the kernel refuses an attribute, the next one goes through the same stream.
 TEST_F(USBTest, DescribesItselfAroundAnAttributeThatFails) {
     USB usb("usb", "udc.0");
     std::filesystem::create_directory(gadgetDirectory + "bcdDevice");
@@ -93,14 +93,14 @@ TEST_F(USBTest, IsConnectedWhenTheControllerSaysSo) {
     const std::tuple<const char*, bool, const char*> rows[] = {
         {"configured\n", true, "configured"},
         {"not attached\n", false, "not attached"},
-        {"configured", false, "configure"}, // its last letter is taken for the newline
+        {"configured", false, "configure"}, // the last letter is cut as if it were the newline
         {"", false, ""},
         {"configured", false, "configure"},
         {"\n", false, ""},
         {"configured\n", true, "configured"},
         {"configured!\n", false, "configured!"},
         {"xconfigured\n", false, "xconfigured"},
-        {"configured 12345", false, "configured 1234"}, // all there is room for
+        {"configured 12345", false, "configured 1234"}, // the buffer is full
         {"not configured, longer\n", false, "not configured,"},
         {"addressed\n", false, "addressed"},
         {"suspended\n", false, "suspended"},
@@ -129,7 +129,7 @@ TEST_F(USBTest, AddsFunctionsBeforeItJoinsTheBusAndUnbindsThemBeforeItLeaves) {
     usb.BindGadgets();
     EXPECT_EQ(ReadFile(gadgetDirectory + "idProduct"), "33");
     EXPECT_EQ(ReadFile(gadgetDirectory + "strings/0x409/product"), "TCM300 Thermal Camera");
-    usb.RemoveGadget(b); // and keeps it in the list
+    usb.RemoveGadget(b); // it stays in the list
     usb.OnFirmwareUpdateBegin(Unused<FirmwareUpdateManager>());
     EXPECT_THAT(log, ElementsAre("C add []", "B add []", "A add []", "C bind [udc.0]",
                                  "B bind [udc.0]", "A bind [udc.0]", "B remove [udc.0]",
@@ -142,21 +142,21 @@ TEST_F(USBTest, ServesOneCameraAndOneBinding) {
     USB usb("usb", "udc.0");
     usb.OnCameraConnect(Connect(1402));
     usb.OnCameraDisconnect(*camera);
-    usb.BindGadgets(); // the camera has gone again, its model still counts
+    usb.BindGadgets(); // the camera is gone, but its model still counts
     EXPECT_EQ(ReadFile(gadgetDirectory + "idProduct"), "32");
     EXPECT_EQ(ReadFile(gadgetDirectory + "strings/0x409/serialnumber"), "0");
     EXPECT_THROW(usb.BindGadgets(), std::future_error);
     EXPECT_THROW(usb.OnCameraConnect(Connect(1402)), std::future_error);
 }
 
-// An application that ends before a camera has come must not leave a thread behind in the binding.
+// An application that ends before a camera connects must not leave a thread blocked in the binding.
 TEST_F(USBTest, ReleasesABindingThatWaitsWhenItGoes) {
     std::optional<USB> usb(std::in_place, "usb", "udc.0");
     const auto isRefused = [&usb] {
         try {
             usb->BindGadgets();
         } catch (const std::future_error&) {
-            // Not looked into: the thread sanitizer does not see how the library counts its users.
+            // The exception is not read: the thread sanitizer does not see its reference count.
             return true;
         }
         return false;
@@ -168,7 +168,7 @@ TEST_F(USBTest, ReleasesABindingThatWaitsWhenItGoes) {
     };
     while (!isOver(one) && !isOver(other)) {
     }
-    // One is refused, and so the other is known to wait.
+    // One is refused, so the other waits.
     auto& waiting = isOver(one) ? other : one;
     EXPECT_FALSE(isOver(waiting));
     usb.reset();

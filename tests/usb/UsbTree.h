@@ -16,10 +16,10 @@ namespace vantorel::test {
 
 inline const std::string gadgetDirectory = "/config/usb_gadget/g0/";
 
-/** Texts in files, by their paths. */
+/** File contents by path. */
 using Attributes = std::map<std::string, std::string>;
 
-/** The content of every file below a directory, by its path from there. */
+/** The content of every file below a directory, by its relative path. */
 inline Attributes FilesBelow(const std::string& directory) {
     Attributes files;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(directory)) {
@@ -31,15 +31,15 @@ inline Attributes FilesBelow(const std::string& directory) {
 }
 
 /**
- * A device of its own for every test, with the directories that the kernel would show under
- * "/config" and "/sys", and a camera that is connected on demand.
+ * A separate device for each test, with the directories that the kernel shows under "/config" and
+ * "/sys". The test connects the camera.
  */
 class UsbTest : public testing::Test {
 protected:
     void SetUp() override {
         VANTOREL_NEED_PRIVATE_MOUNTS();
         root.emplace();
-        output.emplace(); // keeps a file in the root's /tmp
+        output.emplace(); // after the root: needs its /tmp
         WriteFile(stateFile, "not attached\n");
         for (const char* directory : {"strings", "configs/g0.1", "os_desc", "functions"}) {
             std::filesystem::create_directories(gadgetDirectory + directory);
@@ -47,7 +47,7 @@ protected:
         root->Behave(links);
     }
 
-    /** A camera with this chip; valid until the next one. */
+    /** Connects a camera with this chip; valid until the next call. */
     Camera& Connect(std::uint16_t chip) {
         kirocamera_sim_identity_t identity{};
         kirocamera_sim_get_identity(&identity);
@@ -57,11 +57,11 @@ protected:
         return camera.emplace(kirocamera_sim_get_camera());
     }
 
-    /** Adds and removes a function, and looks at what the kernel and the host would see of it. */
+    /** Adds and removes a function, and checks what the kernel and the host would see. */
     void CheckComposition(USBGadget& gadget, const std::string& type, const Attributes& expected) {
         const std::string function = gadgetDirectory + "functions/" + type + ".usb0";
         const std::string link = gadgetDirectory + "configs/g0.1/" + type + ".usb0";
-        for (const auto& [name, text] : expected) { // their directories come and go by themselves
+        for (const auto& [name, text] : expected) { // the kernel makes these directories
             std::filesystem::create_directories(
                 std::filesystem::path(function + "/" + name).parent_path());
         }
