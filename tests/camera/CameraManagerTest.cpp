@@ -19,7 +19,7 @@ using testing::IsEmpty;
 using testing::MatchesRegex;
 using testing::SizeIs;
 
-/** Writes down what it is told. */
+/** Records its notifications. */
 class Recorder final : public CameraObserver {
 public:
     Recorder(std::vector<std::string>& into, std::string as) : log(into), name(std::move(as)) {}
@@ -43,7 +43,7 @@ protected:
     void Enter(ConnectionState state) {
         manager.OnConnectionStateChanged(state, ConnectionState::Undetermined);
     }
-    /** A frame that no SDK delivers: there need be neither camera nor session. */
+    /** Delivers a frame without the SDK: neither camera nor session is needed. */
     void Frame() { CameraManager::FrameAvailable(nullptr, nullptr, &manager); }
 
     test::CapturedOutput output;
@@ -72,7 +72,7 @@ TEST_F(CameraManagerTest, TellsEventsAndFramesInOrderOfRegistrationAndTheCameraL
     manager.AddObserver(a);
     manager.AddObserver(b);
     EXPECT_THAT(sdk.Calls("kirocamera_manager_create"),
-                ElementsAre(testing::HasSubstr("7"))); // the way of looking for cameras
+                ElementsAre(testing::HasSubstr("7"))); // the discovery method
     sdk.Connect();
     EXPECT_THAT(sdk.Calls("kirocamera_set_display_mode"),
                 ElementsAre("kirocamera_set_display_mode(camera1, 4)"));
@@ -86,7 +86,7 @@ TEST_F(CameraManagerTest, TellsEventsAndFramesInOrderOfRegistrationAndTheCameraL
 
 TEST_F(CameraManagerTest, IgnoresWhatComesWithoutACameraAndASecondCamera) {
     sdk.Connect();
-    sdk.Disconnect(); // with nothing but the camera to observe it, it goes, and the next may come
+    sdk.Disconnect(); // the camera is its only observer: the next may connect
     manager.AddObserver(a);
     sdk.Disconnect();
     sdk.Fail(-1);
@@ -96,7 +96,7 @@ TEST_F(CameraManagerTest, IgnoresWhatComesWithoutACameraAndASecondCamera) {
     sdk.Connect();
     sdk.Connect();
     CameraManager::Event(kirocamera_sim_get_camera(), 3, -1, &manager); // no such event
-    // A camera stays when its disconnect meets an observer that is no camera.
+    // A camera stays when its disconnect finds an observer that is no camera.
     EXPECT_THROW(sdk.Disconnect(), std::bad_cast);
     sdk.Connect();
     EXPECT_THAT(log, ElementsAre("a connect", "a disconnect"));
@@ -106,7 +106,7 @@ TEST_F(CameraManagerTest, TellsNobodyOfACameraThatRefusesTheFrameCallback) {
     manager.AddObserver(a);
     kirocamera_sim_set_result("kirocamera_register_frame_available_callback", -2);
     EXPECT_THROW(sdk.Connect(), CameraError);
-    sdk.Connect(); // ignored: the camera is current all the same
+    sdk.Connect(); // ignored: the camera is already current
     EXPECT_THAT(log, IsEmpty());
     Frame();
     EXPECT_THAT(log, ElementsAre("a frame"));
@@ -128,7 +128,7 @@ TEST_F(CameraManagerTest, RunsASessionOnBatteryAndWithoutHostAndRecoversOnBatter
         output.Take();
         EXPECT_THAT(sdk.Calls("kirocamera_capture_session_stop"), SizeIs(state == 1)) << state;
     }
-    // What the SDK refuses is not told on.
+    // A refusal of the SDK is not reported.
     kirocamera_sim_set_result("kirocamera_capture_session_start", -4);
     kirocamera_sim_set_result("kirocamera_capture_session_stop", -4);
     log.clear();
@@ -200,8 +200,8 @@ TEST_F(CameraManagerTest, DoubleClicksToggleSensorModeAndDebugDisplay) {
     }
 }
 
-// No camera and no list of observers may be freed under a frame or a request, nor when frames
-// overlap on two threads of the SDK. Meant for the thread and address sanitizers.
+// No camera and no observer list may be freed during a frame or a request, even when frames overlap
+// on two SDK threads. For the thread and address sanitizers.
 TEST_F(CameraManagerTest, SurvivesConnectsFramesAndRequestsAtOnce) {
     const auto forever = [](auto action) {
         return std::jthread([action](const std::stop_token& end) {

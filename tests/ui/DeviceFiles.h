@@ -4,7 +4,7 @@
 
 namespace vantorel::test {
 
-/** Puts directories of the test's own in the place of those that say what the device is. */
+/** Replaces the directories that identify the device by the test's own. */
 inline void ReplaceDeviceFiles(const std::string& revision, const std::string& version) {
     CoverWithTmpfs("/tmp");
     CoverWithTmpfs("/etc");

@@ -1,4 +1,4 @@
-// The road of a frame to the display.
+// The path of a frame to the display.
 
 #include "tests/devices/FakeCard.h"
 #include "tests/ui/UserInterfaceFixture.h"
@@ -14,7 +14,7 @@ namespace {
 
 using testing::ElementsAre;
 
-/** With a display whose kernel side is scripted, 48 by 64 pixels. */
+/** Uses a display of 48 by 64 pixels whose kernel side is scripted. */
 class DrawingTest : public test::UserInterfaceManagerTest {
 protected:
     std::vector<std::uint32_t> Draw() {
@@ -28,7 +28,7 @@ protected:
     LCD lcd{"lcd", "/dev/null"};
 };
 
-/** Writes the number of each frame into its first pixel and its last. */
+/** Writes each frame's number into its first and last pixels. */
 struct Numbering final : CameraObserver {
     void OnCameraFrameAvailable(Camera&, kirocamera_frame_t* frame) override {
         kiroframe_t* image = nullptr;
@@ -40,7 +40,7 @@ struct Numbering final : CameraObserver {
     std::uint8_t number = 0;
 };
 
-/** The pixels that the UI library was given last. */
+/** The last pixels passed to the UI library. */
 const std::uint8_t* PixelsShown() {
     vantorelui_sim_call_t call{};
     std::size_t index = vantorelui_sim_log_count();
@@ -51,7 +51,7 @@ const std::uint8_t* PixelsShown() {
 }
 
 TEST_F(DrawingTest, ShowsAllOfTheNewestFrameWhateverItsSize) {
-    // Nothing of it is drawn: the UI library expects 160 by 120.
+    // The UI library expects 160 by 120, so nothing is drawn.
     vantorelui_sim_set_render_image(nullptr);
     Numbering frames;
     camera.AddObserver(frames);
@@ -87,7 +87,7 @@ TEST_F(DrawingTest, RendersAPictureFromOneFrameAlone) {
             const std::uint8_t* const pixels = PixelsShown();
             EXPECT_EQ(pixels[0], 1);
             delivery = std::async(std::launch::async, deliver);
-            delivery.wait_for(std::chrono::milliseconds(100)); // in which it would come through
+            delivery.wait_for(std::chrono::milliseconds(100)); // time enough to overwrite
             EXPECT_EQ(pixels[0], 1) << "overwritten while it is rendered";
         },
         &rendering);
@@ -120,7 +120,7 @@ TEST_F(DrawingTest, DrawsTheNewestFrameUntilTheCameraLeavesAndCopiesOneWholeScre
 }
 
 TEST_F(DrawingTest, DoesNotHoldUpALeavingCameraWhileThePictureIsRendered) {
-    std::promise<void> gates[2]; // into the rendering and out of it
+    std::promise<void> gates[2]; // start and end of the rendering
     StartCamera();
     sdk.Frame();
     vantorelui_sim_set_render_hook(
@@ -132,7 +132,7 @@ TEST_F(DrawingTest, DoesNotHoldUpALeavingCameraWhileThePictureIsRendered) {
         gates);
     const auto display = std::async(std::launch::async, [&] { Draw(); });
     gates[0].get_future().wait();
-    EXPECT_THROW(sdk.Disconnect(), std::bad_cast); // returns, with the picture still unfinished
+    EXPECT_THROW(sdk.Disconnect(), std::bad_cast); // returns while the picture is being rendered
     gates[1].set_value();
 }
 

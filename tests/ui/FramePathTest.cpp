@@ -11,7 +11,7 @@
 namespace vantorel {
 namespace {
 
-/** Counts the allocations of the observers between two of its kind. */
+/** Two of them count the allocations of the observers between them. */
 struct Mark final : CameraObserver {
     explicit Mark(bool begins) : counts(begins) {}
     void OnCameraFrameAvailable(Camera&, kirocamera_frame_t*) override {
@@ -20,14 +20,13 @@ struct Mark final : CameraObserver {
     const bool counts;
 };
 
-// Thirty and sixty times a second the device has no time for the allocator, and a day of it would
-// fragment the heap.
+// Allocations thirty and sixty times a second cost time and would fragment the heap within a day.
 TEST(FramePath, AllocatesNothingFromTheSecondFrameOn) {
     VANTOREL_NEED_PRIVATE_MOUNTS();
     test::ReplaceDeviceFiles("REV-6", "1.5.0");
     const test::CapturedOutput output;
     const test::RecordedUI ui;
-    // The simulators must keep no records, which allocate, and so the camera not be a manual one.
+    // Records of the simulators allocate: they are off, and so the camera is not a manual one.
     vantorelui_sim_log(false);
     setenv("KIROCAMERA_SIM_RATE", "0", 1);
     setenv("KIROCAMERA_SIM_CONNECTED", "0", 1);
@@ -49,7 +48,7 @@ TEST(FramePath, AllocatesNothingFromTheSecondFrameOn) {
     std::vector<std::uint32_t> pixels(48 * 64);
     vantorelui_sim_set_render_image(image.data());
 
-    kirocamera_sim_frame(); // the first frame makes the copy that the others reuse
+    kirocamera_sim_frame(); // allocates the copy that later frames reuse
     EXPECT_GT(test::allocations.exchange(0), 0);
     for (int frame = 0; frame < 10; ++frame) {
         kirocamera_sim_frame();

@@ -17,7 +17,7 @@
 
 namespace vantorel::test {
 
-/** Writes down what the user asks for; throws at the second request to power off. */
+/** Records the user's requests; throws at the second request to power off. */
 struct Requests final : UserInterfaceObserver {
     void OnUserInterfacePowerOffRequest() override {
         log.push_back("off");
@@ -32,7 +32,7 @@ struct Requests final : UserInterfaceObserver {
     std::vector<std::string> log;
 };
 
-/** The manager of one device, between the simulators of both libraries. */
+/** One device's manager with the camera and UI simulators. */
 class UserInterfaceManagerTest : public testing::Test {
 protected:
     void SetUp() override {
@@ -42,7 +42,7 @@ protected:
         manager.emplace();
         manager->AddObserver(requests);
     }
-    /** Connects a camera that delivers frames to the manager and starts its session. */
+    /** Connects a camera whose frames the manager receives, and starts its session. */
     void StartCamera() {
         camera.AddObserver(*manager);
         camera.Start();
@@ -51,7 +51,7 @@ protected:
         ui.Calls();
     }
 
-    std::optional<CapturedOutput> output; // begins when the temporary directory is ours
+    std::optional<CapturedOutput> output; // set once the temporary directory is private
     RecordedUI ui;
     ManualCamera sdk;
     CameraManager camera{0};

@@ -17,10 +17,10 @@
 
 #include <dlfcn.h>
 
-/** What the UI library does before it shows the thermal screen. */
+/** Runs before the UI library shows the thermal screen. */
 static std::function<void()> beforeThermalScreen = [] {};
 
-// In the place of the simulator's, which it calls.
+// Replaces the simulator's function and calls it.
 void SelectTIScreen(void) {
     beforeThermalScreen();
     reinterpret_cast<void (*)()>(::dlsym(RTLD_NEXT, __func__))();
@@ -42,7 +42,7 @@ TEST_F(UserInterfaceManagerTest, ShowsIdentityThenRegistersFourEventsThenTheSpla
 }
 
 TEST_F(UserInterfaceManagerTest, KnowsTheTransitionsBetweenScreensAndNoOthers) {
-    // From None (never seen outside), Splash, ThermalImaging, Charging, Update, Fault.
+    // From None (internal only), Splash, ThermalImaging, Charging, Update, Fault.
     static constexpr std::string_view reached[] = {"", "2345", "345", "5", "5", "5"};
     for (std::size_t from = 1; from <= 5; ++from) {
         for (std::size_t to = 0; to <= 5; ++to) {
@@ -57,8 +57,8 @@ TEST_F(UserInterfaceManagerTest, KnowsTheTransitionsBetweenScreensAndNoOthers) {
     }
 }
 
-// The library may raise the user's request while it changes screens, and the charger be plugged in
-// on another thread.
+// The library may raise the user's request while it changes screens, and another thread may report
+// the charger.
 TEST_F(UserInterfaceManagerTest, ShowsTheScreenOfItsStateWhoeverChangesItMeanwhile) {
     beforeThermalScreen = [this] {
         EXPECT_EQ(manager->State(), State::ThermalImaging);
@@ -119,8 +119,8 @@ TEST_F(UserInterfaceManagerTest, PassesTheLibrarysEventsOnWithWhatObserversThrow
     EXPECT_THROW(vantorelui_sim_event(VANTORELUI_EVENT_POWER_OFF), Error);
 }
 
-// Nobody knows what an LED shows that has refused a click. The supervisor starts the application
-// anew, which reads it.
+// The state of an LED that refuses a click is unknown. The supervisor restarts the application,
+// which reads it.
 TEST_F(UserInterfaceManagerTest, EndsTheProcessWhenTheLedRefusesAClick) {
     GTEST_FLAG_SET(death_test_style, "fast"); // the process stays in its namespaces
     test::WriteFile("/tmp/torch/brightness", "0");
@@ -182,13 +182,13 @@ TEST_F(UserInterfaceManagerTest, TellsItsThreeButtonsApartByTheirNames) {
     }
     EXPECT_THAT(ui.Calls(), ElementsAre("Button1Down 0", "Button1Up 0", "Button2Down 0",
                                         "Button2Up 0", "ButtonPinholeDown 0", "ButtonPinholeUp 0",
-                                        // This library has its units changed by it.
+                                        // The pinhole changes the units of this library.
                                         "GetTemperatureUnits 0"));
 }
 
 TEST_F(UserInterfaceManagerTest, PushesHeaderTemperaturesOfEveryFifthFrameFromAnyAddress) {
     StartCamera();
-    // The screen changes on the first frame even when it cannot be converted and does not count.
+    // The first frame changes the screen even if it cannot be converted and does not count.
     kirocamera_sim_set_result("kirocamera_frame_get_frame_by_format", -3);
     sdk.Frame();
     EXPECT_THAT(ui.Calls(), ElementsAre("SetTemperatureUnits 1", "SelectTIScreen 0"));
@@ -204,7 +204,7 @@ TEST_F(UserInterfaceManagerTest, PushesHeaderTemperaturesOfEveryFifthFrameFromAn
                                         "SetEnvironmentTemp 25.5", "SetReadoutTemp -7.25"));
 }
 
-/** Tells the manager of every frame on two threads at once. */
+/** Notifies the manager of every frame on two threads at once. */
 struct Twice final : CameraObserver {
     void OnCameraFrameAvailable(Camera& camera, kirocamera_frame_t* frame) override {
         const std::jthread second([&] { manager->OnCameraFrameAvailable(camera, frame); });
@@ -213,7 +213,7 @@ struct Twice final : CameraObserver {
     UserInterfaceManager* manager = nullptr;
 };
 
-// Meant for the thread sanitizer.
+// For the thread sanitizer.
 TEST_F(UserInterfaceManagerTest, TakesFramesThatOverlap) {
     Twice twice;
     twice.manager = &*manager;
@@ -222,9 +222,9 @@ TEST_F(UserInterfaceManagerTest, TakesFramesThatOverlap) {
     sdk.Connect();
     camera.OnConnectionStateChanged(ConnectionState::NoHost, ConnectionState::Undetermined);
     ui.Calls();
-    sdk.Frame(); // the first two
+    sdk.Frame(); // frames one and two
     sdk.Frame();
-    sdk.Frame(); // the sixth among them
+    sdk.Frame(); // includes the sixth
     EXPECT_THAT(ui.Calls(), ElementsAre("SetTemperatureUnits 1", "SelectTIScreen 0",
                                         testing::StartsWith("SetEnvironmentTemp"),
                                         testing::StartsWith("SetReadoutTemp"),

@@ -22,8 +22,8 @@ std::string SkuAndVersion() {
 TEST(Version, IsFormedOfTheIdentityFiles) {
     VANTOREL_NEED_PRIVATE_MOUNTS();
     const std::array<const char*, 4> devices[] = {
-        // What the files hold: the SKU, the board's revision, the version.
-        {"", "REV-4\n", "1.5.0\n", "ZT-MMQX 30.27.1.5"}, // the first board names its SKU
+        // The files' contents: the SKU, the board's revision, the version.
+        {"", "REV-4\n", "1.5.0\n", "ZT-MMQX 30.27.1.5"}, // the revision implies the SKU
         {"AB-1\nrest\n", "REV-4", "1.5.0", "AB-1 30.27.1.5"},
         {"", "REV-6", "300.2.9", " 32.27.44.2"}, // components are bytes
         {"", "REV-6", "-1.07.9", " 32.27.255.7"},

@@ -1,5 +1,5 @@
-// The gauge stream of an update: passed on whole or not at all, whatever room there is and whenever
-// the power goes.
+// The gauge stream of an update: passed on whole or not at all, with any free space and after a
+// power cut at any time.
 
 #include "tests/update/UpdateFixture.h"
 
@@ -26,7 +26,7 @@ std::string New(std::size_t size) {
     return std::string(size, 'n');
 }
 
-/** What waits for the gauge, in short: "n50000" for New(50000), "none", or "mixed". */
+/** The pending stream in short: "n50000" for New(50000), "none", or "mixed". */
 std::string Waiting() {
     if (!std::filesystem::exists(pending)) {
         return "none";
@@ -36,7 +36,7 @@ std::string Waiting() {
     return isOne ? text[0] + std::to_string(text.size()) : "mixed";
 }
 
-/** A device whose file system for gauge streams has 64 KiB. */
+/** A device with 64 KiB of file system for gauge streams. */
 class UpdateStreams : public UpdateArchives {
 protected:
     void SetUp() override {
@@ -49,7 +49,7 @@ protected:
         UpdateArchives::TearDown();
     }
 
-    /** Unpacks an archive with a stream while another one waits, or none when that is empty. */
+    /** Unpacks an archive with a stream while another is pending, or none if that is empty. */
     void PassOn(const std::string& waiting, const std::string& coming) {
         WriteFile("/stream", coming);
         Pack({"fit", "rootfs"}, "cat /stream >bqfs");
@@ -59,7 +59,7 @@ protected:
         EXPECT_THAT(PollAnew(2), HasSubstr("first: valid")) << "a copy reports no failure";
     }
 
-    /** No stream waits, and a copy that has failed takes no room. */
+    /** No stream is pending, and a failed copy uses no space. */
     static void ExpectNone(const char* what) {
         EXPECT_TRUE(std::filesystem::is_empty(folder)) << what;
         std::filesystem::remove(pending);
@@ -123,7 +123,7 @@ TEST_F(UpdateStreams, LeaveNoneWhenTheyCannotBeCopied) {
     ExpectNone("the medium does not take it");
 }
 
-/** Ends the process at one of the calls that change the folder, and loses what was not durable. */
+/** Ends the process at one of the calls that change the folder; discards unsynced data. */
 class PowerCut {
 public:
     PowerCut(ScopedSys& sys, int atCall) : remaining(atCall) {
@@ -172,7 +172,7 @@ private:
     }
 
     int remaining;
-    std::set<int> written; // and not flushed yet
+    std::set<int> written; // but not flushed
 };
 
 TEST_F(UpdateStreams, AreTheOldTheNewOrNoneAfterAPowerCutAnywhere) {
@@ -192,7 +192,7 @@ TEST_F(UpdateStreams, AreTheOldTheNewOrNoneAfterAPowerCutAnywhere) {
         ASSERT_EQ(::waitpid(child, &status, 0), child);
         seen.insert(status == 0 ? "in the end " + Waiting() : Waiting());
 
-        PassOn("", New(60'000)); // what the cut has left takes no room from the next one
+        PassOn("", New(60'000)); // a part left by the cut takes no space
         EXPECT_EQ(Waiting(), "n60000") << "after a cut at call " << call;
         EXPECT_FALSE(std::filesystem::exists(pending + ".part"));
     }

@@ -15,7 +15,7 @@
 
 namespace vantorel::test {
 
-/** Prints each notification between the status lines, and changes the errors that it is given. */
+/** Prints each notification among the status lines, and changes the errors that it receives. */
 class UpdateWitness : public FirmwareUpdateObserver {
 public:
     explicit UpdateWitness(std::string witnessName) : name(std::move(witnessName)) {}
@@ -37,22 +37,22 @@ private:
 };
 
 /**
- * A device that unpacks archives with a real tar and has a folder for its flash. Status lines,
- * notifications, mounts and programs are printed in the order in which they happen.
+ * A device that unpacks archives with the real tar and uses a folder as its flash. It prints status
+ * lines, notifications, mounts and program calls in order.
  */
 class Update : public testing::Test {
 protected:
     void SetUp() override {
         VANTOREL_NEED_PRIVATE_MOUNTS();
         root.emplace();
-        output.emplace(); // after the root: its file is in the root's /tmp
+        output.emplace(); // after the root: needs its /tmp
         CoverWithTmpfs("/proc");
         for (const char* directory : {"/tmp/var", "/tmp/update", "/drive", "/flash"}) {
             std::filesystem::create_directories(directory);
         }
         sys->Mount = [](auto...) { return PrintStatus("mount"), 0; };
         sys->Umount = [](const char*) { return PrintStatus("umount"), 0; };
-        sys->Rmdir = [](const char*) { return 0; }; // the drive's directory outlives its mount
+        sys->Rmdir = [](const char*) { return 0; }; // keeps the drive's mount point
         WriteFile("/proc/mtd", "dev:    size   erasesize  name\n"
                                "mtd0: 00800000 00020000 \"FIT_0\"\n"
                                "mtd1: 04000000 00020000 \"rootfs_0\"\n"
@@ -70,13 +70,13 @@ protected:
             ::umount("/proc");
         }
     }
-    /** A new device. */
+    /** Replaces the device by a new one. */
     void Renew() {
         TearDown();
         SetUp();
     }
 
-    /** Sets what the programs do, after shell commands that may make them fail. */
+    /** Sets the programs' behaviour; runs these shell commands, which may fail, first. */
     void Behave(const std::string& spoiled) {
         root->Behave("echo \"$line\"\n" + spoiled + R"(
 case $1 in
@@ -87,8 +87,8 @@ esac
     }
 
     /**
-     * Puts an archive on the drive, as a host does. Each member holds "new " and its name; shell
-     * commands may add others.
+     * Writes an archive to the drive, as a host does. Each member contains "new " and its name; the
+     * shell commands may add others.
      */
     void Pack(const std::vector<std::string>& members, const std::string& commands = ":") {
         std::filesystem::remove_all("/content");
@@ -110,7 +110,7 @@ esac
         manager->AddObserver(first);
     }
 
-    /** Polls that often; returns what was printed meanwhile. */
+    /** Polls this many times and returns the output. */
     std::string Poll(int times) {
         output->Take();
         for (int count = 0; count < times; ++count) {
@@ -138,10 +138,10 @@ inline const std::string untar = "/bin/busybox|tar|-xf|/tmp/update/THERMAL.STR|-
 inline const std::string flash = "/bin/busybox|flashcp|-v|/tmp/update/";
 inline const std::string setSlot = "/usr/bin/fw_setenv|image_select|";
 
-/** The same device, for polls that start again from the archive on the drive. */
+/** The same device; its polls start again from the archive on the drive. */
 class UpdateArchives : public Update {
 protected:
-    /** Polls from state Idle on. */
+    /** Polls, starting in state Idle. */
     std::string PollAnew(int times) {
         manager->TransitionToState(FirmwareUpdateState::Idle);
         return Poll(times);

@@ -1,5 +1,5 @@
-// A firmware update: from one state to the next and out of it when something fails, what an archive
-// may hold, and what a host may do to it.
+// A firmware update: its states, its failures, the valid contents of an archive, and a host's
+// changes to it.
 
 #include "tests/update/UpdateFixture.h"
 
@@ -25,7 +25,7 @@ TEST_F(Update, InstallsInTheSlotThatDoesNotRun) {
         EXPECT_EQ(Poll(4), remount + Transition(1) + "first: found\n" + untar + Transition(2) +
                                "first: valid\n" + Transition(3) + "first: begin\n" + Transition(4));
         EXPECT_FALSE(std::filesystem::exists("/tmp/var/firstboot"));
-        sys->Sync = [] { // what a user who pulls the cable at "complete" keeps
+        sys->Sync = [] { // durable before "complete"
             PrintStatus("kept: marker ", ReadFile("/tmp/var/firstboot"));
         };
         EXPECT_EQ(Poll(1), "first: 25 %\n" + flash + "fit|/dev/" + fit + "\nfirst: 50 %\n" + flash +
@@ -52,7 +52,7 @@ TEST_F(Update, IsLookedForFourTimesASecondWhenThereIsAHost) {
     using enum ConnectionState;
     for (const auto state : {Undetermined, Battery, BatteryCharger, NoHost, NoBattery}) {
         Construct("image_select=0\n");
-        // Had it begun, its destruction would end the process.
+        // If it had started, destroying it would end the process.
         manager->OnConnectionStateChanged(state, Undetermined);
     }
     Construct("image_select=0\n");
@@ -122,7 +122,7 @@ TEST_F(Update, FollowsOnlyTheStateBefore) {
     }
 }
 
-/** Keeps only the first tenths of the archive on the drive. */
+/** Truncates the archive on the drive to its first tenths. */
 void Truncate(unsigned tenths) {
     std::filesystem::resize_file(archive, std::filesystem::file_size(archive) * tenths / 10);
 }
@@ -138,7 +138,7 @@ TEST_F(UpdateArchives, AreLookedAtAgainWithoutAnErrorWhenTheyAreBad) {
         {"a link called as it", [&] { Pack({"fit"}, "ln -s /running-firmware THERMAL.STR"); }},
         {"nothing at all", [] { Truncate(0); }},
         {"half of it", [] { Truncate(5); }},
-        {"all but its last bytes", [] { Truncate(7); }}, // what is behind them is padding
+        {"all but its last bytes", [] { Truncate(7); }}, // the rest is padding
         {"no tar", [&] { Behave("[ $1 != tar ] || exit 127"); }},
         {"a tar that unpacks nothing", [&] { Behave("[ $1 != tar ] || exit 0"); }},
         {"no room to unpack it",
@@ -155,7 +155,7 @@ TEST_F(UpdateArchives, AreLookedAtAgainWithoutAnErrorWhenTheyAreBad) {
         EXPECT_EQ(test::ReadFile("/running-firmware"), "untouched") << what;
         EXPECT_TRUE(std::filesystem::is_empty("/flash")) << what;
 
-        // What the bad one left does not stop the next one.
+        // Remains of the bad archive do not stop the next one.
         ::umount("/tmp/update");
         Behave("");
         Pack({"fit", "rootfs"});
