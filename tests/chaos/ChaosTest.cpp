@@ -1,11 +1,10 @@
-// The reference application in a world that changes all the time and in any order: charger,
-// battery, camera, host, buttons and failures, from one seed. Each life of the application is a
-// process of its own, as on the device, and ends by a signal, or where its camera is unplugged.
+// The reference application under random events: charger, battery, camera, host, buttons and
+// failures, from one seed. Each life of the application is a separate process, as on the device,
+// and ends by a signal or when its camera is unplugged.
 //
-// VANTOREL_CHAOS_SEED says which life to begin with (1). Without VANTOREL_CHAOS_SECONDS the test
-// plays the same few lives every time; with it, it plays as long as that, from a seed of the time
-// unless one is given. The order of the threads is not played again: under the thread sanitizer it
-// need not be.
+// VANTOREL_CHAOS_SEED sets the first life (1). Without VANTOREL_CHAOS_SECONDS the test plays the
+// same few lives every time; with it, it plays for that time, from a seed of the clock unless one
+// is set. A seed does not repeat the order of the threads; the thread sanitizer does not need it.
 
 #include "tests/chaos/Machine.h"
 #include "tests/support/OpenDescriptors.h"
@@ -29,7 +28,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-// The application as it is. When its end has come, it is looked at.
+// The unchanged application. EndOfApplication() checks it at its exit.
 [[noreturn]] void EndOfApplication(int status);
 #define main ApplicationMain
 #define _exit EndOfApplication
@@ -50,13 +49,13 @@ void Demand(bool condition, const char* what) {
     }
 }
 
-/** Takes the place of standard output and looks at the status lines. */
+/** Replaces standard output and checks the status lines. */
 class StatusLines final : public std::streambuf {
 public:
     std::atomic<int> state{0};
-    std::atomic<bool> sessionWanted{false}; // by the state
-    std::atomic<bool> bound{false};         // and not left to a host
-    std::atomic<bool> decided{false};       // everybody has been told of the first state
+    std::atomic<bool> sessionWanted{false}; // from the state
+    std::atomic<bool> bound{false};         // a host may stop the session
+    std::atomic<bool> decided{false};       // all observers know the first state
 
 private:
     std::streamsize xsputn(const char* text, std::streamsize size) override {
@@ -91,7 +90,7 @@ std::ptrdiff_t CountThreads() {
     return std::distance(begin(entries), end(entries));
 }
 
-/** Everything that happens to the application in one life. */
+/** Causes the events of one life. */
 class Player {
 public:
     explicit Player(unsigned seed) : random(seed), connected(Up(8) > 0) {
@@ -119,7 +118,7 @@ public:
         }
         decidedAtEnd = statusLines->decided.load();
         ::kill(::getpid(), SIGTERM);
-        // A host may have stopped more sessions than there were frames: the end waits for none.
+        // A host may have stopped more sessions than there were frames: the exit waits for none.
         while (true) {
             ::pause();
         }
@@ -129,7 +128,7 @@ private:
     int Up(int limit) { return std::uniform_int_distribution(0, limit - 1)(random); }
     int Sometimes(int value) { return Up(4) == 0 ? value : 0; }
 
-    /** The event must get through to a thread that may be waiting for a frame. */
+    /** Frees a thread that may wait for a frame and would hold up the event. */
     [[noreturn]] static void Release() {
         while (true) {
             ::kirocamera_capture_session_start(::kirocamera_sim_get_camera(),
@@ -138,10 +137,10 @@ private:
         }
     }
 
-    /** In the order in which they are given, on the thread of the camera's events. */
+    /** Commands run in order on the thread of the camera's events. */
     static void Camera(const std::string& command) { ::kirocamera_sim_command(command.c_str()); }
 
-    /** The application does not survive this, and is started anew on the device. */
+    /** Ends the application; the device restarts it. */
     void Disconnect() {
         if (!connected) {
             return;
@@ -171,7 +170,7 @@ private:
             [&] { machine->chargerError = Sometimes(error); },
             [&] { machine->temperatureError = Sometimes(error); },
             [&] { machine->portError = Sometimes(error); },
-            // A gauge that cannot be reset keeps the device from starting.
+            // The device does not start with a gauge that cannot be reset.
             [&] { machine->gaugeError = machine->gaugePolled > 0 ? error : 0; },
             [&] { machine->displayError = error; },
             [&] { Camera("rate " + std::to_string(20 + Up(220))); },
@@ -188,13 +187,13 @@ private:
     }
 
     void Look() {
-        static constexpr int follow[6] = {077, 076, 074, 050, 060, 040}; // bits of later screens
+        static constexpr int follow[6] = {077, 076, 074, 050, 060, 040}; // bits of next screens
         const int now = ::vantorelui_sim_screen();
         Demand((follow[screen] >> now & 1) != 0, "screens");
         screen = now;
     }
 
-    /** The user interface takes the temperature of every fifth frame. */
+    /** The user interface shows the temperature of every fifth frame. */
     void ExpectFrames() {
         ::vantorelui_sim_log(true);
         std::size_t next = 0;
@@ -230,7 +229,7 @@ private:
     int screen = 0;
 };
 
-constexpr unsigned livesPlayed = 8; // about four seconds of them
+constexpr unsigned livesPlayed = 8; // about four seconds
 
 [[noreturn]] void Live(unsigned seed) {
     static Machine world;
@@ -239,8 +238,8 @@ constexpr unsigned livesPlayed = 8; // about four seconds of them
     statusLines = &lines;
     static Player player(seed);
     std::cout.rdbuf(&lines);
-    ::alarm(2 * test::hangSeconds); // whoever waits for ever ends here
-    BlockTerminationSignals();      // in the threads of the world, too
+    ::alarm(2 * test::hangSeconds); // ends a hang
+    BlockTerminationSignals();      // in the test's threads, too
     std::thread([] { player.Live(); }).detach();
     static_cast<void>(Run(false));
     Demand(false, "the application has not started");
@@ -279,9 +278,9 @@ TEST(Chaos, IsSurvived) {
 void EndOfApplication(int status) {
     Demand(status == 0, "the exit code");
     Demand(test::CountOpenDescriptors() <= descriptorsAtStart, "descriptors");
-    // Left: this one, the display's, three buttons, the two of the camera, the user interface's for
-    // buttons that are held, the player, the host, two of the sanitizer. Before the first decision
-    // there may be one more, that waits for a camera.
+    // The remaining threads: this one, the display's, three buttons', the camera's two, the user
+    // interface's for held buttons, the player, the host, two of the sanitizer. Before the first
+    // decision, one more may wait for a camera.
     Demand(!decidedAtEnd || test::Eventually([] { return CountThreads() <= 12; }), "threads");
     const std::string log = test::ReadFile("/tmp/var/log/debug.csv");
     Demand(log.ends_with('\n') &&

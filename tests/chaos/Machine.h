@@ -23,9 +23,9 @@
 namespace vantorel::test {
 
 /**
- * The kernel's side of the application's whole hardware, which other threads change while the
- * application runs. Time passes fast. What is synchronised here is not seen to be missing in the
- * library, so the state is of atomics that order nothing.
+ * Fakes the kernel's side of all the hardware; other threads change it while the application runs.
+ * Time passes fast. Synchronisation here could hide a data race of the library, so the state
+ * consists of relaxed atomics.
  */
 class Machine {
 public:
@@ -53,9 +53,9 @@ public:
 
     FakeEndpoint endpoint;
     Value charger, battery, configured;              // 0 or 1
-    Value level, temperature;                        // whatever is read
-    Value chargerError, temperatureError, portError; // 0 or what every read fails with
-    Value gaugeError, displayError;                  // 0 or what the next request fails with
+    Value level, temperature;                        // returned by reads
+    Value chargerError, temperatureError, portError; // 0 or the error of every read
+    Value gaugeError, displayError;                  // 0 or the error of the next request
     Value gaugePolled, flips;                        // counted
     static constexpr const char* driveDirectory = "/tmp/mass_storage/lun0.fs/";
 
@@ -192,7 +192,7 @@ private:
             }
             return 0;
         };
-        sys->Waitpid = [](pid_t child, int*, int) { return child; }; // with the status 0
+        sys->Waitpid = [](pid_t child, int*, int) { return child; }; // with status 0
         sys->Kill = [](pid_t, int) { return 0; };
         sys->Sync = [] {};
         sys->Reboot = [](int) { return 0; };
@@ -223,7 +223,7 @@ private:
     std::vector<int> keyboards;
     ScopedSys cardSys;
     FakeCard card{cardSys};
-    ScopedSys sys; // the last one is the one that counts
+    ScopedSys sys; // the last one created applies
 };
 
 } // namespace vantorel::test

@@ -1,5 +1,5 @@
-// The devices that are files or lines of the kernel: thermometers, test fixture, torch. The
-// charger's texts are those of tests/fuzz/system_texts.
+// The devices behind kernel files and GPIO lines: thermometers, test fixture, torch.
+// tests/fuzz/system_texts covers the charger's texts.
 
 #include "tests/support/ErrorOf.h"
 #include "tests/support/IoctlRecorder.h"
@@ -25,7 +25,7 @@ namespace {
 
 using enum ConnectionState;
 
-/** Hears a temperature and fails: an error of its own, none of the thermometer's. */
+/** Throws on a temperature: the observer's error, not the thermometer's. */
 struct Listener final : ThermometerObserver {
     void OnThermometerTemperatureQuery(Thermometer&, float temperature) override {
         heard = temperature;
@@ -42,7 +42,7 @@ TEST(Thermometer, ReadsMillidegreesAnewEachTimeForItsService) {
     Listener listener;
     service.AddObserver(listener);
     for (const auto& [text, expected] : {std::pair{"-5500\n", -5.5f},
-                                         {"000000000004512399", 45.123f}, // more than is read
+                                         {"000000000004512399", 45.123f}, // longer than the read
                                          {"unknown\n", 0.0f}}) {
         sensor.Write("temp1_input", text);
         EXPECT_THROW(service.ServiceFunction(), Error);
@@ -50,7 +50,7 @@ TEST(Thermometer, ReadsMillidegreesAnewEachTimeForItsService) {
     }
 }
 
-/** A GPIO chip with four lines, which are high while nothing pulls them. */
+/** A GPIO chip with four lines that are high unless pulled. */
 class FakeChip {
 public:
     explicit FakeChip(test::ScopedSys& sys) : ioctls(sys) {
@@ -106,9 +106,9 @@ protected:
     void OnTorchOn(Torch&) override { heard += '1'; }
     void OnTorchOff(Torch&) override { heard += '0'; }
     void OnTorchError(Torch&, Error&) override { heard += 'E'; }
-    /** What was written until now and, after a blank, what was heard since the last question. */
+    /** All writes so far and, after a blank, the notifications since the last call. */
     std::string Done() {
-        // A plain file keeps all that was written since the first character was read.
+        // A plain file keeps every write after its first character.
         return led.Read("brightness").substr(1) + " " + std::exchange(heard, {});
     }
 
@@ -122,7 +122,7 @@ TEST_F(TorchTest, TurnsOverAtEachRequestWhicheverItIs) {
     torch->OnUserInterfaceTorchOffRequest();
     torch->OnUserInterfaceTorchOnRequest();
     torch->OnUserInterfaceTorchOnRequest();
-    torch->On(); // also when lit already
+    torch->On(); // even if already lit
     EXPECT_EQ(Done(), "1011 1011");
     Build("2"); // dimmed: neither on nor off
     torch->Toggle();
@@ -133,7 +133,7 @@ TEST_F(TorchTest, ObeysOnlyWhileOnBattery) {
     Build("0");
     torch->OnConnectionStateChanged(Undetermined, Undetermined);
     torch->OnConnectionStateChanged(Battery, Undetermined);
-    EXPECT_EQ(Done(), " 0"); // the position is told, not written
+    EXPECT_EQ(Done(), " 0"); // the position is reported, not written
     for (const auto state : {BatteryCharger, NoHost, Host, NoBattery}) {
         Build("1");
         torch->OnConnectionStateChanged(state, Undetermined);
@@ -158,7 +158,7 @@ TEST_F(TorchTest, RemembersAPositionThatCouldNotBeWritten) {
 // For the thread sanitizer.
 TEST_F(TorchTest, IsSwitchedByTheUserAndByThePowerAtOnce) {
     led.Write("brightness", "0");
-    torch.emplace("torch", led / ""); // that nobody hears
+    torch.emplace("torch", led / ""); // without an observer
     const std::jthread user([this] {
         for (int i = 0; i < 500; ++i) {
             torch->Toggle();

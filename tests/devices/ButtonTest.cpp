@@ -78,18 +78,18 @@ TEST_F(ButtonTest, IsReportedPressedAndReleasedOnceDespiteAutoRepeat) {
     }
     EXPECT_EQ(heard, "DU");
     Send(typeKey, power, 1);
-    EXPECT_THROW(service.ServiceFunction(), Error); // its user's own is none of the button
+    EXPECT_THROW(service.ServiceFunction(), Error); // an observer's error is not the button's
     EXPECT_EQ(heard, "DUD");
 }
 
-// The kernel ends every wait for such a device at once. That a real one ends so:
-// tests/device/HardwareTest.cpp.
+// The kernel ends every wait for such a device at once; tests/device/HardwareTest.cpp shows it on a
+// real one.
 TEST_F(ButtonTest, LeavesTheProcessorAloneWhileItsDeviceIsGone) {
     const struct {
         short found;
-        int pauses; // of 100 ms, until its event comes after all
+        int pauses; // of 100 ms, until its event arrives
     } waits[] = {{POLLIN, 0},
-                 {POLLIN | POLLERR | POLLHUP, 5}, // events were left behind
+                 {POLLIN | POLLERR | POLLHUP, 5}, // unread events remain
                  {POLLERR | POLLHUP, 5},
                  {POLLNVAL, 5}};
     Button button("power", node, power);

@@ -13,8 +13,8 @@
 namespace vantorel::test {
 
 /**
- * A display card in the place of the kernel's: answers the requests as the kernel does and hands
- * out memory for the buffers.
+ * Replaces the kernel's display card: answers requests as the kernel does and provides memory for
+ * the buffers.
  */
 class FakeCard {
 public:
@@ -28,7 +28,7 @@ public:
                 errno = EINVAL;
                 return MAP_FAILED;
             }
-            // A mapping of its own: a child does not get it, and must not lose a part of the heap.
+            // A separate mapping: a child does not get it, and must not lose a part of the heap.
             void* memory = ::mmap(nullptr, bytes, protection, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
             mapped[memory] = bytes;
             return memory;
@@ -82,7 +82,7 @@ private:
     }
 
     void AnswerResources() {
-        // Becoming master, and ceasing to be it: neither matters to the first opener.
+        // The first opener is master anyway, so neither request matters.
         ioctls.OnPlain(drm::setMaster, [](void*) { return FailWith(EACCES); });
         ioctls.OnPlain(drm::dropMaster, [](void*) { return FailWith(EACCES); });
         On<drm::GetResources>([this](drm::CardResources& record) {
@@ -119,7 +119,7 @@ private:
         });
         On<drm::AddFramebufferRequest>([this](drm::AddFramebuffer& record) {
             if (record.pitch != Pitch(record.width) || record.bitsPerPixel != 32 ||
-                record.depth != 24) { // with a depth of 32 it would blend the picture
+                record.depth != 24) { // a depth of 32 would blend the picture
                 return FailWith(EINVAL);
             }
             record.framebufferId = 50 + framebuffers++;

@@ -1,4 +1,5 @@
-// What the kernel's display does not do on demand; the rest is in tests/device/HardwareTest.cpp.
+// Cases that the kernel's display cannot produce on demand; the rest:
+// tests/device/HardwareTest.cpp.
 
 #include "vantorel/devices/LCD.h"
 
@@ -18,7 +19,7 @@ protected:
 };
 
 // The buffers are larger than the screen. A forked child that kept a mapping would keep the
-// display, too, and with it out of the reach of the application's next start.
+// display, and the restarted application could not open it.
 TEST_F(LCDTest, MapsWholeBuffersForItselfAlone) {
     card.size = 256 * 64;
     std::map<void*, std::size_t> kept; // from children
@@ -78,8 +79,8 @@ TEST_F(LCDTest, IsDrawnIntoTheBufferThatIsNotOnScreenAndWaitedForOncePerFlip) {
     const auto working = std::exchange(sys->Ioctl, [](auto...) { return test::FailWith(EBUSY); });
     service.ServiceFunction();
     sys->Ioctl = working;
-    service.ServiceFunction();                      // draws once more what could not be shown
-    EXPECT_THROW(service.ServiceFunction(), Error); // its user's own is none of the display
+    service.ServiceFunction();                      // draws the failed picture again
+    EXPECT_THROW(service.ServiceFunction(), Error); // not the display's error
     EXPECT_NE(first, second);
     EXPECT_THAT(recorder.drawn, ElementsAre(second, first, first, second));
     EXPECT_EQ(recorder.errors, 1);

@@ -1,5 +1,5 @@
-// Every system call of the library fails once, in every way in which it can, and what comes of it
-// is compared with what the operation promises.
+// Each system call of the library fails once with each error, and the result is compared with the
+// operation's promise.
 
 #include "tests/faults/Faults.h"
 #include "tests/support/CapturedOutput.h"
@@ -29,8 +29,8 @@ namespace {
 using test::Faults;
 using test::Scenario;
 
-// How many of the errors are played, and how many of those that end the process, for each of which
-// it takes a process: the device is slow, and so is a sanitizer.
+// How many errors are injected, and how many where the process ends. The latter need a process
+// each, which is slow on the device and under a sanitizer.
 #if defined(__arm__)
 constexpr std::ptrdiff_t errorsPlayed = 6;
 constexpr std::ptrdiff_t endsPlayed = 1;
@@ -44,21 +44,21 @@ constexpr std::ptrdiff_t endsPlayed = 15;
 
 enum class Outcome {
     Thrown, // an Error with the errno leaves the operation, or reaches its observers
-    Silent, // nobody hears of it
+    Silent, // not reported
     Ends,   // the process ends
 };
 
-/** What comes of a failure where it is not an Error with its errno and nothing left behind. */
+/** The result of a failure other than an Error with its errno and no resource left behind. */
 struct Promise {
-    std::string_view where; // the step of the scenario, any when empty
-    std::string_view call;  // any when empty
+    std::string_view where; // the step of the scenario; empty: any
+    std::string_view call;  // empty: any
     Outcome outcome = Outcome::Thrown;
     const char* reason = "";
-    std::vector<int> errors = {}; // any when empty
+    std::vector<int> errors = {}; // empty: any
     int from = 0;                 // index of the call within the step
     int to = std::numeric_limits<int>::max();
-    int keeps = 0;   // how much is left behind
-    int becomes = 0; // another error, for the observers
+    int keeps = 0;   // resources left behind
+    int becomes = 0; // the error that observers receive instead
     bool used = false;
 };
 
@@ -131,7 +131,8 @@ std::unique_ptr<Faults> Play(const Scenario& scenario, std::size_t failingCall, 
     return faults;
 }
 
-/** Without a fault. A copy that a signal interrupts makes one call more: the fewest calls count. */
+/** Runs without a fault. A copy interrupted by a signal makes one more call: the shortest counts.
+ */
 std::unique_ptr<Faults> PlayUndisturbed(const Scenario& scenario) {
     auto fewest = Play(scenario, Faults::none, 0);
     for (int plays = 1; plays < 4; ++plays) {
@@ -148,10 +149,10 @@ protected:
     void SetUp() override {
         VANTOREL_NEED_PRIVATE_MOUNTS();
         root.emplace();
-        output.emplace(); // keeps a file in the root's /tmp
+        output.emplace(); // after the root: needs its /tmp
         std::filesystem::create_directory("/kernel");
         test::Must(::mount("/proc", "/kernel", nullptr, MS_BIND | MS_REC, nullptr));
-        // The same for every run, whatever else goes on here.
+        // Makes every run the same, whatever else runs on this machine.
         test::CoverWithTmpfs("/proc");
         std::set_terminate([] {
             std::cerr << "ended by " << current << std::endl;
@@ -196,12 +197,12 @@ protected:
         for (int plays = 0; plays < 50; ++plays) {
             const auto faults = Play(scenario, at, error);
             if (at >= faults->made.size() || faults->made[at] != call) {
-                continue; // a copy that a signal has interrupted goes on with one call more
+                continue; // a copy interrupted by a signal makes one more call
             }
             const int expected = promise.becomes != 0 ? promise.becomes : error;
             EXPECT_EQ(faults->reported.value_or(0),
                       promise.outcome == Outcome::Silent ? 0 : expected);
-            // A child for which waiting has failed is not waited for again.
+            // After a failed wait, a child is not waited for again.
             const int children = call.call == "Waitpid" ? 1 : 0;
             EXPECT_LE(faults->Kept(), scenario.kept + promise.keeps + children);
             return;

@@ -26,8 +26,8 @@ inline constexpr std::size_t callCount = VANTOREL_SYSTEM_CALLS(VANTOREL_COUNT_CA
 #undef VANTOREL_COUNT_CALL
 
 /**
- * What every call fails with, whether its own manual page or only another's names it, and what
- * drivers say when their device is busy, slow or gone.
+ * Errors injected into every call, whether or not its manual page names them; they include those of
+ * drivers whose device is busy, slow or gone.
  */
 inline constexpr int errors[] = {
     EIO,       EPERM,      ENOENT,       EINTR,     ENXIO,     EAGAIN,       ENOMEM,
@@ -37,7 +37,7 @@ inline constexpr int errors[] = {
     ENOTBLK,   EOPNOTSUPP, EOVERFLOW,    ESHUTDOWN, EPIPE,     EDESTADDRREQ, ESPIPE,
     EREMOTEIO, ENOEXEC,    E2BIG,        EMLINK,    ENOTEMPTY, ECHILD,       ESRCH};
 
-/** One call that was made. */
+/** One recorded call. */
 struct MadeCall {
     std::string_view call;
     std::string where; // the step of the scenario
@@ -46,8 +46,8 @@ struct MadeCall {
 };
 
 /**
- * A kernel that gives everything that it is asked for and keeps account of what was not given back,
- * and that lets one call fail, the nth since Arm(). Descriptors are real ones.
+ * A kernel that grants every request, counts the resources that are not released, and fails one
+ * call, the nth since Arm(). Descriptors are real.
  */
 class Faults {
 public:
@@ -57,7 +57,7 @@ public:
         Script();
     }
 
-    /** From now on calls count. To be called when all other hooks are in their places. */
+    /** Starts counting calls. Call it after all other hooks are set. */
     void Arm(bool ofAllThreads = true) {
         allThreads = ofAllThreads;
 #define VANTOREL_WRAP_CALL(result, name, target, parameters, arguments)                            \
@@ -76,27 +76,27 @@ public:
 #undef VANTOREL_WRAP_CALL
     }
 
-    /** Names the step that comes. */
+    /** Names the next step. */
     void At(const std::string& step) {
         const std::lock_guard lock(mutex);
         where = step;
         index = 0;
     }
 
-    /** What the library has not given back: children, mounts and descriptors. */
+    /** The resources that the library has not released: children, mounts and descriptors. */
     int Kept() const {
         return static_cast<int>(children.size() + mounted.size()) + CountDescriptors() -
                descriptors;
     }
 
-    /** Waits for a child, as callers do for whom the library does not. */
+    /** Waits for a child where the library leaves this to its caller. */
     void Reap(pid_t child) {
         children.erase(child);
     }
 
     ScopedSys sys;
     std::vector<MadeCall> made;
-    std::optional<int> reported; // to an observer, in the place of an exception
+    std::optional<int> reported; // to an observer instead of an exception
     std::function<void()> onFork = [] {};
 
 private:
@@ -178,11 +178,11 @@ private:
     pid_t lastChild = 4242;
 };
 
-/** Something that the library is asked to do. */
+/** A series of library operations. */
 struct Scenario {
     const char* name;
     void (*play)(Faults&);
-    int kept = 0; // by a run without failures
+    int kept = 0; // Kept() after a run without failures
 };
 
 std::span<const Scenario> Scenarios();

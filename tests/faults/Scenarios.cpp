@@ -1,5 +1,4 @@
-// What the library is asked to do while its system calls fail: every constructor and operation that
-// makes one.
+// The operations whose system calls fail: every constructor and operation that makes one.
 
 #include "tests/faults/Faults.h"
 
@@ -56,7 +55,7 @@ struct Drivers {
     IoctlRecorder ioctls;
 };
 
-/** Reports the errors of which observers are told, and names the stages of an update. */
+/** Records errors that observers receive, and names the stages of an update. */
 struct Reporter final : ButtonObserver,
                         ConnectionObserver,
                         FirmwareUpdateObserver,
@@ -94,7 +93,7 @@ void Serve(Faults& faults, Service&& service) {
     service.ServiceFunction();
 }
 
-/** Waits for the detached workers: until this is the only thread. */
+/** Waits for the detached workers, until this is the only thread. */
 void WaitForWorkers() {
     const auto threads = [] {
         const std::filesystem::directory_iterator entries("/kernel/self/task");
@@ -178,7 +177,7 @@ void UseGauge(Faults& faults) {
     gauge.Update();
 }
 
-/** Those that are no part of what follows, and one of each way to start a program. */
+/** Uses the tools that no other scenario uses, and each way to start a program. */
 void UseTools(Faults& faults) {
     faults.Arm();
     faults.At("tools");
@@ -196,7 +195,7 @@ void UseTools(Faults& faults) {
     Tools::GetFd(77, "/none");
 }
 
-/** A gadget's whole life; without the end when it has not come up. */
+/** A gadget's whole life cycle; a failed step ends it. */
 void Live(Faults& faults, USBGadget& gadget) {
     faults.At("adding");
     gadget.OnAdd();
@@ -248,10 +247,10 @@ void UsePort(Faults& faults) {
     Serve(faults, ConnectionManager(charger, gauge, usb, std::chrono::milliseconds(0)));
 }
 
-/** The kernel's side of the vendor function: endless requests for the kernel's log. */
+/** Fakes the kernel's side of the vendor function: endless requests for the kernel's log. */
 void RequestLog(Faults& faults) {
     faults.sys->Poll = [owner = std::this_thread::get_id()](pollfd* waits, nfds_t, int) {
-        // This thread asks. The function's own one is woken all the time, as if it were to end.
+        // This thread gets requests. The function's own is always woken, as if it had to end.
         const bool isOwner = std::this_thread::get_id() == owner;
         waits[isOwner ? 0 : 1].revents = POLLIN;
         std::this_thread::sleep_for(std::chrono::microseconds(isOwner ? 0 : 50));
@@ -292,7 +291,7 @@ void UseSubi(Faults& faults) {
 
 void UseUpdate(Faults& faults) {
     std::filesystem::create_directories("/tmp/update");
-    faults.onFork = [] { // any program: the archive is unpacked
+    faults.onFork = [] { // every program unpacks the archive
         for (const char* member : {"fit", "rootfs", "bqfs"}) {
             WriteFile(std::string("/tmp/update/") + member, "new");
         }

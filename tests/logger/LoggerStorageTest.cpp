@@ -1,4 +1,4 @@
-// What becomes of the log when its storage fails, is damaged, or the process is killed.
+// The log after its storage fails or is damaged, or its process is killed.
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/ErrorOf.h"
 #include "tests/support/PrivateMounts.h"
@@ -17,7 +17,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/** Lines of different lengths, of the uptimes 0, 1, 2, ... seconds. */
+/** Logs lines of different lengths with uptimes of 0, 1, 2, ... seconds. */
 void Log(Logger& logger, int lines) {
     for (int line = 0; line < lines; ++line) {
         LoggerEntry entry = logger.CreateEntry();
@@ -26,7 +26,7 @@ void Log(Logger& logger, int lines) {
     }
 }
 
-/** The number of lines of a session, which must be whole ones and the first; -1 if they are not. */
+/** The number of a session's lines; -1 unless they are whole and its first ones. */
 int WholeLines(const std::string& log, const std::string& session) {
     int count = 0;
     std::istringstream lines(log);
@@ -44,7 +44,7 @@ class LoggerStorageTest : public testing::Test {
 protected:
     void TearDown() override { ::umount2((directory / "").c_str(), MNT_DETACH); }
 
-    /** Logs in a process that is killed afterwards. */
+    /** Logs in a process that is then killed. */
     void LogAndDie(int lines, bool flush) {
         const pid_t child = ::fork();
         if (child == 0) {
@@ -108,7 +108,7 @@ TEST_F(LoggerStorageTest, KeepsWhatFitsOnAFullDiskAndGoesOnPrinting) {
     EXPECT_GT(log.size(), 50000U);
     EXPECT_GT(WholeLines(log.substr(0, log.rfind('\n') + 1), "1"), 500);
     EXPECT_THAT(output.Take(), testing::HasSubstr("SESSION: 1 "));
-    Logger next(directory / ""); // no room for its number either
+    Logger next(directory / ""); // no space for its number either
     Log(next, lines);
     EXPECT_THAT(output.Take(), testing::HasSubstr("NERR: " + std::to_string(1U << 23)));
     EXPECT_EQ(directory.Read("debug.csv").substr(0, log.size()), log);

@@ -19,7 +19,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/** A locale in which numbers have commas, the mark between the log's columns. */
+/** A locale whose numbers contain commas, the log's column separator. */
 struct Commas final : std::numpunct<char> {
     char do_decimal_point() const override { return ','; }
     char do_thousands_sep() const override { return ','; }
@@ -28,7 +28,7 @@ struct Commas final : std::numpunct<char> {
 
 class LoggerTest : public testing::Test {
 protected:
-    /** Gives the logger a camera's frames. */
+    /** Connects a camera whose frames the logger receives. */
     void Film() {
         manager.AddObserver(*logger);
         manager.Start();
@@ -64,7 +64,7 @@ TEST_F(LoggerTest, JoinsWhatAllSubjectsReported) {
     Put(107, -12.34F);
     Put(131, 36.66F);
     ASSERT_EQ(sdk.Frame(), 0);
-    // A frame that cannot be converted leaves the last header.
+    // A frame that cannot be converted leaves the previous header.
     kirocamera_sim_set_result("kirocamera_frame_get_frame_by_format", -3);
     Put(131, 99.9F);
     sdk.Frame();
@@ -110,7 +110,7 @@ struct Witness final : LoggerObserver {
     void OnLoggerError(Logger&, Error&) override {}
 
     std::atomic<int> entries{0};
-    int torn = 0; // headers whose bytes are not all the same
+    int torn = 0; // headers with differing bytes
 };
 
 TEST_F(LoggerTest, ServiceStartsOnlyByAFirstChangeIntoABatteryState) {
@@ -152,7 +152,7 @@ TEST_F(LoggerTest, ServiceNeverSamplesATornHeaderWhileAllSubjectsReport) {
     LoggerService service(*logger, 1ms);
     service.AddObserver(witness);
     service.Start();
-    // As fast as frames can be made; the gauge and the flush before a power-off beside them.
+    // Frames at full speed, with the gauge and the flush before a power-off in parallel.
     for (std::uint8_t value = 1; witness.entries < 500; ++value) {
         std::array<std::uint8_t, LoggerEntry::headerSize> bytes;
         bytes.fill(value);

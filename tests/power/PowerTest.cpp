@@ -1,5 +1,5 @@
-// How the device is powered, and how it is turned off: that it then is off shows
-// tests/device/poweroff.console.
+// The power states and the power-off request; tests/device/poweroff.console shows that the device
+// then is off.
 
 #include "tests/fuelgauge/FakeBus.h"
 #include "tests/support/CameraSimulator.h"
@@ -67,7 +67,7 @@ protected:
         manager->AddObserver(*this);
     }
 
-    /** One poll; answers what the observer heard. */
+    /** Polls once; returns the notifications. */
     std::string Poll(bool battery, bool online) {
         bus.answers[0x550A] = {static_cast<std::uint8_t>(battery ? 0x08 : 0xF7)};
         charger.online = online;
@@ -102,7 +102,7 @@ TEST_F(ConnectionManagerTest, FollowsBatteryAndCharger) {
         const char* heard;
     };
     const std::vector<Step> lives[] = {
-        // On battery its loss is not looked at, nor is it while the charger is there. 5 is final.
+        // A lost battery is not noticed on battery or while the charger is present. 5 is final.
         {{true, false, "0>1"},
          {false, false, ""},
          {true, true, "1>2"},
@@ -127,7 +127,7 @@ TEST_F(ConnectionManagerTest, FollowsBatteryAndCharger) {
     }
 }
 
-/** Answers the announcement of the battery by a transition of its own. */
+/** Makes a transition of its own when notified of the battery. */
 struct Nesting final : ConnectionObserver {
     void OnConnectionStateChanged(ConnectionState to, ConnectionState) override {
         if (to == ConnectionState::Battery) {
@@ -162,7 +162,7 @@ TEST_F(ConnectionManagerTest, GoesToHostAsSoonAsOneConfiguresThePort) {
                              "USB CONNECTION STATE: not attached\n"
                              "USB CONNECTION STATE: configured\n"
                              "CONNECTION TRANSITION TO STATE: 4\n");
-    charger.failure = ENODEV; // still read, and still reported
+    charger.failure = ENODEV; // still read and reported
     EXPECT_EQ(Poll(false, false), " error 19");
 }
 
@@ -171,7 +171,7 @@ TEST_F(ConnectionManagerTest, DecidesAnewAfterAFailureWithoutBindingThePortAgain
     EXPECT_EQ(Poll(false, false), " error 5");
     stateFailure = 0;
     configuredAtCheck = 0;
-    throws = true; // what an observer has not taken is announced again
+    throws = true; // a failed notification is repeated
     EXPECT_EQ(Poll(false, false), "0>4 error 5");
     throws = false;
     EXPECT_EQ(Poll(false, false), "0>4");

@@ -68,9 +68,9 @@ TEST(Service, RunsOnceInItsLifeAndSpinsWithoutSleepingForAnIntervalOfZeroOrLess)
         service.Stop();
         const int calls = service.calls;
         service.Start();
-        std::this_thread::sleep_for(20ms); // in which a second life would show
+        std::this_thread::sleep_for(20ms); // time for a second start to show
         service.Stop();
-        Service::ServiceThreadFunction(&service); // nor has a thread of the application's own
+        Service::ServiceThreadFunction(&service); // nor does the application's own thread run it
         EXPECT_EQ(service.calls, calls);
     }
 }
@@ -85,7 +85,7 @@ TEST(Service, IsNotRunningWhenItGetsNoThread) {
     CountingService service(0ms);
     EXPECT_THROW(service.Start(), std::system_error);
     ASSERT_EQ(::pthread_setattr_default_np(&usual), 0);
-    service.Stop(); // there is nothing to wait for
+    service.Stop(); // nothing to wait for
     service.Start();
     service.WaitForCalls(1);
     service.Stop();
@@ -147,13 +147,13 @@ TEST(UniqueFd, ClosesWhatItOwnsOnceAndKeepsErrno) {
     EXPECT_EQ(errno, ENODEV);
 }
 
-// A getty on the USB line outlives the application, and would keep its devices.
+// A getty on the USB line outlives the application and would keep its devices open.
 TEST(OpenFile, KeepsDescriptorsFromChildren) {
     const UniqueFd file = OpenFile("/dev/null", O_RDONLY);
     EXPECT_EQ(::fcntl(file.Get(), F_GETFD), FD_CLOEXEC);
 }
 
-/** What standard output goes to, such as a disk. */
+/** The target of standard output, such as a disk. */
 class Disk : public std::stringbuf {
 public:
     Disk() : terminal(std::cout.rdbuf(this)) {}
@@ -169,7 +169,7 @@ protected:
             ++overlaps;
             return size;
         }
-        std::this_thread::yield(); // others come forward
+        std::this_thread::yield(); // lets other threads write
         const std::streamsize written = full ? 0 : std::stringbuf::xsputn(text, size);
         busy = false;
         return written;

@@ -1,5 +1,5 @@
-// What no test of the library depends on: the frame with its header, and the control pipe. The
-// threads are tried by the chaos test.
+// Parts that no test of the library uses: the frame with its header, and the control pipe. The
+// chaos test covers the threads.
 
 #include "tests/support/CameraSimulator.h"
 #include "tests/support/PrivateRoot.h"
@@ -14,7 +14,7 @@ namespace {
 
 using namespace vantorel::test;
 
-// The spot's temperature and the pixels that it is measured at, among them.
+// They include the spot's temperature and its pixels.
 TEST(CameraSimulator, FrameHasEveryFieldAtItsPlace) {
     ManualCamera manual;
     kirocamera_manager_t* manager = nullptr;

@@ -1,5 +1,5 @@
-// What the UI simulator makes of the buttons, and that it draws anything. How its screens look is
-// seen on the device: tests/device/day.console, update.console and others.
+// The UI simulator's handling of buttons and of any values to draw. Tests on the device compare its
+// screens: tests/device/day.console, update.console and others.
 
 #include <VantorelUI.h>
 #include <VantorelUI_sim.h>
@@ -20,7 +20,7 @@ constexpr Button power{Button1Down, Button1Up};
 constexpr Button torch{Button2Down, Button2Up};
 constexpr Button pinhole{ButtonPinholeDown, ButtonPinholeUp};
 
-/** Moves a button down and up; the clock advances meanwhile and afterwards. */
+/** Presses and releases a button; the clock advances in between and afterwards. */
 void Press(const Button& button, unsigned held, unsigned pause = 0) {
     button.down();
     vantorelui_sim_advance_clock(held);
@@ -28,7 +28,7 @@ void Press(const Button& button, unsigned held, unsigned pause = 0) {
     vantorelui_sim_advance_clock(pause);
 }
 
-/** Starts with a fresh library whose clock stands still, and counts the events it raises. */
+/** Starts with a new library whose clock stands still, and counts its events. */
 class UISimulator : public testing::Test {
 protected:
     void SetUp() override {
@@ -46,7 +46,7 @@ protected:
     std::vector<int> raised = std::vector<int>(6);
 };
 
-// For the address sanitizer above all.
+// Mainly for the address sanitizer.
 TEST_F(UISimulator, DrawsWhateverItIsGiven) {
     EXPECT_EQ(Render(), nullptr) << "no screen is selected yet";
     const std::function<void()> changes[] = {
@@ -111,9 +111,9 @@ TEST_F(UISimulator, LetsHandlersCallBackAndThrow) {
     EXPECT_FALSE(vantorelui_sim_event(VANTORELUI_EVENT_TORCH_ON));
 }
 
-// Switching the device off does not come back; the display and the buttons must go on meanwhile.
+// Switching off does not return; the display and the buttons must keep working meanwhile.
 TEST_F(UISimulator, RequestsPowerOffWhileTheButtonIsHeldAndGoesOnWithoutItsReturn) {
-    std::promise<void> gates[2]; // into the handler and out of it
+    std::promise<void> gates[2]; // start and end of the handler
     const auto handler = [](void* context) {
         auto* const waiting = static_cast<std::promise<void>*>(context);
         waiting[0].set_value();

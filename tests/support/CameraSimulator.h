@@ -8,7 +8,7 @@
 
 namespace vantorel::test {
 
-/** The camera simulator without threads of its own, for the duration of one test. */
+/** The camera simulator without its own threads, for one test. */
 class ManualCamera {
 public:
     ManualCamera() {
@@ -26,8 +26,7 @@ public:
     }
     kirocamera_error_t Frame() { return kirocamera_sim_frame(); }
 
-    /** The calls of one SDK function so far, for instance "kirocamera_set_display_mode(camera1,
-     * 4)". */
+    /** All calls of one SDK function, such as "kirocamera_set_display_mode(camera1, 4)". */
     std::vector<std::string> Calls(const std::string& function) const {
         std::string log(kirocamera_sim_get_log(nullptr, 0), '\0');
         kirocamera_sim_get_log(log.data(), static_cast<std::uint32_t>(log.size()));

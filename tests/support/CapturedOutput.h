@@ -8,8 +8,8 @@
 namespace vantorel::test {
 
 /**
- * Keeps what is printed, status lines above all, out of the tests' own output, and at hand. When a
- * test has failed, its output is shown after all: the framework's messages are in it, too.
+ * Captures the output, mainly status lines. When a test fails, prints its output, which contains
+ * the framework's messages, too.
  */
 class CapturedOutput {
 public:
@@ -23,7 +23,7 @@ public:
     CapturedOutput(const CapturedOutput&) = delete;
     CapturedOutput& operator=(const CapturedOutput&) = delete;
 
-    /** What was printed since the last call. */
+    /** The output since the last call. */
     std::string Take() {
         std::string text = testing::internal::GetCapturedStdout();
         testing::internal::CaptureStdout();

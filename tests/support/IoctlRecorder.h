@@ -11,8 +11,8 @@
 namespace vantorel::test {
 
 /**
- * Stands in for the drivers behind ioctl(): answers requests by number and remembers their order.
- * A request without an answer fails with ENOTTY, as with a driver that does not know it.
+ * Replaces the drivers behind ioctl(): answers requests by number and records their order. A
+ * request without an answer fails with ENOTTY, as in a driver that does not support it.
  */
 class IoctlRecorder {
 public:
@@ -24,7 +24,7 @@ public:
         };
     }
 
-    /** Sets the answer to a request: a function of its record that returns what ioctl() does. */
+    /** Sets the answer to a request: a function of its record that returns ioctl()'s result. */
     template <typename Record, typename Answer>
     void On(unsigned long request, Answer answer) {
         answers[request] = [answer](void* argument) {

@@ -5,7 +5,7 @@
 
 namespace vantorel::test {
 
-/** How many descriptors this process has open. */
+/** The number of open descriptors of this process. */
 inline auto CountOpenDescriptors() {
     const std::filesystem::directory_iterator entries("/proc/self/fd");
     return std::distance(begin(entries), end(entries));

@@ -11,9 +11,8 @@
 #include <unistd.h>
 
 /**
- * Skips a test that is about to put files of its own over those of the machine, unless it runs in
- * the namespaces that ctest gives it, where it is the first process and nobody else sees its
- * mounts.
+ * Skips a test that mounts its files over those of the machine, unless it runs in the namespaces
+ * that ctest creates: there it is the first process, and no other process sees its mounts.
  */
 #define VANTOREL_NEED_PRIVATE_MOUNTS()                                                             \
     if (::getpid() != 1) {                                                                         \
@@ -23,7 +22,7 @@
 
 namespace vantorel::test {
 
-/** Sees to it that a system call of a test has succeeded. */
+/** Checks that a test's own system call succeeded. */
 inline void Must(int result) {
     if (result != 0) {
         throw std::runtime_error(std::strerror(errno));

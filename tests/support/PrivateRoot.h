@@ -25,15 +25,15 @@ inline void WriteFile(const std::string& path, const std::string& content) {
     std::ofstream(path, std::ios::binary) << content;
 }
 
-/** A place in the file system that a fake program waits for before it ends. */
+/** Makes a FIFO that a fake program can wait on. */
 inline void MakeFifo(const std::string& path) {
     Must(::mkfifo(path.c_str(), 0600));
 }
 
-/** After so long, a test takes a wait for a hang: longer than any wait on a busy machine. */
+/** A wait of this length counts as a hang; it is longer than any wait on a busy machine. */
 constexpr unsigned hangSeconds = 300;
 
-/** Waits for what another thread or process is about to do; false when it does not. */
+/** Waits for the action of another thread or process; returns false if it does not happen. */
 template <typename Condition>
 bool Eventually(Condition condition) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(hangSeconds);
@@ -47,10 +47,9 @@ bool Eventually(Condition condition) {
 }
 
 /**
- * Moves the process into an empty root directory of its own, in which stand, in the place of the
- * device's programs, scripts that write down how they were called. Of the machine there are only
- * libraries, /dev and /proc. For tests that VANTOREL_NEED_PRIVATE_MOUNTS(); may be entered again,
- * from the last one, for every test.
+ * Moves the process into a private root directory, where scripts that record their calls replace
+ * the device's programs. Only libraries, /dev and /proc come from the machine. For tests that
+ * VANTOREL_NEED_PRIVATE_MOUNTS(). Every test may enter a new root from the last one.
  */
 class PrivateRoot {
 public:
@@ -77,10 +76,10 @@ public:
         }
     }
 
-    /** Shell commands that the fake programs run after they have written down their call. */
+    /** Sets shell commands that the fake programs run after they record their call. */
     void Behave(const std::string& commands) const { WriteFile("/behaviour", commands); }
 
-    /** The calls in the order in which the programs were started, as "/sbin/modprobe|loop". */
+    /** The calls in the order of their start, such as "/sbin/modprobe|loop". */
     std::vector<std::string> Calls() const {
         std::map<int, std::string> calls;
         for (const auto& entry : std::filesystem::directory_iterator("/calls")) {
@@ -94,7 +93,7 @@ public:
     }
 
 private:
-    /** By the kernel: through streams it takes seconds on the device. */
+    /** The kernel copies: streams take seconds on the device. */
     static void CopyProgram(const std::string& from, const std::string& to) {
         std::error_code error;
         do {
@@ -109,7 +108,7 @@ private:
         std::filesystem::permissions(path, std::filesystem::perms::owner_all);
     }
 
-    // Process numbers rise, so they keep the order even of programs that run at the same time.
+    // Process numbers rise, so they order even programs that run at the same time.
     static constexpr const char* script = R"(#!/bin/sh
 line=$0
 for argument; do line="$line|$argument"; done

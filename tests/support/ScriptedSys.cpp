@@ -13,7 +13,7 @@ std::atomic<SysHooks*> active{nullptr};
 } // namespace
 
 ScopedSys::ScopedSys() {
-    // Whoever scripts fork() means every way to get a child.
+    // A scripted fork() applies to every way to start a child.
     hooks.Spawn = [this](pid_t* child, const char* path, const posix_spawn_file_actions_t* actions,
                          const posix_spawnattr_t* attributes, char* const* arguments,
                          char* const* environment) {

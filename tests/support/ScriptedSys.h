@@ -7,10 +7,10 @@
 namespace vantorel::test {
 
 /**
- * What a test puts in the place of system calls. An empty hook lets the call through to the kernel.
+ * A test's replacements of system calls. An empty hook passes the call to the kernel.
  *
- * Tests link this stand-in of the library's door instead of the door itself. Set the hooks before
- * threads start and let go of them (a new ScopedSys) after the threads have ended.
+ * Tests link these hooks instead of the library's system-call layer. Set the hooks before threads
+ * start, and release them (a new ScopedSys) after the threads have ended.
  */
 struct SysHooks {
 #define VANTOREL_DECLARE_HOOK(result, name, target, parameters, arguments)                         \
@@ -19,7 +19,7 @@ struct SysHooks {
 #undef VANTOREL_DECLARE_HOOK
 };
 
-/** Holds the hooks of one test; its destruction lets every call through again. */
+/** Owns the hooks of one test; its destruction passes every call to the kernel again. */
 class ScopedSys {
 public:
     ScopedSys();

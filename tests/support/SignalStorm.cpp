@@ -1,6 +1,6 @@
 // Linked to every test program. With VANTOREL_TEST_SIGNALS=interrupt, a signal arrives every 200
-// microseconds, and whatever it can interrupt is interrupted over and over. With "restart", its
-// handler is installed with SA_RESTART, as applications are asked to.
+// microseconds and interrupts every call that it can. With "restart", its handler is installed with
+// SA_RESTART, as the library requires of applications.
 
 #include <csignal>
 #include <cstdlib>

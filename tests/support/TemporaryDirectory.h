@@ -8,7 +8,7 @@
 
 namespace vantorel::test {
 
-/** A fresh directory that goes with the object. */
+/** A new directory; the destructor removes it. */
 class TemporaryDirectory {
 public:
     TemporaryDirectory() {

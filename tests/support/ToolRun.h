@@ -9,12 +9,12 @@
 
 namespace vantorel::test {
 
-/** For tests of a program for the command line by its main function. */
+/** For tests that call the main function of a command-line tool. */
 class ToolRun : public testing::Test {
 protected:
     /**
-     * Runs a command line that holds no quoted words.
-     * @param tool takes the count and the words of the command line, and what it prints to
+     * Runs a command line without quoted words.
+     * @param tool takes the count and the words of the command line, and its output streams
      */
     template <typename Tool>
     auto RunLine(const std::string& line, const Tool& tool) {

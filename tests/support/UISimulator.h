@@ -10,7 +10,7 @@
 
 namespace vantorel::test {
 
-/** The UI simulator recording its calls, for the duration of one test. */
+/** The UI simulator, which records its calls, for one test. */
 class RecordedUI {
 public:
     RecordedUI() {
@@ -22,8 +22,8 @@ public:
     RecordedUI& operator=(const RecordedUI&) = delete;
 
     /**
-     * The calls since the last question, with the text or number passed and a mark for an address,
-     * as "SetBatteryState 42" or "UpdateThermalImage 0 *".
+     * The calls since the last Calls(), with the text or number passed and a mark for an address,
+     * such as "SetBatteryState 42" or "UpdateThermalImage 0 *".
      */
     std::vector<std::string> Calls() {
         std::vector<std::string> calls;

@@ -3,8 +3,8 @@
 namespace vantorel::test {
 
 /**
- * A reference for parameters that the callee never looks at: which object reports a value is part
- * of every notification, and often of no interest.
+ * A reference for parameters that the callee ignores: every notification passes the object that
+ * reports the value.
  */
 template <typename T>
 T& Unused() {

@@ -1,4 +1,4 @@
-// File systems with a lifetime and the first-boot marker.
+// Scoped file systems and the first-boot marker.
 
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/PrivateRoot.h"
@@ -24,13 +24,13 @@ protected:
     void SetUp() override {
         VANTOREL_NEED_PRIVATE_MOUNTS();
         root.emplace();
-        output.emplace(); // after the root: it keeps a file there
+        output.emplace(); // after the root: needs its /tmp
     }
     std::optional<test::PrivateRoot> root;
     std::optional<test::CapturedOutput> output;
 };
 
-/** Plays the loop driver and the mounts, and writes down what is asked of them. */
+/** Fakes the loop driver and the mounts, and records the calls. */
 class FilesystemTest : public StorageTest {
 protected:
     FilesystemTest() {
@@ -89,7 +89,7 @@ TEST_F(FilesystemTest, NeedsNoLoopDeviceAndNoModulesForOthers) {
     EXPECT_THAT(root->Calls(), ElementsAre("/sbin/modprobe|jffs2"));
 
     test::WriteFile("/etc/mtab", "other /data ext4 rw 0 0\n");
-    std::filesystem::create_directory("/data"); // from the mount that is there already
+    std::filesystem::create_directory("/data"); // from the earlier mount
     { Filesystem data("/dev/x", "/data", "ext4", false, false); }
     EXPECT_EQ(Take(), "umount /data \n");
     EXPECT_EQ(root->Calls().size(), 1U);
@@ -97,8 +97,8 @@ TEST_F(FilesystemTest, NeedsNoLoopDeviceAndNoModulesForOthers) {
 
 TEST_F(StorageTest, FirstbootCountsEveryNumberButZeroAsSet) {
     Firstboot firstboot;
-    firstboot.Reset(); // without the directory nothing is kept, and nothing fails
-    std::filesystem::create_directories("/tmp/var/firstboot"); // opens, and cannot be read
+    firstboot.Reset(); // without the directory it stores nothing and reports no error
+    std::filesystem::create_directories("/tmp/var/firstboot"); // opens but cannot be read
     EXPECT_FALSE(firstboot.Value());
     std::filesystem::remove("/tmp/var/firstboot");
     EXPECT_FALSE(firstboot.Value());
@@ -112,7 +112,7 @@ TEST_F(StorageTest, FirstbootCountsEveryNumberButZeroAsSet) {
         EXPECT_EQ(output->Take(), std::string("FIRSTBOOT STR: ") + content +
                                       "\nFIRSTBOOT: " + (set ? "1" : "0") + "\n");
     }
-    firstboot.Clear(); // that Reset() sets it: tests/update
+    firstboot.Clear(); // tests/update covers Reset()
     EXPECT_EQ(test::ReadFile("/tmp/var/firstboot"), "0\n");
 }
 

@@ -63,8 +63,8 @@ TEST_F(ToolsTest, LeavesOtherProgramsRunning) {
                                                     "/usr/bin/gdbserver|--multi|a"));
 }
 
-// An application that waits for its signals has them blocked when it starts a server, which must
-// not be deaf to its init script for that; one in the background of a shell ignores Ctrl-C.
+// An application that waits for its signals blocks them while it starts a server, but its init
+// script must still be able to stop the server; a shell's background job ignores Ctrl-C.
 TEST_F(ToolsTest, GivesAShellItsEnvironmentAndTheSignalsOfWhatItStarts) {
     ::setenv("HOME", "/root", 1);
     ::setenv("TERM", "dumb", 1);
@@ -109,7 +109,7 @@ TEST_F(ToolsTest, GoesOnWithoutAProgramThatIsNotThere) {
     EXPECT_EQ(ErrorOf([] { ::waitpid(Tools::Ifup("usb0"), nullptr, 0); }), 0);
 }
 
-// The kernel has memory for a process, but not for the program in it.
+// The kernel has memory for a process, but not for its program.
 TEST_F(ToolsTest, ReportsOnlyAChildThatCannotBeHad) {
     const auto link = [] { Tools::Ln("-s", "a", "b"); };
     const auto load = [] { Tools::Modprobe("m"); };
@@ -152,11 +152,11 @@ TEST_F(ToolsTest, MakesDirectoriesForRootAloneAndCopiesWithoutFailing) {
     Tools::Cp("/none", "/to");
     EXPECT_TRUE(std::filesystem::is_empty("/to"));
     Tools::Cp("/from", "/none/to");
-    Tools::Cp("/proc/version", "/to"); // a file of unknown length, not of the page cache
+    Tools::Cp("/proc/version", "/to"); // a file of unknown length, outside the page cache
     EXPECT_EQ(test::ReadFile("/to"), test::ReadFile("/proc/version"));
 }
 
-// An archive of hundreds of megabytes, from whatever file system the drive has.
+// An archive may have hundreds of megabytes, and the drive any file system.
 TEST_F(ToolsTest, CopiesTheWholeFileHoweverTheKernelSendsIt) {
     const std::string content = std::string(100'000, '\0') + "end";
     test::WriteFile("/from", content);
@@ -177,7 +177,7 @@ TEST_F(ToolsTest, CopiesTheWholeFileHoweverTheKernelSendsIt) {
     }
 }
 
-// A service looks for its children's processes and for mounts as long as the device runs.
+// A service searches for processes and mounts as long as the device runs.
 TEST_F(ToolsTest, LeavesNothingOpenAfterALook) {
     std::filesystem::create_symlink("/proc/mounts", "/etc/mtab");
     const auto before = test::CountOpenDescriptors();
@@ -220,7 +220,7 @@ TEST_F(ToolsTest, FindsProcesses) {
     for (const char* folder : {"/proc/12/fd", "/proc/13"}) {
         std::filesystem::create_directories(folder);
     }
-    std::filesystem::create_symlink("/opt/app", "/proc/12/exe"); // 13 is a thread of the kernel
+    std::filesystem::create_symlink("/opt/app", "/proc/12/exe"); // 13 is a kernel thread
     std::filesystem::create_symlink("/dev/ttyGS0", "/proc/12/fd/7");
     std::filesystem::create_symlink("/dev/ttyGS0", "/proc/12/fd/8");
     EXPECT_EQ(Tools::PidOf("/opt/app"), 12);
@@ -237,7 +237,7 @@ TEST_F(ToolsTest, FindsProcesses) {
     ::umount("/proc");
 }
 
-// Any other text: tests/fuzz/system_texts.
+// tests/fuzz/system_texts covers other texts.
 TEST_F(ToolsTest, FindsFlashPartitionsAndTheRunningSlot) {
     test::CoverWithTmpfs("/proc");
     test::WriteFile("/proc/mtd", "dev:    size   erasesize  name\n"
