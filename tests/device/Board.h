@@ -8,13 +8,12 @@
 
 namespace vantorel::test {
 
-/** The control file of the virtual board: changes the world around the hardware, and asks for it.
- */
+/** The virtual board's control file: changes and reads the hardware's environment. */
 class Board {
 public:
     static bool IsThere() { return std::filesystem::exists(control); }
 
-    /** Does what a line of the control file says, for instance "charger 1". */
+    /** Writes a line to the control file, such as "charger 1". */
     static void Do(const std::string& command) {
         std::ofstream file(control);
         if (!(file << command << std::flush)) {
@@ -29,7 +28,7 @@ public:
         return text.str();
     }
 
-    /** The value of one name; empty when the board does not know it. */
+    /** The value of one name; empty if the board does not know it. */
     static std::string State(const std::string& name) {
         std::istringstream lines(State());
         for (std::string line; std::getline(lines, line);) {
@@ -40,11 +39,11 @@ public:
         return {};
     }
 
-    /** Goes back to an earlier state, as far as commands can. */
+    /** Restores an earlier state, as far as commands can. */
     static void Restore(const std::string& state) {
         std::istringstream lines(state);
         for (std::string line; std::getline(lines, line);) {
-            std::ofstream(control) << line << std::flush; // measurements are refused
+            std::ofstream(control) << line << std::flush; // the board refuses measurements
         }
     }
 

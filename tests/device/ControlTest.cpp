@@ -1,4 +1,4 @@
-// The vendor function on the kernel's own FunctionFS, behind a real bus and the kernel's USB host.
+// The vendor function on the kernel's FunctionFS, with a real bus and the kernel's USB host.
 
 #include "tests/device/UsbPort.h"
 #include "tests/support/OpenDescriptors.h"
@@ -19,7 +19,7 @@ namespace {
 
 using testing::HasSubstr;
 
-/** Holds up the device's thread, once armed, where it starts a session. */
+/** Blocks the device's thread, once armed, when it starts a session. */
 struct Gate final : USBGadgetObserver {
     void OnUSBGadgetStartCaptureSessionRequest(USBGadget&) override {
         if (armed.exchange(false)) {
@@ -35,7 +35,7 @@ struct Gate final : USBGadgetObserver {
     std::binary_semaphore passed{0};
 };
 
-/** The port with the vendor function alone, plugged into the host. */
+/** A port with only the vendor function, plugged into the host. */
 class ControlTest : public testing::Test {
 protected:
     void SetUp() override {
@@ -62,7 +62,7 @@ protected:
             usb->UnbindGadgets();
             usb->RemoveGadget(*subi);
             port.SetCable(false);
-            // It has gone without a trace, although its thread sat waiting for a request.
+            // The function leaves nothing behind, although its thread was waiting for a request.
             EXPECT_EQ(CountOpenDescriptors(), descriptors);
             EXPECT_THAT(ReadFile("/proc/mounts"), testing::Not(HasSubstr("functionfs")));
             EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
@@ -82,14 +82,14 @@ protected:
     std::ptrdiff_t descriptors = 0;
 };
 
-/** What the bus makes of a row of the table. */
+/** The outcome of a table row on the bus. */
 Outcome OnTheBus(const SubiRow& row) {
     const bool taken =
         (row.request == 84 && row.length == 2) || (row.request == 86 && row.length == 6);
     if (taken) {
         return silence; // acknowledged before it can be refused
     }
-    // A request to the host that nobody answers is refused by the device's look for the next one.
+    // An IN request without a reply is refused when the device reads the next request.
     return row.outcome == silence && !row.data ? refusedIn : row.outcome;
 }
 
@@ -111,7 +111,7 @@ TEST_F(ControlTest, TellsWhatTheDeviceAloneKnows) {
     EXPECT_EQ(Selected(*host, 26, 2), Reply(Word(0xfec0)));
     EXPECT_EQ(host->In(61, 2), Reply(Word(1)));
 
-    // What Windows asks for to find a driver by itself.
+    // Windows requests this to find a driver.
     Bytes text(18);
     ASSERT_EQ(host->Control(0x80, 6, 0x3ee, text.data(), text.size()), 18);
     EXPECT_EQ(text, (Bytes{18, 3, 'M', 0, 'S', 0, 'F', 0, 'T', 0, '1', 0, '0', 0, '0', 0, 205, 0}));
@@ -129,11 +129,11 @@ TEST_F(ControlTest, HandsOutTheKernelsLog) {
         << "as much as the host has room for";
 }
 
-// Nor does the removal of the function wait: see TearDown().
+// The removal of the function does not wait either: see TearDown().
 TEST_F(ControlTest, IsNotHeldUpByResetsAndWithheldData) {
     const auto withhold = [&] {
-        // The announcement comes while the device is busy, so that it cannot have taken the data
-        // before the host takes the request back.
+        // The announcement arrives while the device is busy, so the device cannot take the data
+        // before the host cancels the request.
         gate.armed = true;
         EXPECT_EQ(host->Out(60, Word(1)), Outcome{});
         gate.entered.acquire();

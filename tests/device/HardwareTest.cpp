@@ -1,5 +1,5 @@
-// The hardware classes on the kernel interfaces of the device, with the world around them changed
-// through the control file of the virtual board.
+// The hardware classes on the device's kernel interfaces; the virtual board's control file changes
+// their environment.
 
 #include "tests/device/Board.h"
 #include "tests/support/ErrorOf.h"
@@ -77,7 +77,7 @@ TEST_F(Hardware, TestFixturePullsAnyLineLow) {
     EXPECT_EQ(ErrorOf([] { TestFixture("second", gpioChip); }), EBUSY);
 }
 
-/** Serves the buttons for two seconds, and ends the process with 1 when an error was reported. */
+/** Serves the buttons for two seconds; exits with 1 if an error was reported. */
 [[noreturn]] void ServeButtons() {
     struct Judge final : ButtonObserver {
         void OnButtonUp(Button&) override {}
@@ -93,13 +93,13 @@ TEST_F(Hardware, TestFixturePullsAnyLineLow) {
 }
 
 TEST_F(Hardware, ButtonsThatDisappearAreWaitedForQuietly) {
-    const pid_t child = ::fork(); // for a service without a device never stops
+    const pid_t child = ::fork(); // a service without a device never stops
     if (child == 0) {
         ServeButtons();
     }
     const std::string node = std::filesystem::canonical(buttonsNode);
     ASSERT_TRUE(Eventually([&] { return Tools::GetFd(child, node) != -1; }));
-    Board::Do("key 116 1"); // held, so that its release may be left behind unread
+    Board::Do("key 116 1"); // held, so its release may remain unread
     Board::Do("buttons 0");
     EXPECT_FALSE(std::filesystem::exists(buttonsNode));
     int status = -1;
@@ -126,7 +126,7 @@ protected:
     std::optional<FuelGauge> gauge;
 };
 
-/** The kernel's own driver for such gauges, bound to ours: it reads the gauge when it is bound. */
+/** The kernel's driver for such gauges, bound to ours; it reads the gauge when bound. */
 class KernelGauge {
 public:
     KernelGauge() { std::ofstream(bus + "/new_device") << "bq27520g4 0x55" << std::flush; }
@@ -185,7 +185,7 @@ protected:
             watcher.Reset(::open(displayNode, O_RDWR | O_CLOEXEC));
         }
     }
-    /** The framebuffer on screen, asked for as anybody else would. */
+    /** The framebuffer on screen, read as any process can. */
     std::uint32_t Shown() const {
         std::uint32_t ids[64] = {};
         drm::CardResources resources{};
@@ -198,7 +198,7 @@ protected:
         }
         return crtc.framebufferId;
     }
-    /** Where the kernel has mapped the pictures for itself, a line each. */
+    /** The kernel's own mappings of the pictures, one per line. */
     static std::string KernelsMappings() {
         std::string found;
         std::ifstream all("/proc/vmallocinfo");
@@ -220,7 +220,7 @@ TEST_F(DisplayHardware, ShowsItsBuffersInTurnOnceARefresh) {
     std::uint32_t* const second = lcd->BackBuffer();
     second[480 * 640 - 1] = 0xffffff;
     lcd->SwapBuffers();
-    EXPECT_EQ(ErrorOf([&] { lcd->SwapBuffers(); }), EBUSY); // the flip is on its way
+    EXPECT_EQ(ErrorOf([&] { lcd->SwapBuffers(); }), EBUSY); // the flip is pending
     lcd->WaitForVSYNC();
     EXPECT_NE(Shown(), first);
 
@@ -235,8 +235,8 @@ TEST_F(DisplayHardware, ShowsItsBuffersInTurnOnceARefresh) {
     EXPECT_EQ(lcd->BackBuffer(), second);
 }
 
-// The kernel takes back 32 MB of mappings that were given up in one go, page by page. An emulated
-// processor is busy with that for more than a refresh, twice a second if each flip gives one up.
+// The kernel reclaims 32 MB of released mappings at once, page by page. On an emulated processor
+// that takes more than a refresh, twice a second if each flip releases a mapping.
 TEST_F(DisplayHardware, FlipsWithoutNewMappingsInTheKernel) {
     const std::string mappings = KernelsMappings();
     EXPECT_EQ(std::ranges::count(mappings, '\n'), 2);

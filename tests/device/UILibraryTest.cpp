@@ -1,5 +1,5 @@
-// A UI library of one's own, built as docs/simulators.md says. On 32-bit ARM a function that was
-// compiled without unwinding tables ends the process when an exception arrives at it.
+// A custom UI library, built as docs/simulators.md says. On 32-bit ARM, an exception that reaches a
+// function without unwinding tables ends the process.
 
 #include <gtest/gtest.h>
 

@@ -19,8 +19,8 @@
 namespace vantorel::test {
 
 /**
- * The host's end of the virtual device's USB cable: bus N has one socket, and the controller
- * dummy_udc.N-1 is behind it. Requests go through the kernel's USB file system.
+ * The host's end of the virtual device's USB cable: bus N has one socket, connected to the
+ * controller dummy_udc.N-1. Requests use the kernel's USB file system.
  */
 class UsbPort {
 public:
@@ -41,7 +41,7 @@ public:
         std::ofstream(socket) << (plugged ? '0' : '1') << std::flush;
     }
 
-    /** Waits until the host has configured what is on the cable, and opens it. */
+    /** Waits until the host has configured the device on the cable, and opens it. */
     void Open() {
         const std::string device = "/sys/bus/usb/devices/" + bus + "-1/";
         const auto number = [&](const char* name) {
@@ -61,7 +61,7 @@ public:
         }
     }
 
-    /** The bytes that came or went; -1 and errno as the kernel has it. */
+    /** Returns the number of bytes transferred, or -1 with the kernel's errno. */
     int Control(std::uint8_t type, std::uint8_t request, std::uint16_t value, std::uint8_t* data,
                 std::size_t size) const {
         usbdevfs_ctrltransfer transfer{type,   request, value, 0, static_cast<std::uint16_t>(size),
@@ -76,7 +76,7 @@ public:
         }
     }
 
-    /** Announces the data of a vendor request and takes the request back instead of sending it. */
+    /** Announces the data of a vendor request, and cancels the request instead of sending it. */
     void Withhold(std::uint8_t request, std::uint16_t length) const {
         Bytes packet(8U + length);
         packet[0] = 0x40;
@@ -98,7 +98,7 @@ public:
         }
     }
 
-    /** A vendor request, seen as the scripted endpoint shows it; a time-out is a failure. */
+    /** Sends a vendor request; the Outcome is as of FakeEndpoint, and a time-out is a failure. */
     Outcome In(std::uint8_t request, std::size_t length) const {
         Bytes data(length, 0xee);
         const int count = Control(0xc0, request, 0, data.data(), data.size());
