@@ -18,7 +18,7 @@ from looking import SCRIPT_PATIENCE
 from machine import Failure, Machine
 
 PROJECT = Path(__file__).resolve().parents[2]
-TEST_TIME_LIMIT = 1200  # seconds, after which a test program is taken to hang
+TEST_TIME_LIMIT = 1200  # seconds, after which a test program counts as hung
 
 
 def say(text: str):
@@ -28,7 +28,7 @@ def say(text: str):
 
 
 def answer(console: Console, line: str) -> bool:
-    """Carries out a line and answers it; false for an error."""
+    """Executes a line and prints its answer; returns false on an error."""
     try:
         console.execute(line)
     except Failure as failure:
@@ -54,13 +54,13 @@ def run_script(console: Console, path: Path) -> int:
 
 
 def converse(console: Console) -> int:
-    """Takes commands from the terminal until quit, its end, Ctrl-C or the device's end."""
+    """Reads commands from the terminal until quit, end of file, Ctrl-C or the device's end."""
     end, at_end = socket.socketpair()
     console.machine.on_end = lambda: end.send(b"!")
     try:
         return converse_until(console, at_end)
     finally:
-        console.machine.on_end = lambda: None  # nobody listens any more
+        console.machine.on_end = lambda: None  # the socket is no longer read
 
 
 def converse_until(console: Console, at_end: socket.socket) -> int:
@@ -94,7 +94,7 @@ def tell_end(machine: Machine) -> int:
 
 
 def show_it(console: Console, began: float):
-    """What a person sees who just types ./run."""
+    """Runs the demonstration of a plain ./run."""
     pictures = console.machine.work / "pictures"
     pictures.mkdir(exist_ok=True)
     for line in ("battery level 80", "start", "expect FPS:"):
@@ -115,7 +115,7 @@ def run_tests(machine: Machine, programs: list) -> int:
     failed = []
     for program in programs:
         name = machine.install_test(Path(program))
-        # In namespaces of its own each, as on the development machine: tests mount and bind.
+        # Each in its own namespaces, as on the development machine: tests mount and bind.
         status, output = machine.run(
             f"cd /host/tests && unshare -m -p -f sh -c 'mount -t proc proc /proc; exec ./{name}'",
             TEST_TIME_LIMIT)
@@ -128,7 +128,7 @@ def run_tests(machine: Machine, programs: list) -> int:
 
 
 def shell(machine: Machine) -> int:
-    """Joins the terminal to the device's serial line."""
+    """Connects the terminal to the device's serial line."""
     say("A shell on the device; Ctrl-] leaves it and ends the device.")
     line = machine.connect("serial")
     line.sendall(b"\n")
@@ -153,7 +153,7 @@ def shell(machine: Machine) -> int:
 
 
 def arguments():
-    # Without abbreviations: ./run, which installs what an option needs, knows the whole names only.
+    # No abbreviations: ./run installs an option's dependencies and knows only full names.
     parser = argparse.ArgumentParser(prog="run", description="Starts the virtual device.",
                                      allow_abbrev=False)
     what = parser.add_mutually_exclusive_group()
@@ -185,7 +185,7 @@ def work(options, machine: Machine, began: float) -> int:
     machine.start()
     machine.wait_until_ready()
     if options.test or options.shell or options.debug is not None:
-        # Nothing shows a picture there that would confirm a slot on trial.
+        # No picture appears there to confirm a slot on trial.
         machine.check("/usr/libexec/vantorel/confirm now")
     if options.test:
         return run_tests(machine, options.test)
@@ -195,7 +195,7 @@ def work(options, machine: Machine, began: float) -> int:
         return debug(machine, options.debug, options.port, say)
     say(f"The virtual device has started, {time.monotonic() - began:.1f} s after the start.")
     if options.panel is not None:
-        from panel import serve  # needs packages that nothing else needs
+        from panel import serve  # needs extra packages
         return serve(machine, options.panel, say)
     if options.tour:
         from tour import tour
@@ -227,7 +227,7 @@ def main() -> int:
         say("")
         return 130
     finally:
-        signal.signal(signal.SIGINT, signal.SIG_IGN)  # an impatient second Ctrl-C
+        signal.signal(signal.SIGINT, signal.SIG_IGN)  # a second Ctrl-C
         machine.on_line = lambda line: None
         machine.stop()
 

@@ -1,4 +1,4 @@
-"""The console protocol: one command a line, answered "ok" or "error REASON"."""
+"""The console protocol: one command per line, answered by "ok" or "error REASON"."""
 
 import glob
 import shlex
@@ -48,14 +48,14 @@ quit"""
 BOARD = "/sys/kernel/debug/vantorel-board/ctl"
 CABLE = "/sys/bus/usb/devices/usb1/1-0:1.0/usb1-port1/disable"
 KEYS = {"power": 116, "torch": 0x21E, "reset": 0x198}
-CLICK = 0.08  # seconds that a finger stays on a button
+CLICK = 0.08  # seconds that a click holds a button
 BETWEEN_CLICKS = 0.12
 START_TIME_LIMIT = 600  # seconds; the application is copied to the device first
-SHELL_TIME_LIMIT = 60  # seconds; a command that hangs must not hold up a script for ever
+SHELL_TIME_LIMIT = 60  # seconds; a hung command must not block a script
 
 
 class Quit(Exception):
-    """The person has had enough."""
+    """Ends the console."""
 
 
 def _switch(text: str) -> int:
@@ -70,7 +70,7 @@ class Console(Looking):
         self.surroundings = machine.surroundings
 
     def execute(self, line: str):
-        """Carries out one line; Failure says what was wrong with it."""
+        """Executes one line; raises Failure with the reason."""
         line = line.strip()
         if not line or line.startswith("#"):
             return
@@ -90,14 +90,14 @@ class Console(Looking):
     # --- the board --------------------------------------------------------------------------------
 
     def board(self, command: str):
-        # Remembered first: it may be what turns the device off.
+        # Remembered first: the command may turn the device off.
         if self.surroundings.remember(command) and not self.machine.ready:
-            return  # the next start will find it
+            return  # the next start applies it
         self.watch.command(command)
 
     def board_to_power_off(self, command: str):
-        """A command the application may answer by powering off, even before the console hears of
-        it."""
+        """Runs a command on which the application may power off, even before the console's command
+        returns."""
         was_off = self.machine.ended.is_set()
         try:
             self.board(command)
@@ -164,14 +164,14 @@ class Console(Looking):
             raise Failure(usage)
 
     def _click(self, key: int, pause: str = ""):
-        """One click, or two with that pause. By the device's clock alone: a click that a busy
-        machine drags out would be a long press."""
+        """Clicks once, or twice with that pause. The device's clock times it: a click that a busy
+        machine prolongs would be a long press."""
         click = f"echo 'key {key} 1' > {BOARD} && sleep {CLICK} && echo 'key {key} 0' > {BOARD}"
         self.machine.check(f"{click} && {pause} && {click}" if pause else click)
 
     def _press(self, key: int, seconds: float):
         self.board(f"key {key} 1")
-        # A long press may power the device off under the finger.
+        # A long press may power the device off before the release.
         self.machine.ended.wait(seconds)
         if not self.machine.ended.is_set():
             self.board_to_power_off(f"key {key} 0")
@@ -202,7 +202,7 @@ class Console(Looking):
             self.machine.check(f"echo {int(not self.surroundings.cable)} > {CABLE}")
 
     def application_runs(self) -> bool:
-        # By its number: a getty's supervisor bears the same name.
+        # By process ID: a getty's supervisor has the same name.
         return self.machine.ready and \
             self.machine.run("kill -0 $(cat /run/application.pid)")[0] == 0
 
@@ -219,8 +219,8 @@ class Console(Looking):
             self._start_until_host(first)
 
     def _start_until_host(self, first: int):
-        """The device gives a host two seconds, which a busy machine may not be able to keep. It is
-        then started again."""
+        """Starts the application again if a busy machine's host misses the device's limit of two
+        seconds."""
         self.seen = first
         self.do_expect(["CONNECTION TRANSITION TO STATE: "])
         if self.machine.lines[self.seen - 1].endswith("STATE: 3"):
@@ -271,7 +271,7 @@ class Console(Looking):
             shutil.copy(arguments[0] if arguments else made, self.machine.share / "out" / "update")
         except OSError as error:
             raise Failure(str(error)) from None
-        # Done in the host's own time: the drive's last sector is there when it is unmounted.
+        # The host sets the pace: the drive's last sector is written when it is unmounted.
         self._on_host("for i in $(seq 20); do [ -b /dev/sda ] && break; sleep 0.5; done\n"
                       "[ -b /dev/sda ] || { echo the host sees no drive; exit 1; }\n"
                       "mkdir -p /tmp/host && mount -t vfat /dev/sda /tmp/host || exit 1\n"
@@ -323,7 +323,7 @@ class Console(Looking):
     def do_get(self, arguments):
         need(arguments, 2, "get PATH FILE")
         path, target = arguments
-        # What the kernel makes when it is read has no size.
+        # Files that the kernel generates on reading have no size.
         self.machine.check(f"test -f {shlex.quote(path)} && cat {shlex.quote(path)} > /host/out/get",
                            SHELL_TIME_LIMIT)
         try:

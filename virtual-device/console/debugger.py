@@ -1,4 +1,4 @@
-"""A debugger on the development machine joined to the debug server on the device."""
+"""Connects a debugger on the development machine to the debug server on the device."""
 
 import os
 import socket
@@ -26,7 +26,7 @@ def _pump(source: socket.socket, target: socket.socket):
 
 
 def _join(listener: socket.socket, line: socket.socket):
-    """The first debugger that comes gets the line; when it goes, the debug server ends."""
+    """Gives the line to the first debugger; when that disconnects, the debug server ends."""
     debugger, _ = listener.accept()
     debugger.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
     threading.Thread(target=_pump, args=(debugger, line), daemon=True).start()
@@ -56,7 +56,7 @@ def debug(machine: Machine, program, port: int, say) -> int:
 
 
 def attach(machine: Machine, commands: list) -> str:
-    """gdb at the USB host's end of the serial line, attached to the application; what it says."""
+    """Attaches gdb, at the USB host's end of the serial line, to the application; returns its output."""
     listener = socket.create_server(("127.0.0.1", 0))
     threading.Thread(target=_join, args=(listener, machine.connect("debug")), daemon=True).start()
     machine.check("/usr/libexec/vantorel/line-bridge >/dev/null 2>&1 &")

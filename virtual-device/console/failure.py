@@ -1,8 +1,8 @@
-"""What can go wrong for the person at the console."""
+"""The console's errors."""
 
 
 class Failure(Exception):
-    """Something that the person at the console is told as "error REASON"."""
+    """An error that the console reports as "error REASON"."""
 
 
 class DeviceOff(Failure):

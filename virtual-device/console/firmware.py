@@ -1,4 +1,4 @@
-"""The firmware of the current build, made anew when something that it is made of has changed."""
+"""The firmware of the current build, rebuilt when one of its inputs changes."""
 
 import fcntl
 import hashlib
@@ -17,7 +17,7 @@ def _state(path: Path) -> str:
 
 
 def _inputs(image: Path, artifacts: Path, options: list) -> str:
-    """Whatever changes the images."""
+    """All inputs of the images."""
     files = [TOOLS / "make-firmware", image / "initramfs.gz", image / "loader/machine.dtb",
              artifacts / "app/vantorel-app"]
     for folder in ("vantorel", "simulators"):
@@ -30,7 +30,7 @@ def _inputs(image: Path, artifacts: Path, options: list) -> str:
 
 
 def build(image: Path, artifacts: Path, roots=(), key=None) -> Path:
-    """The folder with the images; `roots` are folders over the root file system, `key` signs."""
+    """Returns the folder with the images; `roots` overlay the root file system, `key` signs."""
     if not (image / "initramfs.gz").exists():
         raise Failure(f"no machine in {image}; virtual-device/build makes it")
     if not (artifacts / "app/vantorel-app").exists():
@@ -41,7 +41,7 @@ def build(image: Path, artifacts: Path, roots=(), key=None) -> Path:
     name = hashlib.sha256("\0".join(options).encode()).hexdigest()[:12] if options else "build"
     folder = artifacts / "firmware" / name
     folder.mkdir(parents=True, exist_ok=True)
-    # Two devices may be started at the same time.
+    # Two devices may start at the same time.
     lock = os.open(folder, os.O_RDONLY | os.O_DIRECTORY)
     try:
         fcntl.flock(lock, fcntl.LOCK_EX)

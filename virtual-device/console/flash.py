@@ -1,5 +1,5 @@
-"""The device's flash as it is seen from outside, with the device off: the places of its partitions, what
-a factory writes into them, and the boot loader's environment."""
+"""The device's flash seen from outside, with the device off: its partitions, their factory contents, and
+the boot loader's environment."""
 
 import hashlib
 import struct
@@ -9,8 +9,8 @@ from pathlib import Path
 from failure import Failure
 
 BANK_SIZE = 64 << 20  # bytes, of each of the two banks
-SECTOR = 0x40000  # bytes that are erased together
-# Bank, place in it and size in bytes, as board/nor.c and boot/boot.env have them.
+SECTOR = 0x40000  # bytes of an erase block
+# Bank, offset and size in bytes, as in board/nor.c and boot/boot.env.
 PARTITIONS = {
     "loader": (0, 0x0, 0x100000),
     "data": (0, 0x100000, 0x1000000),
@@ -21,7 +21,7 @@ PARTITIONS = {
     "FIT_1": (1, 0x2080000, 0x800000),
     "rootfs_1": (1, 0x2880000, 0x1780000),
 }
-IMAGES = {"fit": "FIT", "rootfs": "rootfs"}  # a file's name, and its partition's without the slot
+IMAGES = {"fit": "FIT", "rootfs": "rootfs"}  # file name and partition name without the slot
 FIT_MAGIC = b"\xd0\x0d\xfe\xed"
 
 COPY = 0x10000  # bytes of a copy of the environment
@@ -30,7 +30,7 @@ ACTIVE, OBSOLETE = 1, 0
 
 
 def _copy(image: bytes, offset: int):
-    """Flag and variables of one copy, or nothing when its check sum is wrong."""
+    """Flag and variables of one copy; nothing if its checksum is wrong."""
     block = image[offset:offset + COPY]
     if len(block) < COPY or struct.unpack("<I", block[:4])[0] != zlib.crc32(block[5:]):
         return None
@@ -40,15 +40,15 @@ def _copy(image: bytes, offset: int):
 
 
 def variables_of(image: bytes) -> dict:
-    """The variables that count: of the newest good copy; nothing when both are bad."""
+    """The variables in effect: the newest good copy's; nothing if both are bad."""
     copies = [copy for copy in (_copy(image, offset) for offset in COPIES) if copy]
-    # On NOR flash a copy is marked active, and then the other one obsolete. A cut between the two
-    # leaves both active; the first one counts then, for the tools on the device, too.
+    # On NOR flash a copy is marked active, and then the other one obsolete. A power cut in between
+    # leaves both active; then the first one is used, as by the device's tools.
     return max(copies, key=lambda copy: copy[0])[1] if copies else {}
 
 
 def make_environment(variables: dict, active: int = 0) -> bytes:
-    """A whole partition with two good copies, of which the given one counts."""
+    """A whole partition with two good copies, of which `active` is in effect."""
     text = b"".join(f"{name}={value}".encode() + b"\0" for name, value in variables.items())
     data = (text + b"\0").ljust(COPY - 5, b"\0")
     image = bytearray(b"\xff" * PARTITIONS["env"][2])
@@ -59,19 +59,19 @@ def make_environment(variables: dict, active: int = 0) -> bytes:
 
 
 def _empty_data() -> bytes:
-    """The data partition as a file system that is empty: each sector with JFFS2's mark that it is
-    erased. Without the marks the device would erase all of it at its first start."""
+    """An empty file system for the data partition: each sector has JFFS2's mark for an erased one.
+    Without the marks the device would erase all of it at its first start."""
     head = struct.pack("<HHI", 0x1985, 0x2003, 12)
     mark = head + struct.pack("<I", zlib.crc32(head, 0xFFFFFFFF) ^ 0xFFFFFFFF)
     return mark.ljust(SECTOR, b"\xff") * (PARTITIONS["data"][2] // SECTOR)
 
 
 class Flash:
-    """Two files of a bank each in `folder`."""
+    """Two files in `folder`, one per bank."""
 
     def __init__(self, folder: Path):
         self.banks = [folder / f"bank{number}.raw" for number in (0, 1)]
-        self._written = folder / "written"  # digest of the firmware that a factory has written last
+        self._written = folder / "written"  # digest of the last firmware from a factory
 
     def read(self, name: str) -> bytes:
         bank, offset, size = PARTITIONS[name]
@@ -92,11 +92,11 @@ class Flash:
 
     @property
     def slot(self) -> int:
-        """The one that the environment names."""
+        """The slot that the environment selects."""
         return int(self.variables().get("image_select") == "1")
 
     def prepare(self, loader: bytes):
-        """Blank banks are made where there are none, and the boot loader is this build's."""
+        """Makes missing banks and writes this build's boot loader."""
         if any(not bank.exists() for bank in self.banks):
             for bank in self.banks:
                 bank.parent.mkdir(parents=True, exist_ok=True)
@@ -109,7 +109,7 @@ class Flash:
             self.write("loader", loader)
 
     def choose(self, slot: int, active: int = 0):
-        """The environment names the slot, which is confirmed."""
+        """Selects the slot in the environment as confirmed."""
         self.write("env", make_environment({"image_select": slot, "image_confirmed": slot}, active))
         self.write("starts", b"\xff" * SECTOR)
 
@@ -122,8 +122,8 @@ class Flash:
                    for file, partition in IMAGES.items())
 
     def take(self, firmware: Path) -> str:
-        """Writes the firmware into the slot that runs if it is another one than the last that was
-        written so; what an update has installed since then stays. Says which of the two it was."""
+        """Writes the firmware into the running slot unless it was the last one written here; an
+        update installed since then stays. Returns a message with the result."""
         check(firmware)
         digest = hashlib.sha256((firmware / "fit").read_bytes()).hexdigest()
         if self._written.exists() and self._written.read_text() == digest:
@@ -138,7 +138,7 @@ class Flash:
 
 
 def check(firmware: Path):
-    """Whether the two files can be a slot's."""
+    """Raises Failure unless the two files fit a slot."""
     for file, partition in IMAGES.items():
         path = firmware / file
         if not path.is_file():

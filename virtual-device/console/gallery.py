@@ -1,4 +1,4 @@
-"""The display as a sequence of numbered JPEG pictures, made only while somebody asks for them."""
+"""The display as numbered JPEG pictures, made only while a client requests them."""
 
 import io
 import threading
@@ -9,20 +9,20 @@ from PIL import Image
 from machine import Failure
 from watch import Watch
 
-RATE = 30  # pictures a second at most
-LINGER = 2  # seconds without a question after which no more are made
-PATIENCE = 1  # seconds that a question waits for news
+RATE = 30  # maximum pictures per second
+LINGER = 2  # seconds without a request after which it stops
+PATIENCE = 1  # seconds that a request waits for a new picture
 QUALITY = 88
 
 
 def jpeg(picture) -> bytes:
-    """Empty when there is no picture."""
+    """Returns an empty result for no picture."""
     if picture is None:
         return b""
     image = Image.frombuffer("RGB", (picture.width, picture.height), picture.pixels, "raw", "BGRX",
                              picture.pitch, 1)
     encoded = io.BytesIO()
-    # Text in colour would fray with the colours at half the resolution.
+    # Colours at half the resolution would blur coloured text.
     image.save(encoded, "JPEG", quality=QUALITY, subsampling=0)
     return encoded.getvalue()
 
@@ -33,12 +33,12 @@ class Gallery:
         self._changed = threading.Condition()
         self._number = 0
         self._latest = b""
-        self._asked = 0.0  # when
+        self._asked = 0.0  # time of the last request
         threading.Thread(target=self._work, daemon=True).start()
 
     def newer(self, number: int) -> tuple[int, bytes]:
-        """The latest picture and its number, when it is another one or becomes another one soon; an
-        empty picture is a dark display."""
+        """Waits a little for a picture with another number; returns the latest number and picture,
+        which is empty while the display is dark."""
         with self._changed:
             self._asked = time.monotonic()
             self._changed.notify_all()

@@ -1,4 +1,4 @@
-"""The console's commands for the fuel gauge: its faults, its content, streams for it."""
+"""The console's commands for the fuel gauge: faults, contents, streams."""
 
 import errno
 import shutil
@@ -25,7 +25,7 @@ DEBUG = "/sys/kernel/debug/vantorel-board"
 
 
 def _board_command(arguments: list) -> str:
-    """The board's command for one of the console's; the board itself judges the numbers."""
+    """Returns the board's command for a console command; the board checks the numbers."""
     match arguments:
         case ["nack", "on" | "off" as state]:
             return f"nack {int(state == 'on')}"

@@ -1,4 +1,4 @@
-"""The console's commands that look at the device: its display, its state, its status lines."""
+"""The console's commands that read the device: its display, its state, its status lines."""
 
 import time
 from pathlib import Path
@@ -19,7 +19,7 @@ expect-motion X Y [SECONDS] wait until the display shows another colour there th
 screenshot FILE.png         what the display shows"""
 
 MOST_LINES = 500
-PATIENCE = 10  # seconds that a person waits for what should happen at once
+PATIENCE = 10  # seconds that an interactive command waits
 SCRIPT_PATIENCE = 600  # seconds; a script waits for the event, and only a hang reaches this
 
 
@@ -44,8 +44,8 @@ class Looking:
         self.say = say
         self.watch = watch or Watch(machine)
         self.words = words.Words()
-        self.seen = 0  # status lines that an expect has passed
-        self.patience = PATIENCE  # seconds; a wait without a limit of its own takes no longer
+        self.seen = 0  # status lines consumed by expect
+        self.patience = PATIENCE  # seconds; the limit of a wait without its own
 
     # --- state ------------------------------------------------------------------------------------
 

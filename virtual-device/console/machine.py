@@ -1,4 +1,4 @@
-"""The QEMU machine: its command line, its life, and the lines of text that come out of it."""
+"""The QEMU machine: its command line, its life cycle, and its lines of output."""
 
 import base64
 import ctypes
@@ -19,27 +19,27 @@ from failure import DeviceOff, Failure
 from flash import Flash
 from surroundings import Surroundings
 
-MEMORY = 512 << 20  # bytes; a file in memory, in which pictures of the display are found
-TIMED_OUT = 143  # exit status of a command whose time was up
-REQUEST_TIME_LIMIT = 120  # seconds; for a hang, since a busy machine takes its time
+MEMORY = 512 << 20  # bytes; a file in memory that contains the display's pictures
+TIMED_OUT = 143  # exit status of a command that timed out
+REQUEST_TIME_LIMIT = 120  # seconds; only a hang reaches this, even on a busy machine
 BOOT_TIME_LIMIT = 1200  # seconds, on a busy development machine, after three starts on trial
 PORTS = ("control", "status", "debug", "watch")
 
 
 def _die_with_parent():
-    """A machine must not outlive its console, however that ends. To the kernel the parent is the
-    thread that starts the machine."""
+    """Ends the machine with its console, however that ends. For the kernel, the parent is the thread
+    that starts the machine."""
     os.setpgid(0, 0)  # Ctrl-C at the terminal is for the console
     ctypes.CDLL(None).prctl(1, signal.SIGKILL)
 
 
 class Machine:
-    """One virtual device with its files below `work`; `artifacts` is a build folder for armhf."""
+    """One virtual device with its files below `work`; `artifacts` is an armhf build folder."""
 
     def __init__(self, image: Path, artifacts: Path, work: Path):
         self.roots = ()  # folders over the root file system of this build's firmware
-        self.key = None  # that signs this build's firmware
-        self.certificate = None  # of the key without which nothing starts
+        self.key = None  # signs this build's firmware
+        self.certificate = None  # of the key that the boot loader requires
         self.image = image
         self.artifacts = artifacts
         self.work = work
@@ -58,32 +58,32 @@ class Machine:
         self._readers = []
         self._control = None
         self._number = 0
-        self._answer = []  # the agent's latest
+        self._answer = []  # the agent's latest reply
         self._answered = threading.Condition()
         self._lock = threading.Lock()
         self._switching = threading.Lock()
         self._folder = None  # descriptor of the work folder, locked while the device is on
         self.memory = None  # descriptor of the running device's memory
-        self.ready = False  # booted, and not off
-        self.boots = 0  # starts since the console's, resets included
-        self.running = {}  # what runs, as the agent tells: slot, start, version
+        self.ready = False  # booted and not off
+        self.boots = 0  # starts since the console's start, including resets
+        self.running = {}  # reported by the agent: slot, start, version
         self.first_line = 0  # of `lines`, since the latest boot
         self.surroundings = Surroundings()
 
     @property
     def pid(self) -> int:
-        """Of QEMU."""
+        """QEMU's process ID."""
         return self._process.pid
 
     # --- preparation ------------------------------------------------------------------------------
 
     def prepare(self) -> str:
-        """Says what the slot that runs has."""
+        """Returns a message about the running slot's firmware."""
         self.firmware = firmware.build(self.image, self.artifacts, self.roots, self.key)
         self.work.mkdir(parents=True, exist_ok=True)
         self._folder = os.open(self.work, os.O_RDONLY | os.O_DIRECTORY)
         try:
-            # Two machines on one flash would ruin it.
+            # Two machines would corrupt one flash.
             fcntl.flock(self._folder, fcntl.LOCK_EX | fcntl.LOCK_NB)
         except BlockingIOError:
             raise Failure(f"another device runs in {self.work}; choose a folder with --work") \
@@ -98,7 +98,7 @@ class Machine:
 
     def _fill_share(self):
         (self.work / "status.log").unlink(missing_ok=True)
-        # Not what the tests of the package have installed elsewhere in there: it may be older.
+        # Not the copies that the package tests install elsewhere in there: they may be older.
         for folder in ("vantorel", "simulators"):
             for library in (self.artifacts / folder).glob("**/lib*.so*"):
                 if not library.is_symlink():
@@ -107,7 +107,7 @@ class Machine:
         for program in ("app/vantorel-app", "host/vantorel-host"):
             if (self.artifacts / program).exists():
                 self._install(self.artifacts / program, self.share / "bin" / Path(program).name)
-        # What an update that a script makes installs.
+        # The images for updates made by scripts.
         (self.share / "firmware").mkdir(exist_ok=True)
         for image in ("fit", "rootfs"):
             copy = self.share / "firmware" / image
@@ -119,13 +119,13 @@ class Machine:
                         dirs_exist_ok=True)
 
     def _soname(self, library: Path) -> str:
-        """libX.so.1.2.3 is looked for as libX.so.1."""
+        """libX.so.1.2.3 is loaded as libX.so.1."""
         stem, _, version = library.name.partition(".so")
         major = version.lstrip(".").split(".")[0]
         return f"{stem}.so.{major}" if major else library.name
 
     def _install(self, source: Path, target: Path):
-        """Copies without debugging information: the device loads it over a slow file system."""
+        """Copies without debug information: the device loads it over a slow file system."""
         if target.exists() and target.stat().st_mtime >= source.stat().st_mtime:
             return
         subprocess.run(["arm-linux-gnueabihf-strip", "-o", target, source], check=True)
@@ -167,7 +167,7 @@ class Machine:
         for name in PORTS:
             command += ["-chardev", f"socket,id={name},path={name}.sock,server=on,wait=off",
                         "-device", f"virtserialport,chardev={name},name=vantorel.{name}"]
-        # All that it starts from.
+        # The device starts from these.
         for bank in self.flash.banks:
             command += ["-drive", f"if=pflash,format=raw,file={bank}"]
         self._process = None
@@ -185,7 +185,7 @@ class Machine:
                          self._watch(self.connect("monitor"), self._read_monitor)]
 
     def wait_until_ready(self, seconds: float = BOOT_TIME_LIMIT):
-        """The agent's first word; the machine has booted."""
+        """Waits for the agent's first line: the machine has booted."""
         with self._answered:
             self._answered.wait_for(lambda: self.ready or self.ended.is_set(), seconds)
         if not self.ready:
@@ -202,11 +202,11 @@ class Machine:
                 self._process.kill()
 
     def kill(self):
-        """As a cut of the power at this moment."""
+        """Cuts the power."""
         self._process.kill()
 
     def reboot(self):
-        """Cuts the power and boots from the same flash, as its environment now says."""
+        """Cuts the power and boots from the same flash with its current environment."""
         if not self._switching.acquire(blocking=False):
             raise Failure("the device is starting already")
         try:
@@ -215,7 +215,7 @@ class Machine:
             self._switching.release()
 
     def _reboot(self):
-        on_end, self.on_end = self.on_end, lambda: None  # it is only a pause
+        on_end, self.on_end = self.on_end, lambda: None  # the device starts again
         self.stop()
         self._waiter.join()
         self.on_end = on_end
@@ -223,7 +223,7 @@ class Machine:
         self.wait_until_ready()
 
     def connect(self, name: str) -> socket.socket:
-        """One of the machine's sockets, by a path that stays short in a deep work folder."""
+        """Connects to one of the machine's sockets by a path that is short even in a deep folder."""
         path = f"/proc/self/fd/{self._folder}/{name}.sock"
         deadline = time.monotonic() + 10
         while True:
@@ -243,8 +243,8 @@ class Machine:
         return thread
 
     def _live(self, command: list, begun: threading.Event):
-        """Starts QEMU and waits for its end, in one thread that lasts as long as QEMU: who asked for
-        the start may be gone before, and QEMU would die with them."""
+        """Starts QEMU and waits for its end, in one thread that lasts as long as QEMU: QEMU would
+        die with a caller's thread that ends earlier."""
         try:
             with open(self.work / "qemu.log", "wb") as errors:
                 self._process = subprocess.Popen(command, cwd=self.work, stdin=subprocess.DEVNULL,
@@ -256,7 +256,7 @@ class Machine:
         finally:
             begun.set()
         self.exit_status = self._process.wait()
-        for reader in self._readers:  # the machine's last words
+        for reader in self._readers:  # the machine's last output
             reader.join(5)
         if self.end_reason == "guest-shutdown" and self._was_cut():
             self.end_reason = "cut"
@@ -268,14 +268,14 @@ class Machine:
         self.on_end()
 
     def _was_cut(self) -> bool:
-        """Whether the flash has ended the machine; it is the last that the kernel says."""
+        """Whether the flash model has ended the machine, which is the kernel's last message."""
         with open(self.work / "console.log", "rb") as log:
             log.seek(max(0, log.seek(0, os.SEEK_END) - 200))
             return b"the power is cut" in log.read()
 
     def _read_status(self, connection):
         with open(self.work / "status.log", "a", encoding="utf-8") as log:
-            # Of a tool's progress display, lines written over one another, only the last remains.
+            # A tool's progress display overwrites its line; only the last version is kept.
             for line in connection.makefile("r", encoding="utf-8", errors="replace", newline="\n"):
                 line = line.rstrip("\r\n").rpartition("\r")[2]
                 print(line, file=log, flush=True)
@@ -288,7 +288,7 @@ class Machine:
         for line in connection.makefile("r", encoding="ascii", errors="replace", newline="\n"):
             words = line.split()
             with self._answered:
-                if "ready" in words:  # behind a part of an answer, perhaps, that a reset has ended
+                if "ready" in words:  # maybe after part of an answer that a reset cut off
                     told = (word.partition("=") for word in words[words.index("ready") + 1:])
                     self.running = {name: value for name, _, value in told}
                     self.ready = True
@@ -303,7 +303,7 @@ class Machine:
             if event.get("event") == "SHUTDOWN":
                 self.end_reason = event["data"]["reason"]
             if event.get("event") == "RESET" and event["data"]["guest"]:
-                with self._answered:  # it starts again by itself
+                with self._answered:  # the machine restarts itself
                     self.ready = False
                     self.boots += 1
                     self.first_line = len(self.lines)
@@ -312,7 +312,7 @@ class Machine:
     # --- requests ---------------------------------------------------------------------------------
 
     def run(self, command: str, seconds: int = REQUEST_TIME_LIMIT) -> tuple[int, str]:
-        """Runs a shell command on the device; answers its exit status and output."""
+        """Runs a shell command on the device; returns its exit status and output."""
         with self._lock:
             answer = self._exchange(command, seconds)
         output = base64.b64decode(answer[2]) if len(answer) > 2 else b""
@@ -321,7 +321,7 @@ class Machine:
         return int(answer[1]), output.decode(errors="replace")
 
     def _exchange(self, command: str, seconds: int) -> list:
-        """The agent's answer: number, status, output in base 64."""
+        """Returns the agent's answer: number, status, output in base64."""
         boot = self.boots
         if not self.ready:
             raise DeviceOff("the device is off")
@@ -346,6 +346,6 @@ class Machine:
     def check(self, command: str, seconds: int = REQUEST_TIME_LIMIT) -> str:
         status, output = self.run(command, seconds)
         if status != 0:
-            begin = " ".join(command.split())[:200]  # some are whole scripts
+            begin = " ".join(command.split())[:200]  # a command may be a whole script
             raise Failure(f"{begin}: {output.strip()} (exit status {status})")
         return output

@@ -1,4 +1,4 @@
-"""The front panel: a page on the loopback interface whose messages are the console's command lines."""
+"""The front panel: a page on the loopback interface whose messages are console commands."""
 
 import asyncio
 import secrets
@@ -15,9 +15,9 @@ from watch import Watch
 
 FILES = Path(__file__).resolve().parents[1] / "panel"
 LONGEST_LINE = 1024  # bytes
-LARGEST_UPDATE = 64 << 20  # bytes: the device's drive
-MOST_VISITORS = 64  # a page has four connections
-# What a page may do: what happens around the device, and nothing on the development machine.
+LARGEST_UPDATE = 64 << 20  # bytes: the size of the device's drive
+MOST_VISITORS = 64  # a page uses four connections
+# A page may change the device's environment, but nothing on the development machine.
 COMMANDS = {"battery", "charger", "fixture", "temperature", "button", "camera", "cable", "start",
             "stop", "restart", "state", "lines"}
 HEADERS = {
@@ -29,7 +29,7 @@ HEADERS = {
 
 
 class Visitor:
-    """One connection: carries out its lines, one after the other, in a thread of its own."""
+    """One connection: executes its lines in order, in its own thread."""
 
     def __init__(self, panel: "Panel"):
         self._panel = panel
@@ -43,7 +43,7 @@ class Visitor:
         return await asyncio.get_running_loop().run_in_executor(self._worker, self._execute, line)
 
     def leave(self):
-        """A finger does not stay on a button of a page that is gone."""
+        """Releases the buttons that a closed page still holds."""
         for button in list(self._held):
             self._worker.submit(self._execute, f"button {button} up")
         self._worker.shutdown(wait=False)
@@ -56,7 +56,7 @@ class Visitor:
             answer = "ok"
         except Failure as failure:
             answer = "error " + str(failure).replace("\n", " ")
-        except Exception as error:  # whatever a page sends, the others go on
+        except Exception as error:  # bad input of one page must not stop the others
             answer = f"error {type(error).__name__}: {error}"
         return "\n".join([*self._said, answer]), picture
 
@@ -116,7 +116,7 @@ class Panel:
         await asyncio.Event().wait()
 
     async def _listen(self, runner, port: int):
-        for wanted in (port, 0):  # another device's panel may have the usual one
+        for wanted in (port, 0):  # another panel may use the default port
             try:
                 site = web.TCPSite(runner, "127.0.0.1", wanted)
                 await site.start()
@@ -157,7 +157,7 @@ class Panel:
                     await socket.send_bytes(picture)
                 await socket.send_str(answer)
         except ConnectionError:
-            pass  # gone, with an answer on its way
+            pass  # disconnected during an answer
         finally:
             self._visitors -= 1
             visitor.leave()
@@ -185,7 +185,7 @@ class Panel:
 
 
 def serve(machine: Machine, port: int, say) -> int:
-    """Until the terminal's Ctrl-C."""
+    """Serves until Ctrl-C at the terminal."""
     panel = Panel(machine)
     console = Console(machine, say, panel.watch)
     console.execute("battery level 80")

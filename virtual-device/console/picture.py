@@ -1,4 +1,4 @@
-"""A picture of the display: single pixels, and turned into PNG."""
+"""A picture of the display: single pixels, and conversion to PNG."""
 
 import struct
 import zlib
@@ -7,14 +7,14 @@ from dataclasses import dataclass
 
 @dataclass(frozen=True)
 class Picture:
-    """Rows of 32-bit pixels: blue, green, red and a byte without meaning."""
+    """Rows of 32-bit pixels: blue, green, red and an unused byte."""
     width: int
     height: int
     pitch: int
     pixels: bytes
 
     def colour(self, x: int, y: int) -> str:
-        """As rrggbb; empty outside of the picture."""
+        """Returns rrggbb; empty outside the picture."""
         at = y * self.pitch + 4 * x
         return self.pixels[at:at + 3][::-1].hex() if x < self.width and y < self.height else ""
 
@@ -24,7 +24,7 @@ def _row(picture: Picture, y: int) -> bytes:
     row = bytearray(3 * picture.width)
     for channel in range(3):
         row[channel::3] = source[2 - channel::4]
-    return b"\0" + row  # stored as it is, without a filter
+    return b"\0" + row  # stored without a filter
 
 
 def png(picture: Picture) -> bytes:

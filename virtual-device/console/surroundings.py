@@ -1,4 +1,4 @@
-"""What is around the device and stays as it is while the device is off: battery, charger, cable,
+"""The device's environment, which stays the same while the device is off: battery, charger, cable,
 camera."""
 
 import re
@@ -11,19 +11,19 @@ class Surroundings:
     def __init__(self):
         self.camera = {}  # the simulator's settings, by environment variable
         self.cable = False
-        self._board = {}  # the latest command to the board for each thing that it changes
+        self._board = {}  # the latest board command for each state
 
     @property
     def camera_connected(self) -> bool:
         return self.camera.get("KIROCAMERA_SIM_CONNECTED", "1") == "1"
 
     def remember(self, command: str) -> bool:
-        """Whether it is one that changes them."""
+        """Records a command that changes the environment; returns whether it does."""
         known = REMEMBERED.fullmatch(command)
         if known:
             self._board[known[1]] = command
         return known is not None
 
     def board_commands(self) -> list[str]:
-        """What makes a board that has just booted the one that was left."""
+        """The commands that restore the environment on a newly booted board."""
         return list(self._board.values())

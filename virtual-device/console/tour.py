@@ -1,5 +1,5 @@
-"""A minute with the device for somebody who has not seen it: a script whose comments are told, and a
-sheet of the pictures that it takes."""
+"""A one-minute introduction to the device: a script whose comments are printed, and a sheet of its
+pictures."""
 
 import subprocess
 import time
@@ -20,12 +20,12 @@ SIZE = (240, 320)  # of a picture on the sheet
 GAP = 20
 LABEL = 34
 BACKGROUND, FRAME, TEXT = "#0b0f14", "#2a3541", "#eef3f7"
-VERSION = "32.27.1.6"  # that the update brings
-READING = 2.5  # seconds to read what a station is about
+VERSION = "32.27.1.6"  # of the update
+READING = 2.5  # seconds to read a comment
 
 
 def sheet(pictures: list[Path], target: Path):
-    """All pictures, each with its name; in as many colours as a small file can have."""
+    """Writes all pictures with their names; few colours keep the file small."""
     rows = -(-len(pictures) // COLUMNS)
     width, height = SIZE[0] + GAP, SIZE[1] + LABEL + GAP
     whole = Image.new("RGB", (COLUMNS * width + GAP, rows * height + GAP), BACKGROUND)
@@ -70,7 +70,7 @@ def tour(machine: Machine, say) -> int:
 
 
 def _perform(console: Console, line: str, folder: Path, pictures: list[Path]):
-    """As in any script; only that what the tour makes is in the device's own folder."""
+    """Runs a line as any script does, but puts the tour's files into the device's folder."""
     line = line.replace("TOUR/", f"{_here(folder)}/")
     console.execute(line)
     if line.startswith("screenshot "):

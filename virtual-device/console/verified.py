@@ -1,4 +1,4 @@
-"""A boot loader that boots only what a key has signed: the public key goes into its device tree."""
+"""A boot loader that boots only signed images: the public key goes into its device tree."""
 
 import subprocess
 from pathlib import Path
@@ -32,7 +32,7 @@ def _words(number: int, bits: int) -> str:
 
 
 def _node(modulus: int, exponent: int) -> str:
-    """What U-Boot wants to know of the key, with two numbers that save it a division."""
+    """The key's properties for U-Boot, with two numbers that save it a division."""
     bits = modulus.bit_length()
     return f"""/ {{ signature {{ key-key {{
         required = "conf"; algo = "sha256,rsa{bits}"; key-name-hint = "key";

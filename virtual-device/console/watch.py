@@ -1,5 +1,5 @@
-"""The display and the board, at hardly a cost for the device: the picture is read from its memory, and
-`onlooker` on the device tells, once for each of the display's buffers, where it is."""
+"""The display and the board, at little cost for the device: the picture is read from its memory, and
+`onlooker` on the device reports the address of each of the display's buffers once."""
 
 import mmap
 import struct
@@ -9,17 +9,17 @@ import time
 from machine import MEMORY, DeviceOff, Failure, Machine
 from picture import Picture
 
-MEMORY_BEGIN = 0x40000000  # address of the machine's memory, on the machine
-FRESH = 0.1  # seconds for which the board's state is not read again
+MEMORY_BEGIN = 0x40000000  # the memory's address in the machine
+FRESH = 0.1  # seconds for which the board's state is cached
 PATIENCE = 300  # seconds for an answer, on a busy development machine
 
 
 class View:
-    """The memory of a device that has booted, and what is known of it. Read without a lock."""
+    """The memory of a booted device and the known addresses in it. Read without a lock."""
 
     def __init__(self, memory: int):
         self._memory = mmap.mmap(memory, MEMORY, mmap.MAP_SHARED, mmap.PROT_READ)
-        self._record = 0  # where the driver notes what the display shows
+        self._record = 0  # where the driver records the picture on display
         self._darkened = 0
         self._buffers = {}  # size and places of the display's pictures by their first page
 
@@ -28,7 +28,7 @@ class View:
         return self._record > 0
 
     def learn(self, answer: str):
-        """What the device tells of the display."""
+        """Stores the device's report about the display."""
         record, *words = answer.split() or ["0"]
         if words:
             runs = [tuple(map(int, word.split("+"))) for word in words[3:]]
@@ -38,14 +38,14 @@ class View:
         self._record = max(0, int(record) - MEMORY_BEGIN)
 
     def now(self) -> tuple[int, int, int]:
-        """First page of the picture, 0 for none; how often the display went dark; flips."""
+        """First page of the picture, 0 for none; how often the display went dark; number of flips."""
         return struct.unpack_from("<III", self._memory, self._record) if self._record else (0, 0, 0)
 
     def shown(self):
-        """The picture; None when it is dark, KeyError when its place has not been told."""
+        """The picture; None if the display is dark, KeyError if its address is unknown."""
         first, darkened, _ = self.now()
         if darkened != self._darkened:
-            self._buffers = {}  # of an application that has ended
+            self._buffers = {}  # they belonged to an application that has ended
             self._darkened = darkened
         if first == 0:
             return None
@@ -54,7 +54,7 @@ class View:
 
 
 class Watch:
-    """One for a machine: the port that it asks through has one user at a time."""
+    """One instance per machine: its port has one user at a time."""
 
     def __init__(self, machine: Machine):
         self._machine = machine
@@ -84,13 +84,13 @@ class Watch:
             raise Failure(f"the board refuses {command!r}: {answer}")
 
     def flips(self) -> int:
-        """Pictures that the display has been given since the device was switched on."""
+        """Number of pictures shown since the device was switched on."""
         view = self._current()
         return view.now()[2] if view else 0
 
     def picture(self):
-        """The picture on the display now; None when it is dark or the device is off."""
-        for _ in range(3):  # there may be a new one by the time that the answer is there
+        """The current picture; None if the display is dark or the device is off."""
+        for _ in range(3):  # the picture may change before the answer arrives
             view = self._current()
             try:
                 return view.shown() if view else None
@@ -145,6 +145,6 @@ class Watch:
 
 
 def _entry(text: str) -> tuple[str, str]:
-    """The names of some entries have two words, as fixture 0 and temperature board."""
+    """Splits an entry; some names have two words, such as fixture 0 and temperature board."""
     name, _, value = text.rpartition(" ")
     return name, value

@@ -1,16 +1,16 @@
-"""The state of the device in words: from its status lines, the picture on its display and its board."""
+"""The device's state in words, from its status lines, its display's picture and its board."""
 
 import re
 
 CONNECTION = ["undetermined", "battery", "battery and charger", "no host", "host", "no battery"]
 UPDATE = ["none", "found", "valid", "beginning", "in progress", "complete", "failed"]
-LINES = [  # what a status line tells; the latest one counts
+LINES = [  # state by status line; the latest one counts
     (re.compile(r"CONNECTION TRANSITION TO STATE: ([0-5])"), "connection", CONNECTION),
     (re.compile(r"FW UPDATE TRANSITION TO STATE: ([0-6])"), "update", UPDATE),
     (re.compile(r"USB CONNECTION STATE: (.*)"), "usb", None),
     (re.compile(r"\[device\] the application has (ended) with status \d+"), "application", None),
 ]
-# A point that only this screen has in that colour; the first that fits is the one.
+# A point that has this colour on this screen only; the first match counts.
 SCREENS = [
     ("thermal image", 4, 4, {"141b23"}),
     ("charging", 163, 276, {"2a3541"}),
@@ -31,7 +31,7 @@ def screen(picture) -> str:
 
 
 class Words:
-    """Reads on in the status lines where it stopped."""
+    """Continues to read the status lines where it stopped."""
 
     def __init__(self):
         self._boot = 0
@@ -66,7 +66,7 @@ def power(machine) -> str:
 
 
 def of_board(board: dict[str, str]) -> dict[str, str]:
-    """What the board tells, in the units of the console's commands."""
+    """The board's state, in the units of the console's commands."""
     if not board:
         return {}
     found = {name: board[name] for name in ("battery", "level", "current", "voltage", "charger")}
