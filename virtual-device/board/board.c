@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-2.0
 /*
- * The camera's hardware as far as its software sees it, for a virtual machine:
- * one platform device that carries all the parts, and a control file in debugfs
- * by which a test plays the world around the camera. ../README.md lists its commands.
+ * The camera's hardware as its software sees it, for a virtual machine: one platform
+ * device with all the parts, and a control file in debugfs through which a test changes
+ * the camera's environment. ../README.md lists its commands.
  */
 #include <linux/debugfs.h>
 #include <linux/kernel.h>
@@ -124,7 +124,7 @@ static int board_probe(struct platform_device *device)
 		if (error)
 			return error;
 	}
-	/* Last, so that no command meets a part that is not there yet. */
+	/* Last, so that no command reaches a part that does not exist yet. */
 	directory = debugfs_create_dir(BOARD_NAME, NULL);
 	debugfs_create_file("ctl", 0600, directory, NULL, &ctl_operations);
 	debugfs_create_file("gauge-flash", 0400, directory, NULL, &gauge_flash_fops);
@@ -135,7 +135,7 @@ static int board_probe(struct platform_device *device)
 static struct platform_driver board_driver = {
 	.driver = {
 		.name = BOARD_NAME,
-		/* The parts start from their initial values once per load only. */
+		/* The parts get their initial values only once per load. */
 		.suppress_bind_attrs = true,
 	},
 };

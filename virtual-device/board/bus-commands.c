@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-2.0
-/* What the control file changes at the gauge and its bus. */
+/* The control file's commands for the gauge and its bus. */
 #include <linux/errno.h>
 #include <linux/limits.h>
 

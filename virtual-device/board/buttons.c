@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-2.0
 /*
  * The camera's buttons. The control file presses and releases them ("key CODE VALUE")
- * and takes the whole device away and back ("buttons 0|1"), as a connector that has
- * come loose would.
+ * and removes and restores the whole device ("buttons 0|1"), as a loose connector
+ * does.
  */
 #include <linux/atomic.h>
 #include <linux/input.h>
@@ -15,7 +15,7 @@ static const unsigned int codes[] = { KEY_POWER, KEY_LIGHTS_TOGGLE, KEY_RESTART 
 static DEFINE_MUTEX(buttons_mutex);
 static struct input_dev *buttons; /* none while unplugged */
 static struct device *parent;
-static atomic64_t key_time; /* before the latest key event, by the monotonic clock */
+static atomic64_t key_time; /* just before the latest key event, by the monotonic clock */
 
 static int plug(void)
 {
@@ -115,7 +115,7 @@ static const struct board_command buttons_commands[] = {
 	{}
 };
 
-/* Keys of a device that is gone have no position; what is shown can be played back. */
+/* Keys of a removed device have no position; the output can be replayed as commands. */
 static void buttons_show(struct seq_file *state)
 {
 	size_t i;

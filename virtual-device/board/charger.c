@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-2.0
-/* The external supply: whether it is plugged in, and what that does to the battery. */
+/* The external supply: whether it is plugged in, and its effect on the battery. */
 #include <linux/power_supply.h>
 
 #include "board.h"

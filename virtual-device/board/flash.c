@@ -24,7 +24,7 @@ enum rom_command {
 
 enum rom_status { ROM_DONE, ROM_BAD_CHECKSUM, ROM_REFUSED };
 
-/* No stray byte may erase the gauge: the command wants this in the place of a row. */
+/* Protects against a stray byte: the erase command needs this instead of a row. */
 #define ERASE_KEY 0xA55A
 
 static u16 word_at(const u8 *bytes)
@@ -55,7 +55,7 @@ void flash_fill(struct gauge_content *content)
 	memset(content->blocks, 0, sizeof(content->blocks));
 }
 
-/* The first word of the first row is the sum of everything behind it. */
+/* The first word of the first row is the sum of all that follows. */
 bool flash_is_whole(const struct gauge_content *content)
 {
 	const u8 *bytes = &content->rows[0][0];
@@ -63,7 +63,7 @@ bool flash_is_whole(const struct gauge_content *content)
 	return word_at(bytes) == sum(bytes + 2, sizeof(content->rows) - 2);
 }
 
-/* Programming turns ones into zeros; only an erase turns them back. */
+/* Programming only clears bits; only an erase sets them again. */
 static void program(u8 *flash, const u8 *data, size_t size)
 {
 	while (size--)
@@ -128,7 +128,7 @@ bool flash_completes_command(u8 reg)
 	return reg == ROM_CHECKSUM + 1;
 }
 
-/* How many registers a command consists of; its checksum is their sum. */
+/* The number of registers of a command; its checksum is their sum. */
 static size_t command_size(u8 command)
 {
 	switch (command) {

@@ -36,9 +36,9 @@ static void enter_rom(struct gauge *gauge)
 }
 
 /*
- * The firmware starts: sealed, and deaf on the bus for as long as that takes.
- * Without a whole one the boot loader stays, which is why a gauge whose update was
- * interrupted can always be reached at the one address or the other.
+ * The firmware starts sealed and does not answer on the bus meanwhile. Without whole
+ * firmware the boot loader stays, so a gauge with an interrupted update always answers
+ * at one of the two addresses.
  */
 static void start_firmware(struct gauge *gauge)
 {
@@ -69,7 +69,7 @@ static u16 control_status(const struct gauge *gauge)
 	return status;
 }
 
-/* A key opens only as two consecutive words of Control, and only in its turn. */
+/* A key must be two consecutive words of Control, and must come in its turn. */
 static void try_keys(struct gauge *gauge, u16 first, u16 second)
 {
 	struct gauge_memory *memory = &gauge->memory;
@@ -103,7 +103,7 @@ static void execute_control(struct gauge *gauge)
 		gauge->memory.access = GAUGE_SEALED;
 		break;
 	case CONTROL_RESET:
-		/* A sealed gauge takes no command that could disturb it. */
+		/* A sealed gauge ignores commands that could disturb it. */
 		if (gauge->memory.access != GAUGE_SEALED) {
 			gauge->resets++;
 			start_firmware(gauge);
@@ -138,7 +138,7 @@ static bool is_writable(const struct gauge *gauge, u8 reg)
 	return gauge->memory.access != GAUGE_SEALED && is_block_register(reg);
 }
 
-/* The gauge acts on the byte that completes a command, never on half of one. */
+/* The gauge acts on the byte that completes a command, never on a part of one. */
 static void act_on(struct gauge *gauge, u8 reg)
 {
 	unsigned int busy = 0;
@@ -182,7 +182,7 @@ int gauge_write(struct gauge *gauge, u8 address, const u8 *data, size_t size)
 	for (i = 1; i < size; i++) {
 		u8 reg = gauge->pointer;
 
-		/* Neither a byte for a read-only register is acknowledged, nor one too late. */
+		/* A byte for a read-only register or a late one is not acknowledged. */
 		if (!acknowledges(gauge, address) || !is_writable(gauge, reg))
 			return -ENXIO;
 		*register_at(gauge, reg) = data[i];
@@ -209,7 +209,7 @@ void gauge_power_cycle(struct gauge *gauge)
 		flash_tear(&gauge->memory);
 	flash_finish(&gauge->memory);
 	gauge->silent_until = 0;
-	enter_rom(gauge); /* the boot loader looks first */
+	enter_rom(gauge); /* the boot loader runs first */
 	start_firmware(gauge);
 }
 
@@ -282,7 +282,7 @@ bool gauge_restore(struct gauge *gauge, const struct gauge_memory *memory)
 	    memory->operation > GAUGE_PROGRAMS_BLOCK || memory->target >= GAUGE_ROWS)
 		return false;
 	gauge->memory = *memory;
-	/* It was left alone for longer than any change of the flash takes. */
+	/* More time has passed than any change of the flash takes. */
 	flash_finish(&gauge->memory);
 	return true;
 }

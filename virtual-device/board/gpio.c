@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-2.0
 /*
- * The GPIO chip: three inputs from the test fixture's connector, which pulls a
- * line low to say yes and leaves it to the pull-up otherwise, and the output
- * towards the fuel gauge.
+ * The GPIO chip: three inputs from the test fixture's connector, which pulls an
+ * active line low and otherwise leaves it to the pull-up, and the output to the
+ * fuel gauge.
  */
 #include <linux/bitops.h>
 #include <linux/gpio/driver.h>

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: GPL-2.0
 /*
- * The board's flash: two banks of NOR, of which the kernel's own CFI driver takes care.
- * This module tells it where they are and which partitions they have, and lets a test
- * play what happens to flash. Erases and programs are counted over all partitions, and
- * the one numbered fault_at meets a fault:
+ * The board's flash: two banks of NOR, which the kernel's own CFI driver operates. This
+ * module passes it their addresses and partitions, and injects a test's flash faults.
+ * Erases and programs are counted over all partitions, and the one numbered fault_at
+ * has a fault:
  *   cut     a power cut. The medium keeps the torn result and refuses every later
  *           operation until power is set again.
- *   before  a cut that leaves nothing of the operation
+ *   before  a power cut before the operation
  *   end     a cut that also ends the machine
  *   fail    an operation that fails once and changes nothing
- *   flip    one that gets a bit wrong
+ *   flip    an operation that gets one bit wrong
  */
 #include <linux/io.h>
 #include <linux/mm.h>
@@ -29,12 +29,12 @@ static unsigned int fault_at;
 module_param(fault_at, uint, 0644);
 static char fault[8] = "cut";
 module_param_string(fault, fault, sizeof(fault), 0644);
-static unsigned int seed; /* of where and how an operation is torn */
+static unsigned int seed; /* for where and how an operation is torn */
 module_param(seed, uint, 0644);
 static bool power = true;
 module_param(power, bool, 0644);
 
-/* ../boot/boot.env and ../console/flash.py have the same places. */
+/* ../boot/boot.env and ../console/flash.py have the same offsets. */
 static const struct mtd_partition slots_and_environment[] = {
 	{ .name = "FIT_0", .offset = 0x100000, .size = 0x800000 },
 	{ .name = "rootfs_0", .offset = 0x900000, .size = 0x1780000 },
@@ -58,7 +58,7 @@ struct nor_bank {
 	int (*write)(struct mtd_info *mtd, loff_t to, size_t size, size_t *done, const u_char *data);
 };
 
-/* The slots first: their devices' numbers are in /etc/fw_env.config. */
+/* The slots come first: /etc/fw_env.config contains their devices' numbers. */
 static struct nor_bank banks[] = {
 	{
 		.map = { .name = "nor1", .phys = BANK_SIZE, .size = BANK_SIZE, .bankwidth = 4 },
@@ -100,7 +100,7 @@ static bool meets_fault(struct nor_bank *bank, loff_t at, const char *operation)
 	return true;
 }
 
-/* What is left when the power goes: the machine itself, if it has to, does not see anything of it. */
+/* Cuts the power; the machine itself, if it has to end, sees nothing of it. */
 static int power_goes(void)
 {
 	power = sysfs_streq(fault, "fail");
@@ -118,7 +118,7 @@ static bool leaves_nothing(void)
 	return sysfs_streq(fault, "fail") || sysfs_streq(fault, "before");
 }
 
-/* A program at the cut: some bytes, some bits of the next one, nothing of the rest. */
+/* A program at the cut: some bytes, some bits of the next one, none of the rest. */
 static void tear_program(struct rnd_state *random, u_char *data, size_t size)
 {
 	size_t at = prandom_u32_state(random) % size;
@@ -127,7 +127,7 @@ static void tear_program(struct rnd_state *random, u_char *data, size_t size)
 	memset(data + at + 1, 0xff, size - at - 1);
 }
 
-/* An erase at the cut: not through the block, still clearing all bits first, or all bits weak. */
+/* An erase at the cut: part of the block, still clearing all bits first, or all bits weak. */
 static void tear_erase(struct rnd_state *random, u_char *cells, size_t size)
 {
 	size_t at = prandom_u32_state(random) % size;
@@ -146,9 +146,9 @@ static void tear_erase(struct rnd_state *random, u_char *cells, size_t size)
 }
 
 /*
- * Programs what the flash can take: a program only clears bits. The emulated chips store
- * a word as it is given to them, and the driver fills words that are written in part, so
- * that the byte beside one that is written would be set.
+ * Programs as real flash does: a program only clears bits. The emulated chips store whole
+ * words unchanged, and the driver fills partly written words, which would set the byte
+ * beside a written one.
  */
 static int program(struct nor_bank *bank, loff_t to, size_t size, const u_char *data)
 {
@@ -285,7 +285,7 @@ static int add_bank(struct nor_bank *bank)
 	bank->write = bank->mtd->_write;
 	bank->mtd->_erase = nor_erase;
 	bank->mtd->_write = nor_write;
-	bank->mtd->_writev = NULL; /* so that every program passes nor_write() */
+	bank->mtd->_writev = NULL; /* so that every program goes through nor_write() */
 	return mtd_device_register(bank->mtd, bank->partitions, bank->count);
 }
 

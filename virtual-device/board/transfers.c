@@ -2,7 +2,7 @@
 /*
  * Ring of the last transfers, long enough for a whole reprogramming of the
  * gauge. A line is "NUMBER SECONDS ADDRESS R|W REGISTER SIZE RESULT DATA..."; the
- * numbers go on counting when old lines are overwritten, and long data is cut.
+ * numbers keep counting when old lines are overwritten, and long data is truncated.
  */
 #include <linux/mm.h>
 #include <linux/module.h>
