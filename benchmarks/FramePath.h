@@ -21,13 +21,12 @@
 #include <poll.h>
 
 /**
- * The road of a frame, from the camera's callback to the kept copy and from there to the display's
- * back buffer, with the SDK's and the UI library's own work on it reduced to handing out a pointer:
- * what is measured is the library. Beside each half stands memcpy() of the same bytes from the same
- * place to the same place.
+ * The path of a frame, from the camera's callback to the kept copy and from there to the display's
+ * back buffer. The SDK and the UI library only return a pointer, so the figures are the library's.
+ * The baseline of each half is memcpy() of the same bytes between the same places.
  *
- * To be included by one source of a program: it defines functions of both libraries, in the place
- * of those of the simulators.
+ * Include it in only one source of a program: it defines functions of both libraries, which replace
+ * those of the simulators.
  */
 namespace vantorel::benchmarks {
 
@@ -43,13 +42,13 @@ struct Geometry {
     }
 };
 
-/** The frames of the cameras, and a picture as large as the screen. */
+/** The cameras' frames, and a picture of the screen's size. */
 inline constexpr std::array<Geometry, 4> frames{
     {{160, 120, 1}, {320, 240, 1}, {640, 480, 1}, {480, 640, 4}}};
 
 constexpr std::size_t headerSize = 2048;
 
-// What the two libraries answer.
+// Returned by the two libraries.
 inline kiroframe_t* image = nullptr;
 inline std::uint32_t* picture = nullptr;
 inline const std::uint8_t* shownPixels = nullptr;
@@ -66,7 +65,7 @@ public:
     FramePath(const FramePath&) = delete;
     FramePath& operator=(const FramePath&) = delete;
 
-    /** Selects the frames to come, and lets the first, which makes the copy, pass. */
+    /** Selects the next frames' geometry and delivers the first one, which allocates the copy. */
     void Use(const Geometry& geometry) {
         buffer.assign(headerSize + geometry.Bytes(), 7);
         record.width = geometry.width;
@@ -83,18 +82,18 @@ public:
     /** The camera's callback, with the user interface and the camera itself as observers. */
     void Frame() { CameraManager::FrameAvailable(nullptr, nullptr, &*camera); }
 
-    /** One refresh of the display; finds out where the kept copy is, too. */
+    /** One refresh of the display; also finds the kept copy. */
     void Draw(LCD& lcd, std::uint32_t* pixels) { userInterface.OnLCDDraw(lcd, pixels); }
 
-    /** The bytes of Frame() by themselves. */
+    /** Copies only the bytes of Frame(). */
     void CopyFrame() {
         auto* const kept = const_cast<std::uint8_t*>(shownPixels) - headerSize;
         std::memcpy(kept, buffer.data(), buffer.size());
     }
 
     /**
-     * What Frame() cannot do without: its bytes, the lock that keeps a picture from a torn one, and
-     * two numbers for other threads, the frames so far and the permits to stop the session.
+     * The minimum for Frame(): its bytes, the lock against torn pictures, and two counters for
+     * other threads, the frames so far and the permits to stop the session.
      */
     void CopyFrameLocked() {
         permits.release();
@@ -104,8 +103,8 @@ public:
     }
 
 private:
-    // The C library leaves locks and counts unlocked in a process with one thread; a device has
-    // twenty.
+    // In a process with one thread the C library skips atomic operations; a device has twenty
+    // threads.
     std::jthread other{[](const std::stop_token& end) {
         while (!end.stop_requested()) {
             ::poll(nullptr, 0, 200);
@@ -122,7 +121,7 @@ private:
 
 } // namespace vantorel::benchmarks
 
-// Visible, so that a shared library of this system finds them before those of the simulators.
+// Visible, so that shared libraries of this system use them instead of those of the simulators.
 #pragma GCC visibility push(default)
 extern "C" {
 kirocamera_error_t kirocamera_frame_get_frame_by_format(kirocamera_frame_t*, uint32_t,

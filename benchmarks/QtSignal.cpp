@@ -1,4 +1,4 @@
-/** One notification by a signal of Qt, in a file that Qt's own compiler reads first. */
+/** One notification by a Qt signal, in a separate file for Qt's own compiler. */
 #include "benchmarks/Subject.h"
 
 #include <benchmark/benchmark.h>

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-/** What the notification benchmarks call, seen by them as an interface only. */
+/** The target of the notification benchmarks, which see only its interface. */
 namespace vantorel::benchmarks {
 
 class Listener {
@@ -11,7 +11,7 @@ public:
     virtual ~Listener() = default;
 };
 
-/** Adds values up; where it is implemented no caller can see. */
+/** Adds values; callers cannot see the implementation. */
 class Sum final : public Listener {
 public:
     void OnValue(std::uint32_t value) override;

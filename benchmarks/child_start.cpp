@@ -1,6 +1,6 @@
 /**
- * Starting a program and waiting for its end, from a process whose memory the kernel would have to
- * mark page by page for a plain fork: 500 MB of it touched.
+ * Starts a program and waits for its end, from a process with 500 MB of touched memory, which the
+ * kernel would mark page by page for a plain fork.
  */
 #include "vantorel/system/private/ChildProcess.h"
 

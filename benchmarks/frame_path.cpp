@@ -1,7 +1,6 @@
 /**
- * What a frame costs on its way through the library, beside memcpy() of the same bytes and what it
- * cannot do without; with the allocations and the locks of each frame. Needs mounts of its own:
- * ./bench starts it so.
+ * The cost of a frame in the library, beside memcpy() of the same bytes and the minimum, with the
+ * allocations and the locks of each frame. Needs private mounts, which ./bench provides.
  */
 #include "benchmarks/FramePath.h"
 #include "tests/devices/FakeCard.h"
@@ -16,7 +15,7 @@
 
 #include <pthread.h>
 
-// The linker sends the locks of the library's objects here.
+// The linker redirects the locks of the library's objects to this code.
 namespace {
 thread_local int locks = 0;
 }
@@ -62,7 +61,7 @@ Bench& TheBench() {
     return bench;
 }
 
-/** The fewest of three times a hundred frames: each thousandth prints a line, which allocates. */
+/** The fewest of three times a hundred frames: every thousandth prints a line, which allocates. */
 template <typename Step>
 void Count(benchmark::State& state, Step step) {
     int fewestAllocations = std::numeric_limits<int>::max();

@@ -1,8 +1,8 @@
 /**
- * How the cost of events grows with their rate: buttons, thermometers, the log and frames at one,
- * ten and a hundred times a device's usual rate, all at once, in threads as on the device. A line
- * for each: name, rate, events, nanoseconds of the service's own thread an event, and after each
- * rate the bytes that the heap has in use. Needs mounts of its own: ./bench starts it so.
+ * The cost of events at different rates: buttons, thermometers, the log and frames at one, ten and
+ * a hundred times a device's usual rate, in parallel, in threads as on the device. A line for each:
+ * name, rate, events, nanoseconds of the service's own thread per event, and after each rate the
+ * heap's bytes in use. Needs private mounts, which ./bench provides.
  */
 #include "tests/support/CameraSimulator.h"
 #include "tests/ui/DeviceFiles.h"
@@ -42,7 +42,7 @@ std::int64_t ThreadTime() {
     return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
 }
 
-/** What the thread that brings the events has used from the second of them to the last. */
+/** The processor time of the events' thread from its first event to its last. */
 class Meter : public ButtonObserver, public ThermometerObserver, public LoggerObserver {
 public:
     void OnButtonUp(Button&) override { Note(); }
@@ -71,7 +71,7 @@ private:
     std::int64_t last = 0;
 };
 
-/** Between two of these stand the observers of frames that are measured. */
+/** Two of these measure the frame observers between them. */
 class FrameMeter final : public CameraObserver {
 public:
     explicit FrameMeter(FrameMeter* first) : begin(first) {}
@@ -94,7 +94,7 @@ private:
     int events = 0;
 };
 
-/** Presses and releases the key through a pipe in the place of the input device. */
+/** Presses and releases the key through a pipe that replaces the input device. */
 void Press(int device, std::chrono::milliseconds interval, const std::stop_token& end) {
     for (int value = 1; !end.stop_requested(); value ^= 1) {
         InputEventRecord event{};
@@ -160,7 +160,7 @@ void Run(int rate, UserInterfaceManager& userInterface) {
 
 int main() {
     test::ReplaceDeviceFiles("REV-6", "1.5.0");
-    // The results go to standard error; the library's status lines are of no interest.
+    // The results go to standard error; the library's status lines are discarded.
     if (::dup2(::open("/dev/null", O_WRONLY | O_CLOEXEC), STDOUT_FILENO) < 0) {
         return 1;
     }

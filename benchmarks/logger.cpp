@@ -1,7 +1,7 @@
 /**
- * What one cycle of the log costs: the sample, its line in the file, its line on standard output;
- * beside it the same two lines by snprintf(), fwrite() and write(), which nothing can undercut by
- * much. Standard output goes to /dev/null. docs/log-format.md has the results.
+ * The cost of one log cycle: the sample, its line in the file, its line on standard output; beside
+ * it the same two lines by snprintf(), fwrite() and write(), which is close to the minimum.
+ * Standard output goes to /dev/null. docs/log-format.md has the results.
  */
 #include "vantorel/logger/Logger.h"
 #include "tests/support/CameraSimulator.h"
@@ -26,7 +26,7 @@ using namespace vantorel;
 
 namespace {
 
-/** Sends what is printed to /dev/null, one write a line, as long as it lives. */
+/** Redirects the output to /dev/null, one write per line, until its destruction. */
 class DiscardedOutput {
 public:
     DiscardedOutput() : before(std::cout.rdbuf(null.rdbuf())) {}
@@ -76,7 +76,7 @@ void Cycle(benchmark::State& state) {
     {
         Logger logger(directory / "");
         GiveFrame(logger);
-        FuelGauge& nobody = *reinterpret_cast<FuelGauge*>(&state); // never looked at
+        FuelGauge& nobody = *reinterpret_cast<FuelGauge*>(&state); // never read
         logger.OnFuelGaugeLevelQuery(nobody, 80);
         logger.OnFuelGaugeCurrentQuery(nobody, -350);
         logger.OnFuelGaugeVoltageQuery(nobody, 3.87F);

@@ -1,7 +1,7 @@
 /**
  * One notification of 1, 4 and 16 observers: by the library's list, by a plain loop of virtual
  * calls over the same kind of list and over an array, and by the signals of two common libraries
- * (those of a third are in QtSignal.cpp).
+ * (QtSignal.cpp has a third).
  */
 #include "benchmarks/Subject.h"
 #include "vantorel/service/ObserverList.h"

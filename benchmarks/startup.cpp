@@ -1,7 +1,7 @@
 /**
- * From the exec of a program to its first thermal picture, with the simulators. The time of the
- * exec by CLOCK_MONOTONIC, in nanoseconds, is the argument; the answer is a line for each phase, in
- * microseconds since then. Needs mounts of its own: ./bench starts it so.
+ * From the exec of a program to its first thermal picture, with the simulators. The argument is the
+ * time of the exec by CLOCK_MONOTONIC, in nanoseconds; it prints a line for each phase, in
+ * microseconds since then. Needs private mounts, which ./bench provides.
  */
 #include "tests/ui/DeviceFiles.h"
 #include "vantorel/camera/CameraManager.h"

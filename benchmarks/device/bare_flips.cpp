@@ -1,6 +1,6 @@
 /**
- * Nothing but flips of the display, for a given number of seconds: the shortest program there can
- * be, with which the display loop of the whole application is compared.
+ * Only flips the display, for a given number of seconds: the shortest possible program, the
+ * baseline for the display loop of the whole application.
  */
 #include <chrono>
 #include <cstdint>
@@ -47,7 +47,7 @@ std::uint32_t CreateBuffer(const drm_mode_modeinfo& mode) {
     return buffer.fb_id;
 }
 
-/** Shows the first buffer in the display's first mode; answers the CRTC. */
+/** Shows the first buffer in the display's first mode; returns the CRTC. */
 std::uint32_t SetMode(std::uint32_t (&buffers)[2]) {
     std::uint32_t crtcs[16], connectors[16], encoders[16], framebuffers[16];
     drm_mode_card_res resources{};

@@ -1,7 +1,7 @@
 /**
  * The time from a key event in the kernel to the LED's change, through the library and, for
- * comparison, through a bare program that does nothing but read() and write(). The virtual board
- * takes both times itself.
+ * comparison, through a bare program that only calls read() and write(). The virtual board records
+ * both times.
  */
 #include "tests/device/Board.h"
 #include "vantorel/devices/Button.h"
@@ -32,7 +32,7 @@ constexpr const char* buttons = "/dev/vantorel/buttons";
 constexpr const char* torchDirectory = "/sys/class/leds/vantorel-torch/";
 constexpr const char* brightness = "/sys/class/leds/vantorel-torch/brightness";
 constexpr int torchKey = KEY_LIGHTS_TOGGLE;
-constexpr int phases = 4;          // of each kind, in turns, so that both meet the same machine
+constexpr int phases = 4;          // of each kind, in turns, under the same load
 constexpr int roundsOfAPhase = 50; // 200 rounds in all
 
 class Switch final : public ButtonObserver {
@@ -54,12 +54,12 @@ std::int64_t Time(const char* name) {
     return std::stoll(Board::State(name));
 }
 
-/** Presses the button again and again; whatever switches the LED has 40 ms for each. */
+/** Presses the button repeatedly and allows the other side 40 ms to switch the LED. */
 void Measure(std::vector<std::int64_t>& nanoseconds) {
     std::this_thread::sleep_for(200ms); // until the other side waits
     for (int round = 0; round < roundsOfAPhase; ++round) {
         Key(1);
-        std::this_thread::sleep_for(40ms); // looking any earlier would disturb it
+        std::this_thread::sleep_for(40ms); // an earlier read would disturb it
         const std::int64_t passed = Time("led-time") - Time("key-time");
         if (passed <= 0) {
             std::fprintf(stderr, "the LED did not change within 40 ms\n");
@@ -81,7 +81,7 @@ void MeasureLibrary(std::vector<std::int64_t>& nanoseconds) {
     Measure(nanoseconds);
     const std::jthread releases([](const std::stop_token& end) {
         while (!end.stop_requested()) {
-            Key(2); // not told to anybody, and each ends a wait
+            Key(2); // not reported, but ends a wait
             std::this_thread::sleep_for(10ms);
         }
     });

@@ -1,7 +1,7 @@
 /**
  * Composes a gadget of a drive and a serial line through the library and binds it. Prints the
- * microseconds for that, and apart from it those for the drive's image; the wait for the camera,
- * which tells what the port is called, counts for neither. Leaves the gadget to whoever started it.
+ * microseconds for that, and separately those for the drive's image; neither includes the wait for
+ * the camera, which determines the port's name. The caller must remove the gadget.
  *
  * Usage: compose CONTROLLER
  */
@@ -22,7 +22,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/** Told last of the observers: the port then knows the camera. */
+/** The last observer to be notified: the port then knows the camera. */
 class Arrival final : public CameraObserver {
 public:
     void OnCameraConnect(Camera&) override {

@@ -1,8 +1,8 @@
 /**
  * The round trip of a control request on the USB port: the vendor function's status request beside
- * two bare FunctionFS responders, each on a controller of its own, in turns. "bare" is the shortest
- * there can be: it blocks in its read, so an unbind of its port hangs. "polling" is the shortest
- * that can be unbound, and so what the library is measured by.
+ * two bare FunctionFS responders, each on its own controller, in turns. "bare" is the shortest
+ * possible: it blocks in its read, so an unbind of its port hangs. "polling" is the shortest that
+ * can be unbound, and so the library's baseline.
  */
 #include "tests/device/UsbPort.h"
 #include "vantorel/camera/Camera.h"
@@ -34,7 +34,7 @@ using namespace vantorel;
 
 namespace {
 
-constexpr int rounds = 20; // of each kind, in turns, so that both meet the same machine
+constexpr int rounds = 20; // of each kind, in turns, under the same load
 constexpr int requestsOfARound = 1000;
 
 void Need(bool condition, const char* what) {
@@ -50,7 +50,7 @@ void Write(const std::string& path, const std::string& value) {
 }
 
 /**
- * Answers every request with four zeros and does nothing else. A responder that can be unbound
+ * Answers every request with four zeros. A responder that can be unbound
  * waits in poll(): the kernel does not unbind a port while a thread is blocked in the read.
  */
 [[noreturn]] void Respond(int endpoint, bool canBeUnbound) {
@@ -111,7 +111,7 @@ double Median(std::vector<double> values) {
     return values[values.size() / 2];
 }
 
-/** One of the responders, and what its rounds took. */
+/** One of the responders and the times of its rounds. */
 struct Candidate {
     void Round() {
         const auto times = Measure(port);
@@ -119,7 +119,7 @@ struct Candidate {
         tails.push_back(times[times.size() * 9 / 10]);
     }
 
-    /** The spread is that of the rounds' medians. */
+    /** Prints the spread of the rounds' medians. */
     void Print() const {
         const auto [least, most] = std::ranges::minmax(medians);
         std::printf("%-8s median of a round %.0f us (%.0f to %.0f over %d rounds of %d), 90 %% "
@@ -144,12 +144,12 @@ struct Candidate {
 
 // NOLINTNEXTLINE(bugprone-exception-escape): a failed measurement may end as it likes
 int main() {
-    // Removing it fails for what it depends on, which stays.
+    // The removal fails for its dependencies, which stay.
     Need(std::system("modprobe -r dummy_hcd; modprobe dummy_hcd num=3") == 0, "modprobe");
     BringUpBare("bare", "dummy_udc.1", false);
     BringUpBare("polling", "dummy_udc.2", true);
 
-    Camera camera(nullptr); // one that knows nothing of itself
+    Camera camera(nullptr); // without an identity
     USB usb("usb", "dummy_udc.0");
     USBGadgetSubi control("control", "dummy_udc.0");
     usb.OnCameraConnect(camera);
@@ -174,5 +174,5 @@ int main() {
     library.PrintRatioTo(bare);
     library.PrintRatioTo(polling);
     std::fflush(stdout);
-    std::_Exit(0); // the bare responders cannot be told to stop, and hold their controllers
+    std::_Exit(0); // the bare responders cannot be stopped and keep their controllers
 }

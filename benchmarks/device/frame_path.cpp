@@ -1,8 +1,7 @@
 /**
- * What a frame costs on its way through the library, on the device's processor and display, beside
- * what it cannot do without and memcpy() of the same bytes. A line for each: name, nanoseconds of
- * the library, of the least (a picture needs its bytes only) and of memcpy(), allocations in a
- * hundred frames.
+ * The cost of a frame in the library, on the device's processor and display, beside the minimum and
+ * memcpy() of the same bytes. A line for each: name, nanoseconds of the library, of the minimum (a
+ * picture needs only its bytes) and of memcpy(), allocations in a hundred frames.
  */
 #include "benchmarks/FramePath.h"
 #include "tests/support/CountedAllocations.h"
@@ -20,11 +19,11 @@ using namespace vantorel::benchmarks;
 
 namespace {
 
-constexpr int rounds = 400; // short ones, so that some go by undisturbed
+constexpr int rounds = 400; // short, so that some are undisturbed
 constexpr std::size_t bytesOfARound = 2 << 20;
 constexpr int counted = 100; // frames
 
-/** The fastest round of each: what else the machine does only ever adds to one. */
+/** The fastest round of each: other load only slows a round. */
 struct Fastest {
     double ours = std::numeric_limits<double>::max();
     double least = std::numeric_limits<double>::max();
@@ -42,7 +41,7 @@ double Time(int count, Step step) {
     return passed.count() / count;
 }
 
-/** Of a hundred frames, the fewest in three attempts: each thousandth prints a line. */
+/** The fewest of three attempts, each with a hundred frames: every thousandth prints a line. */
 template <typename Step>
 int Allocations(Step step) {
     int fewest = std::numeric_limits<int>::max();
@@ -72,7 +71,7 @@ void Measure(const std::string& name, std::size_t bytes, Ours ours, Least least,
 } // namespace
 
 int main() {
-    // The results go to standard error; the library's status lines are of no interest.
+    // The results go to standard error; the library's status lines are discarded.
     if (::dup2(::open("/dev/null", O_WRONLY | O_CLOEXEC), STDOUT_FILENO) < 0) {
         return 1;
     }

@@ -1,10 +1,10 @@
 /**
- * Installs the archive that lies on a drive, through the library and without a USB host: for
- * measurements, and for the power cuts, which want many updates in one boot.
+ * Installs the archive on a drive through the library and without a USB host: for measurements, and
+ * for the power cuts, which need many updates in one boot.
  *
  * Usage: install_update polls|steps DEVICE    DEVICE holds a FAT file system with THERMAL.STR.
  * With "polls" the manager runs on its own thread as in a product, with "steps" without pauses.
- * Prints a line for each event, with the milliseconds since the start; fails when the update does.
+ * Prints a line for each event, with the milliseconds since the start; fails if the update fails.
  */
 #include "vantorel/service/Error.h"
 #include "vantorel/service/FirmwareUpdateObserver.h"
@@ -21,7 +21,7 @@ using namespace vantorel;
 
 namespace {
 
-constexpr int mostSteps = 20; // an archive that is refused is found over and over
+constexpr int mostSteps = 20; // a refused archive is found again and again
 
 class Times final : public FirmwareUpdateObserver {
 public:
@@ -40,7 +40,7 @@ public:
         End(false);
     }
 
-    /** The time counts from here. */
+    /** Starts the clock. */
     void Begin() {
         start = Clock::now();
         Print("start");

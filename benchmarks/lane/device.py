@@ -1,4 +1,4 @@
-"""The lane in the virtual device: armhf programs, and the whole application at work."""
+"""The benchmarks in the virtual device: armhf programs and the running application."""
 
 import re
 import shutil
@@ -16,30 +16,30 @@ PROJECT = Path(__file__).resolve().parents[2]
 PROGRAMS = ["button_to_led", "control_round_trip", "install_update", "frame_path", "bare_flips"]
 TRACING = "/sys/kernel/debug/tracing"
 EVENT = f"{TRACING}/events/drm/drm_vblank_event_delivered/enable"
-# The completion of a flip. The one of a mode that was set belongs to no open file.
+# The completion of a flip. That of a mode change belongs to no open file.
 FLIP = r" (\d+\.\d+): drm_vblank_event_delivered: file=0*[1-9a-f].*seq=(\d+)"
 STARTS = 5  # of each program
-IDLE = 10  # seconds that wake-ups are counted
+IDLE = 10  # seconds for which wake-ups are counted
 PICTURE = 480 * 640 * 4 // 1024  # KiB
 SIMULATORS = ("libkirocamera", "libVantorelUI")
 
 
-# Why a thread of the application wakes up on battery: where it sleeps in the kernel, and how often
-# a second it should wake. The intervals are those of app/Board.h.
+# Why a thread of the application wakes up on battery: where it sleeps in the kernel, and its
+# expected wake-ups per second. app/Board.h sets the intervals.
 CAUSES = (("poll", 60, "the display's flips"), ("futex", 30, "the simulated camera's frames"),
           ("nanosleep", 2, "connection manager"), ("nanosleep", 1, "thermometer or gauge"),
           ("nanosleep", 0.2, "log"))
 
 
 def cause(rate: float, where: str) -> str:
-    """The nearest of the causes, or where the thread sleeps."""
+    """Returns the closest cause, or where the thread sleeps."""
     near = [(abs(rate - expected) / expected, name) for place, expected, name in CAUSES
             if place in where]
     return min(near)[1] if near else where
 
 
 class Device:
-    """One boot of the device for all figures but the installation, which has one of its own."""
+    """One boot of the device for all figures except the installation, which has its own."""
 
     def __init__(self, build: Path, seconds: int):
         self.artifacts = build / "armhf"
@@ -63,9 +63,9 @@ class Device:
         self.machine = self._console = None
 
     def console(self) -> Console:
-        """Boots the device when first asked for it, with nothing kept from the last time."""
+        """Boots the device at the first call, with no state from the last run."""
         if self._console is None:
-            self.switch_off()  # one that has failed to boot for the figure before
+            self.switch_off()  # one that has failed to boot for the previous figure
             shutil.rmtree(self.work, ignore_errors=True)
             self.machine = Machine(self.image, self.artifacts, self.work)
             self.machine.prepare()
@@ -84,7 +84,7 @@ class Device:
         return self.shell(f"/host/tests/{name} {arguments} 2>&1", seconds)
 
     def start(self):
-        """The application on battery, with frames at 30 Hz, everything running."""
+        """Starts the application on battery, with frames at 30 Hz and every service running."""
         console = self.console()
         for line in ("battery level 80", "start", "expect 'FPS: ' 60"):
             console.execute(line)
@@ -112,7 +112,7 @@ class Device:
         yield Row("armhf: frame path, allocations", most, "a frame", limit=0)
 
     def _count_flips(self, wait) -> tuple:
-        """Flips a second, and refreshes that went by without one, as the kernel traces them."""
+        """Flips per second, and refreshes without a flip, from the kernel's trace."""
         self.shell(f"cd {TRACING} && echo 16384 > buffer_size_kb && echo > trace && "
                    f"echo 1 > {EVENT}")
         wait()
@@ -126,7 +126,7 @@ class Device:
         return (len(numbers) - 1) / (times[-1] - times[0]), dropped
 
     def flips(self):
-        """The application between two halves of the bare loop: all meet about the same machine."""
+        """Runs the application between two halves of the bare loop: all have about the same load."""
         def bare():
             return self._count_flips(lambda: self.program("bare_flips", str(self.seconds // 2)))
 
@@ -141,7 +141,7 @@ class Device:
                   note=f"refreshes missed: {missed}, bare loop {first[1] + second[1]}")
 
     def _first_flip(self, name: str, begin) -> float:
-        """Milliseconds from the exec of a program to its first flip, as the kernel traces both."""
+        """Milliseconds from a program's exec to its first flip, from the kernel's trace."""
         execs = f"{TRACING}/events/sched/sched_process_exec/enable"
         self.shell(f"cd {TRACING} && echo > trace && echo 1 | tee {EVENT} > {execs}")
         begin()
@@ -154,8 +154,8 @@ class Device:
         return (float(flip[1]) - float(started[1])) * 1000
 
     def startup(self):
-        """In turns, since both meet the display's refreshes at any time. The first of each program
-        loads its files."""
+        """Starts both in turns, since the phase of the display's refreshes varies. The first start of
+        each loads its files."""
         def begin():
             self.console().execute("start")
             self.console().execute("expect 'FPS: ' 60")
@@ -174,7 +174,7 @@ class Device:
                   paired=statistics.median(ratios))
 
     def idle(self):
-        """Memory, threads and wake-ups of the application on battery that nobody touches."""
+        """Memory, threads and wake-ups of the idle application on battery."""
         self.start()
         pid = self.shell("cat /run/application.pid").strip()
         rows = list(self._memory(pid)) + list(self._threads(pid))
@@ -192,7 +192,7 @@ class Device:
                 if name in ("", "[heap]"):
                     anonymous.append(int(match[1]))
         simulators = sum(size for key, size in sizes.items() if any(s in key for s in SIMULATORS))
-        # The picture that the UI library draws; the allocator gives it a mapping of its own.
+        # The UI library's picture, to which the allocator gives a separate mapping.
         picture = sum(size for size in anonymous if size >= PICTURE)
         whole = int(status["VmRSS"])
         yield Row("resident memory, every service on", whole / 1024, "MiB", limit=6,
@@ -231,12 +231,12 @@ class Device:
                   "read() and write()")
 
     def control(self):
-        """Last in its boot: it takes the USB controller away and leaves another."""
+        """Runs last in its boot: it replaces the USB controller."""
         output = self.program("control_round_trip")
         found = dict(re.findall(r"^(\w+) +median of a round (\d+) us", output, re.M))
         ratios = dict(re.findall(r"^library / (\w+): ([\d.]+)", output, re.M))
-        # The shortest of all blocks in its read, and so hangs every unbind of its port: it shows
-        # what the wait outside the read costs, and can be no target.
+        # The shortest responder blocks in its read and so hangs every unbind of its port: it shows
+        # the cost of the wait outside the read and is no target.
         for name, against, limit in (
                 ("bare", "shortest responder, which hangs every unbind", None),
                 ("polling", "shortest responder that can be unbound", 1.02)):
@@ -258,7 +258,7 @@ class Device:
                   "the tools by hand", 1.05)
 
     def size(self):
-        """Of the library as it is shipped."""
+        """The size of the library as shipped."""
         (library,) = (path for path in self.artifacts.glob("vantorel/libVantorelSystem.so.*")
                       if not path.is_symlink())
         stripped = self.artifacts / "stripped.so"

@@ -1,4 +1,4 @@
-"""The lane on the development machine: Google Benchmark programs."""
+"""The benchmarks on the development machine: Google Benchmark programs."""
 
 import json
 import subprocess
@@ -8,8 +8,8 @@ from machine import Failure
 from table import Row
 
 FRAMES = ("160x120", "320x240", "640x480", "480x640x4")
-# Both sides of a comparison take turns in random order, many times, so that both meet the same
-# machine; of each the fastest turn counts, for whatever else the machine does only adds to one.
+# Both sides of a comparison run many times in random order, so that both have the same load; the
+# fastest run of each counts, because other load only slows a run.
 OPTIONS = ["--benchmark_enable_random_interleaving=true"]
 NAMESPACES = ["unshare", "--user", "--map-root-user", "--mount", "--pid", "--fork", "--mount-proc"]
 TARGETS = ["benchmark_frame_path", "benchmark_notification", "benchmark_child_start",
@@ -22,11 +22,11 @@ class Native:
         self.repetitions = repetitions
 
     def run(self, name: str, clock: str = "cpu_time", prefix=(), seconds: float = 0.05) -> dict:
-        """The fastest repetition of each benchmark, in the units that it is registered with."""
+        """Returns the fastest repetition of each benchmark, in its registered unit."""
         output = self.build / f"{name}.json"
         with open(output, "w+") as file:
-            # By its descriptor: in namespaces of its own the program may see other files, and on its
-            # standard output the library prints status lines.
+            # By descriptor: in its own namespaces the program may see other files, and its standard
+            # output contains the library's status lines.
             command = [*prefix, self.build / "benchmarks" / name, *OPTIONS,
                        f"--benchmark_repetitions={self.repetitions}",
                        f"--benchmark_min_time={seconds}", "--benchmark_out_format=json",
@@ -59,7 +59,7 @@ class Native:
                           None if least else 1.05)
             yield Row(f"{label}, allocations", max(found[f"{half}/ours/{size}"]["allocations"]
                                                    for size in FRAMES), "a frame", limit=0)
-            # A frame: one for the wiring, whose camera may go meanwhile, and one for the kept copy.
+            # Per frame: one for the wiring, whose camera may disconnect, and one for the kept copy.
             yield Row(f"{label}, locks", max(found[f"{half}/ours/{size}"]["locks"]
                                              for size in FRAMES), "a frame",
                       limit=2 if half == "Keep" else 1)
@@ -87,7 +87,7 @@ class Native:
                   "snprintf, fwrite, write")
 
     def _lines(self, name: str, *arguments) -> list:
-        """What one of our own programs reports, split in words."""
+        """Runs one of our own programs; returns its lines, split into words."""
         ended = subprocess.run([*NAMESPACES, self.build / "benchmarks" / name, *arguments],
                                capture_output=True, text=True, timeout=120)
         if ended.returncode != 0:
@@ -97,7 +97,7 @@ class Native:
     def startup(self):
         phases = {}
         for _ in range(self.repetitions):
-            # unshare and its fork come before the exec that counts.
+            # unshare and its fork precede the exec that counts.
             text = subprocess.run(
                 [*NAMESPACES, "python3", "-c", "import os, sys, time; os.execv(sys.argv[1], "
                  "[sys.argv[1], str(time.monotonic_ns())])",

@@ -1,11 +1,11 @@
-"""The figures, their targets, and how both are shown."""
+"""The figures, their targets, and the output of both."""
 
 from dataclasses import asdict, dataclass
 
 
 @dataclass
 class Row:
-    """One figure. `limit` bounds the ratio to the baseline if there is one, else the figure."""
+    """One figure. `limit` applies to the ratio to the baseline if there is one, else to the figure."""
 
     figure: str
     ours: float
@@ -13,9 +13,9 @@ class Row:
     baseline: float | None = None
     against: str = ""
     limit: float | None = None
-    at_least: bool = False  # the limit is a least value instead of a greatest
+    at_least: bool = False  # the limit is a minimum instead of a maximum
     note: str = ""
-    paired: float | None = None  # the ratio, where each turn was compared with its neighbour
+    paired: float | None = None  # the ratio, if each run was compared with its neighbour
 
     @property
     def ratio(self):

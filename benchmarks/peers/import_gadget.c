@@ -1,5 +1,5 @@
-/* Composes a gadget from a scheme file and binds it, by libusbgx: what its command line tool does
- * to load one. Prints the microseconds from the first call to the gadget being bound.
+/* Composes a gadget from a scheme file and binds it, by libusbgx, as its command-line tool does.
+ * Prints the microseconds from the first call until the gadget is bound.
  *
  * Usage: import_gadget SCHEME-FILE CONTROLLER
  */

@@ -1,6 +1,6 @@
 /* Runs a command in a control group and prints every line of its output with the milliseconds
- * since its start; then what it cost: wall time, processor time of the group, daemons in it
- * included, and the greatest memory of the group's processes together.
+ * since its start; then its cost: wall time, processor time of the group including daemons, and the
+ * peak memory of the group's processes together.
  *
  * Usage: measure GROUP-DIRECTORY COMMAND...
  */
@@ -17,7 +17,7 @@ enum { samplePeriod = 250 }; /* ms; a sample reads the page tables of the proces
 
 static char group[256];
 static struct timespec begin;
-static long resident, anonymous, samples; /* KiB, the greatest sums */
+static long resident, anonymous, samples; /* KiB, peak sums */
 
 static long Passed(void) {
     struct timespec now;
@@ -31,7 +31,7 @@ static FILE* Open(const char* format, const char* name) {
     return fopen(path, "r");
 }
 
-/* Of the group, in microseconds. */
+/* The group's processor time, in microseconds. */
 static long long GroupTime(void) {
     long long time = -1;
     FILE* file = Open("%s/cpu.stat", group);
@@ -67,7 +67,7 @@ static void Sample(void) {
     ++samples;
 }
 
-/* Passes on what there is to read, the time before each line. */
+/* Passes on the available output, each line with its time in front. */
 static void Pass(int from) {
     static char rest[4096];
     static size_t length;
@@ -121,7 +121,7 @@ int main(int count, char** arguments) {
             Sample();
             next = now + samplePeriod;
         }
-        /* The end of the child ends the wait, too, unless a daemon keeps the pipe open. */
+        /* The child's end also ends the wait, unless a daemon keeps the pipe open. */
         if (poll(&reader, 1, (int)(next - now) < 20 ? (int)(next - now) : 20) > 0) {
             if ((reader.revents & POLLIN) != 0) {
                 Pass(output[0]);
