@@ -39,7 +39,7 @@ class Visitor:
         self._worker = ThreadPoolExecutor(1)
 
     async def execute(self, line: str) -> tuple[str, bytes]:
-        """The answer, and the picture where one was asked for."""
+        """Executes a line; returns the answer, and the picture if the line requests one."""
         return await asyncio.get_running_loop().run_in_executor(self._worker, self._execute, line)
 
     def leave(self):
@@ -127,7 +127,7 @@ class Panel:
 
     @web.middleware
     async def _guard(self, request, handler):
-        """No page from elsewhere, nor under another name for this machine, gets through."""
+        """Refuses pages of other origins and other host names."""
         origins = {f"http://{host}" for host in self._hosts}
         if request.host not in self._hosts or \
                 request.headers.get("Origin") not in (None, *origins):
@@ -164,7 +164,7 @@ class Panel:
         return socket
 
     async def _upload(self, request):
-        """Keeps a file for `update`, the latest one only; answers its name."""
+        """Stores the latest file for `update`; returns its name."""
         self._uploads.mkdir(exist_ok=True)
         target = self._uploads / f"update-{secrets.token_hex(8)}"
         part = target.with_name(f"part-{target.name}")
