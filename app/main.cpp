@@ -107,9 +107,21 @@ int Run(bool debugServer) {
         return 1;
     }
 
-    // Its first screen is shown while the rest starts: the USB port and its functions load kernel
-    // modules, and the drive is formatted.
+    // The screen, and the observers of what the user asks for: complete before it draws, since the
+    // UI library may raise an event while it does.
+    Logger logger(board::logDirectory);
+    LogFlusher logFlusher(logger);
+    PowerManager power;
+    CameraManager camera(board::cameraDiscoveryMode);
     UserInterfaceManager userInterface;
+    userInterface.AddObserver(torch);
+    userInterface.AddObserver(camera);
+    userInterface.AddObserver(logFlusher);
+    userInterface.AddObserver(power); // last: it does not return
+    torch.AddObserver(userInterface);
+
+    // The first screen is shown while the rest starts: the USB port and its functions load kernel
+    // modules, and the drive is formatted.
     LCDService lcdService(lcd);
     lcdService.AddObserver(userInterface);
     lcdService.Start();
@@ -131,13 +143,9 @@ int Run(bool debugServer) {
     ThermometerService boardLogService(boardLogThermometer, board::thermometerInterval);
     ThermometerService processorLogService(processorThermometer, board::thermometerInterval);
     FuelGaugeService fuelGaugeService(fuelGauge, board::fuelGaugeInterval);
-    Logger logger(board::logDirectory);
     LoggerService loggerService(logger, board::loggerInterval);
-    LogFlusher logFlusher(logger);
 
     // The managers.
-    PowerManager power;
-    CameraManager camera(board::cameraDiscoveryMode);
     FirmwareUpdateManager update(drive.Storage());
     ConnectionManager connection(charger, fuelGauge, usb, board::connectionInterval);
     CameraLatch cameraLatch;
@@ -170,15 +178,9 @@ int Run(bool debugServer) {
     camera.AddObserver(control);
     camera.AddObserver(cameraLatch);
 
-    userInterface.AddObserver(torch);
-    userInterface.AddObserver(camera);
-    userInterface.AddObserver(logFlusher);
-    userInterface.AddObserver(power); // last: it does not return
-
     powerButtonService.AddObserver(userInterface);
     torchButtonService.AddObserver(userInterface);
     resetButtonService.AddObserver(userInterface);
-    torch.AddObserver(userInterface);
     boardThermometerService.AddObserver(userInterface);
     boardLogService.AddObserver(logger);
     processorLogService.AddObserver(logger);
