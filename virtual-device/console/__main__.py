@@ -39,6 +39,17 @@ def answer(console: Console, line: str) -> bool:
     return True
 
 
+def report_threads(console: Console):
+    """Prints where each thread of the application waits, for a failure that does not repeat."""
+    try:
+        _, output = console.machine.run(
+            "for t in /proc/$(cat /run/application.pid)/task/*; do"
+            " echo \"${t##*/} $(cat $t/comm) $(cat $t/wchan) $(cat $t/syscall)\"; done", 60)
+        say(f"threads of the application:\n{output.rstrip()}")
+    except Failure as failure:
+        say(f"the device does not answer: {failure}")
+
+
 def run_script(console: Console, path: Path) -> int:
     console.patience = SCRIPT_PATIENCE
     for number, line in enumerate(path.read_text().splitlines(), 1):
@@ -47,6 +58,7 @@ def run_script(console: Console, path: Path) -> int:
         try:
             if not answer(console, line):
                 say(f"{path}:{number}: {line.strip()}")
+                report_threads(console)
                 return 1
         except Quit:
             break
