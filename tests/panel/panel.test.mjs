@@ -63,7 +63,13 @@ before(async () => {
       break;
     }
   }
-  browser = await chromium.launch({ executablePath: "/usr/bin/chromium", args: ["--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run", "--disable-background-networking", "--disable-component-update", "--disable-sync"] });
+  browser = await chromium.launch({
+    executablePath: "/usr/bin/chromium",
+    args: [
+      "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
+      "--disable-background-networking", "--disable-component-update", "--disable-sync",
+    ],
+  });
   page = await open();
 });
 after(async () => {
@@ -107,7 +113,11 @@ test("strangers get nothing, and nonsense disturbs nobody", async () => {
     await assert.rejects(new Promise((resolve, reject) => net.connect(port, other.address, resolve).on("error", reject)));
   }
   const socket = await visitor();
-  const lines = ["", "shell id", "put /etc/passwd /x", "screenshot /tmp/x.png", "update ../../flash/bank1.raw", "button torch sideways", "battery level 1e9", "camera rate 241", "picture -1", "state\nquit", "charger 'on"];
+  const lines = [
+    "", "shell id", "put /etc/passwd /x", "screenshot /tmp/x.png", "update ../../flash/bank1.raw",
+    "button torch sideways", "battery level 1e9", "camera rate 241", "picture -1", "state\nquit",
+    "charger 'on",
+  ];
   const text = await answers(socket, ...lines.map((line) => frame(line)), frame("state", 0x82));
   assert.equal(text.match(/error /g).length, lines.length + 1, text);
   // Too long, no frame at all, and one that asks for pictures and never reads them.
