@@ -67,6 +67,15 @@ TEST_F(FunctionsTest, ComposeThemselves) {
                       {"os_desc/interface.rndis/sub_compatible_id", "5162001"}});
 }
 
+// When the kernel refuses an attribute, the next one goes through the same stream.
+TEST_F(FunctionsTest, DescribeTheNetworkAroundAnAttributeThatFails) {
+    USBGadgetRndis network("network", "udc.0");
+    const std::string function = gadgetDirectory + "functions/rndis.usb0/os_desc/interface.rndis/";
+    std::filesystem::create_directories(function + "compatible_id");
+    network.OnAdd();
+    EXPECT_EQ(ReadFile(function + "sub_compatible_id"), "5162001");
+}
+
 TEST_F(FunctionsTest, NumberTheLinesOfAllSerialPorts) {
     USBGadgetSerial debugged("debugged", "udc.0", true, true);
     USBGadgetSerial shell("shell", "udc.0", false, true);

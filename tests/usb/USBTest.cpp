@@ -3,7 +3,6 @@
 #include "tests/support/ScriptedSys.h"
 #include "tests/support/Unused.h"
 #include "tests/usb/UsbTree.h"
-#include "vantorel/usb/USBGadgetRndis.h"
 
 #include <gmock/gmock.h>
 
@@ -77,15 +76,10 @@ TEST_F(USBTest, DescribesNothingAfterItHasJoinedTheBus) { // the host reads it a
 TEST_F(USBTest, DescribesItselfAroundAnAttributeThatFails) {
     USB usb("usb", "udc.0");
     std::filesystem::create_directory(gadgetDirectory + "bcdDevice");
-    USBGadgetRndis network("network", "udc.0");
-    const std::string function = gadgetDirectory + "functions/rndis.usb0/os_desc/interface.rndis/";
-    std::filesystem::create_directories(function + "compatible_id");
     usb.OnCameraConnect(Connect(1201));
     usb.BindGadgets();
     EXPECT_EQ(ReadFile(gadgetDirectory + "os_desc/qw_sign"), "MSFT100");
     EXPECT_EQ(ReadFile(gadgetDirectory + "UDC"), "udc.0");
-    network.OnAdd();
-    EXPECT_EQ(ReadFile(function + "sub_compatible_id"), "5162001");
 }
 
 TEST_F(USBTest, IsConnectedWhenTheControllerSaysSo) {
