@@ -59,10 +59,8 @@ class Native:
                           None if least else 1.05)
             yield Row(f"{label}, allocations", max(found[f"{half}/ours/{size}"]["allocations"]
                                                    for size in FRAMES), "a frame", limit=0)
-            # Per frame: one for the wiring, whose camera may disconnect, and one for the kept copy.
             yield Row(f"{label}, locks", max(found[f"{half}/ours/{size}"]["locks"]
-                                             for size in FRAMES), "a frame",
-                      limit=2 if half == "Keep" else 1)
+                                             for size in FRAMES), "a frame", limit=1)
 
     def notification(self):
         found = self.run("benchmark_notification")

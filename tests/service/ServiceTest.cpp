@@ -3,6 +3,7 @@
 #include "tests/support/ScriptedSys.h"
 #include "vantorel/service/Error.h"
 #include "vantorel/service/ObserverList.h"
+#include "vantorel/service/SnapshotSlot.h"
 #include "vantorel/service/UniqueFd.h"
 #include "vantorel/service/private/OpenFile.h"
 #include "vantorel/service/private/Sleep.h"
@@ -15,6 +16,7 @@
 #include <cstring>
 #include <iostream>
 #include <limits>
+#include <memory>
 #include <sstream>
 #include <system_error>
 #include <thread>
@@ -203,6 +205,28 @@ TEST(StatusLine, IsWrittenByOneThreadAtATime) {
     print();
     other.join();
     EXPECT_EQ(disk.overlaps, 0);
+}
+
+// A camera must outlive the frames that are under way when another one takes its place.
+TEST(SnapshotSlot, DestroysReplacedObjectsWhenTheirLastReaderHasGone) {
+    const auto first = std::make_shared<int>(1);
+    const auto second = std::make_shared<int>(2);
+    {
+        SnapshotSlot<std::shared_ptr<int>> slot(first);
+        {
+            const auto reader = slot.Read();
+            slot.Store(second);
+            slot.Store(nullptr);
+            EXPECT_EQ(**reader, 1);
+            EXPECT_EQ(*slot.Read(), nullptr);
+            EXPECT_GT(first.use_count() + second.use_count(), 2) << "the first reader has ended";
+        }
+        EXPECT_EQ(first.use_count() + second.use_count(), 2);
+        slot.Store(first);
+        slot.Store(second);
+        EXPECT_EQ(first.use_count(), 1) << "nobody reads it";
+    }
+    EXPECT_EQ(second.use_count(), 1);
 }
 
 } // namespace

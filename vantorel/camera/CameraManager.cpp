@@ -12,7 +12,6 @@ void CameraManager::ManagerDestroyer::operator()(kirocamera_manager_t* handle) c
 }
 
 CameraManager::CameraManager(unsigned int discoveryMode) {
-    Rewire(std::make_shared<const Wiring>());
     kirocamera_manager_t* created = nullptr;
     const kirocamera_error_t result = ::kirocamera_manager_create(&created, discoveryMode);
     if (result != 0) {
@@ -34,9 +33,9 @@ void CameraManager::Start() {
 }
 
 void CameraManager::AddObserver(CameraObserver& observer) {
-    auto changed = std::make_shared<Wiring>(*CurrentWiring());
-    changed->observers.push_back(&observer);
-    Rewire(std::move(changed));
+    Wiring changed = *wiring.Read();
+    changed.observers.push_back(&observer);
+    wiring.Store(std::move(changed));
 }
 
 void CameraManager::Event(kirocamera_t* camera, kirocamera_manager_event_t event,
@@ -68,14 +67,14 @@ void CameraManager::Notify(const Wiring& now,
 }
 
 void CameraManager::FrameAvailable(kirocamera_t*, kirocamera_frame_t* frame, void* user) {
-    const auto now = static_cast<const CameraManager*>(user)->CurrentWiring();
+    const auto now = static_cast<const CameraManager*>(user)->wiring.Read();
     if (now->camera != nullptr) {
         Notify(*now, &CameraObserver::OnCameraFrameAvailable, frame);
     }
 }
 
 void CameraManager::Connect(kirocamera_t* handle) {
-    const auto before = CurrentWiring();
+    const auto before = wiring.Read();
     if (before->camera != nullptr) {
         return;
     }
@@ -83,21 +82,21 @@ void CameraManager::Connect(kirocamera_t* handle) {
     for (CameraObserver* observer : before->observers) {
         camera->AddObserver(*observer); // for the notifications of its capture session
     }
-    Rewire(std::make_shared<const Wiring>(Wiring{camera, before->observers}));
+    wiring.Store({camera, before->observers});
 
     const kirocamera_error_t result = ::kirocamera_register_frame_available_callback(
         handle, &CameraManager::FrameAvailable, this);
     if (result != 0) {
         throw CameraError(result);
     }
-    auto connected = std::make_shared<Wiring>(*CurrentWiring());
-    connected->observers.push_back(camera.get());
-    Rewire(connected);
-    Notify(*connected, &CameraObserver::OnCameraConnect);
+    Wiring connected = *wiring.Read();
+    connected.observers.push_back(camera.get());
+    wiring.Store(connected);
+    Notify(connected, &CameraObserver::OnCameraConnect);
 }
 
 void CameraManager::Disconnect() {
-    const auto before = CurrentWiring();
+    const auto before = wiring.Read();
     if (before->camera == nullptr) {
         return;
     }
@@ -111,11 +110,11 @@ void CameraManager::Disconnect() {
             remaining.push_back(observer);
         }
     }
-    Rewire(std::make_shared<const Wiring>(Wiring{nullptr, std::move(remaining)}));
+    wiring.Store({nullptr, std::move(remaining)});
 }
 
 void CameraManager::Fail(kirocamera_error_t error) {
-    const auto now = CurrentWiring();
+    const auto now = wiring.Read();
     if (now->camera == nullptr) {
         return;
     }
@@ -125,7 +124,7 @@ void CameraManager::Fail(kirocamera_error_t error) {
 template <typename... Parameters, typename... Arguments>
 void CameraManager::Forward(void (Camera::*operation)(Parameters...) noexcept,
                             Arguments&... arguments) const {
-    if (const auto camera = CurrentWiring()->camera) {
+    if (const auto camera = wiring.Read()->camera) {
         (*camera.*operation)(arguments...);
     }
 }

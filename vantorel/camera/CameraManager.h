@@ -2,12 +2,11 @@
 
 #include "vantorel/service/CameraObserver.h"
 #include "vantorel/service/ConnectionObserver.h"
-#include "vantorel/service/SharedSlot.h"
+#include "vantorel/service/SnapshotSlot.h"
 #include "vantorel/service/USBGadgetObserver.h"
 #include "vantorel/service/UserInterfaceObserver.h"
 
 #include <memory>
-#include <utility>
 #include <vector>
 
 namespace vantorel {
@@ -81,7 +80,7 @@ public:
 private:
     /**
      * The current camera and its observers, replaced as a whole: the SDK's two threads and the
-     * subjects' threads each work on the wiring that they loaded, which keeps its camera alive.
+     * subjects' threads each work on the wiring that they read, which keeps its camera alive.
      */
     struct Wiring {
         std::shared_ptr<Camera> camera;
@@ -91,11 +90,9 @@ private:
         void operator()(kirocamera_manager_t* manager) const;
     };
 
-    std::shared_ptr<const Wiring> CurrentWiring() const { return wiring.Load(); }
     template <typename... Parameters, typename... Arguments>
     static void Notify(const Wiring& now, void (CameraObserver::*operation)(Camera&, Parameters...),
                        Arguments... arguments);
-    void Rewire(std::shared_ptr<const Wiring> replacement) { wiring.Store(std::move(replacement)); }
     /** Calls an operation of the current camera, if there is one. */
     template <typename... Parameters, typename... Arguments>
     void Forward(void (Camera::*operation)(Parameters...) noexcept, Arguments&... arguments) const;
@@ -104,7 +101,7 @@ private:
     void Fail(kirocamera_error_t error);
 
     std::unique_ptr<kirocamera_manager_t, ManagerDestroyer> manager;
-    SharedSlot<const Wiring> wiring;
+    SnapshotSlot<Wiring> wiring{Wiring{}};
 };
 
 } // namespace vantorel

@@ -1,0 +1,91 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <utility>
+
+namespace vantorel {
+
+/**
+ * A slot for one object that threads read in place while another thread replaces it. A reader takes
+ * no lock, waits for nothing, and keeps every object alive that it may see. Replaced objects are
+ * destroyed, outside of the lock, by the thread that first finds no reader in the slot.
+ * Thread-safe.
+ *
+ * A replaced object therefore lives on while readers overlap without a gap. Use SharedSlot where
+ * that is too long.
+ */
+template <typename T>
+class SnapshotSlot {
+    struct Entry {
+        const T object;
+        std::unique_ptr<Entry> replaced; // guarded by the mutex
+    };
+
+public:
+    /** Reads the object that the slot holds at the reader's construction. */
+    class Reader {
+    public:
+        explicit Reader(const SnapshotSlot& from) : slot(from) {
+            slot.state.fetch_add(oneReader);
+            entry = slot.newest.load();
+        }
+        Reader(const Reader&) = delete;
+        Reader& operator=(const Reader&) = delete;
+        ~Reader() {
+            if (slot.state.fetch_sub(oneReader) == oneReader + hasReplaced) {
+                slot.DestroyReplaced();
+            }
+        }
+
+        const T& operator*() const { return entry->object; }
+        const T* operator->() const { return &entry->object; }
+
+    private:
+        const SnapshotSlot& slot;
+        const Entry* entry;
+    };
+
+    explicit SnapshotSlot(T first) : newest(new Entry{std::move(first), nullptr}) {}
+    SnapshotSlot(const SnapshotSlot&) = delete;
+    SnapshotSlot& operator=(const SnapshotSlot&) = delete;
+    /** No reader may be left. */
+    ~SnapshotSlot() { const std::unique_ptr<Entry> all(newest.load()); }
+
+    Reader Read() const { return Reader(*this); }
+
+    /** Replaces the object. */
+    void Store(T replacement) {
+        auto entry = std::make_unique<Entry>(std::move(replacement), nullptr);
+        {
+            const std::lock_guard lock(mutex);
+            entry->replaced.reset(newest.load());
+            newest.store(entry.release());
+            state.fetch_or(hasReplaced);
+        }
+        DestroyReplaced();
+    }
+
+private:
+    // The state: whether there are replaced objects, and the number of readers.
+    static constexpr unsigned hasReplaced = 1;
+    static constexpr unsigned oneReader = 2;
+
+    /** Destroys the replaced objects unless a reader may see one. */
+    void DestroyReplaced() const {
+        std::unique_ptr<Entry> unread; // outlives the lock
+        const std::lock_guard lock(mutex);
+        unsigned noReader = hasReplaced;
+        // A reader that comes after this exchange sees the newest object.
+        if (state.compare_exchange_strong(noReader, 0)) {
+            unread = std::move(newest.load()->replaced);
+        }
+    }
+
+    mutable std::atomic<unsigned> state = 0;
+    std::atomic<Entry*> newest;
+    mutable std::mutex mutex;
+};
+
+} // namespace vantorel
