@@ -40,6 +40,12 @@ if(NOT VANTOREL_SANITIZE AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
         $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-pie>)
 endif()
 
+# Clang checks that each guarded member is used under its lock, see vantorel/service/Mutex.h.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    target_compile_options(vantorel_options INTERFACE -Wthread-safety)
+    target_compile_definitions(vantorel_options INTERFACE VANTOREL_CHECK_LOCKS)
+endif()
+
 if(VANTOREL_SANITIZE)
     target_compile_options(vantorel_options INTERFACE
         -fsanitize=${VANTOREL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)

@@ -43,17 +43,15 @@ void Camera::OnCameraError(Camera&, kirocamera_error_t) noexcept {
 
 void Camera::OnConnectionStateChanged(ConnectionState newState, ConnectionState) noexcept {
     PrintStatus("CAMERA: CONNECTION_STATE_CHANGED ", static_cast<int>(newState));
-    const bool starts = newState == ConnectionState::Battery || newState == ConnectionState::NoHost;
-    std::unique_lock lock(sessionMutex, std::defer_lock);
-    if (starts) {
-        // A thread that reads the new state must find the session started. An error between the two
-        // would wait for the first frame of a session whose start waits for the error.
-        lock.lock();
+    if (newState != ConnectionState::Battery && newState != ConnectionState::NoHost) {
+        connectionState = newState;
+        return;
     }
+    // A thread that reads the new state must find the session started. An error between the two
+    // would wait for the first frame of a session whose start waits for the error.
+    const Lock lock(sessionMutex);
     connectionState = newState;
-    if (starts) {
-        StartWithLock();
-    }
+    StartWithLock();
 }
 
 void Camera::OnConnectionError(Error&) noexcept {}
@@ -85,7 +83,7 @@ void Camera::OnUserInterfaceTorchButtonDoubleClick() noexcept {
 }
 
 void Camera::StartCaptureSession() {
-    const std::lock_guard lock(sessionMutex);
+    const Lock lock(sessionMutex);
     StartWithLock();
 }
 
@@ -98,7 +96,7 @@ void Camera::StartWithLock() {
 }
 
 void Camera::StopCaptureSession() {
-    const std::lock_guard lock(sessionMutex);
+    const Lock lock(sessionMutex);
     frames.acquire();
     if (::kirocamera_capture_session_stop(handle) == 0) {
         observers.Notify(&CameraObserver::OnCameraCaptureSessionStop, *this);

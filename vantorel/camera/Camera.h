@@ -2,6 +2,7 @@
 
 #include "vantorel/service/CameraObserver.h"
 #include "vantorel/service/ConnectionObserver.h"
+#include "vantorel/service/Mutex.h"
 #include "vantorel/service/ObserverList.h"
 #include "vantorel/service/USBGadgetObserver.h"
 #include "vantorel/service/UserInterfaceObserver.h"
@@ -9,7 +10,6 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
-#include <mutex>
 #include <semaphore>
 
 namespace vantorel {
@@ -80,9 +80,9 @@ public:
     void OnUserInterfaceTorchButtonDoubleClick() noexcept override;
 
 private:
-    void StartCaptureSession();
-    void StartWithLock();
-    void StopCaptureSession();
+    void StartCaptureSession() VANTOREL_EXCLUDES(sessionMutex);
+    void StartWithLock() VANTOREL_REQUIRES(sessionMutex);
+    void StopCaptureSession() VANTOREL_EXCLUDES(sessionMutex);
 
     kirocamera_t* const handle;
     ObserverList<CameraObserver> observers;
@@ -92,7 +92,7 @@ private:
     std::atomic<ConnectionState> connectionState{ConnectionState::Undetermined};
     std::atomic<std::uint32_t> frameCounter{0};
     std::atomic<std::chrono::system_clock::rep> captureStart{0};
-    std::mutex sessionMutex;
+    Mutex sessionMutex; // held from a start or stop to the end of its notifications
     std::atomic<int> debugDisplay{0};
 };
 

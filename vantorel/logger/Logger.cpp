@@ -81,14 +81,14 @@ void Logger::AddEntry(LoggerEntry& entry, std::chrono::milliseconds uptime) {
     {
         // One write per line: a full buffer goes to the file together with the new line, so that
         // the file ends with a whole line whenever the process is killed.
-        const std::lock_guard lock(logMutex);
+        const Lock lock(logMutex);
         log.write(line.data(), static_cast<std::streamsize>(line.size()));
     }
     PrintStatus("SESSION: ", session, " ", entry.ToString(true, true, " "));
 }
 
 void Logger::Flush() {
-    const std::lock_guard lock(logMutex);
+    const Lock lock(logMutex);
     log.flush();
 }
 

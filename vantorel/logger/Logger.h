@@ -3,6 +3,7 @@
 #include "vantorel/logger/LoggerEntry.h"
 #include "vantorel/service/CameraObserver.h"
 #include "vantorel/service/FuelGaugeObserver.h"
+#include "vantorel/service/Mutex.h"
 #include "vantorel/service/ThermometerObserver.h"
 
 #include <array>
@@ -10,7 +11,6 @@
 #include <chrono>
 #include <cstdint>
 #include <fstream>
-#include <mutex>
 #include <string>
 
 namespace vantorel {
@@ -56,7 +56,7 @@ public:
      * Writes the buffered lines, up to 8 KiB, to the file. Call it before the power is turned off,
      * and before the end of a process that does not destroy its logger. Thread-safe.
      */
-    void Flush();
+    void Flush() VANTOREL_EXCLUDES(logMutex);
 
     void OnCameraFrameAvailable(Camera& camera, kirocamera_frame_t* frame) noexcept override;
     void OnCameraError(Camera& camera, kirocamera_error_t error) override;
@@ -73,12 +73,12 @@ public:
 private:
     using FrameHeader = std::array<std::uint8_t, LoggerEntry::headerSize>;
 
-    void WriteColumnNames();
+    void WriteColumnNames() VANTOREL_REQUIRES(logMutex);
     void BeginSession();
 
     std::string logDirectory;
     std::uint32_t sessionId = 0;
-    std::ofstream log;
+    std::ofstream log VANTOREL_GUARDED_BY(logMutex);
     std::ofstream kernelLog; // opened but never written
     std::ifstream sessionInput;
     std::ofstream sessionOutput;
@@ -91,7 +91,7 @@ private:
     std::atomic<FrameHeader> frameHeader{FrameHeader{}};
     std::atomic<double> frameRate{0.0};
     std::atomic<std::uint32_t> cameraErrorCount{0};
-    std::mutex logMutex; // protects the log stream: other threads call Flush()
+    Mutex logMutex; // other threads than the sampling one call Flush()
 };
 
 } // namespace vantorel

@@ -1,7 +1,8 @@
 #pragma once
 
+#include "vantorel/service/Mutex.h"
+
 #include <memory>
-#include <mutex>
 #include <utility>
 
 namespace vantorel {
@@ -19,22 +20,22 @@ class SharedSlot {
 public:
     /** The object stored last; null before the first Store(). */
     std::shared_ptr<T> Load() const {
-        const std::lock_guard lock(mutex);
+        const Lock lock(mutex);
         return object;
     }
 
     /** Replaces the object. */
     void Store(std::shared_ptr<T> replacement) {
         {
-            const std::lock_guard lock(mutex);
+            const Lock lock(mutex);
             object.swap(replacement);
         }
         // The old object is destroyed here, after the lock is released.
     }
 
 private:
-    mutable std::mutex mutex;
-    std::shared_ptr<T> object;
+    mutable Mutex mutex;
+    std::shared_ptr<T> object VANTOREL_GUARDED_BY(mutex);
 };
 
 } // namespace vantorel

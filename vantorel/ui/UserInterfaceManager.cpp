@@ -120,7 +120,7 @@ UserInterfaceManager::UserInterfaceManager() : frameCopy(std::make_unique<FrameC
 UserInterfaceManager::~UserInterfaceManager() = default;
 
 void UserInterfaceManager::TransitionToState(UserInterfaceState target) {
-    const std::lock_guard lock(transitionMutex);
+    const Lock lock(transitionMutex);
     if (!Leads(state, target)) {
         return;
     }
@@ -158,7 +158,7 @@ void UserInterfaceManager::OnCameraFrameAvailable(Camera&, kirocamera_frame_t* f
     if (frameCount == 0) {
         TransitionToState(UserInterfaceState::ThermalImaging);
     }
-    const std::lock_guard lock(frameMutex);
+    const Lock lock(frameMutex);
     kiroframe_t* image = nullptr;
     if (::kirocamera_frame_get_frame_by_format(frame, KIROCAMERA_FORMAT_DISPLAY, &image) != 0) {
         return;
@@ -233,7 +233,7 @@ void UserInterfaceManager::OnFuelGaugeTemperatureQuery(FuelGauge&, float tempera
 
 void UserInterfaceManager::OnLCDDraw(LCD& lcd, std::uint32_t* pixels) noexcept {
     {
-        const std::lock_guard lock(frameMutex);
+        const Lock lock(frameMutex);
         if (frameKept) {
             ::UpdateThermalImage(::kiroframe_get_data(frameCopy->Image()));
         }

@@ -7,6 +7,7 @@
 #include "vantorel/service/FuelGaugeObserver.h"
 #include "vantorel/service/LCDObserver.h"
 #include "vantorel/service/LoggerObserver.h"
+#include "vantorel/service/Mutex.h"
 #include "vantorel/service/ObserverList.h"
 #include "vantorel/service/ThermometerObserver.h"
 #include "vantorel/service/TorchObserver.h"
@@ -15,7 +16,6 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 
 namespace vantorel {
 
@@ -144,13 +144,13 @@ public:
     static void TorchButtonDoubleClick(void* context); /**< notifies the observers */
 
 private:
-    void KeepFrame(const kiroframe_t& image);
+    void KeepFrame(const kiroframe_t& image) VANTOREL_REQUIRES(frameMutex);
     void UpdateOverheatingIndicator();
 
     std::atomic<std::uint64_t> frameCount{0}; // changed under frameMutex
-    std::uint32_t* renderedImage = nullptr;
-    const std::unique_ptr<FrameCopy> frameCopy;
-    std::mutex frameMutex; // protects the copy and the picture rendered from it
+    std::uint32_t* renderedImage = nullptr;   // used by the display's thread only
+    const std::unique_ptr<FrameCopy> frameCopy VANTOREL_PT_GUARDED_BY(frameMutex);
+    Mutex frameMutex; // also serialises rendering, which reads the copy
     ObserverList<UserInterfaceObserver> observers;
     std::atomic<UserInterfaceState> state{UserInterfaceState::None};
     std::atomic<bool> torchOn{false};
@@ -161,7 +161,7 @@ private:
     std::atomic<bool> frameKept{false};
     // Three threads change screens; without this mutex a late first frame could replace the
     // charging screen. Recursive, since the UI library may raise events while it selects a screen.
-    std::recursive_mutex transitionMutex;
+    RecursiveMutex transitionMutex;
 };
 
 } // namespace vantorel

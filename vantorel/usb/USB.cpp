@@ -79,7 +79,7 @@ void USB::DescribeToHost(std::uint16_t connectedChip) {
 
 std::string USB::SerialNumberText() const {
     // The buffer's address, not its text. Kept: a host program may rely on its form.
-    const std::lock_guard lock(identityMutex);
+    const Lock lock(identityMutex);
     return Compose(static_cast<const void*>(serialNumber.get()));
 }
 
@@ -107,7 +107,7 @@ void USB::OnCameraConnect(Camera& camera) {
     ::kirocamera_get_roic_id(camera.Handle(), chip.get());
     const std::uint16_t connectedChip = *chip;
     {
-        const std::lock_guard lock(identityMutex);
+        const Lock lock(identityMutex);
         chipId = std::move(chip);
     }
     chipIdPromise.set_value(connectedChip);
@@ -115,14 +115,14 @@ void USB::OnCameraConnect(Camera& camera) {
     auto number = std::make_unique<SerialNumber>();
     ::kirocamera_get_serial_number(camera.Handle(), number->data());
     {
-        const std::lock_guard lock(identityMutex);
+        const Lock lock(identityMutex);
         serialNumber = std::move(number);
     }
     serialNumberPromise.set_value();
 }
 
 void USB::OnCameraDisconnect(Camera&) {
-    const std::lock_guard lock(identityMutex);
+    const Lock lock(identityMutex);
     chipId.reset();
     serialNumber.reset();
 }

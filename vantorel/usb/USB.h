@@ -4,6 +4,7 @@
 #include "vantorel/devices/Device.h"
 #include "vantorel/service/CameraObserver.h"
 #include "vantorel/service/FirmwareUpdateObserver.h"
+#include "vantorel/service/Mutex.h"
 
 #include <array>
 #include <cstdint>
@@ -11,7 +12,6 @@
 #include <future>
 #include <list>
 #include <memory>
-#include <mutex>
 #include <string>
 
 namespace vantorel {
@@ -95,7 +95,7 @@ private:
     using SerialNumber = std::array<char, KIROCAMERA_TEXT_SIZE>;
 
     void DescribeToHost(std::uint16_t connectedChip);
-    std::string SerialNumberText() const;
+    std::string SerialNumberText() const VANTOREL_EXCLUDES(identityMutex);
     void Write(const std::string& attribute, const std::string& value);
 
     std::string gadgetIndex;
@@ -103,10 +103,10 @@ private:
     std::string gadgetDirectory;
     std::string stringsDirectory;
     std::string configurationDirectory;
-    mutable std::mutex identityMutex; // a camera may disconnect while the port is being bound
-    std::unique_ptr<std::uint16_t> chipId;
+    mutable Mutex identityMutex; // a camera may disconnect while the port is being bound
+    std::unique_ptr<std::uint16_t> chipId VANTOREL_GUARDED_BY(identityMutex);
     std::promise<std::uint16_t> chipIdPromise;
-    std::unique_ptr<SerialNumber> serialNumber;
+    std::unique_ptr<SerialNumber> serialNumber VANTOREL_GUARDED_BY(identityMutex);
     std::promise<void> serialNumberPromise;
     std::ofstream attributeStream;
     std::list<std::reference_wrapper<USBGadget>> gadgets; // last added first

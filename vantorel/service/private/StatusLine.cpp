@@ -1,14 +1,15 @@
 #include "vantorel/service/private/StatusLine.h"
 
+#include "vantorel/service/Mutex.h"
+
 #include <iostream>
-#include <mutex>
 
 namespace vantorel {
 
 void WriteStatusLine(const std::string& text) {
-    static std::mutex mutex;
+    static Mutex mutex;
     const std::string line = text + '\n';
-    const std::lock_guard lock(mutex);
+    const Lock lock(mutex);
     // One write for the whole line, so that the reader of a pipe receives whole lines.
     std::cout.write(line.data(), static_cast<std::streamsize>(line.size())).flush();
     if (std::cout.bad()) { // one failed line must not suppress the lines after it

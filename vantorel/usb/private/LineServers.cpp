@@ -8,19 +8,19 @@
 namespace vantorel {
 
 void LineServers::Allow() {
-    const std::lock_guard lock(mutex);
+    const Lock lock(mutex);
     allowed = true;
 }
 
 void LineServers::Start(const std::string& line, const std::function<pid_t()>& start) {
-    const std::lock_guard lock(mutex);
+    const Lock lock(mutex);
     if (allowed) {
         taken.push_back({line, start ? start() : 0});
     }
 }
 
 void LineServers::End(const std::string& kernelLine) {
-    const std::lock_guard lock(mutex);
+    const Lock lock(mutex);
     allowed = false;
     for (const Taken& one : taken) {
         if (one.server > 0) {

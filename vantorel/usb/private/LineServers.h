@@ -1,7 +1,8 @@
 #pragma once
 
+#include "vantorel/service/Mutex.h"
+
 #include <functional>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -19,14 +20,15 @@ namespace vantorel {
 class LineServers {
 public:
     /** Allows later calls of Start() to start servers. */
-    void Allow();
+    void Allow() VANTOREL_EXCLUDES(mutex);
 
     /**
      * Takes a line and starts a server on it, unless the function is being removed.
      * @param start returns the process id of its child; empty for a line without a server
      * @throws any exception of start
      */
-    void Start(const std::string& line, const std::function<pid_t()>& start);
+    void Start(const std::string& line, const std::function<pid_t()>& start)
+        VANTOREL_EXCLUDES(mutex);
 
     /**
      * Ends the servers and all other processes that have the function's line open. Later calls of
@@ -35,7 +37,7 @@ public:
      *                   taken lines are freed
      * @throws Error with EBUSY when a line stays open, see FreeLine()
      */
-    void End(const std::string& kernelLine);
+    void End(const std::string& kernelLine) VANTOREL_EXCLUDES(mutex);
 
 private:
     struct Taken {
@@ -43,9 +45,9 @@ private:
         pid_t server; // 0 for none
     };
 
-    std::mutex mutex;
-    std::vector<Taken> taken;
-    bool allowed = true;
+    Mutex mutex;
+    std::vector<Taken> taken VANTOREL_GUARDED_BY(mutex);
+    bool allowed VANTOREL_GUARDED_BY(mutex) = true;
 };
 
 } // namespace vantorel
