@@ -24,6 +24,8 @@ class Camera;
  * observers, and with the camera, that were current at its arrival. A frame may reach observers
  * before OnCameraConnect().
  *
+ * Thread-safe once the observers are added.
+ *
  * With any observer registered that is no Camera, a disconnect event ends in std::bad_cast, after
  * it has notified every observer, with the camera still current. On the device that ends the
  * process, and the product's supervisor restarts it: so the system recovers from an unplugged

@@ -12,7 +12,7 @@ class Button;
  * Waits for one button and reports presses and releases, on the service's thread.
  *
  * Stop() returns only after one more event of the button, which may never come; let the service run
- * until the process ends.
+ * until the process ends. Thread-bound.
  */
 class VANTOREL_EXPORT ButtonService final : public Service {
 public:

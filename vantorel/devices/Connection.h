@@ -4,7 +4,7 @@
 
 namespace vantorel {
 
-/** Anything that can report whether it is connected: a charger, a test fixture. */
+/** Anything that can report whether it is connected: a charger, a test fixture. Thread-bound. */
 class VANTOREL_EXPORT Connection {
 public:
     /** @throws Error when the state cannot be read */

@@ -11,6 +11,8 @@ namespace vantorel {
  * Base of every hardware class: a name, by which observers distinguish devices, and the open device
  * node or attribute, which the destructor closes.
  *
+ * Thread-bound, where the derived class does not state otherwise.
+ *
  * Descriptors are opened with O_CLOEXEC: a child that inherited the display or a bus would keep it
  * busy.
  */

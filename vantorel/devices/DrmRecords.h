@@ -6,6 +6,7 @@
  * The records of the kernel's display interface (DRM/KMS), byte for byte. They are declared here
  * because not every system that builds the library has the kernel's header. A field that ends in
  * "Pointer" holds an address in this process; a "count" is the number of entries that fit there.
+ * Plain data, reentrant.
  */
 namespace vantorel::drm {
 

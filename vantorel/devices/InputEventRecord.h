@@ -8,6 +8,7 @@ namespace vantorel {
 /**
  * One event of an input device as the kernel of the 32-bit device delivers it. The kernel's
  * declaration is not used because its size differs on a 64-bit development machine.
+ * Plain data, reentrant.
  */
 struct InputEventRecord {
     std::uint32_t seconds;      /**< of the event's time */

@@ -14,7 +14,7 @@ class LCD;
  *
  * Stop() returns after the pending flip. A flip whose event never comes (see LCD::WaitForVSYNC())
  * blocks the thread, and Stop(), forever: the display keeps its last picture, everything else
- * continues, and no observer is notified.
+ * continues, and no observer is notified. Thread-bound.
  */
 class VANTOREL_EXPORT LCDService final : public Service {
 public:

@@ -8,14 +8,14 @@
 
 namespace vantorel {
 
-/** Unmaps the pixels of a display's buffer. */
+/** Unmaps the pixels of a display's buffer. Reentrant. */
 struct VANTOREL_EXPORT UnmapPixels {
     std::size_t size = 0; /**< of the mapping, in bytes */
     /** Unmaps. */
     void operator()(std::uint32_t* pixels) const noexcept;
 };
 
-/** Owner of a mapped buffer of 32-bit pixels. */
+/** Owner of a mapped buffer of 32-bit pixels. Thread-bound. */
 using MappedPixels = std::unique_ptr<std::uint32_t, UnmapPixels>;
 
 } // namespace vantorel

@@ -10,7 +10,10 @@ namespace vantorel {
 
 class Thermometer;
 
-/** Reads a thermometer once per interval and reports the reading, on the service's thread. */
+/**
+ * Reads a thermometer once per interval and reports the reading, on the service's thread.
+ * Thread-bound.
+ */
 class VANTOREL_EXPORT ThermometerService final : public Service {
 public:
     /**

@@ -18,8 +18,8 @@ namespace vantorel {
  * as 0; every other failed transfer throws Error with its errno. In ROM mode the gauge answers only
  * at another address, see IsBatteryConnected().
  *
- * Several threads may read it without a lock. Maintenance (Unseal(), Reset(), ROM mode and
- * Update()) must not run while other threads read.
+ * Thread-safe for reading. Maintenance (Unseal(), Reset(), ROM mode and Update()) must not run
+ * while other threads read.
  *
  * An application's test may derive a stand-in: ConnectionManager and FuelGaugeService use a gauge
  * through its virtual operations only, see docs/wiring.md.

@@ -25,8 +25,9 @@ namespace vantorel {
  *
  * Only thermometers named exactly "thermometer.board" and "thermometer.cpu" are recorded.
  *
- * The observer operations run on the threads of their subjects and may run while a sample is taken;
- * the frame header is exchanged as a whole. Only the sampling thread may call AddEntry().
+ * Thread-safe, except that only the sampling thread may call AddEntry(). The observer operations
+ * run on the threads of their subjects and may run while a sample is taken; the frame header is
+ * exchanged as a whole.
  */
 class VANTOREL_EXPORT Logger final : public CameraObserver,
                                      public FuelGaugeObserver,

@@ -10,7 +10,7 @@ namespace vantorel {
 
 /**
  * One diagnostics sample: the newest camera frame header and the values that the other subjects
- * reported last. A value type; fields are zero until set.
+ * reported last. A value type; fields are zero until set. Reentrant.
  */
 class VANTOREL_EXPORT LoggerEntry {
 public:

@@ -15,7 +15,7 @@ namespace vantorel {
  *
  * It starts itself when the connection manager's first decision finds a battery, and runs until its
  * destruction or a Stop(); later decisions do not stop it. Observers run on the service's thread.
- * Any exception in a cycle ends the process.
+ * Any exception in a cycle ends the process. Thread-bound.
  */
 class VANTOREL_EXPORT LoggerService final : public ConnectionObserver, public Service {
 public:

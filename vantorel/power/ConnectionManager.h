@@ -26,8 +26,8 @@ class USB;
  * The manager passes an Error of a poll or of an observer to every observer's OnConnectionError(),
  * keeps the state and tries again at the next poll. Any other exception ends the process.
  *
- * Observers run on the service's thread. Binding waits for a camera without a limit, and so does a
- * Stop() meanwhile.
+ * Thread-bound. Observers run on the service's thread. Binding waits for a camera without a limit,
+ * and so does a Stop() meanwhile.
  */
 class VANTOREL_EXPORT ConnectionManager final : public Service {
 public:

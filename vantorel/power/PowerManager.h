@@ -10,7 +10,7 @@ namespace vantorel {
  * machine through the kernel. The process needs the capability to reboot (CAP_SYS_BOOT); without it
  * a request does nothing after the write-back and reports no error.
  *
- * Runs on the caller's thread, and does not return when it succeeds.
+ * Thread-safe. A request runs on the caller's thread and does not return when it succeeds.
  */
 class VANTOREL_EXPORT PowerManager final : public ConnectionObserver, public UserInterfaceObserver {
 public:

@@ -8,7 +8,8 @@ namespace vantorel {
 class Button;
 
 /**
- * Receives what a ButtonService reports, on the thread of that service.
+ * Receives what a ButtonService reports, on the thread of that service. An observer of one
+ * service may be thread-bound, an observer of several must be thread-safe.
  */
 class VANTOREL_EXPORT ButtonObserver {
 public:

@@ -7,7 +7,8 @@
 namespace vantorel {
 
 /**
- * Receives what the ConnectionManager reports, on the manager's thread.
+ * Receives what the ConnectionManager reports, on the manager's thread. An observer may be
+ * thread-bound.
  */
 class VANTOREL_EXPORT ConnectionObserver {
 public:

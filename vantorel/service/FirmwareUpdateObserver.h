@@ -10,7 +10,8 @@ namespace vantorel {
 class FirmwareUpdateManager;
 
 /**
- * Receives what the FirmwareUpdateManager reports, on the manager's thread.
+ * Receives what the FirmwareUpdateManager reports, on the manager's thread. An observer may be
+ * thread-bound.
  */
 class VANTOREL_EXPORT FirmwareUpdateObserver {
 public:

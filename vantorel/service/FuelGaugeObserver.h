@@ -11,6 +11,7 @@ class FuelGauge;
 
 /**
  * Receives what the FuelGaugeService reports in each pass, in this order, on the service's thread.
+ * An observer may be thread-bound.
  */
 class VANTOREL_EXPORT FuelGaugeObserver {
 public:

@@ -10,7 +10,8 @@ namespace vantorel {
 class LCD;
 
 /**
- * Receives what an LCDService requests and reports, on the service's thread.
+ * Receives what an LCDService requests and reports, on the service's thread. An observer may be
+ * thread-bound.
  */
 class VANTOREL_EXPORT LCDObserver {
 public:

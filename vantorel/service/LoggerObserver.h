@@ -9,7 +9,8 @@ class Logger;
 class LoggerEntry;
 
 /**
- * Receives what the LoggerService reports, on the service's thread.
+ * Receives what the LoggerService reports, on the service's thread. An observer may be
+ * thread-bound.
  */
 class VANTOREL_EXPORT LoggerObserver {
 public:

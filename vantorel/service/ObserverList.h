@@ -12,6 +12,7 @@ namespace vantorel {
  *
  * The list makes no checks (an observer added twice is notified twice) and removes nothing. Fill it
  * during wiring, before the subject starts; it is read without a lock afterwards.
+ * Thread-bound while it is filled, thread-safe from then on.
  */
 template <typename Observer>
 class ObserverList {

@@ -20,8 +20,8 @@ namespace vantorel {
  * thread that ends at once, while the service counts as running. Destroying a service that was
  * started and not stopped ends the process.
  *
- * Different threads may call Start() and Stop(), but not at the same time. An exception that leaves
- * ServiceFunction() ends the process.
+ * Thread-bound: different threads may call Start() and Stop(), but not at the same time. An
+ * exception that leaves ServiceFunction() ends the process.
  */
 class VANTOREL_EXPORT Service {
 public:

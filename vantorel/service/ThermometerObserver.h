@@ -8,7 +8,8 @@ namespace vantorel {
 class Thermometer;
 
 /**
- * Receives what a ThermometerService reports, on the service's thread.
+ * Receives what a ThermometerService reports, on the thread of that service. An observer of one
+ * service may be thread-bound, an observer of several must be thread-safe.
  */
 class VANTOREL_EXPORT ThermometerObserver {
 public:

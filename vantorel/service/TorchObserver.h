@@ -8,7 +8,7 @@ namespace vantorel {
 class Torch;
 
 /**
- * Receives what a Torch reports, on the thread that switched it.
+ * Receives what a Torch reports, on the thread that switched it. An observer must be thread-safe.
  */
 class VANTOREL_EXPORT TorchObserver {
 public:

@@ -8,7 +8,8 @@ namespace vantorel {
 class USBGadget;
 
 /**
- * Receives what a USB host requests through a gadget function, on the thread of that function.
+ * Receives what a USB host requests through a gadget function, on the thread of that function. An
+ * observer of one function may be thread-bound.
  *
  * The stop request comes before the start request. Do not sort them: products compiled against this
  * order exist.

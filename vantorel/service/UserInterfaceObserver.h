@@ -5,7 +5,8 @@
 namespace vantorel {
 
 /**
- * Receives the user's requests, on the thread on which the UI library raises its event.
+ * Receives the user's requests, on the thread on which the UI library raises its event. An
+ * observer must be thread-safe.
  */
 class VANTOREL_EXPORT UserInterfaceObserver {
 public:

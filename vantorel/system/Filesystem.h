@@ -12,8 +12,8 @@ namespace vantorel {
  * mounts; destruction unmounts and removes the mount point.
  *
  * When a step of the construction fails, the earlier steps are not undone: the loop device stays
- * bound. A failure in the destructor ends the process, since the mount would outlive its owner. Not
- * thread-safe.
+ * bound. A failure in the destructor ends the process, since the mount would outlive its owner.
+ * Thread-bound.
  */
 class VANTOREL_EXPORT Filesystem {
 public:

@@ -8,7 +8,7 @@ namespace vantorel {
  * A flag in the file "/tmp/var/firstboot". A firmware update sets it, so that the application can
  * treat the next start as the first one of the new firmware; the application clears it. A number
  * other than 0 counts as set. No operation throws: a failed read counts as not set, and a failed
- * write is not reported. Stateless; any thread may call it.
+ * write is not reported. Stateless, so thread-safe.
  */
 class VANTOREL_EXPORT Firstboot {
 public:

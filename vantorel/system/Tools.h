@@ -16,7 +16,7 @@ namespace vantorel {
  * Unless an operation says otherwise, a failed fork, wait or system call throws Error with its
  * errno, and the exit status of a program is not examined: a program that the kernel refuses to
  * execute (missing, no memory for it) counts as one that ended with 127. Operations that wait do so
- * without a time-out. All are stateless; any thread may call them. Children of operations that do
+ * without a time-out. All are stateless, so thread-safe. Children of operations that do
  * not wait are not reaped here; the caller may wait for their ids.
  *
  * A child starts with the default action of every signal and with none blocked, whatever the

@@ -38,7 +38,7 @@ enum class UserInterfaceState {
  *
  * The file "/tmp/var/units" stores the units of temperatures ("C" or "F").
  *
- * Threads: each operation runs on the thread of its subject, the UserInterfaceObserver
+ * Thread-safe: each operation runs on the thread of its subject, the UserInterfaceObserver
  * notifications on the thread on which the library raises its event. One mutex serialises the frame
  * copy and rendering. No handler of a library event locks it, since the library may raise events
  * while it renders. Create one object for the life of the process: it is the context of the

@@ -29,7 +29,7 @@ enum class FirmwareUpdateState {
  * The device has two slots, each a FIT image partition and a root file-system partition in flash.
  * The manager writes the slot that is not running, then sets the boot-loader variable
  * "image_select" to it and sets the first-boot marker. It polls every 250 ms, one step a poll, and
- * starts itself when a USB host is attached. Observers are notified on its thread.
+ * starts itself when a USB host is attached. Observers are notified on its thread. Thread-bound.
  *
  * The archive is not signed: a host that can write the drive can replace the firmware.
  */

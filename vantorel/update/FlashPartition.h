@@ -6,7 +6,10 @@
 
 namespace vantorel {
 
-/** One member of an update archive and the flash partition that it is written to. A value. */
+/**
+ * One member of an update archive and the flash partition that it is written to. A value type;
+ * reentrant.
+ */
 struct VANTOREL_EXPORT FlashPartition {
     std::string member;    /**< file name in the archive */
     std::string partition; /**< name of the MTD partition, unique in "/proc/mtd" */

@@ -29,8 +29,8 @@ class USBGadget;
  * The serial number in the descriptors is an address in this process, not the camera's number, so
  * it can change at every start.
  *
- * Construct and compose the port on one thread; the camera's notifications arrive on the SDK's
- * thread, the unbinding on the update's. BindGadgets() and UnbindGadgets() must not overlap.
+ * Thread-bound, except for the notifications: those of the camera arrive on the SDK's thread, the
+ * unbinding on the update's. BindGadgets() and UnbindGadgets() must not overlap.
  *
  * An application's test may derive a stand-in: ConnectionManager uses a port only through its
  * virtual operations, see docs/wiring.md.

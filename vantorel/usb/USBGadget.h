@@ -12,8 +12,8 @@ namespace vantorel {
  * system, mounted on "/config", and the steps that create it there and link it into the one
  * configuration.
  *
- * The port calls the virtual operations on the thread that composes, binds or unbinds it. The
- * object must outlive the port, which keeps it in its list even after removal.
+ * Thread-bound: the port calls the virtual operations on the thread that composes, binds or unbinds
+ * it. The object must outlive the port, which keeps it in its list even after removal.
  */
 class VANTOREL_EXPORT USBGadget : public Device {
 public:

@@ -18,8 +18,8 @@ class Filesystem;
  * the device's mount is read-only; readOnly true reverses this. Data that the host wrote appears on
  * the device's side after Storage().Remount().
  *
- * Construct it on the application's thread; the other operations run on the thread that composes
- * the gadget. A failure in OnAdd() or OnRemove() ends the process.
+ * Thread-bound: construct it on the application's thread; the other operations run on the thread
+ * that composes the gadget. A failure in OnAdd() or OnRemove() ends the process.
  */
 class VANTOREL_EXPORT USBGadgetMassStorage final : public USBGadget {
 public:

@@ -9,7 +9,7 @@ namespace vantorel {
 /**
  * An RNDIS network interface, "usb0" on the device's side. Within three seconds of binding, a
  * detached worker sets the host name, starts the SSH and the DHCP server through their init scripts
- * and brings up the interface; unbinding stops them in reverse order.
+ * and brings up the interface; unbinding stops them in reverse order. Thread-bound.
  */
 class VANTOREL_EXPORT USBGadgetRndis final : public USBGadget {
 public:

@@ -17,6 +17,7 @@ class LineServers;
  * All objects share the numbering of lines, in the order in which their workers run; each unbinding
  * returns one number. A server on a line runs until the function is removed. Use one serial
  * function per controller: two would have the same name in the configuration.
+ * Thread-bound.
  */
 class VANTOREL_EXPORT USBGadgetSerial final : public USBGadget {
 public:

@@ -28,8 +28,9 @@ namespace vantorel {
  * there. The descriptors declare a bulk endpoint that is never served. Kept: a host program may
  * rely on them.
  *
- * OnAdd() and OnRemove() run on the thread that composes the gadget; the camera's notifications
- * arrive on the SDK's threads; ServiceFunction() owns the state of the protocol.
+ * Thread-bound, except for the notifications: OnAdd() and OnRemove() run on the thread that
+ * composes the gadget; the camera's notifications arrive on the SDK's threads; ServiceFunction()
+ * owns the state of the protocol.
  *
  * A stall refuses a request; the host reads the reason with request 53. A host is not trusted: no
  * request accesses memory outside the buffers it names.
