@@ -58,19 +58,21 @@ struct Recorder final : LCDObserver {
     void OnLCDDraw(LCD& lcd, std::uint32_t* pixels) override {
         EXPECT_EQ(pixels, lcd.BackBuffer());
         drawn.push_back(pixels);
-        if (drawn.size() == 4) {
+        if (drawn.size() == throwsAt) {
             throw Error(EIO);
         }
     }
-    void OnLCDError(LCD&, Error&) override { ++errors; }
+    void OnLCDError(LCD&, Error& error) override { errors.push_back(error.Value()); }
     std::vector<std::uint32_t*> drawn;
-    int errors = 0;
+    std::vector<int> errors;
+    std::size_t throwsAt = 0;
 };
 
 TEST_F(LCDTest, IsDrawnIntoTheBufferThatIsNotOnScreenAndWaitedForOncePerFlip) {
     LCD lcd("lcd", "/dev/null");
     LCDService service(lcd);
     Recorder recorder;
+    recorder.throwsAt = 4;
     service.AddObserver(recorder);
     EXPECT_EQ(card.shown, 50U);
     std::uint32_t* const second = lcd.BackBuffer();
@@ -83,7 +85,7 @@ TEST_F(LCDTest, IsDrawnIntoTheBufferThatIsNotOnScreenAndWaitedForOncePerFlip) {
     EXPECT_THROW(service.ServiceFunction(), Error); // not the display's error
     EXPECT_NE(first, second);
     EXPECT_THAT(recorder.drawn, ElementsAre(second, first, first, second));
-    EXPECT_EQ(recorder.errors, 1);
+    EXPECT_THAT(recorder.errors, ElementsAre(EBUSY));
     EXPECT_EQ(card.eventsRead, 2);
     EXPECT_THAT(card.flips, ElementsAre(51, 50));
 }
@@ -93,14 +95,50 @@ TEST_F(LCDTest, ReadsNothingAfterAWaitThatEndedWithoutAnEvent) {
     LCDService service(lcd);
     Recorder recorder;
     service.AddObserver(recorder);
-    for (const auto& [result, error] : {std::pair{0, 0}, {-1, EINTR}, {-1, EIO}}) {
-        sys->Poll = [ended = result, why = error](auto...) {
-            return ended == 0 ? 0 : test::FailWith(why);
-        };
+    for (const int error : {EINTR, EIO}) {
+        sys->Poll = [error](auto...) { return test::FailWith(error); };
         service.ServiceFunction();
     }
     EXPECT_EQ(card.eventsRead, 0) << "the read would wait for an event of its own";
-    EXPECT_EQ(recorder.errors, 1);
+    EXPECT_THAT(recorder.errors, ElementsAre(EIO));
+}
+
+// The driver loses an event, refuses flips for a while, and sends the event late or never.
+TEST_F(LCDTest, ReportsALostEventAndShowsPicturesAgainWhenEventsCome) {
+    LCD lcd("lcd", "/dev/null");
+    for (const bool isSentLate : {false, true}) {
+        LCDService service(lcd);
+        Recorder recorder;
+        service.AddObserver(recorder);
+        card.losesEvents = true;
+        service.ServiceFunction();
+        service.ServiceFunction();
+        EXPECT_THAT(recorder.errors, ElementsAre(ETIMEDOUT, EBUSY));
+        card.losesEvents = card.isPending = false;
+        card.eventsSent += isSentLate ? 1 : 0;
+        recorder = {};
+        card.flips.clear();
+        // A late event ends the wait for the next flip, which is then still pending when the next
+        // picture is drawn.
+        service.ServiceFunction();
+        card.isPending = isSentLate;
+        service.ServiceFunction();
+        card.isPending = false;
+        for (int pictures = 0; pictures < 4; ++pictures) {
+            service.ServiceFunction();
+            EXPECT_EQ(card.eventsRead, card.eventsSent) << "each flip waits for its own event";
+        }
+        EXPECT_EQ(recorder.errors.size(), isSentLate ? 1U : 0U);
+        EXPECT_EQ(card.flips.size() + recorder.errors.size(), recorder.drawn.size());
+    }
+}
+
+TEST_F(LCDTest, EndsWhileAnEventIsLost) {
+    LCD lcd("lcd", "/dev/null");
+    LCDService service(lcd);
+    card.losesEvents = true;
+    service.Start();
+    service.Stop();
 }
 
 } // namespace

@@ -41,6 +41,12 @@ std::uint32_t FirstId(const std::vector<std::uint64_t>& ids) {
     return LoadLe<std::uint32_t>(reinterpret_cast<const std::uint8_t*>(ids.data()));
 }
 
+/** The only event requested is the end of a flip, so its content does not matter. */
+void DiscardEvent(const UniqueFd& card) {
+    drm::FlipEvent event{};
+    static_cast<void>(sys::Read(card.Get(), &event, sizeof event));
+}
+
 } // namespace
 
 void UnmapPixels::operator()(std::uint32_t* pixels) const noexcept {
@@ -157,9 +163,15 @@ void LCD::FlipTo(const BufferRecords& records) {
 
 void LCD::WaitForVSYNC() {
     static_cast<void>(WaitForInput(fd));
-    // The only event requested is the end of a flip, so its content does not matter.
-    drm::FlipEvent event{};
-    static_cast<void>(sys::Read(fd.Get(), &event, sizeof event));
+    DiscardEvent(fd);
+}
+
+bool LCD::WaitForVSYNC(std::chrono::milliseconds limit) {
+    if (!WaitForInput(fd, limit)) {
+        return false;
+    }
+    DiscardEvent(fd);
+    return true;
 }
 
 } // namespace vantorel

@@ -5,6 +5,7 @@
 #include "vantorel/devices/MappedPixels.h"
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -65,6 +66,14 @@ public:
      * @throws Error with the errno of a failed wait, EINTR among them
      */
     void WaitForVSYNC();
+
+    /**
+     * The same with a time limit in milliseconds. A flip whose event does not come within the limit
+     * may still be pending; its event then remains for the next wait.
+     * @return whether a flip completed within the limit
+     * @throws Error with the errno of a failed wait, EINTR among them
+     */
+    bool WaitForVSYNC(std::chrono::milliseconds limit);
 
 private:
     /** The card's replies for one of the two buffers. */

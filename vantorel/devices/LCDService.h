@@ -12,9 +12,10 @@ class LCD;
  * The render loop: lets its observers draw, flips and waits for the flip, once per display refresh,
  * on the service's thread. There is no pause between cycles.
  *
- * Stop() returns after the pending flip. A flip whose event never comes (see LCD::WaitForVSYNC())
- * blocks the thread, and Stop(), forever: the display keeps its last picture, everything else
- * continues, and no observer is notified. Thread-bound.
+ * A driver may lose the event that ends a flip. The service waits a second for it, reports
+ * ETIMEDOUT and draws and flips again, so the display returns with the driver's next event, and
+ * Stop() always returns. While the driver refuses flips with EBUSY, a cycle takes up to 100 ms.
+ * Thread-bound.
  */
 class VANTOREL_EXPORT LCDService final : public Service {
 public:
@@ -25,7 +26,10 @@ public:
     /** Adds an observer. Call it before Start(). */
     void AddObserver(LCDObserver& observer) { observers.Add(observer); }
 
-    /** Shows one frame. Does not report an interrupted wait. */
+    /**
+     * Shows one frame. Reports a refused flip and a flip without an event for a second (ETIMEDOUT),
+     * but not an interrupted wait.
+     */
     void ServiceFunction() override;
 
 private:

@@ -17,6 +17,11 @@ short WaitForInput(const UniqueFd& fd) {
     return waiting.revents;
 }
 
+bool WaitForInput(const UniqueFd& fd, std::chrono::milliseconds limit) {
+    pollfd waiting{fd.Get(), POLLIN, 0};
+    return OrThrow(sys::Poll(&waiting, 1, static_cast<int>(limit.count()))) != 0;
+}
+
 bool IsEndOfWait(const Error& error) {
     return error.Value() == EINTR || error.Value() == ETIMEDOUT;
 }

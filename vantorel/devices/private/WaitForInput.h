@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+
 namespace vantorel {
 
 class Error;
@@ -11,6 +13,12 @@ class UniqueFd;
  * ends without an event.
  */
 short WaitForInput(const UniqueFd& fd);
+
+/**
+ * The same with a time limit; returns whether the descriptor is readable. A kernel's end of the
+ * wait is the limit's, so it throws only Error(errno).
+ */
+bool WaitForInput(const UniqueFd& fd, std::chrono::milliseconds limit);
 
 /** Whether an error means only that such a wait ended without input. */
 bool IsEndOfWait(const Error& error);
