@@ -1,13 +1,17 @@
 #include "vantorel/devices/Button.h"
 
-#include "tests/support/ScriptedSys.h"
+#include "tests/support/IoctlRecorder.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "vantorel/devices/ButtonService.h"
 #include "vantorel/service/Error.h"
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cstring>
+
 #include <fcntl.h>
+#include <linux/input.h>
 #include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -80,6 +84,60 @@ TEST_F(ButtonTest, IsReportedPressedAndReleasedOnceDespiteAutoRepeat) {
     Send(typeKey, power, 1);
     EXPECT_THROW(service.ServiceFunction(), Error); // an observer's error is not the button's
     EXPECT_EQ(heard, "DUD");
+}
+
+TEST_F(ButtonTest, ReportsEveryEdgeOfABounceAndNoPressOfAKeyThatWasHeldAtTheStart) {
+    Button button("power", node, power);
+    ButtonService service(button);
+    service.AddObserver(*this);
+    Send(typeKey, power, 2); // held since before the start
+    Send(typeKey, power, 0);
+    for (int edge = 1; edge <= 20; ++edge) {
+        Send(typeKey, power, edge % 2);
+        Send(typeSync, 0, 0);
+    }
+    std::string expected = "U";
+    for (int cycle = 0; cycle < 22; ++cycle) {
+        expected += cycle < 2 ? "" : cycle % 2 == 0 ? "D" : "U";
+        try {
+            service.ServiceFunction();
+        } catch (const Error&) { // of this observer
+        }
+    }
+    EXPECT_EQ(heard, expected);
+}
+
+// The kernel drops the events of a client that does not read them, and says so with one event.
+TEST_F(ButtonTest, TakesItsStateFromTheDeviceWhenEventsWereDropped) {
+    Button button("power", node, power);
+    bool isDown = false;
+    test::ScopedSys sys;
+    test::IoctlRecorder ioctls(sys);
+    std::array<unsigned char, KEY_CNT / 8> keys{};
+    ioctls.OnPlain(EVIOCGKEY(keys.size()), [&](void* record) {
+        keys.fill(0xff); // every other key is down, or up
+        keys[power / 8] = isDown ? 1 << power % 8 : static_cast<unsigned char>(~(1 << power % 8));
+        std::memcpy(record, keys.data(), keys.size());
+        return static_cast<int>(keys.size());
+    });
+    // Each row: the state before, the state that the device has, the event that follows.
+    for (const auto& [before, now] : {std::pair{0, 0}, {0, 1}, {1, 1}, {1, 0}}) {
+        Send(typeKey, power, before);
+        EXPECT_EQ(button.WaitForEvent().value, before);
+        isDown = now == 1;
+        Send(typeSync, SYN_DROPPED, 0);
+        if (before == now) {
+            Send(typeKey, power, 77); // nothing was missed: the next event is the device's own
+        }
+        const InputEventRecord event = button.WaitForEvent();
+        EXPECT_EQ(event.type, typeKey);
+        EXPECT_EQ(event.code, power);
+        EXPECT_EQ(event.value, before == now ? 77 : now) << before << now;
+    }
+    Send(typeSync, SYN_DROPPED, 0);
+    ioctls.OnPlain(EVIOCGKEY(keys.size()), [](void*) { return test::FailWith(ENODEV); });
+    Send(typeKey, power, 1);
+    EXPECT_EQ(button.WaitForEvent().value, 1) << "a device without this request works as before";
 }
 
 // The kernel ends every wait for such a device at once; tests/device/HardwareTest.cpp shows it on a

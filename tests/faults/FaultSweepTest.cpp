@@ -86,6 +86,7 @@ std::vector<Promise> MakePromises() {
         {"showing", "Read", silent, "what the event says is not looked at"},
         {"closing", "Ioctl", silent, "closing the card does it, too"},
         {"button", "Poll", silent, "the button is waited for again", {EINTR, ETIMEDOUT}},
+        {"button", "Ioctl", silent, "the button goes on with the next event"},
         {"button", "Read", silent, "the button waits for the next event"},
         {"gauge reading", "", silent, "a gauge that does not answer reads 0", {ENXIO}},
         {"gauge battery", "", silent, "it is looked for in ROM mode next", {ENXIO}, 0, 0},

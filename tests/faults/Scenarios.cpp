@@ -129,10 +129,13 @@ void UseSensors(Faults& faults) {
 }
 
 void UseButton(Faults& faults) {
-    faults.sys->Read = [](int, void* record, std::size_t size) {
-        static_cast<InputEventRecord*>(record)->code = KEY_POWER;
+    // Events were dropped; the device then says that the key is up, as before.
+    faults.sys->Read = [next = SYN_DROPPED](int, void* record, std::size_t size) mutable {
+        static_cast<InputEventRecord*>(record)->code = static_cast<std::uint16_t>(next);
+        next = KEY_POWER;
         return static_cast<ssize_t>(size);
     };
+    faults.sys->Ioctl = [](auto...) { return 0; };
     faults.Arm();
     faults.At("button");
     Button button("button", "/buttons", KEY_POWER);

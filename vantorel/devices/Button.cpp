@@ -4,7 +4,11 @@
 #include "vantorel/service/private/Sleep.h"
 #include "vantorel/service/private/Sys.h"
 
+#include <array>
 #include <cstddef>
+#include <mutex>
+#include <optional>
+#include <set>
 #include <utility>
 
 #include <fcntl.h>
@@ -24,6 +28,51 @@ bool IsGone(short found) {
     return (found & POLLIN) == 0 || (found & (POLLERR | POLLNVAL)) != 0;
 }
 
+/**
+ * The buttons whose last event was not a release. Not in the object, whose size is part of the
+ * binary interface.
+ */
+class PressedButtons {
+public:
+    void Note(const Button& button, bool isPressed) {
+        const std::lock_guard lock(mutex);
+        if (isPressed) {
+            buttons.insert(&button);
+        } else {
+            buttons.erase(&button);
+        }
+    }
+    bool Contains(const Button& button) {
+        const std::lock_guard lock(mutex);
+        return buttons.contains(&button);
+    }
+
+private:
+    std::mutex mutex;
+    std::set<const Button*> buttons;
+};
+
+PressedButtons& Pressed() {
+    // Never destroyed: threads of buttons may outlive main().
+    static auto& pressed = *new PressedButtons;
+    return pressed;
+}
+
+bool IsDropped(const InputEventRecord& event) {
+    return event.type == EV_SYN && event.code == SYN_DROPPED;
+}
+
+/** The state of a key. This request also discards the events of keys that have not been read. */
+std::optional<bool> IsKeyDown(const UniqueFd& fd, int code) {
+    std::array<unsigned char, KEY_CNT / 8> keys{};
+    if (code < 0 || code >= KEY_CNT ||
+        sys::Ioctl(fd.Get(), EVIOCGKEY(keys.size()), keys.data()) == -1) {
+        return std::nullopt;
+    }
+    const auto index = static_cast<std::size_t>(code);
+    return (keys[index / 8] >> index % 8 & 1) != 0;
+}
+
 } // namespace
 
 #if defined(__arm__)
@@ -35,6 +84,10 @@ static_assert(offsetof(InputEventRecord, value) == offsetof(::input_event, value
 
 Button::Button(std::string deviceName, std::string devicePath, int keyCode)
     : Device(std::move(deviceName), std::move(devicePath), O_RDONLY), code(keyCode) {}
+
+Button::~Button() {
+    Pressed().Note(*this, false);
+}
 
 bool Button::operator==(const Button& other) const {
     return code == other.code && path == other.path;
@@ -49,11 +102,24 @@ InputEventRecord Button::WaitForEvent() {
         // Input devices deliver whole records. A failed read leaves the last record unchanged, and
         // that record belongs to another key.
         static_cast<void>(sys::Read(fd.Get(), &event, sizeof event));
-        if (event.code != code && IsGone(found)) {
+        if (event.code == code) {
+            break;
+        }
+        if (IsDropped(event)) {
+            const std::optional<bool> isDown = IsKeyDown(fd, code);
+            if (isDown && *isDown != Pressed().Contains(*this)) {
+                event.type = EV_KEY;
+                event.code = static_cast<std::uint16_t>(code);
+                event.value = *isDown ? 1 : 0;
+                break;
+            }
+        }
+        if (IsGone(found)) {
             // Without the pause, a lost button would use a whole processor.
             SleepFor(pauseWithoutDevice);
         }
     }
+    Pressed().Note(*this, event.value != 0);
     return event;
 }
 

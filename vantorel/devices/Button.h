@@ -20,6 +20,7 @@ public:
      * @throws Error with the errno of a failed open
      */
     Button(std::string deviceName, std::string devicePath, int keyCode);
+    ~Button() override;
 
     /** Whether both are the same key of the same device node; names are not compared. */
     bool operator==(const Button& other) const;
@@ -30,6 +31,11 @@ public:
      * record. The wait continues when the device disappears: poll() then returns at once, so a
      * pause of 100 ms follows each poll to save processor time. A device that returns is a new
      * device and needs a new Button.
+     *
+     * When the kernel has dropped events because nobody read them (SYN_DROPPED), the key's state is
+     * read from the device (EVIOCGKEY). If it differs from the last event that was returned, an
+     * event of this state is returned: no key stays pressed whose release was dropped. A key that
+     * is held when the button is constructed has no event before its release.
      * @throws Error with the errno of a failed wait, EINTR among them
      */
     InputEventRecord WaitForEvent();
