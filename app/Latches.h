@@ -10,6 +10,8 @@
 #include <functional>
 #include <mutex>
 
+namespace app {
+
 /** Lets the main thread wait until a camera connects, and stores the connected camera. */
 class CameraLatch final : public vantorel::CameraObserver {
 public:
@@ -67,3 +69,5 @@ public:
 private:
     std::atomic<vantorel::ConnectionState> state{vantorel::ConnectionState::Undetermined};
 };
+
+} // namespace app

@@ -3,6 +3,8 @@
 #include "vantorel/logger/Logger.h"
 #include "vantorel/service/UserInterfaceObserver.h"
 
+namespace app {
+
 /**
  * Writes the log's buffered lines to the file before the device powers off. Register it before the
  * observer that turns off the device.
@@ -20,3 +22,5 @@ public:
 private:
     vantorel::Logger& logger;
 };
+
+} // namespace app

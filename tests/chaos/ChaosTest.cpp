@@ -32,7 +32,9 @@
 [[noreturn]] void EndOfApplication(int status);
 #define main ApplicationMain
 #define _exit EndOfApplication
-#include "app/Shutdown.cpp"
+#include "app/Device.cpp"
+#include "app/DeviceStop.cpp"
+#include "app/StopSteps.cpp"
 #include "app/main.cpp"
 #undef _exit
 #undef main
@@ -241,16 +243,60 @@ constexpr unsigned livesPlayed = 8; // about four seconds
     ::alarm(2 * test::hangSeconds); // ends a hang
     BlockTerminationSignals();      // in the test's threads, too
     std::thread([] { player.Live(); }).detach();
-    static_cast<void>(Run(false));
-    Demand(false, "the application has not started");
-    std::abort();
+    Run(false);
+}
+
+/** The application's messages at a start in a process of its own; its exit status is 1. */
+std::string MessagesWithout(const std::string& missing) {
+    constexpr const char* file = "/tmp/messages";
+    const pid_t start = ::fork();
+    if (start == 0) {
+        ::alarm(test::hangSeconds);
+        static_cast<void>(::dup2(::open(file, O_WRONLY | O_CREAT | O_TRUNC, 0600), 2));
+        Machine world;
+        world.missing = missing;
+        std::string program = "vantorel-app";
+        char* arguments[] = {program.data(), nullptr};
+        std::exit(ApplicationMain(1, arguments));
+    }
+    int status = -1;
+    test::Must(::waitpid(start, &status, 0) == start ? 0 : -1);
+    EXPECT_EQ(status, 1 << 8) << missing;
+    return test::ReadFile(file);
+}
+
+void PrepareFiles() {
+    test::ReplaceDeviceFiles("REV-6\n", "4.2\n");
+    test::WriteFile("/tmp/cmdline", "image_select=0\n");
+    test::Must(::mount("/tmp/cmdline", "/proc/cmdline", nullptr, MS_BIND, nullptr));
+}
+
+// A new board usually lacks a node or names it differently. The port is opened when the display
+// already runs.
+TEST(Start, NamesTheDeviceThatIsMissing) {
+    VANTOREL_NEED_PRIVATE_MOUNTS();
+    PrepareFiles();
+    const std::pair<std::string, std::string> devices[] = {
+        {board::charger, "vantorel.charger"},
+        {board::fuelGaugeBus, "vantorel.fuelgauge"},
+        {board::buttons, board::powerButtonName},
+        {board::torch, "vantorel.torch"},
+        {board::display, "vantorel.lcd"},
+        {board::boardTemperature, board::boardThermometerName},
+        {board::processorTemperature, board::processorLogThermometerName},
+        {"/sys/class/udc/", "vantorel.usb"}};
+    for (const auto& [path, name] : devices) {
+        const std::string messages = MessagesWithout(path);
+        const bool isPort = name == "vantorel.usb"; // the controller has a name, not a path
+        const std::string where = isPort ? board::usbController : path;
+        EXPECT_TRUE(messages.starts_with("Cannot start: " + name + " (" + where)) << messages;
+        EXPECT_TRUE(messages.ends_with("): No such file or directory (2)\n")) << messages;
+    }
 }
 
 TEST(Chaos, IsSurvived) {
     VANTOREL_NEED_PRIVATE_MOUNTS();
-    test::ReplaceDeviceFiles("REV-6\n", "4.2\n");
-    test::WriteFile("/tmp/cmdline", "image_select=0\n");
-    test::Must(::mount("/tmp/cmdline", "/proc/cmdline", nullptr, MS_BIND, nullptr));
+    PrepareFiles();
     const char* seconds = std::getenv("VANTOREL_CHAOS_SECONDS");
     const char* first = std::getenv("VANTOREL_CHAOS_SEED");
     const bool byTime = seconds != nullptr;

@@ -58,6 +58,7 @@ public:
     Value gaugeError, displayError;                  // 0 or the error of the next request
     Value gaugePolled, flips;                        // counted
     static constexpr const char* driveDirectory = "/tmp/mass_storage/lun0.fs/";
+    std::string missing; // paths that begin with it do not exist, unless it is empty
 
 private:
     enum Kind { File, Online, Status, Bus, Lines, Keys, Led, Card, Temperature, Port, Loop, Flash };
@@ -93,6 +94,9 @@ private:
         sys->Open = [this](const char* path, int flags, unsigned mode) {
             if (std::string_view(path) == "/dev/subi/ep0") {
                 return FakeEndpoint::endpointFd;
+            }
+            if (!missing.empty() && std::string_view(path).starts_with(missing)) {
+                return FailWith(ENOENT);
             }
             const Kind kind = KindOf(path);
             std::array<int, 2> ends{};

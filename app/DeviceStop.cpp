@@ -1,0 +1,102 @@
+#include "app/Device.h"
+#include "app/StopSteps.h"
+#include "vantorel/service/Error.h"
+#include "vantorel/service/Service.h"
+#include "vantorel/system/Filesystem.h"
+#include "vantorel/system/Tools.h"
+
+#include <cerrno>
+#include <future>
+#include <initializer_list>
+#include <iostream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <sys/mount.h>
+#include <unistd.h>
+
+using namespace std::chrono_literals;
+
+namespace app {
+
+/** Stops the connection manager; returns false when it still waits for the camera. */
+bool Device::StopDeciding(StopSteps& steps) {
+    const auto isGaugeAtWork = [&] {
+        // A stream takes minutes. The manager no longer waits for the camera at this point.
+        return beforeGauge.State() != ConnectionState::Undetermined &&
+               settled.State() == ConnectionState::Undetermined;
+    };
+    // The manager needs half a second to stop, and two more while it waits for a host.
+    constexpr auto limit = 4s;
+    return steps.Finish("connection manager", StopSteps::Begin([&] { connection.Stop(); }), limit,
+                        isGaugeAtWork);
+}
+
+/** Removes the functions of a port that has left the bus. */
+void Device::RemoveFunctions(StopSteps& steps) {
+    // The last one may wait for the camera. It ends the process if the kernel had refused the
+    // function, which adding it does not report.
+    static_cast<void>(steps.Do("network function", [&] { usb.RemoveGadget(network); }) &&
+                      steps.Do("drive function", [&] { usb.RemoveGadget(drive); }) &&
+                      steps.Work("serial function", [&] { usb.RemoveGadget(serial); }) &&
+                      steps.Do("control function", [&] { usb.RemoveGadget(control); }));
+}
+
+/** The mount would outlive the process and obstruct the next process's mount. */
+void Device::UnmountDrive() {
+    const std::string directory = drive.Storage().MountPoint();
+    try {
+        Tools::Umount(directory);
+    } catch (const Error& error) {
+        // A process, for instance a shell, has a file or a directory of the drive open. A detached
+        // mount disappears at once and ends with that process. After a host has overwritten the
+        // file system, the drive is not mounted.
+        if (error.Value() != EBUSY || ::umount2(directory.c_str(), MNT_DETACH) == -1) {
+            std::cerr << "The drive is not unmounted: " << error.ToString() << '\n';
+        }
+    }
+}
+
+void Device::Stop() {
+    logger.Flush(); // so that no failure below loses a line
+    StopSteps steps(cameraLatch);
+
+    // First the manager that starts the other services. It is abandoned when it waits for the
+    // camera: while it binds the port, or while it announces a state that starts a capture session,
+    // which is never the state that starts updates.
+    const bool stopped = StopDeciding(steps);
+    std::vector<std::future<void>> polling;
+    if (stopped) {
+        // In parallel: the logger alone sleeps for up to five seconds.
+        for (Service* poller : std::initializer_list<Service*>{
+                 &fuelGaugeService, &loggerService, &processorLogService, &boardLogService,
+                 &boardThermometerService}) {
+            polling.push_back(StopSteps::Begin([poller] { poller->Stop(); }));
+        }
+        steps.Finish("update", StopSteps::Begin([&] { update.Stop(); }), StopSteps::timeInAll,
+                     [] { return true; });
+    }
+
+    // Before its decision the manager may be binding the port, which must not overlap with
+    // unbinding it. The kernel then unbinds the port when endpoint zero of the control function is
+    // closed, at the latest at the end of the process.
+    const ConnectionState state = decided.State();
+    const bool hasPort = state == ConnectionState::Host || state == ConnectionState::NoHost;
+    const bool isReleased = hasPort && steps.Work("USB port", [&] { usb.UnbindGadgets(); });
+    UnmountDrive();
+
+    // The port serves no host any more, and no mount obstructs the next start. The remaining steps
+    // run as far as time permits.
+    if (isReleased) {
+        RemoveFunctions(steps);
+    }
+    for (std::future<void>& poller : polling) {
+        steps.Finish("services", std::move(poller));
+    }
+    logger.Flush();
+    std::cout.flush();
+    ::_exit(0);
+}
+
+} // namespace app

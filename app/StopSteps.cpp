@@ -1,0 +1,68 @@
+#include "app/StopSteps.h"
+
+#include "vantorel/service/Error.h"
+
+#include <algorithm>
+#include <iostream>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+using namespace std::chrono_literals;
+
+namespace app {
+
+namespace {
+
+// For init scripts and for killing processes on a busy machine.
+constexpr std::chrono::milliseconds timeForWork = 30s;
+constexpr std::chrono::milliseconds slice = 250ms;
+
+} // namespace
+
+std::future<void> StopSteps::Begin(std::function<void()> step) {
+    std::packaged_task<void()> task(std::move(step));
+    std::future<void> end = task.get_future();
+    try {
+        std::thread(std::move(task)).detach();
+    } catch (const std::system_error&) {
+        return {};
+    }
+    return end;
+}
+
+bool StopSteps::Finish(const char* name, std::future<void> step, std::chrono::milliseconds limit,
+                       const std::function<bool()>& isWork) {
+    Clock::time_point until = std::min(deadline, Clock::now() + limit);
+    while (step.valid() && step.wait_for(slice) != std::future_status::ready) {
+        if (isWork()) {
+            until += slice;
+            deadline += slice;
+        } else if (Clock::now() >= until) {
+            step = {};
+        }
+        // A stop of the capture session waits for a frame, which a hung camera never delivers.
+        camera.SendEmptyFrame();
+    }
+    if (!step.valid()) {
+        std::cerr << "The end does not wait for the " << name << " any longer.\n";
+        return false;
+    }
+    try {
+        step.get();
+    } catch (const vantorel::Error& error) {
+        std::cerr << "Ending the " << name << ": " << error.ToString() << '\n';
+    }
+    return true;
+}
+
+bool StopSteps::Do(const char* name, std::function<void()> step) {
+    return Finish(name, Begin(std::move(step)));
+}
+
+bool StopSteps::Work(const char* name, std::function<void()> step) {
+    const auto isWork = [until = Clock::now() + timeForWork] { return Clock::now() < until; };
+    return Finish(name, Begin(std::move(step)), timeInAll, isWork);
+}
+
+} // namespace app

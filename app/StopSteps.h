@@ -1,0 +1,48 @@
+#pragma once
+
+#include "app/Latches.h"
+
+#include <chrono>
+#include <functional>
+#include <future>
+
+namespace app {
+
+/**
+ * The steps of the device's end, each on a separate thread, which is abandoned when it takes too
+ * long. Together they wait for six of the ten seconds that an end may take. The rest is for leaving
+ * the bus and ending the shells on the serial line: an end with little waiting took two seconds in
+ * the virtual device.
+ */
+class StopSteps {
+public:
+    explicit StopSteps(CameraLatch& latch) : camera(latch) {}
+
+    /** Starts a step. The future is not valid when no thread can be created. */
+    static std::future<void> Begin(std::function<void()> step);
+
+    /**
+     * Waits for a step; returns false when it does not end in time.
+     * @param limit the step's maximum share of the remaining time
+     * @param isWork whether the step does work that must not be cut short; its time does not count
+     */
+    bool Finish(
+        const char* name, std::future<void> step, std::chrono::milliseconds limit = timeInAll,
+        const std::function<bool()>& isWork = [] { return false; });
+
+    /** Begins a step and waits for it. */
+    bool Do(const char* name, std::function<void()> step);
+
+    /** For a step that never waits for the camera: up to 30 seconds of it are not counted. */
+    bool Work(const char* name, std::function<void()> step);
+
+    static constexpr std::chrono::milliseconds timeInAll{6000};
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    CameraLatch& camera;
+    Clock::time_point deadline = Clock::now() + timeInAll;
+};
+
+} // namespace app
