@@ -1,8 +1,9 @@
 #pragma once
 
+#include "vantorel/service/Mutex.h"
+
 #include <atomic>
 #include <memory>
-#include <mutex>
 #include <utility>
 
 namespace vantorel {
@@ -27,19 +28,23 @@ public:
     /** Reads the object that the slot holds at the reader's construction. */
     class Reader {
     public:
+        /** Begins to read. */
         explicit Reader(const SnapshotSlot& from) : slot(from) {
             slot.state.fetch_add(oneReader);
             entry = slot.newest.load();
         }
         Reader(const Reader&) = delete;
         Reader& operator=(const Reader&) = delete;
+        /** Ends the reading; may destroy replaced objects. */
         ~Reader() {
             if (slot.state.fetch_sub(oneReader) == oneReader + hasReplaced) {
                 slot.DestroyReplaced();
             }
         }
 
+        /** The object, valid until the reader ends. */
         const T& operator*() const { return entry->object; }
+        /** A member of the object. */
         const T* operator->() const { return &entry->object; }
 
     private:
@@ -47,19 +52,21 @@ public:
         const Entry* entry;
     };
 
+    /** Holds this object first. */
     explicit SnapshotSlot(T first) : newest(new Entry{std::move(first), nullptr}) {}
     SnapshotSlot(const SnapshotSlot&) = delete;
     SnapshotSlot& operator=(const SnapshotSlot&) = delete;
     /** No reader may be left. */
     ~SnapshotSlot() { const std::unique_ptr<Entry> all(newest.load()); }
 
+    /** Begins to read the object that was stored last. */
     Reader Read() const { return Reader(*this); }
 
     /** Replaces the object. */
     void Store(T replacement) {
         auto entry = std::make_unique<Entry>(std::move(replacement), nullptr);
         {
-            const std::lock_guard lock(mutex);
+            const Lock lock(mutex);
             entry->replaced.reset(newest.load());
             newest.store(entry.release());
             state.fetch_or(hasReplaced);
@@ -75,7 +82,7 @@ private:
     /** Destroys the replaced objects unless a reader may see one. */
     void DestroyReplaced() const {
         std::unique_ptr<Entry> unread; // outlives the lock
-        const std::lock_guard lock(mutex);
+        const Lock lock(mutex);
         unsigned noReader = hasReplaced;
         // A reader that comes after this exchange sees the newest object.
         if (state.compare_exchange_strong(noReader, 0)) {
@@ -85,7 +92,7 @@ private:
 
     mutable std::atomic<unsigned> state = 0;
     std::atomic<Entry*> newest;
-    mutable std::mutex mutex;
+    mutable Mutex mutex;
 };
 
 } // namespace vantorel
