@@ -1,5 +1,6 @@
 #include "host/Fuzz.h"
 #include "host/Protocol.h"
+#include "vantorel/usb/private/SubiRequests.h"
 
 #include <array>
 #include <cstdio>
@@ -7,11 +8,10 @@
 namespace vantorel::host {
 namespace {
 
-constexpr std::uint8_t firstRequest = 53;
-constexpr std::uint8_t lastRequest = 93;
-constexpr std::uint8_t setSession = 60;
-constexpr std::uint8_t stopSession = 84;
-constexpr std::uint8_t refusedStop = 3;
+using namespace subi;
+
+constexpr std::uint8_t firstRequest = request::status.number;
+constexpr std::uint8_t lastRequest = request::factoryTail.number;
 
 /** After this many consecutive requests without an answer, the device counts as lost. */
 constexpr int mostSilent = 3;
@@ -22,16 +22,42 @@ constexpr std::array<std::uint16_t, 16> lengths = {0,  1,  2,  3,  4,  5,  6,   
 
 /** Requests that the device accepts; the other random requests are mostly invalid. */
 struct Shape {
+    constexpr Shape(const Request& accepted) : Shape(accepted, accepted.length) {}
+    constexpr Shape(const Request& accepted, int bytes)
+        : request(accepted.number),
+          in(accepted.direction == Direction::In),
+          length(static_cast<std::uint16_t>(bytes)) {}
+
     std::uint8_t request;
     bool in;
     std::uint16_t length;
 };
-constexpr std::array<Shape, 24> shapes = {
-    {{53, true, 4},  {54, true, 12}, {60, false, 2}, {61, true, 2},  {62, false, 2},
-     {63, true, 2},  {78, true, 36}, {78, true, 4},  {78, true, 2},  {78, true, 64},
-     {78, true, 66}, {84, false, 2}, {85, false, 2}, {85, false, 2}, {85, false, 2},
-     {86, false, 6}, {86, false, 6}, {88, true, 8},  {88, true, 32}, {88, true, 4096},
-     {89, false, 2}, {90, false, 2}, {91, false, 2}, {93, true, 64}}};
+// Those on which later answers depend come several times. A seed stands for the same requests only
+// as long as this order stays.
+constexpr std::array<Shape, 24> shapes = {{{request::status},
+                                           {request::chipNumber},
+                                           {request::setSession},
+                                           {request::session},
+                                           {request::ignored62},
+                                           {request::alwaysEight},
+                                           {request::selected, selector::version.length},
+                                           {request::selected, selector::fetchKernelLog.length},
+                                           {request::selected, selector::temperature.length},
+                                           {request::selected, selector::factoryTail.length},
+                                           {request::selected, selector::identity.length},
+                                           {request::stopSession},
+                                           {request::select},
+                                           {request::select},
+                                           {request::select},
+                                           {request::setFactoryRange},
+                                           {request::setFactoryRange},
+                                           {request::factoryRange, 8},
+                                           {request::factoryRange, 32},
+                                           {request::factoryRange, 4096},
+                                           {request::ignored89},
+                                           {request::ignored90},
+                                           {request::ignored91},
+                                           {request::factoryTail}}};
 
 std::string Describe(const FuzzRequest& request, std::uint64_t number) {
     char text[128];
@@ -59,12 +85,12 @@ void Tame(FuzzRequest& request, std::uint16_t session) {
     if (request.length != 2) {
         return;
     }
-    if (request.setup.request == setSession && request.in) {
+    if (request.setup.request == request::setSession.number && request.in) {
         request.length = 1; // refused; two bytes without data would count as a stop
-    } else if (request.setup.request == setSession) {
+    } else if (request.setup.request == request::setSession.number) {
         request.data = {static_cast<std::uint8_t>(session & 0xff),
                         static_cast<std::uint8_t>(session >> 8)};
-    } else if (request.setup.request == stopSession) {
+    } else if (request.setup.request == request::stopSession.number) {
         request.data = {refusedStop, 0};
     }
 }

@@ -7,27 +7,7 @@
 namespace vantorel::host {
 namespace {
 
-namespace request {
-constexpr std::uint8_t status = 53;
-constexpr std::uint8_t chipNumber = 54;
-constexpr std::uint8_t setSession = 60;
-constexpr std::uint8_t session = 61;
-constexpr std::uint8_t selected = 78;
-constexpr std::uint8_t select = 85;
-constexpr std::uint8_t setFactoryRange = 86;
-constexpr std::uint8_t factoryRange = 88;
-} // namespace request
-
-namespace selector {
-constexpr std::uint16_t version = 0;
-constexpr std::uint16_t fetchKernelLog = 13;
-constexpr std::uint16_t kernelLog = 14;
-constexpr std::uint16_t identity = 23;
-constexpr std::uint16_t temperature = 26;
-} // namespace selector
-
-constexpr std::size_t factorySize = 5120;
-constexpr std::size_t kernelLogPiece = 64;
+using namespace subi;
 
 std::uint16_t WordAt(const std::vector<std::uint8_t>& data, std::size_t offset) {
     return static_cast<std::uint16_t>(data.at(offset) | data.at(offset + 1) << 8);
@@ -43,37 +23,38 @@ std::string TextAt(const std::vector<std::uint8_t>& data, std::size_t offset, st
     return {field.begin(), std::ranges::find(field, 0)};
 }
 
-DeviceError Refused(const std::string& what, std::uint32_t status) {
+DeviceError Refused(const std::string& what, std::uint32_t word) {
     return DeviceError("The device refused to " + what + ": " +
-                       (status == 0 ? "it reported no reason" : DescribeStatus(status)) + ".");
+                       (word == status::success ? "it reported no reason" : DescribeStatus(word)) +
+                       ".");
 }
 
 } // namespace
 
-std::string DescribeStatus(std::uint32_t status) {
+std::string DescribeStatus(std::uint32_t word) {
     const char* words = "unknown status";
-    switch (status) {
-    case 0:
+    switch (word) {
+    case status::success:
         words = "success";
         break;
-    case 0x30000:
+    case status::kernelLogFailed:
         words = "the kernel log could not be read, or holds less than requested";
         break;
-    case 0x30300:
+    case status::stopRefused:
         words = "stopping with the value 3 is refused";
         break;
-    case 0x50000:
+    case status::unsupported:
         words = "request unknown, or not supported now";
         break;
     }
     char number[16];
-    std::snprintf(number, sizeof number, "0x%08x", static_cast<unsigned>(status));
+    std::snprintf(number, sizeof number, "0x%08x", static_cast<unsigned>(word));
     return std::string(words) + " (" + number + ")";
 }
 
 std::uint32_t Protocol::Status() {
-    std::vector<std::uint8_t> data(4);
-    const Setup setup{.request = request::status};
+    std::vector<std::uint8_t> data(request::status.length);
+    const Setup setup{.request = request::status.number};
     if (transport.In(setup, data) != data.size()) {
         throw DeviceError("The device sent an incomplete status word.");
     }
@@ -82,7 +63,7 @@ std::uint32_t Protocol::Status() {
 }
 
 VersionRecord Protocol::Version() {
-    const auto data = ReadSelected("report its version", selector::version, 36);
+    const auto data = ReadSelected("report its version", selector::version);
     std::string text = std::to_string(data[0]);
     for (std::size_t part = 1; part < 4; ++part) {
         text += "." + std::to_string(data[part]);
@@ -91,12 +72,12 @@ VersionRecord Protocol::Version() {
 }
 
 IdentityRecord Protocol::Identity() {
-    const auto data = ReadSelected("report its identity", selector::identity, 66);
+    const auto data = ReadSelected("report its identity", selector::identity);
     return {TextAt(data, 0, 16), TextAt(data, 16, 16), WordAt(data, 32)};
 }
 
 std::array<std::uint8_t, 6> Protocol::ChipNumber() {
-    const auto data = Read("report its chip number", request::chipNumber, 12);
+    const auto data = Read("report its chip number", request::chipNumber);
     std::array<std::uint8_t, 6> number{};
     for (std::size_t word = 0; word < number.size(); ++word) {
         number[number.size() - 1 - word] = data[2 * word];
@@ -106,10 +87,10 @@ std::array<std::uint8_t, 6> Protocol::ChipNumber() {
 
 std::vector<std::uint8_t> Protocol::FactorySettings() {
     const std::string what = "send its factory settings";
-    Order(what, request::setFactoryRange, {factorySize / 2, 0, 0});
+    Order(what, request::setFactoryRange, {factorySettingsSize / 2, 0, 0});
     std::vector<std::uint8_t> settings;
-    while (settings.size() < factorySize) {
-        const std::size_t length = std::min(largestTransfer, factorySize - settings.size());
+    while (settings.size() < factorySettingsSize) {
+        const std::size_t length = std::min(largestTransfer, factorySettingsSize - settings.size());
         const auto piece = Read(what, request::factoryRange, length);
         settings.insert(settings.end(), piece.begin(), piece.end());
     }
@@ -118,7 +99,7 @@ std::vector<std::uint8_t> Protocol::FactorySettings() {
 
 std::string Protocol::KernelLog() {
     const std::string what = "send its kernel log";
-    const auto count = LongAt(ReadSelected(what, selector::fetchKernelLog, 4), 0);
+    const auto count = LongAt(ReadSelected(what, selector::fetchKernelLog), 0);
     if (count == 0) {
         return {};
     }
@@ -131,7 +112,7 @@ std::string Protocol::KernelLog() {
 }
 
 std::uint16_t Protocol::SessionState() {
-    return WordAt(Read("report the capture session's state", request::session, 2), 0);
+    return WordAt(Read("report the capture session's state", request::session), 0);
 }
 
 void Protocol::SetSessionState(std::uint16_t state) {
@@ -141,7 +122,7 @@ void Protocol::SetSessionState(std::uint16_t state) {
 
 std::int16_t Protocol::Temperature() {
     return static_cast<std::int16_t>(
-        WordAt(ReadSelected("report its temperature", selector::temperature, 2), 0));
+        WordAt(ReadSelected("report its temperature", selector::temperature), 0));
 }
 
 std::vector<std::uint8_t> Protocol::RawIn(const Setup& setup, std::size_t length) {
@@ -154,12 +135,16 @@ void Protocol::RawOut(const Setup& setup, const std::vector<std::uint8_t>& data)
     transport.Out(setup, data);
 }
 
-std::vector<std::uint8_t> Protocol::Read(const std::string& what, std::uint8_t number,
+std::vector<std::uint8_t> Protocol::Read(const std::string& what, const Request& request) {
+    return Read(what, request, static_cast<std::size_t>(request.length));
+}
+
+std::vector<std::uint8_t> Protocol::Read(const std::string& what, const Request& request,
                                          std::size_t length) {
     ForgetOldStatus();
     std::vector<std::uint8_t> data;
     try {
-        data = RawIn({.request = number}, length);
+        data = RawIn({.request = request.number}, length);
     } catch (const TransportError& error) {
         if (error.Why() != Failure::Stall) {
             throw;
@@ -173,23 +158,28 @@ std::vector<std::uint8_t> Protocol::Read(const std::string& what, std::uint8_t n
     return data;
 }
 
-std::vector<std::uint8_t> Protocol::ReadSelected(const std::string& what, std::uint16_t selector,
+std::vector<std::uint8_t> Protocol::ReadSelected(const std::string& what,
+                                                 const Selector& selector) {
+    return ReadSelected(what, selector, static_cast<std::size_t>(selector.length));
+}
+
+std::vector<std::uint8_t> Protocol::ReadSelected(const std::string& what, const Selector& selector,
                                                  std::size_t length) {
     // Selecting does not check the status word: the device accepts every selector and refuses the
     // read that follows.
-    Write(what, request::select, {selector});
+    Write(what, request::select, {selector.number});
     return Read(what, request::selected, length);
 }
 
-void Protocol::Order(const std::string& what, std::uint8_t number,
+void Protocol::Order(const std::string& what, const Request& request,
                      std::initializer_list<std::uint16_t> words) {
-    Write(what, number, words);
-    if (const std::uint32_t status = Status(); status != 0) {
-        throw Refused(what, status);
+    Write(what, request, words);
+    if (const std::uint32_t word = Status(); word != status::success) {
+        throw Refused(what, word);
     }
 }
 
-void Protocol::Write(const std::string& what, std::uint8_t number,
+void Protocol::Write(const std::string& what, const Request& request,
                      std::initializer_list<std::uint16_t> words) {
     ForgetOldStatus();
     std::vector<std::uint8_t> data;
@@ -198,7 +188,7 @@ void Protocol::Write(const std::string& what, std::uint8_t number,
         data.push_back(static_cast<std::uint8_t>(word >> 8));
     }
     try {
-        RawOut({.request = number}, data);
+        RawOut({.request = request.number}, data);
     } catch (const TransportError& error) {
         if (error.Why() != Failure::Stall) {
             throw;

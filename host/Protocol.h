@@ -1,6 +1,7 @@
 #pragma once
 
 #include "host/Transport.h"
+#include "vantorel/usb/private/SubiRequests.h"
 
 #include <array>
 #include <cstdint>
@@ -11,7 +12,7 @@
 namespace vantorel::host {
 
 /** The device's status word in words, with its number. */
-std::string DescribeStatus(std::uint32_t status);
+std::string DescribeStatus(std::uint32_t word);
 
 /** The device refused a request, or sent an answer that the protocol does not allow. */
 class DeviceError : public std::runtime_error {
@@ -66,13 +67,15 @@ public:
     void RawOut(const Setup& setup, const std::vector<std::uint8_t>& data);
 
 private:
-    std::vector<std::uint8_t> Read(const std::string& what, std::uint8_t request,
+    std::vector<std::uint8_t> Read(const std::string& what, const subi::Request& request);
+    std::vector<std::uint8_t> Read(const std::string& what, const subi::Request& request,
                                    std::size_t length);
-    std::vector<std::uint8_t> ReadSelected(const std::string& what, std::uint16_t selector,
+    std::vector<std::uint8_t> ReadSelected(const std::string& what, const subi::Selector& selector);
+    std::vector<std::uint8_t> ReadSelected(const std::string& what, const subi::Selector& selector,
                                            std::size_t length);
-    void Order(const std::string& what, std::uint8_t request,
+    void Order(const std::string& what, const subi::Request& request,
                std::initializer_list<std::uint16_t> words);
-    void Write(const std::string& what, std::uint8_t request,
+    void Write(const std::string& what, const subi::Request& request,
                std::initializer_list<std::uint16_t> words);
     void ForgetOldStatus();
 

@@ -9,6 +9,7 @@
 #include "vantorel/usb/USB.h"
 #include "vantorel/usb/USBGadgetSubi.h"
 #include "vantorel/usb/private/SubiDescriptors.h"
+#include "vantorel/usb/private/SubiRequests.h"
 
 #include <algorithm>
 #include <chrono>
@@ -95,8 +96,8 @@ std::vector<double> Measure(const test::UsbPort& port) {
     for (int i = 0; i < requestsOfARound; ++i) {
         std::uint32_t status = 1;
         const auto begin = std::chrono::steady_clock::now();
-        const int count =
-            port.Control(0xc0, 53, 0, reinterpret_cast<std::uint8_t*>(&status), sizeof status);
+        const int count = port.Control(0xc0, subi::request::status.number, 0,
+                                       reinterpret_cast<std::uint8_t*>(&status), sizeof status);
         const std::chrono::duration<double, std::micro> time =
             std::chrono::steady_clock::now() - begin;
         Need(count == sizeof status && status == 0, "request");

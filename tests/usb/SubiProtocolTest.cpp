@@ -1,5 +1,6 @@
 // The vendor function's setup, its replies to control requests, and its removal.
 
+#include "vantorel/usb/private/SubiProtocol.h"
 #include "tests/support/PrivateRoot.h"
 #include "tests/usb/SubiTest.h"
 #include "vantorel/camera/Camera.h"
@@ -203,6 +204,40 @@ TEST(SubiChipIdTest, GoesOutAsSixNumbers) {
         EXPECT_EQ(device.endpoint.In(54, 12), outcome) << text;
         EXPECT_EQ(Status(device.endpoint), outcome == numbers ? ok : unsupported);
     }
+}
+
+/** An endpoint with one event, without a function. */
+struct OneEvent final : SubiEndpoint {
+    explicit OneEvent(Bytes toRead) : event(std::move(toRead)) {}
+    ssize_t Read(void* data, std::size_t size) override {
+        calls += "read " + std::to_string(size) + " ";
+        std::copy_n(event.begin(), std::min(size, event.size()), static_cast<std::uint8_t*>(data));
+        return static_cast<ssize_t>(std::min(size, event.size()));
+    }
+    ssize_t Write(const void*, std::size_t size) override {
+        calls += "write " + std::to_string(size) + " ";
+        return static_cast<ssize_t>(size);
+    }
+    void RequestSessionStart() override { calls += "start "; }
+    void RequestSessionStop() override { calls += "stop "; }
+
+    Bytes event;
+    std::string calls;
+};
+
+TEST(SubiEventTest, AnswersWholeEventsAndRefusesTheSettingsTailWhenTheStateSaysSo) {
+    SubiState state;
+    const auto serve = [&](Bytes event) {
+        OneEvent endpoint(std::move(event));
+        SubiProtocol(endpoint, state, std::make_shared<const SubiIdentity>(), 0).ServeEvent();
+        return endpoint.calls;
+    };
+    const Bytes tail = FakeEndpoint::Setup(0xc1, 93, 64);
+    EXPECT_EQ(serve(tail), "read 12 write 64 ");
+    EXPECT_EQ(serve(Bytes(tail.begin(), tail.end() - 1)), "read 12 ") << "a part of an event";
+    state.factoryTailRefused = 1;
+    EXPECT_EQ(serve(tail), "read 12 read 0 ");
+    EXPECT_EQ(state.status, 0x50000U);
 }
 
 TEST_F(SubiProtocolTest, SendsTheVersionOfTheDevice) {

@@ -7,13 +7,46 @@
 #include "vantorel/service/private/Sys.h"
 #include "vantorel/system/Tools.h"
 #include "vantorel/usb/private/SubiDescriptors.h"
+#include "vantorel/usb/private/SubiEndpoint.h"
+#include "vantorel/usb/private/SubiProtocol.h"
 
+#include <cerrno>
 #include <utility>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/eventfd.h>
 
 namespace vantorel {
+namespace {
+
+/** Endpoint zero, with the function's observers. */
+class EndpointZero final : public SubiEndpoint {
+public:
+    EndpointZero(const UniqueFd& opened, const ObserverList<USBGadgetObserver>& listeners,
+                 USBGadget& subject)
+        : endpoint(opened), observers(listeners), gadget(subject) {}
+
+    ssize_t Read(void* data, std::size_t size) override {
+        return sys::Read(endpoint.Get(), data, size);
+    }
+    ssize_t Write(const void* data, std::size_t size) override {
+        return sys::Write(endpoint.Get(), data, size);
+    }
+    void RequestSessionStart() override {
+        observers.Notify(&USBGadgetObserver::OnUSBGadgetStartCaptureSessionRequest, gadget);
+    }
+    void RequestSessionStop() override {
+        observers.Notify(&USBGadgetObserver::OnUSBGadgetStopCaptureSessionRequest, gadget);
+    }
+
+private:
+    const UniqueFd& endpoint;
+    const ObserverList<USBGadgetObserver>& observers;
+    USBGadget& gadget;
+};
+
+} // namespace
 
 USBGadgetSubi::USBGadgetSubi(std::string gadgetName, std::string controller)
     : USBGadget(std::move(gadgetName), "ffs.subi", std::move(controller)),
@@ -38,8 +71,8 @@ void USBGadgetSubi::OnAdd() {
     auto serialNumber = serialNumberPromise.get_future().get();
     auto firmware = firmwarePromise.get_future().get();
     auto factorySettings = factorySettingsPromise.get_future().get();
-    identity.Store(std::make_shared<const Identity>(
-        Identity{*roicId, *chipId, *serialNumber, *firmware, *factorySettings}));
+    identity.Store(std::make_shared<const SubiIdentity>(
+        SubiIdentity{*roicId, *chipId, *serialNumber, *firmware, *factorySettings}));
     Start();
 }
 
@@ -62,6 +95,29 @@ void USBGadgetSubi::OnRemove() noexcept {
     UnlinkFunction();
     Tools::Umount(mountDirectory);
     RemoveFunction();
+}
+
+void USBGadgetSubi::ServiceFunction() {
+    if (WaitForEvent()) {
+        EndpointZero endpoint(endpointZero, observers, *this);
+        SubiProtocol(endpoint, protocol, identity.Load(), latestHeaderValue).ServeEvent();
+    }
+}
+
+/** Returns false when OnRemove() ended the wait. */
+bool USBGadgetSubi::WaitForEvent() const {
+    // A thread that blocks in read() would delay every unbinding of the port: the kernel waits for
+    // such a read before it releases the function.
+    pollfd waits[] = {{endpointZero.Get(), POLLIN, 0}, {wake.Get(), POLLIN, 0}};
+    while (endpointZero) {
+        if (sys::Poll(waits, 2, -1) >= 0) {
+            return (waits[1].revents & POLLIN) == 0;
+        }
+        if (errno != EINTR) { // after a signal, poll again instead of blocking in the read
+            break;
+        }
+    }
+    return true; // the read reports the error
 }
 
 void USBGadgetSubi::OnBind() noexcept {}
@@ -93,10 +149,10 @@ void USBGadgetSubi::OnCameraDisconnect(Camera&) noexcept {
     identity.Store(nullptr);
 }
 void USBGadgetSubi::OnCameraCaptureSessionStart(Camera&) noexcept {
-    captureSessionState = 1;
+    protocol.captureSession = 1;
 }
 void USBGadgetSubi::OnCameraCaptureSessionStop(Camera&) noexcept {
-    captureSessionState = 0;
+    protocol.captureSession = 0;
 }
 
 void USBGadgetSubi::OnCameraFrameAvailable(Camera&, kirocamera_frame_t* frame) noexcept {

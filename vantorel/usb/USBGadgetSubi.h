@@ -6,11 +6,10 @@
 #include "vantorel/service/SharedSlot.h"
 #include "vantorel/service/USBGadgetObserver.h"
 #include "vantorel/service/UniqueFd.h"
+#include "vantorel/usb/SubiState.h"
 #include "vantorel/usb/USBGadget.h"
 
-#include <array>
 #include <atomic>
-#include <cstddef>
 #include <cstdint>
 #include <future>
 #include <memory>
@@ -32,8 +31,8 @@ namespace vantorel {
  * composes the gadget; the camera's notifications arrive on the SDK's threads; ServiceFunction()
  * owns the state of the protocol.
  *
- * A stall refuses a request; the host reads the reason with request 53. A host is not trusted: no
- * request accesses memory outside the buffers it names.
+ * A stall refuses a request; the host reads the reason with request 53. docs/usb-control.md lists
+ * the requests.
  */
 class VANTOREL_EXPORT USBGadgetSubi final : public USBGadget,
                                             public CameraObserver,
@@ -84,67 +83,22 @@ public:
     void OnCameraError(Camera& camera, kirocamera_error_t error) noexcept override;
 
 private:
-    using Text = std::array<char, KIROCAMERA_TEXT_SIZE>;
-    using FactorySettings = std::array<std::uint8_t, KIROCAMERA_FACTORY_SETTINGS_SIZE>;
-
-    struct Identity {
-        std::uint16_t roicId;
-        Text chipId;
-        Text serialNumber;
-        kirocamera_firmware_version_t firmware;
-        FactorySettings factorySettings;
-    };
-    struct SetupRequest {
-        std::uint8_t requestType;
-        std::uint8_t request;
-        std::uint16_t length;
-    };
-    /** What request 86 sets and request 88 reads, in 16-bit words. */
-    struct FactoryReadRange {
-        std::uint16_t remaining = 0;
-        std::uint16_t offset = 0;
-        std::uint16_t flag = 0;
-    };
+    using Text = SubiIdentity::Text;
+    using FactorySettings = SubiIdentity::FactorySettings;
 
     bool OpenEndpointZero();
     bool WaitForEvent() const;
 
-    void Answer(const SetupRequest& setup);
-    void AnswerSelected(const SetupRequest& setup);
-    void AnswerChipId(const SetupRequest& setup);
-    void AnswerVersion();
-    void AnswerIdentityRecord(const SetupRequest& setup);
-    void AnswerFactoryRange(const SetupRequest& setup);
-    void AnswerFactoryTail(const SetupRequest& setup);
-    void FetchKernelLog(const SetupRequest& setup);
-    void AnswerKernelLog(const SetupRequest& setup);
-    void TakeSessionState();
-    void TakeStopRequest(const SetupRequest& setup);
-    void TakeFactoryRange(const SetupRequest& setup);
-    void Discard();
-
-    void Reply(const void* data, std::size_t size);
-    void ReplyWord(std::uint16_t word);
-    void Take(void* data, std::size_t size);
-    void Stall(const SetupRequest& setup);
-    void Refuse(const SetupRequest& setup, std::uint32_t reason);
-
     UniqueFd endpointZero;
     const std::string mountDirectory = "/dev/subi";
     std::atomic<float> latestHeaderValue{0.0F};
-    SharedSlot<const Identity> identity;
+    SharedSlot<const SubiIdentity> identity;
     std::promise<std::unique_ptr<std::uint16_t>> roicIdPromise;
     std::promise<std::unique_ptr<Text>> chipIdPromise;
     std::promise<std::unique_ptr<Text>> serialNumberPromise;
     std::promise<std::unique_ptr<kirocamera_firmware_version_t>> firmwarePromise;
     std::promise<std::unique_ptr<FactorySettings>> factorySettingsPromise;
-    std::uint32_t status = 0;
-    std::atomic<std::uint16_t> captureSessionState{0};
-    std::uint16_t subSelector = 0;
-    FactoryReadRange factoryReadRange;
-    std::uint32_t request93Flag = 0;
-    std::int32_t kernelLogCount = 0;
-    std::array<char, 64> kernelLog{};
+    SubiState protocol;
     ObserverList<USBGadgetObserver> observers;
     UniqueFd wake; // an eventfd that ends the wait for a control request
 };

@@ -189,19 +189,20 @@ template struct Fields<USBGadgetMassStorage, 532, 476, &USBGadgetMassStorage::re
                        &USBGadgetMassStorage::storage>;
 template struct Fields<USBGadgetSerial, 488, 476, &USBGadgetSerial::debugger,
                        &USBGadgetSerial::getty>;
-template struct Fields<
-    USBGadgetSubi, 728, 500, &USBGadgetSubi::endpointZero, &USBGadgetSubi::mountDirectory,
-    &USBGadgetSubi::latestHeaderValue, &USBGadgetSubi::identity, &USBGadgetSubi::roicIdPromise,
-    &USBGadgetSubi::chipIdPromise, &USBGadgetSubi::serialNumberPromise,
-    &USBGadgetSubi::firmwarePromise, &USBGadgetSubi::factorySettingsPromise, &USBGadgetSubi::status,
-    &USBGadgetSubi::captureSessionState, &USBGadgetSubi::subSelector,
-    &USBGadgetSubi::factoryReadRange, &USBGadgetSubi::request93Flag, &USBGadgetSubi::kernelLogCount,
-    &USBGadgetSubi::kernelLog, &USBGadgetSubi::observers>;
+template struct Fields<USBGadgetSubi, 728, 500, &USBGadgetSubi::endpointZero,
+                       &USBGadgetSubi::mountDirectory, &USBGadgetSubi::latestHeaderValue,
+                       &USBGadgetSubi::identity, &USBGadgetSubi::roicIdPromise,
+                       &USBGadgetSubi::chipIdPromise, &USBGadgetSubi::serialNumberPromise,
+                       &USBGadgetSubi::firmwarePromise, &USBGadgetSubi::factorySettingsPromise,
+                       &USBGadgetSubi::protocol, &USBGadgetSubi::observers>;
+template struct Fields<SubiState, 88, 0, &SubiState::status, &SubiState::captureSession,
+                       &SubiState::selector, &SubiState::factoryRange,
+                       &SubiState::factoryTailRefused, &SubiState::kernelLogCount,
+                       &SubiState::kernelLog>;
 
 // A host sends the fields in this order.
-template struct Fields<
-    USBGadgetSubi::FactoryReadRange, 6, 0, &USBGadgetSubi::FactoryReadRange::remaining,
-    &USBGadgetSubi::FactoryReadRange::offset, &USBGadgetSubi::FactoryReadRange::flag>;
+template struct Fields<SubiFactoryRange, 6, 0, &SubiFactoryRange::remaining,
+                       &SubiFactoryRange::offset, &SubiFactoryRange::flag>;
 static_assert(sizeof(kirocamera_firmware_version_t) == 4);
 
 } // namespace vantorel::abi

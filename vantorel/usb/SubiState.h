@@ -1,0 +1,49 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+
+#include <kirocamera.h>
+
+namespace vantorel {
+
+/** The values of the connected camera that a host can read. Plain data, reentrant. */
+struct SubiIdentity {
+    using Text = std::array<char, KIROCAMERA_TEXT_SIZE>;
+    using FactorySettings = std::array<std::uint8_t, KIROCAMERA_FACTORY_SETTINGS_SIZE>;
+
+    std::uint16_t roicId = 0;
+    Text chipId{};
+    Text serialNumber{};
+    kirocamera_firmware_version_t firmware{};
+    FactorySettings factorySettings{};
+};
+
+/** A range of the factory settings, in 16-bit words, in the order in which a host sends it. */
+struct SubiFactoryRange {
+    std::uint16_t remaining = 0; /**< words that the host may still read */
+    std::uint16_t offset = 0;    /**< of the next word */
+    std::uint16_t flag = 0;      /**< a value other than 0 is refused */
+};
+
+/**
+ * What the control protocol of USBGadgetSubi remembers between two requests. An application has no
+ * use for it; it is a part of the function's object. Thread-bound, except for the session's state,
+ * which the camera's threads change as well.
+ */
+struct SubiState {
+    std::uint32_t status = 0; /**< the outcome of the last request */
+    std::atomic<std::uint16_t> captureSession{0};
+    std::uint16_t selector = 0; /**< of the data that the host reads next */
+    SubiFactoryRange factoryRange;
+    /**
+     * A value other than 0 refuses request 93, the end of the factory settings. Nothing sets it.
+     * Kept: the layout of the function's object contains it.
+     */
+    std::uint32_t factoryTailRefused = 0;
+    std::int32_t kernelLogCount = 0;
+    std::array<char, 64> kernelLog{};
+};
+
+} // namespace vantorel
