@@ -65,9 +65,11 @@ public:
         for (const char* directory : {"bin", "sbin", "usr/bin", "etc", "tmp", "calls"}) {
             std::filesystem::create_directories(std::string("/tmp/") + directory);
         }
-        for (const char* tool : {"/bin/sh", "/bin/ln", "/bin/cat", "/bin/tar"}) {
+        for (const char* tool : {"/bin/sh", "/bin/ln", "/bin/cat"}) {
             CopyProgram(tool, std::string("/tmp") + tool);
         }
+        const bool isSecond = std::filesystem::exists("/calls"); // whose busybox is a script
+        CopyProgram(isSecond ? "/bin/tar" : deviceTar, "/tmp/bin/tar");
         Must(::chroot("/tmp"));
         Must(::chdir("/"));
         for (const char* program :
@@ -107,6 +109,12 @@ private:
         WriteFile(path, content);
         std::filesystem::permissions(path, std::filesystem::perms::owner_all);
     }
+
+#if defined(__arm__)
+    static constexpr const char* deviceTar = "/bin/tar";
+#else
+    static constexpr const char* deviceTar = "/bin/busybox"; // which unpacks when called tar
+#endif
 
     // Process numbers rise, so they order even programs that run at the same time.
     static constexpr const char* script = R"(#!/bin/sh

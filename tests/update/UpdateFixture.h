@@ -10,6 +10,7 @@
 
 #include <gmock/gmock.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <optional>
 
@@ -137,6 +138,41 @@ inline const std::string remount = "umount\nmount\n";
 inline const std::string untar = "/bin/busybox|tar|-xf|/tmp/update/THERMAL.STR|-C|/tmp/update/\n";
 inline const std::string flash = "/bin/busybox|flashcp|-v|/tmp/update/";
 inline const std::string setSlot = "/usr/bin/fw_setenv|image_select|";
+
+/**
+ * The header of one member, as no tool packs it: a field may contradict the rest of the archive.
+ * The type is 0 for a file, 1 for a hard link, 2 for a symbolic one, 3 for a device, S for a sparse
+ * file.
+ */
+inline std::string Header(char type, const std::string& name, const std::string& octalSize,
+                          const std::string& link = "") {
+    std::string header(512, '\0');
+    const auto put = [&](std::size_t at, const std::string& field) {
+        header.replace(at, field.size(), field);
+    };
+    put(0, name);
+    put(100, "0000600");
+    put(124, octalSize);
+    put(156, std::string(1, type) + link);
+    put(257, "ustar  ");
+    put(148, std::string(8, ' '));
+    unsigned sum = 0;
+    for (const char byte : header) {
+        sum += static_cast<unsigned char>(byte);
+    }
+    char text[8];
+    std::snprintf(text, sizeof text, "%06o", sum);
+    put(148, std::string(text, 7));
+    return header;
+}
+
+/** A member with content. */
+inline std::string Member(const std::string& name, const std::string& content) {
+    char size[12];
+    std::snprintf(size, sizeof size, "%011zo", content.size());
+    return Header('0', name, size) + content +
+           std::string((512 - content.size() % 512) % 512, '\0');
+}
 
 /** The same device; its polls start again from the archive on the drive. */
 class UpdateArchives : public Update {

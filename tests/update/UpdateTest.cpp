@@ -127,6 +127,11 @@ void Truncate(unsigned tenths) {
     std::filesystem::resize_file(archive, std::filesystem::file_size(archive) * tenths / 10);
 }
 
+/** Replaces the archive by a good member and a bad one. */
+void PutBeside(const std::string& good, const std::string& bad) {
+    test::WriteFile(archive, Member(good, "new " + good) + bad + std::string(1024, '\0'));
+}
+
 TEST_F(UpdateArchives, AreLookedAtAgainWithoutAnErrorWhenTheyAreBad) {
     const std::pair<const char*, std::function<void()>> rows[] = {
         {"no archive", [] { test::WriteFile(archive, std::string(5000, 'x')); }},
@@ -139,6 +144,24 @@ TEST_F(UpdateArchives, AreLookedAtAgainWithoutAnErrorWhenTheyAreBad) {
         {"nothing at all", [] { Truncate(0); }},
         {"half of it", [] { Truncate(5); }},
         {"all but its last bytes", [] { Truncate(7); }}, // the rest is padding
+        {"a sparse member", [] { PutBeside("fit", Header('S', "rootfs", "0")); }},
+        {"a device for a member", [] { PutBeside("rootfs", Header('3', "fit", "0")); }},
+        {"a hard link to a file of the device",
+         [] {
+             PutBeside("fit", Header('1', "rootfs", "0", "/running-firmware") +
+                                  Header('2', "more", "0", "rootfs"));
+         }},
+        {"such a link, then data for its name",
+         [] {
+             PutBeside("fit", Header('1', "rootfs", "0", "/running-firmware") +
+                                  Member("rootfs", "overwritten"));
+         }},
+        {"a symbolic one, then data for its name",
+         [] {
+             PutBeside("fit", Header('2', "rootfs", "0", "/running-firmware") +
+                                  Member("rootfs", "overwritten"));
+         }},
+        {"8 GiB in a kilobyte", [] { PutBeside("fit", Header('0', "rootfs", "100000000000")); }},
         {"no tar", [&] { Behave("[ $1 != tar ] || exit 127"); }},
         {"a tar that unpacks nothing", [&] { Behave("[ $1 != tar ] || exit 0"); }},
         {"no room to unpack it",
@@ -161,6 +184,43 @@ TEST_F(UpdateArchives, AreLookedAtAgainWithoutAnErrorWhenTheyAreBad) {
         Pack({"fit", "rootfs"});
         EXPECT_THAT(Poll(5), HasSubstr("first: complete")) << what;
     }
+}
+
+// From no room at all to enough for the archive and all its members.
+TEST_F(UpdateArchives, AreInstalledWholeOrNotAtAllWhateverRoomThereIs) {
+    const std::string image(50000, 'x');
+    bool wasRefused = false;
+    bool wasInstalled = false;
+    for (int pages = 1; pages <= 60; pages += 3) {
+        SCOPED_TRACE(pages);
+        Renew();
+        test::WriteFile(archive,
+                        Member("fit", image) + Member("rootfs", image) + std::string(1024, '\0'));
+        const std::string room = "size=" + std::to_string(pages * 4) + "k";
+        test::Must(::mount("tmpfs", "/tmp/update", "tmpfs", 0, room.c_str()));
+        const std::string said = Poll(5);
+        const bool isInstalled = said.find("first: complete") != std::string::npos;
+        (isInstalled ? wasInstalled : wasRefused) = true;
+        EXPECT_THAT(said, testing::Not(HasSubstr("error")));
+        if (!isInstalled) {
+            EXPECT_TRUE(std::filesystem::is_empty("/flash"));
+            test::Must(::mount("tmpfs", "/tmp/update", "tmpfs", MS_REMOUNT, "size=1m"));
+            EXPECT_THAT(PollAnew(5), HasSubstr("first: complete"));
+        }
+        EXPECT_EQ(test::ReadFile("/flash/mtd2"), image);
+        EXPECT_EQ(test::ReadFile("/flash/mtd3"), image);
+        ::umount("/tmp/update");
+    }
+    EXPECT_TRUE(wasRefused && wasInstalled);
+}
+
+// A full file system does not keep a good update from being installed. The marker is missing then.
+TEST_F(UpdateArchives, AreInstalledWithoutRoomForTheMarkerOfTheFirstStart) {
+    test::Must(::mount("tmpfs", "/tmp/var", "tmpfs", 0, "size=4k"));
+    test::WriteFile("/tmp/var/full", std::string(4096, 'x'));
+    EXPECT_THAT(Poll(5), HasSubstr(setSlot + "1\nfirst: 100 %\n" + Transition(5)));
+    EXPECT_EQ(test::ReadFile("/flash/mtd3"), "new rootfs");
+    ::umount("/tmp/var");
 }
 
 TEST_F(UpdateArchives, AreNotCompletedByWhatLiesAround) {

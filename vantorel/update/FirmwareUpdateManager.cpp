@@ -10,6 +10,7 @@
 #include "vantorel/system/Tools.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <exception>
 #include <filesystem>
 #include <system_error>
@@ -27,10 +28,24 @@ bool Exists(const std::string& path) {
     return sys::Access(path.c_str(), F_OK) == 0;
 }
 
-/** A link named as a member would bring in whatever it points to. */
-bool IsRegularFile(const std::string& path) {
+/** Whether all names of a file are in a folder. */
+bool HasNoNameOutside(const std::string& path, const std::string& folder) {
+    std::error_code failure;
+    std::uintmax_t inside = 0;
+    std::filesystem::recursive_directory_iterator entries(folder, failure);
+    for (; entries != end(entries); entries.increment(failure)) {
+        const bool isName = !entries->is_symlink(failure) &&
+                            std::filesystem::equivalent(entries->path(), path, failure);
+        inside += isName ? 1 : 0;
+    }
+    return std::filesystem::hard_link_count(path, failure) <= inside && !failure;
+}
+
+/** A link named as a member, symbolic or hard, would bring in a file of the device. */
+bool IsMember(const std::string& path, const std::string& folder) {
     std::error_code ignored; // the status then says that nothing is there
-    return std::filesystem::is_regular_file(std::filesystem::symlink_status(path, ignored));
+    return std::filesystem::is_regular_file(std::filesystem::symlink_status(path, ignored)) &&
+           HasNoNameOutside(path, folder);
 }
 
 /** Makes a file's content, or a folder's entries, durable; false when the medium refuses. */
@@ -231,11 +246,11 @@ void FirmwareUpdateManager::EmptyUpdateDirectory(const std::string& kept) const 
 void FirmwareUpdateManager::ExtractImage() {
     EmptyUpdateDirectory(imageName);
     Tools::Untar(updateDirectory + imageName, updateDirectory);
-    if (!IsRegularFile(updateDirectory + rootfs.member) ||
-        !IsRegularFile(updateDirectory + fit.member)) {
+    if (!IsMember(updateDirectory + rootfs.member, updateDirectory) ||
+        !IsMember(updateDirectory + fit.member, updateDirectory)) {
         throw int{ENOENT};
     }
-    if (IsRegularFile(updateDirectory + gaugeStreamMember)) {
+    if (IsMember(updateDirectory + gaugeStreamMember, updateDirectory)) {
         try {
             Tools::Mkdir(flashStreamDirectory);
         } catch (const Error&) {
