@@ -4,7 +4,7 @@
 function(vantorel_check_layers target)
     file(GLOB_RECURSE sources CONFIGURE_DEPENDS
         ${PROJECT_SOURCE_DIR}/vantorel/*.h ${PROJECT_SOURCE_DIR}/vantorel/*.cpp)
-    set(stamp ${CMAKE_BINARY_DIR}/layers.stamp)
+    set(stamp ${PROJECT_BINARY_DIR}/layers.stamp)
     add_custom_command(OUTPUT ${stamp}
         COMMAND ${PROJECT_SOURCE_DIR}/cmake/check-layers ${PROJECT_SOURCE_DIR}
         COMMAND ${CMAKE_COMMAND} -E touch ${stamp}
@@ -25,7 +25,7 @@ function(vantorel_check_headers_alone target)
                 continue()
             endif()
         endif()
-        set(probe ${CMAKE_BINARY_DIR}/headers-alone/${name}.cpp)
+        set(probe ${PROJECT_BINARY_DIR}/headers-alone/${name}.cpp)
         file(CONFIGURE OUTPUT ${probe} CONTENT "#include \"@name@\"\n" @ONLY)
         list(APPEND probes ${probe})
     endforeach()
@@ -35,18 +35,18 @@ function(vantorel_check_headers_alone target)
 endfunction()
 
 # Compares every source with what the formatter would make of it.
-# In the native build alone; the others have the same sources.
+if(NOT VANTOREL_CHECK_FORMAT)
+    return()
+endif()
 find_program(VANTOREL_CLANG_FORMAT clang-format)
-if(VANTOREL_SANITIZE OR CMAKE_CROSSCOMPILING)
-    add_custom_target(check_format)
-elseif(VANTOREL_CLANG_FORMAT)
+if(VANTOREL_CLANG_FORMAT)
     set(formatted)
     foreach(folder IN ITEMS vantorel sdk simulators app examples tests host tools benchmarks)
         file(GLOB_RECURSE found CONFIGURE_DEPENDS
             ${PROJECT_SOURCE_DIR}/${folder}/*.h ${PROJECT_SOURCE_DIR}/${folder}/*.cpp)
         list(APPEND formatted ${found})
     endforeach()
-    set(stamp ${CMAKE_BINARY_DIR}/format.stamp)
+    set(stamp ${PROJECT_BINARY_DIR}/format.stamp)
     add_custom_command(OUTPUT ${stamp}
         COMMAND ${VANTOREL_CLANG_FORMAT} --dry-run --Werror ${formatted}
         COMMAND ${CMAKE_COMMAND} -E touch ${stamp}

@@ -1,7 +1,10 @@
 # Compile options of every target in the project. Nothing of it reaches users of the package.
 
-option(VANTOREL_TESTS "Build the tests" ON)
-option(VANTOREL_WERROR "Treat warnings as errors" ON)
+option(VANTOREL_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
+# On in the presets alone: the warnings of another compiler must not stop a user's build, nor the
+# differences of another formatter.
+option(VANTOREL_WERROR "Treat warnings as errors" OFF)
+option(VANTOREL_CHECK_FORMAT "Check the formatting of the sources" OFF)
 option(VANTOREL_FUZZ "Build the fuzzers of tests/fuzz, too; needs clang" OFF)
 option(VANTOREL_PRECOMPILE "Compile the standard headers once for each library; hides a missing one" OFF)
 set(VANTOREL_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize= takes them")
@@ -15,7 +18,7 @@ find_package(Threads REQUIRED)
 add_library(vantorel_options INTERFACE)
 target_include_directories(vantorel_options INTERFACE ${PROJECT_SOURCE_DIR})
 target_compile_options(vantorel_options INTERFACE
-    -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+    $<$<BOOL:${PROJECT_IS_TOP_LEVEL}>:-Wall;-Wextra;-Wpedantic;-Wconversion;-Wshadow>
     # Only the multiplications and additions written as std::fma() may fuse: the same readings must
     # come out on every machine.
     -ffp-contract=off
