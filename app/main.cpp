@@ -4,6 +4,7 @@
  * services, DeviceStop.cpp stops them.
  */
 #include "app/Device.h"
+#include "vantorel/LibraryVersion.h"
 #include "vantorel/camera/CameraError.h"
 #include "vantorel/service/Error.h"
 #include "vantorel/system/Firstboot.h"
@@ -59,10 +60,14 @@ void WaitForTermination(const sigset_t& signals) {
 } // namespace
 
 int main(int argc, char** argv) {
+    if (argc == 2 && std::string_view(argv[1]) == "--version") {
+        std::cout << "vantorel-app " VANTOREL_VERSION "\n";
+        return 0;
+    }
     // For developers: a debug server on the USB serial line instead of the shell.
     const bool serialDebugger = argc == 2 && std::string_view(argv[1]) == "--serial-debugger";
     if (argc > 1 && !serialDebugger) {
-        std::cerr << "usage: vantorel-app [--serial-debugger]\n";
+        std::cerr << "usage: vantorel-app [--serial-debugger | --version]\n";
         return 2;
     }
     try {

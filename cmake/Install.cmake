@@ -34,6 +34,8 @@ install(TARGETS VantorelSystem EXPORT VantorelSystemTargets
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/vantorel DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
     COMPONENT development
     FILES_MATCHING PATTERN "*.h" PATTERN private EXCLUDE PATTERN abi EXCLUDE)
+install(FILES ${PROJECT_BINARY_DIR}/generated/vantorel/LibraryVersion.h
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vantorel COMPONENT development)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/sdk/ DESTINATION ${sdk_dir}
     COMPONENT development FILES_MATCHING PATTERN "*.h")
 install(EXPORT VantorelSystemTargets NAMESPACE Vantorel:: DESTINATION ${package_dir}

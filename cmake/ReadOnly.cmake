@@ -10,5 +10,5 @@ list(FILTER read EXCLUDE REGEX "/QtSignal.cpp$") # generates a part of itself
 add_library(vantorel_read_only OBJECT ${read})
 target_include_directories(vantorel_read_only PRIVATE ${PROJECT_SOURCE_DIR}/sdk
     ${PROJECT_SOURCE_DIR}/simulators/camera ${PROJECT_SOURCE_DIR}/simulators/ui)
-target_link_libraries(vantorel_read_only PRIVATE vantorel_options)
+target_link_libraries(vantorel_read_only PRIVATE vantorel_version vantorel_options)
 vantorel_precompile(vantorel_read_only)

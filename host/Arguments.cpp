@@ -1,5 +1,6 @@
 #include "host/Arguments.h"
 #include "host/Transport.h"
+#include "vantorel/LibraryVersion.h"
 
 #include <CLI/CLI.hpp>
 
@@ -46,6 +47,7 @@ struct Grammar {
         arguments.timeoutMs = defaultTimeoutMs;
         app.require_subcommand(1);
         app.fallthrough();
+        app.set_version_flag("--version", "vantorel-host " VANTOREL_VERSION);
         app.add_flag("--json", arguments.json, "Print JSON instead of text");
         app.add_option("--vendor", arguments.vendor, "USB vendor ID of the cameras")
             ->type_name("ID")

@@ -3,6 +3,7 @@
 #include "tools/vantorel-log/Gnuplot.h"
 #include "tools/vantorel-log/Plot.h"
 #include "tools/vantorel-log/Summary.h"
+#include "vantorel/LibraryVersion.h"
 
 #include <CLI/CLI.hpp>
 
@@ -116,6 +117,7 @@ ExitCode RunTool(int count, const char* const* values, std::ostream& out, std::o
     Arguments arguments;
     CLI::App app{"Reads the diagnostics log of a thermal camera.", "vantorel-log"};
     app.require_subcommand(1);
+    app.set_version_flag("--version", "vantorel-log " VANTOREL_VERSION);
     auto* summary = AddCommand(app, arguments, "summary", "Sessions, battery, ranges of values");
     summary->add_flag("--json", arguments.json, "Print JSON instead of text");
     auto* plot = AddCommand(app, arguments, "plot", "Draw temperatures, battery and frame rate");

@@ -178,6 +178,7 @@ def arguments():
                       help="the application or a test program under the debug server")
     what.add_argument("--panel", nargs="?", type=int, const=8480, metavar="PORT",
                       help="the device in a browser: buttons, display, surroundings (8480)")
+    what.add_argument("--version", action="store_true", help="print the version and end")
     what.add_argument("--tour", action="store_true",
                       help="a minute with the device, in words and pictures; ends by itself")
     parser.add_argument("--root", action="append", default=[], type=Path, metavar="DIR",
