@@ -16,6 +16,7 @@ from commands import Console, Quit
 from debugger import debug
 from looking import SCRIPT_PATIENCE
 from machine import Failure, Machine
+from own import PLACES, Own, check
 
 PROJECT = Path(__file__).resolve().parents[2]
 TEST_TIME_LIMIT = 1200  # seconds, after which a test program counts as hung
@@ -109,14 +110,22 @@ def show_it(console: Console, began: float):
     """Runs the demonstration of a plain ./run."""
     pictures = console.machine.work / "pictures"
     pictures.mkdir(exist_ok=True)
-    for line in ("battery level 80", "start", "expect FPS:"):
-        console.execute(line)
+    expectation = "expect FPS:" if console.machine.own.shows_frames else "expect-picture"
+    for line in ("battery level 80", "start", expectation):
+        try:
+            console.execute(line)
+        except Failure as failure:
+            if console.machine.own.shows_frames:
+                raise
+            say(f'{failure}. "expect-picture" waits for a picture, "help" lists the commands.')
+            return
     for number in (1, 2, 3):
         time.sleep(0.5)
         picture = pictures / f"thermal-{number}.png"
         console.execute(f"screenshot {picture}")
         if number == 1:
-            say(f"The thermal image is on the display, {time.monotonic() - began:.1f} s after the "
+            what = "thermal image" if console.machine.own.shows_frames else "application's picture"
+            say(f"The {what} is on the display, {time.monotonic() - began:.1f} s after the "
                 "start.")
         say(f"picture: {os.path.relpath(picture)}")
     say('Type "help" for the commands, "quit" to end.')
@@ -184,6 +193,10 @@ def arguments():
     parser.add_argument("--root", action="append", default=[], type=Path, metavar="DIR",
                         help="a folder over the root file system of this build's firmware: an own "
                              "application, an own library; several: one over the other")
+    for name, what in (("application", "application"), ("ui-library", "user-interface library"),
+                       ("camera-library", "camera library")):
+        parser.add_argument(f"--{name}", type=Path, metavar="FILE",
+                            help=f"your own {what}, for this run only")
     parser.add_argument("--key", type=Path, help="a private RSA key that signs this build's firmware")
     parser.add_argument("--verified", type=Path, metavar="CERTIFICATE",
                         help="boot nothing but what the certificate's key has signed")
@@ -224,9 +237,17 @@ def work(options, machine: Machine, began: float) -> int:
 def main() -> int:
     began = time.monotonic() - float(os.environ.get("VANTOREL_RUN_SECONDS", "0"))
     options = arguments()
+    own = {name: path for name in PLACES if (path := getattr(options, name))}
+    try:
+        for path in own.values():
+            check(path)
+    except Failure as failure:
+        print(f"run: {failure}", file=sys.stderr)
+        return 2
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
     machine = Machine(PROJECT / "build" / "virtual-device", PROJECT / "build" / "armhf",
                       options.work.resolve())
+    machine.own = Own(own)
     machine.roots, machine.key, machine.certificate = options.root, options.key, options.verified
     try:
         return work(options, machine, began)

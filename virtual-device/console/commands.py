@@ -211,6 +211,7 @@ class Console(Looking):
             raise Failure("usage: start [host|debugger]")
         if self.application_runs():
             raise Failure("the application runs already")
+        self.machine.own.put(self.machine)
         settings = " ".join(f"{name}={value}" for name, value in self.surroundings.camera.items())
         option = "--serial-debugger" if arguments == ["debugger"] else ""
         first = len(self.machine.lines)

@@ -38,7 +38,8 @@ def debug(machine: Machine, program, port: int, say) -> int:
     machine.check("cp /host/lib/*.so* /usr/lib/")
     path = f"/host/tests/{machine.install_test(Path(program))}" if program else \
         "/host/bin/vantorel-app"
-    local = program or machine.artifacts / "app" / "vantorel-app"
+    local = program or machine.own.files.get("application",
+                                             machine.artifacts / "app" / "vantorel-app")
     try:
         listener = socket.create_server(("127.0.0.1", port))
     except OSError as error:

@@ -14,6 +14,7 @@ lines [FROM]                status lines from number FROM (0) on, the latest 500
                             its number
 expect TEXT [SECONDS]       wait for a status line that contains TEXT (10 s; scripts: 600 s)
 expect-state NAME VALUE [SECONDS]  wait until `state` says so (10 s)
+expect-picture [SECONDS]    wait until the display shows a picture (10 s)
 expect-pixel X Y RRGGBB [SECONDS]  wait until the display shows that colour there (10 s)
 expect-motion X Y [SECONDS] wait until the display shows another colour there than now (10 s)
 screenshot FILE.png         what the display shows"""
@@ -111,6 +112,12 @@ class Looking:
             raise Failure(f"there is no state {name!r}")
         seconds = number(arguments[2], 0, 3600, float) if len(arguments) == 3 else self.patience
         self._poll(lambda: self.state().get(name), wanted, seconds, f"{name} is {{}}")
+
+    def do_expect_picture(self, arguments):
+        if len(arguments) > 1:
+            raise Failure("usage: expect-picture [SECONDS]")
+        seconds = number(arguments[0], 0, 3600, float) if arguments else self.patience
+        self._poll(lambda: self.watch.picture() is not None, True, seconds, "the display is dark")
 
     def do_expect_pixel(self, arguments):
         if len(arguments) not in (3, 4):

@@ -17,6 +17,7 @@ import firmware
 import verified
 from failure import DeviceOff, Failure
 from flash import Flash
+from own import Own
 from surroundings import Surroundings
 
 MEMORY = 512 << 20  # bytes; a file in memory that contains the display's pictures
@@ -39,6 +40,7 @@ class Machine:
     def __init__(self, image: Path, artifacts: Path, work: Path):
         self.roots = ()  # folders over the root file system of this build's firmware
         self.key = None  # signs this build's firmware
+        self.own = Own({})  # the user's application and libraries
         self.certificate = None  # of the key that the boot loader requires
         self.image = image
         self.artifacts = artifacts
@@ -107,6 +109,8 @@ class Machine:
         for program in ("app/vantorel-app", "host/vantorel-host"):
             if (self.artifacts / program).exists():
                 self._install(self.artifacts / program, self.share / "bin" / Path(program).name)
+        for file, place in self.own.shared():
+            self._install(file, self.share / place)
         # The images for updates made by scripts.
         (self.share / "firmware").mkdir(exist_ok=True)
         for image in ("fit", "rootfs"):
@@ -125,10 +129,13 @@ class Machine:
         return f"{stem}.so.{major}" if major else library.name
 
     def _install(self, source: Path, target: Path):
-        """Copies without debug information: the device loads it over a slow file system."""
-        if target.exists() and target.stat().st_mtime >= source.stat().st_mtime:
+        """Copies without debug information: the device loads it over a slow file system. A copy has
+        its source's time, so that any other file there, a user's own for instance, is replaced."""
+        time_of = source.stat().st_mtime_ns
+        if target.exists() and target.stat().st_mtime_ns == time_of:
             return
         subprocess.run(["arm-linux-gnueabihf-strip", "-o", target, source], check=True)
+        os.utime(target, ns=(time_of, time_of))
 
     def install_test(self, source: Path) -> str:
         if not source.is_file():

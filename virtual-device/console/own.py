@@ -1,0 +1,55 @@
+"""The user's own application and libraries, which replace this build's for one run of the console."""
+
+import shlex
+import struct
+from pathlib import Path
+
+from failure import Failure
+
+# Below the folder that the device shares, and in the device's root file system.
+PLACES = {
+    "application": ("bin/vantorel-app", "/usr/bin/vantorel-app"),
+    "ui_library": ("lib/libVantorelUI.so.1", "/usr/lib/libVantorelUI.so.1"),
+    "camera_library": ("lib/libkirocamera.so.1", "/usr/lib/libkirocamera.so.1"),
+}
+EXECUTABLE, SHARED = 2, 3  # types of an ELF file; a position-independent program has the latter
+ARM = 40
+
+
+def check(path: Path):
+    """Reports a file that the device cannot load, such as one built for the development machine."""
+    try:
+        with open(path, "rb") as file:
+            head = file.read(20)
+    except OSError as error:
+        raise Failure(f"{path}: {error.strerror}") from None
+    if head[:4] != b"\x7fELF" or len(head) < 20:
+        raise Failure(f"{path} is no ELF program or library")
+    kind, machine = struct.unpack_from("<HH", head, 16)
+    if head[4:6] != b"\x01\x01" or machine != ARM or kind not in (EXECUTABLE, SHARED):
+        raise Failure(f"{path} is not for the device; build it with arm-linux-gnueabihf-g++")
+
+
+class Own:
+    def __init__(self, files: dict[str, Path]):
+        """`files` has paths by their names in PLACES."""
+        self.files = files
+        self._boot = 0  # number of the boot that has them
+
+    @property
+    def shows_frames(self) -> bool:
+        """Whether the lines and the frames of the reference application are still to be expected."""
+        return not {"application", "camera_library"} & self.files.keys()
+
+    def shared(self):
+        """Each file and its place in the shared folder."""
+        return [(file, PLACES[name][0]) for name, file in self.files.items()]
+
+    def put(self, machine):
+        """Puts them over the files of the running firmware, once a boot: a file that the user puts
+        there later stays."""
+        if self.files and self._boot != machine.boots:
+            for name in self.files:
+                shared, target = PLACES[name]
+                machine.check(f"cp /host/{shared} {shlex.quote(target)}")
+            self._boot = machine.boots
