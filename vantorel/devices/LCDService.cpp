@@ -20,7 +20,7 @@ std::optional<Error> Flip(LCD& lcd) {
     try {
         lcd.SwapBuffers();
         if (!lcd.WaitForVSYNC(eventLimit)) {
-            return Error(ETIMEDOUT);
+            return Error(ETIME); // a wait that ends early (ETIMEDOUT) is not reported
         }
     } catch (const Error& error) {
         if (!IsEndOfWait(error)) {

@@ -13,7 +13,7 @@ class LCD;
  * on the service's thread. There is no pause between cycles.
  *
  * A driver may lose the event that ends a flip. The service waits a second for it, reports
- * ETIMEDOUT and draws and flips again, so the display returns with the driver's next event, and
+ * ETIME and draws and flips again, so the display returns with the driver's next event, and
  * Stop() always returns. While the driver refuses flips with EBUSY, a cycle takes up to 100 ms.
  * Thread-bound.
  */
@@ -27,7 +27,7 @@ public:
     void AddObserver(LCDObserver& observer) { observers.Add(observer); }
 
     /**
-     * Shows one frame. Reports a refused flip and a flip without an event for a second (ETIMEDOUT),
+     * Shows one frame. Reports a refused flip and a flip without an event for a second (ETIME),
      * but not an interrupted wait.
      */
     void ServiceFunction() override;
