@@ -38,6 +38,10 @@ std::optional<ControlCommand> ControlCommand::Parse(std::string_view line) {
     const std::string_view argument = TakeWord(line);
     if (!TakeWord(line).empty())
         return std::nullopt;
+    if (name == "play")
+        return ControlCommand{Kind::Play, 0, std::string(argument)};
+    if (name == "record")
+        return ControlCommand{Kind::Record, 0, std::string(argument)};
     if (argument.empty()) {
         if (name == "connect")
             return ControlCommand{Kind::Connect, 0};

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace kirosim {
@@ -15,15 +16,20 @@ struct ControlCommand {
         Error,   /**< value: the code to report */
         Rate,    /**< value: frames per second, 0 stops them */
         Hang,    /**< value: whether starts and stops of a session wait until it is 0 again */
+        Play,    /**< path: the recording to play; empty: the scene again */
+        Record,  /**< path: the recording to make; empty: ends it */
         Announce /**< report cameras that the event callback has not heard of; has no text */
     };
     Kind kind = Kind::Announce;
     std::int32_t value = 0;
+    std::string path = {};
 
     static constexpr std::int32_t MaxRate = 240;
 
-    /** Reads `connect`, `disconnect`, `error CODE`, `rate HZ` or `hang 0|1`; nothing when it is
-     * none of them. */
+    /**
+     * Reads `connect`, `disconnect`, `error CODE`, `rate HZ`, `hang 0|1`, `play [PATH]` or
+     * `record [PATH]`; nothing when it is none of them.
+     */
     static std::optional<ControlCommand> Parse(std::string_view line);
 };
 

@@ -7,6 +7,7 @@
 
 using kirosim::ControlCommand;
 using kirosim::Message;
+using kirosim::Settings;
 
 namespace {
 
@@ -26,6 +27,8 @@ void kirocamera_manager::ReadEnvironment() {
     rate_ = EnvironmentNumber("KIROCAMERA_SIM_RATE", 0, ControlCommand::MaxRate, rate_);
     if (EnvironmentNumber("KIROCAMERA_SIM_CONNECTED", 0, 1, 1) == 1)
         AddCamera();
+    if (const char* const played = std::getenv("KIROCAMERA_SIM_RECORDING"))
+        Settings::Instance().SetPlayed(played);
     const char* const path = std::getenv("KIROCAMERA_SIM_CONTROL");
     if (path != nullptr && *path != '\0')
         fifo_.emplace(path);
@@ -108,6 +111,12 @@ void kirocamera_manager::Execute(const ControlCommand& command) {
         break;
     case ControlCommand::Kind::Hang:
         SetHanging(command.value != 0);
+        break;
+    case ControlCommand::Kind::Play:
+        Settings::Instance().SetPlayed(command.path);
+        break;
+    case ControlCommand::Kind::Record:
+        Settings::Instance().SetRecorded(command.path);
         break;
     case ControlCommand::Kind::Announce:
         Announce();

@@ -3,6 +3,7 @@
 #include "FrameHeader.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace kirosim {
 
@@ -24,19 +25,38 @@ kiroframe_t NativeGeometry() {
 } // namespace
 
 kirocamera_frame& FrameBuilder::Build(const FrameRequest& request) {
-    const std::uint32_t version = Settings::Instance().FrameVersion();
-    if (version != settingsVersion_) {
-        settings_ = Settings::Instance().Frames();
-        settingsVersion_ = version;
-    }
+    TakeSettings();
     kirocamera_frame& frame = frames_[next_];
     next_ ^= 1U;
     frame.format = request.format;
     Prepare(frame);
-    scene_.Update(request.uptimeNanoseconds);
+    UpdateScene(request.uptimeNanoseconds);
     WritePixels(frame, request.modes);
     WriteHeader(frame, request); // after the pixels: it holds the spot temperature of this picture
     return frame;
+}
+
+void FrameBuilder::TakeSettings() {
+    const std::uint32_t version = Settings::Instance().FrameVersion();
+    if (version == settingsVersion_)
+        return;
+    FrameSettings latest = Settings::Instance().Frames();
+    if (latest.played != settings_.played)
+        player_.Open(latest.played);
+    if (latest.recorded != settings_.recorded)
+        recorder_.Open(latest.recorded);
+    settings_ = std::move(latest);
+    settingsVersion_ = version;
+}
+
+void FrameBuilder::UpdateScene(std::uint64_t uptimeNanoseconds) {
+    Temperatures picture;
+    if (player_.Read(picture))
+        scene_.Show(picture);
+    else
+        scene_.Update(uptimeNanoseconds);
+    if (!settings_.recorded.empty())
+        recorder_.Write(scene_.Picture());
 }
 
 void FrameBuilder::Prepare(kirocamera_frame& frame) {

@@ -2,6 +2,7 @@
 #define KIROSIM_FRAME_BUILDER_H
 
 #include "DisplayProcessor.h"
+#include "Recording.h"
 #include "Settings.h"
 #include "ThermalScene.h"
 
@@ -26,19 +27,23 @@ struct FrameRequest {
     Modes modes;
 };
 
-/** Makes frames in two buffers in turn; allocates only after a test changed the geometry. */
+/** Makes frames in two buffers in turn; allocates only after a change of the settings. */
 class FrameBuilder {
 public:
     /** Makes a frame. It stays valid until the second call after this one. */
     kirocamera_frame& Build(const FrameRequest& request);
 
 private:
+    void TakeSettings();
     void Prepare(kirocamera_frame& frame);
+    void UpdateScene(std::uint64_t uptimeNanoseconds);
     void WriteHeader(kirocamera_frame& frame, const FrameRequest& request);
     void WritePixels(kirocamera_frame& frame, const Modes& modes);
     void Resample(const kiroframe_t& image) const;
 
     ThermalScene scene_;
+    Player player_;
+    Recorder recorder_;
     DisplayProcessor processor_;
     FrameSettings settings_;
     std::uint32_t settingsVersion_ = 0;

@@ -128,4 +128,16 @@ void Settings::SetMisalignment(std::uint32_t bytes) {
     ++frameVersion_;
 }
 
+void Settings::SetPlayed(std::string path) {
+    const std::lock_guard lock(mutex_);
+    frames_.played = std::move(path);
+    ++frameVersion_;
+}
+
+void Settings::SetRecorded(std::string path) {
+    const std::lock_guard lock(mutex_);
+    frames_.recorded = std::move(path);
+    ++frameVersion_;
+}
+
 } // namespace kirosim

@@ -18,13 +18,15 @@ namespace kirosim {
 
 using FactorySettings = std::array<std::uint8_t, KIROCAMERA_FACTORY_SETTINGS_SIZE>;
 
-/** The tests' settings for frames. */
+/** The settings for frames. */
 struct FrameSettings {
     kirocamera_sim_identity_t identity{};
     std::optional<kiroframe_t> geometry;
     std::uint32_t misalignment = 0;
     std::array<std::uint8_t, KIROCAMERA_SIM_HEADER_SIZE> headerBytes{};
     std::bitset<KIROCAMERA_SIM_HEADER_SIZE> headerMask;
+    std::string played;   /**< path of a recording, or empty: the scene */
+    std::string recorded; /**< path of the recording to make, or empty */
 };
 
 /** All settings of tests, for the whole process. Thread-safe. */
@@ -53,6 +55,8 @@ public:
     bool SetHeader(std::uint32_t offset, std::span<const std::uint8_t> bytes);
     void SetGeometry(std::optional<kiroframe_t> geometry);
     void SetMisalignment(std::uint32_t bytes);
+    void SetPlayed(std::string path);
+    void SetRecorded(std::string path);
 
 private:
     Settings();

@@ -32,10 +32,28 @@ void ThermalScene::Update(std::uint64_t nanoseconds) {
     constexpr std::uint64_t ScenePeriod = 120;
     const auto seconds =
         static_cast<float>(nanoseconds % (ScenePeriod * 1'000'000'000U) / 1000U) * 1e-6F;
-    ambient_ = static_cast<CentiDegrees>(2200 + std::lround(40.0F * Wave(nanoseconds, 600)));
+    ambient_ =
+        static_cast<CentiDegrees>(RoomTemperature + std::lround(40.0F * Wave(nanoseconds, 600)));
     differences_ = room_;
     DrawHotSpot(seconds);
     DrawBody(seconds);
+}
+
+void ThermalScene::Show(const Temperatures& picture) {
+    ambient_ = RoomTemperature;
+    const auto difference = [](CentiDegrees temperature) {
+        return static_cast<CentiDegrees>(std::max(temperature - RoomTemperature, INT16_MIN));
+    };
+    std::transform(picture.begin(), picture.end(), differences_.begin(), difference);
+}
+
+Temperatures ThermalScene::Picture() const {
+    Temperatures picture;
+    const auto sum = [this](CentiDegrees difference) {
+        return static_cast<CentiDegrees>(std::clamp(difference + ambient_, INT16_MIN, INT16_MAX));
+    };
+    std::transform(differences_.begin(), differences_.end(), picture.begin(), sum);
+    return picture;
 }
 
 void ThermalScene::DrawBody(float seconds) {
@@ -118,8 +136,8 @@ void ThermalScene::DrawCapsule(Point from, Point to, float radius, int warmth,
     }
 }
 
-std::array<CentiDegrees, ScenePixels> ThermalScene::Room() {
-    std::array<CentiDegrees, ScenePixels> room{};
+Temperatures ThermalScene::Room() {
+    Temperatures room{};
     for (int y = 0; y < SceneHeight; ++y) {
         for (int x = 0; x < SceneWidth; ++x) {
             // Warm air gathers below the ceiling; the floor is cooler, and lighter to the front.

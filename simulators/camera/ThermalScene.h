@@ -14,6 +14,9 @@ inline constexpr std::size_t ScenePixels = std::size_t{SceneWidth} * SceneHeight
 /** A temperature, or a difference of two, in hundredths of a degree Celsius. */
 using CentiDegrees = std::int16_t;
 
+/** A picture, line by line. */
+using Temperatures = std::array<CentiDegrees, ScenePixels>;
+
 /**
  * A room with a window, in which a person walks to and fro past something hot.
  *
@@ -26,12 +29,18 @@ public:
 
     /** Computes the scene at a time after the camera was switched on. */
     void Update(std::uint64_t nanoseconds);
+    /** Shows a picture instead of the scene, in a room at 22 degrees. */
+    void Show(const Temperatures& picture);
 
+    /** The picture. */
+    Temperatures Picture() const;
     /** Differences from the ambient temperature, line by line. */
-    const std::array<CentiDegrees, ScenePixels>& Differences() const { return differences_; }
+    const Temperatures& Differences() const { return differences_; }
     CentiDegrees Ambient() const { return ambient_; }
 
 private:
+    static constexpr CentiDegrees RoomTemperature = 2200;
+
     struct Point {
         float x;
         float y;
@@ -43,15 +52,15 @@ private:
     void DrawHotSpot(float seconds);
     void DrawCapsule(Point from, Point to, float radius, int warmth, const Profile& profile);
 
-    static std::array<CentiDegrees, ScenePixels> Room();
+    static Temperatures Room();
     static Profile SkinProfile();
     static Profile GlowProfile();
 
-    const std::array<CentiDegrees, ScenePixels> room_ = Room();
+    const Temperatures room_ = Room();
     const Profile skin_ = SkinProfile();
     const Profile glow_ = GlowProfile();
-    std::array<CentiDegrees, ScenePixels> differences_{};
-    CentiDegrees ambient_ = 2200;
+    Temperatures differences_{};
+    CentiDegrees ambient_ = RoomTemperature;
 };
 
 } // namespace kirosim

@@ -8,41 +8,58 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
+#include <cstdint>
+#include <cstring>
 #include <future>
+#include <string>
+#include <vector>
 
 namespace {
 
 using namespace vantorel::test;
 
-// They include the spot's temperature and its pixels.
-TEST(CameraSimulator, FrameHasEveryFieldAtItsPlace) {
+/** A camera whose session runs, and its latest picture. */
+class CameraSimulator : public testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_EQ(kirocamera_manager_create(&manager, 3), 0);
+        kirocamera_manager_register_event_callback(
+            manager, [](auto...) {}, nullptr);
+        manual.Connect();
+        camera = kirocamera_sim_get_camera();
+        const auto keep = [](auto, auto frame, void* kept) {
+            kirocamera_frame_get_frame_by_format(frame, 0x80, static_cast<kiroframe_t**>(kept));
+        };
+        kirocamera_register_frame_available_callback(camera, keep, &image);
+        ASSERT_EQ(kirocamera_capture_session_start(camera, 0x80), 0);
+    }
+    void TearDown() override { kirocamera_manager_destroy(manager); }
+
+    template <typename Value>
+    Value Header(std::size_t offset, Value value) const {
+        return std::memcpy(&value, image->buffer + offset, sizeof value), value;
+    }
+    float Spot() const { return Header(131, 0.0F); }
+
     ManualCamera manual;
     kirocamera_manager_t* manager = nullptr;
-    EXPECT_EQ(kirocamera_manager_create(&manager, 3), 0);
-    kirocamera_manager_register_event_callback(
-        manager, [](auto...) {}, nullptr);
-    manual.Connect();
-    kirocamera_t* const camera = kirocamera_sim_get_camera();
+    kirocamera_t* camera = nullptr;
     kiroframe_t* image = nullptr;
-    const auto keep = [](auto, auto frame, void* kept) {
-        kirocamera_frame_get_frame_by_format(frame, 0x80, static_cast<kiroframe_t**>(kept));
-    };
-    kirocamera_register_frame_available_callback(camera, keep, &image);
-    EXPECT_EQ(kirocamera_capture_session_start(camera, 0x80), 0);
+};
+
+// They include the spot's temperature and its pixels.
+TEST_F(CameraSimulator, FrameHasEveryFieldAtItsPlace) {
     for (int count = 0; count < 10; ++count) {
         EXPECT_EQ(manual.Frame(), 0);
     }
-    const auto header = [&]<typename Value>(std::size_t offset, Value value) {
-        return std::memcpy(&value, image->buffer + offset, sizeof value), value;
-    };
-    EXPECT_EQ(header(22, std::uint64_t{}), 333'333'333U);
+    EXPECT_EQ(Header(22, std::uint64_t{}), 333'333'333U);
     EXPECT_STREQ(reinterpret_cast<const char*>(image->buffer + 30), "4B1D0C7A92E5");
-    EXPECT_EQ(header(99, std::uint32_t{}), 10U);
-    EXPECT_GT(header(103, std::uint32_t{}), 1000U);
-    EXPECT_NEAR(header(107, 0.0F), 22.0F, 0.5F);
+    EXPECT_EQ(Header(99, std::uint32_t{}), 10U);
+    EXPECT_GT(Header(103, std::uint32_t{}), 1000U);
+    EXPECT_NEAR(Header(107, 0.0F), 22.0F, 0.5F);
     // In the fixed range, 0 to 60 degrees are the greys 0 to 255.
     const float grey = image->buffer[2048 + 60 * 160 + 80];
-    EXPECT_NEAR(header(131, 0.0F), grey * 60 / 255, 0.5F);
+    EXPECT_NEAR(Spot(), grey * 60 / 255, 0.5F);
     EXPECT_EQ(image->width, 160);
     EXPECT_EQ(image->height, 120);
     EXPECT_EQ(image->line_stride, 160);
@@ -57,7 +74,33 @@ TEST(CameraSimulator, FrameHasEveryFieldAtItsPlace) {
     EXPECT_EQ(kirocamera_capture_session_start(camera, 0x80), 0);
     EXPECT_EQ(kirocamera_sim_command("disconnect"), 0);
     EXPECT_NE(manual.Frame(), 0) << "a command takes effect at once";
-    kirocamera_manager_destroy(manager);
+}
+
+TEST_F(CameraSimulator, PlaysAndMakesRecordings) {
+    const TemporaryDirectory directory;
+    const auto picture = [](std::int16_t temperature) {
+        const std::vector<std::int16_t> pixels(160 * 120, temperature);
+        return std::string(reinterpret_cast<const char*>(pixels.data()), 2 * pixels.size());
+    };
+    directory.Write("cold-and-hot", picture(-1234) + picture(5000) + "the rest of a picture");
+    directory.Write("short", "no picture");
+    const auto command = [&](const std::string& text, const std::string& file) {
+        EXPECT_EQ(kirocamera_sim_command((text + directory / file).c_str()), 0);
+    };
+    command("play ", "cold-and-hot");
+    command("record ", "copy");
+    for (const float celsius : {-12.34F, 50.0F, -12.34F}) {
+        EXPECT_EQ(manual.Frame(), 0);
+        EXPECT_NEAR(Spot(), celsius, 0.2F);
+    }
+    EXPECT_EQ(kirocamera_sim_command("record"), 0);
+    testing::internal::CaptureStderr();
+    command("play ", "short");
+    EXPECT_EQ(manual.Frame(), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "camera simulator: no recording: " + directory / "short" + "\n");
+    EXPECT_GT(Spot(), 10.0F) << "the scene goes on";
+    EXPECT_EQ(ReadFile(directory / "copy"), picture(-1234) + picture(5000) + picture(-1234));
 }
 
 TEST(CameraControl, SurvivesWhateverIsWrittenToThePipeAndGoes) {

@@ -197,6 +197,8 @@ def arguments():
                        ("camera-library", "camera library")):
         parser.add_argument(f"--{name}", type=Path, metavar="FILE",
                             help=f"your own {what}, for this run only")
+    parser.add_argument("--recording", type=Path, metavar="FILE",
+                        help="what the camera shows, over and over, instead of its own scene")
     parser.add_argument("--key", type=Path, help="a private RSA key that signs this build's firmware")
     parser.add_argument("--verified", type=Path, metavar="CERTIFICATE",
                         help="boot nothing but what the certificate's key has signed")
@@ -241,6 +243,8 @@ def main() -> int:
     try:
         for path in own.values():
             check(path)
+        if options.recording and not options.recording.is_file():
+            raise Failure(f"there is no recording {str(options.recording)!r}")
     except Failure as failure:
         print(f"run: {failure}", file=sys.stderr)
         return 2
@@ -248,6 +252,7 @@ def main() -> int:
     machine = Machine(PROJECT / "build" / "virtual-device", PROJECT / "build" / "armhf",
                       options.work.resolve())
     machine.own = Own(own)
+    machine.surroundings.recording = options.recording
     machine.roots, machine.key, machine.certificate = options.root, options.key, options.verified
     try:
         return work(options, machine, began)
