@@ -56,7 +56,7 @@ async function state(name) {
 }
 
 before(async () => {
-  server = spawn("/usr/bin/python3", [`${PROJECT}/virtual-device/console`, "--work", WORK, "--panel", "0"], { stdio: ["ignore", "pipe", "inherit"] });
+  server = spawn("/usr/bin/python3", [`${PROJECT}/virtual-device/console`, "--work", WORK, "--snapshot", "--panel", "0"], { stdio: ["ignore", "pipe", "inherit"] });
   for await (const line of createInterface({ input: server.stdout })) {
     if (line.startsWith("http:")) {
       address = new URL(line);

@@ -12,6 +12,7 @@ import time
 import tty
 from pathlib import Path
 
+import snapshot
 from commands import Console, Quit
 from debugger import debug
 from looking import SCRIPT_PATIENCE
@@ -19,6 +20,7 @@ from machine import Failure, Machine
 from own import PLACES, Own, check
 
 PROJECT = Path(__file__).resolve().parents[2]
+SNAPSHOT = "# machine: snapshot\n"  # in a script that needs no boot of its own
 TEST_TIME_LIMIT = 1200  # seconds, after which a test program counts as hung
 
 
@@ -202,6 +204,9 @@ def arguments():
     parser.add_argument("--key", type=Path, help="a private RSA key that signs this build's firmware")
     parser.add_argument("--verified", type=Path, metavar="CERTIFICATE",
                         help="boot nothing but what the certificate's key has signed")
+    parser.add_argument("--snapshot", action="store_true",
+                        help="start a new device from a snapshot of its first boot, as a script does "
+                             f"that has the line {SNAPSHOT.strip()!r}")
     parser.add_argument("--port", type=int, default=2345, help="for --debug (2345)")
     parser.add_argument("--work", type=Path, default=PROJECT / "build" / "device",
                         help="folder of this device's flash, files and logs (build/device)")
@@ -210,8 +215,12 @@ def arguments():
 
 def work(options, machine: Machine, began: float) -> int:
     say(machine.prepare())
-    machine.start()
-    machine.wait_until_ready()
+    if machine.blank and (options.snapshot or
+                          options.script and SNAPSHOT in options.script.read_text()):
+        snapshot.start(machine)
+    else:
+        machine.start()
+        machine.wait_until_ready()
     if options.test or options.shell or options.debug is not None:
         # No picture appears there to confirm a slot on trial.
         machine.check("/usr/libexec/vantorel/confirm now")

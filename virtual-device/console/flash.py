@@ -95,9 +95,10 @@ class Flash:
         """The slot that the environment selects."""
         return int(self.variables().get("image_select") == "1")
 
-    def prepare(self, loader: bytes):
-        """Makes missing banks and writes this build's boot loader."""
-        if any(not bank.exists() for bank in self.banks):
+    def prepare(self, loader: bytes) -> bool:
+        """Makes missing banks and writes this build's boot loader. Returns whether the flash is new."""
+        blank = any(not bank.exists() for bank in self.banks)
+        if blank:
             for bank in self.banks:
                 bank.parent.mkdir(parents=True, exist_ok=True)
                 with open(bank, "wb") as file:
@@ -107,6 +108,7 @@ class Flash:
             self.choose(0)
         if not self.read("loader").startswith(loader):
             self.write("loader", loader)
+        return blank
 
     def choose(self, slot: int, active: int = 0):
         """Selects the slot in the environment as confirmed."""

@@ -5,6 +5,7 @@ import ctypes
 import fcntl
 import json
 import os
+import shlex
 import shutil
 import signal
 import socket
@@ -48,6 +49,7 @@ class Machine:
         self.share = work / "share"
         self.flash = Flash(work / "flash")
         self.firmware = None  # folder with the images of the current build
+        self.blank = False  # prepare() has made the flash, and nothing has booted from it
         self.lines = []  # status lines of the application since the start
         self.changed = threading.Condition()
         self.on_line = lambda line: None
@@ -92,8 +94,9 @@ class Machine:
                 from None
         for folder in ("lib", "bin", "tests", "out"):
             (self.share / folder).mkdir(parents=True, exist_ok=True)
-        self.flash.prepare(verified.loader(self.image, self.certificate) if self.certificate else
-                           (self.image / "loader/u-boot.bin").read_bytes())
+        self.blank = self.flash.prepare(
+            verified.loader(self.image, self.certificate) if self.certificate else
+            (self.image / "loader/u-boot.bin").read_bytes())
         what = self.flash.take(self.firmware)
         self._fill_share()
         return what
@@ -145,7 +148,14 @@ class Machine:
 
     # --- life -------------------------------------------------------------------------------------
 
-    def start(self):
+    def version(self) -> str:
+        return subprocess.run(["qemu-system-arm", "--version"], check=True, capture_output=True,
+                              text=True).stdout
+
+    def start(self, snapshot: str = ""):
+        """Boots, or continues where a snapshot was saved, which QEMU reads from this address."""
+        self.blank = False
+        self.migration = None
         self.ended.clear()
         self.end_reason = self.exit_status = None
         self.ready = False
@@ -158,25 +168,14 @@ class Machine:
             os.close(self.memory)
         self.memory = os.memfd_create("vantorel")
         os.ftruncate(self.memory, MEMORY)
-        command = [
-            "qemu-system-arm", "-M", "virt,highmem=off,memory-backend=memory", "-cpu", "cortex-a15",
-            "-smp", "1", "-m", str(MEMORY >> 20), "-object",
-            f"memory-backend-file,id=memory,size={MEMORY},mem-path=/proc/self/fd/{self.memory},"
-            "share=on", "-display", "none", "-nodefaults", "-nic", "none",
-            "-global", "virtio-mmio.force-legacy=false",
-            "-fsdev", f"local,id=h,path={self.share},security_model=none,multidevs=remap",
-            "-device", "virtio-9p-device,fsdev=h,mount_tag=host",
-            "-chardev", "socket,id=serial,path=serial.sock,server=on,wait=off,logfile=console.log",
-            "-serial", "chardev:serial",
-            "-qmp", "unix:monitor.sock,server=on,wait=off",
-            "-device", "virtio-serial-device",
-        ]
-        for name in PORTS:
-            command += ["-chardev", f"socket,id={name},path={name}.sock,server=on,wait=off",
-                        "-device", f"virtserialport,chardev={name},name=vantorel.{name}"]
+        command = self.command(f"/proc/self/fd/{self.memory}")
+        command += ["-fsdev", f"local,id=h,path={self.share},security_model=none,multidevs=remap",
+                    "-device", "virtio-9p-device,fsdev=h,mount_tag=host"]
         # The device starts from these.
         for bank in self.flash.banks:
             command += ["-drive", f"if=pflash,format=raw,file={bank}"]
+        if snapshot:
+            command += ["-incoming", "defer"]
         self._process = None
         begun = threading.Event()
         self._waiter = threading.Thread(target=self._live, args=(command, begun), daemon=True)
@@ -187,9 +186,46 @@ class Machine:
             raise Failure("qemu-system-arm cannot be started")
         control = self.connect("control")
         self._control = control.makefile("w", encoding="ascii", newline="\n")
+        self._monitor = self.connect("monitor")
         self._readers = [self._watch(self.connect("status"), self._read_status),
                          self._watch(control, self._read_control),
-                         self._watch(self.connect("monitor"), self._read_monitor)]
+                         self._watch(self._monitor, self._read_monitor)]
+        self._order("qmp_capabilities")
+        self._order("migrate-set-capabilities",
+                    capabilities=[{"capability": "events", "state": True}])
+        if snapshot:
+            # After the ports' connections: the device would notice that nobody is at their other end.
+            self._order("migrate-incoming", uri=snapshot)
+
+    def command(self, memory: str) -> list:
+        """QEMU's command without the files of this device, but of its memory."""
+        command = [
+            "qemu-system-arm", "-M", "virt,highmem=off,memory-backend=memory", "-cpu", "cortex-a15",
+            "-smp", "1", "-m", str(MEMORY >> 20), "-object",
+            f"memory-backend-file,id=memory,size={MEMORY},mem-path={memory},share=on",
+            "-display", "none", "-nodefaults", "-nic", "none",
+            "-global", "virtio-mmio.force-legacy=false",
+            "-chardev", "socket,id=serial,path=serial.sock,server=on,wait=off,logfile=console.log",
+            "-serial", "chardev:serial",
+            "-qmp", "unix:monitor.sock,server=on,wait=off",
+            "-device", "virtio-serial-device",
+        ]
+        for name in PORTS:
+            command += ["-chardev", f"socket,id={name},path={name}.sock,server=on,wait=off",
+                        "-device", f"virtserialport,chardev={name},name=vantorel.{name}"]
+        return command
+
+    def _order(self, command: str, **arguments):
+        self._monitor.sendall(json.dumps({"execute": command, "arguments": arguments}).encode())
+
+    def save(self, path: Path):
+        """Ends the machine with all that it is in a file. /host must not be mounted."""
+        self._order("migrate", uri=f"exec:cat > {shlex.quote(str(path))}")
+        with self._answered:
+            self._answered.wait_for(lambda: self.migration in ("completed", "failed") or
+                                    self.ended.is_set())
+        if self.migration != "completed":
+            raise Failure(f"the machine cannot be saved; see {self.work}/qemu.log")
 
     def wait_until_ready(self, seconds: float = BOOT_TIME_LIMIT):
         """Waits for the agent's first line: the machine has booted."""
@@ -304,9 +340,12 @@ class Machine:
                 self._answered.notify_all()
 
     def _read_monitor(self, connection):
-        connection.sendall(b'{"execute":"qmp_capabilities"}')
         for line in connection.makefile("r"):
             event = json.loads(line)
+            if event.get("event") == "MIGRATION":
+                with self._answered:
+                    self.migration = event["data"]["status"]
+                    self._answered.notify_all()
             if event.get("event") == "SHUTDOWN":
                 self.end_reason = event["data"]["reason"]
             if event.get("event") == "RESET" and event["data"]["guest"]:
