@@ -1,12 +1,15 @@
 #include "vantorel/fuelgauge/FuelGauge.h"
 
 #include "vantorel/devices/private/GpioLines.h"
+#include "vantorel/fuelgauge/private/FlashStream.h"
 #include "vantorel/fuelgauge/private/FlashStreamFile.h"
 #include "vantorel/service/Error.h"
 #include "vantorel/service/private/LittleEndian.h"
 #include "vantorel/service/private/OpenFile.h"
 #include "vantorel/service/private/Sleep.h"
+#include "vantorel/service/private/StatusLine.h"
 #include "vantorel/service/private/Sys.h"
+#include "vantorel/system/Tools.h"
 
 #include <cerrno>
 #include <cmath>
@@ -137,6 +140,37 @@ void FuelGauge::DisableThermistor() {}
 
 bool FuelGauge::IsUpdated() const {
     return sys::Access(flashStreamFile, F_OK) != 0;
+}
+
+void FuelGauge::ExecuteFlashStream() {
+    FlashStream(*this).Play();
+}
+
+void FuelGauge::Update() {
+    if (IsUpdated()) {
+        return;
+    }
+    bool unsealed = true;
+    try {
+        Unseal();
+    } catch (...) {
+        unsealed = false; // an interrupted update has left it in ROM mode already
+    }
+    if (unsealed) {
+        try {
+            EnterRomMode();
+        } catch (...) {
+            // A gauge that is not in ROM mode does not acknowledge the stream's first line.
+        }
+    }
+    try {
+        ExecuteFlashStream();
+        ExitRomMode();
+    } catch (...) {
+        PrintStatus("FUEL GAUGE: FLASH UPDATE FAILED");
+        throw;
+    }
+    Tools::Unlink(flashStreamFile);
 }
 
 void FuelGauge::WriteControl(std::uint16_t subcommand) {

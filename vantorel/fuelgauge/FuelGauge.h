@@ -94,8 +94,6 @@ protected:
     explicit FuelGauge(std::string deviceName) : I2C(std::move(deviceName)) {}
 
 private:
-    void ExecuteWrite(const std::string& line);
-    void ExecuteCompare(const std::string& line);
     void WriteControl(std::uint16_t subcommand);
     bool ReadIfAcknowledged(std::uint8_t command, std::uint8_t* buffer, std::size_t length);
     std::optional<std::uint16_t> ReadWord(std::uint8_t command);

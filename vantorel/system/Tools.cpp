@@ -5,6 +5,7 @@
 #include "vantorel/service/private/OrThrow.h"
 #include "vantorel/service/private/Sys.h"
 #include "vantorel/system/private/ChildProcess.h"
+#include "vantorel/system/private/Proc.h"
 
 #include <array>
 #include <cerrno>
@@ -168,5 +169,21 @@ void Tools::Cp(std::string source, std::string destination) {
 }
 
 void Tools::BalanceIrqs() {}
+
+pid_t Tools::PidOf(std::string executable) {
+    return Proc::PidOf(executable);
+}
+
+int Tools::GetFd(pid_t pid, std::string target) {
+    return Proc::DescriptorOf(pid, target);
+}
+
+std::string Tools::MtdOf(std::string partitionName) {
+    return Proc::MtdOf(partitionName);
+}
+
+std::string Tools::ImageSelect() {
+    return Proc::ImageSelect();
+}
 
 } // namespace vantorel

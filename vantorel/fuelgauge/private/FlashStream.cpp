@@ -1,13 +1,12 @@
-// The maintenance half of the fuel gauge: playing a flash stream against it.
+#include "vantorel/fuelgauge/private/FlashStream.h"
 
-#include "vantorel/fuelgauge/FuelGauge.h"
+#include "vantorel/fuelgauge/I2C.h"
 #include "vantorel/fuelgauge/private/FlashStreamFile.h"
 #include "vantorel/service/Error.h"
 #include "vantorel/service/private/OpenFile.h"
 #include "vantorel/service/private/Sleep.h"
 #include "vantorel/service/private/StatusLine.h"
 #include "vantorel/service/private/Sys.h"
-#include "vantorel/system/Tools.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -86,15 +85,15 @@ auto Reporting(const char* message, Action action) {
 
 } // namespace
 
-void FuelGauge::ExecuteFlashStream() {
+void FlashStream::Play() {
     std::istringstream stream(ReadStreamFile());
     for (std::string line; std::getline(stream, line);) {
         switch (line.empty() ? '\0' : line[0]) {
         case 'W':
-            ExecuteWrite(line);
+            Write(line);
             break;
         case 'C':
-            ExecuteCompare(line);
+            Compare(line);
             break;
         case 'X':
             SleepFor(std::chrono::milliseconds(
@@ -106,48 +105,24 @@ void FuelGauge::ExecuteFlashStream() {
     }
 }
 
-void FuelGauge::ExecuteWrite(const std::string& line) {
+void FlashStream::Write(const std::string& line) {
     const Transfer transfer = Reporting(writeUnreadable, [&] { return ParseTransfer(line); });
     Reporting(writeFailed, [&] {
-        SetAddress(transfer.address);
-        WriteRegister(transfer.command, transfer.data.data(), transfer.data.size());
+        gauge.SetAddress(transfer.address);
+        gauge.WriteRegister(transfer.command, transfer.data.data(), transfer.data.size());
     });
 }
 
-void FuelGauge::ExecuteCompare(const std::string& line) {
+void FlashStream::Compare(const std::string& line) {
     const Transfer expected = Reporting(compareUnreadable, [&] { return ParseTransfer(line); });
     Reporting(compareFailed, [&] {
         std::vector<std::uint8_t> actual(expected.data.size());
-        SetAddress(expected.address);
-        ReadRegister(expected.command, actual.data(), actual.size());
+        gauge.SetAddress(expected.address);
+        gauge.ReadRegister(expected.command, actual.data(), actual.size());
         if (actual != expected.data) {
             throw int{EINVAL};
         }
     });
-}
-
-void FuelGauge::Update() {
-    if (IsUpdated()) {
-        return;
-    }
-    bool unsealed = true;
-    try {
-        Unseal();
-    } catch (...) {
-        unsealed = false; // an interrupted update has left it in ROM mode already
-    }
-    if (unsealed) {
-        try {
-            EnterRomMode();
-        } catch (...) {
-            // A gauge that is not in ROM mode does not acknowledge the stream's first line.
-        }
-    }
-    Reporting("FUEL GAUGE: FLASH UPDATE FAILED", [&] {
-        ExecuteFlashStream();
-        ExitRomMode();
-    });
-    Tools::Unlink(flashStreamFile);
 }
 
 } // namespace vantorel

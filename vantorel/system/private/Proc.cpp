@@ -1,7 +1,6 @@
-// The queries of Tools, which read /proc.
+#include "vantorel/system/private/Proc.h"
 
 #include "vantorel/service/private/Sys.h"
-#include "vantorel/system/Tools.h"
 
 #include <array>
 #include <cstdlib>
@@ -49,7 +48,7 @@ bool IsProcess(const char* name) {
 
 } // namespace
 
-pid_t Tools::PidOf(std::string executable) {
+pid_t Proc::PidOf(const std::string& executable) {
     const Directory processes(::opendir("/proc/"));
     if (!processes) {
         return -1;
@@ -63,7 +62,7 @@ pid_t Tools::PidOf(std::string executable) {
     return -1;
 }
 
-int Tools::GetFd(pid_t pid, std::string target) {
+int Proc::DescriptorOf(pid_t pid, const std::string& target) {
     const std::string path = "/proc/" + std::to_string(pid) + "/fd/";
     const Directory descriptors(::opendir(path.c_str()));
     if (!descriptors) {
@@ -81,7 +80,7 @@ int Tools::GetFd(pid_t pid, std::string target) {
     return -1;
 }
 
-std::string Tools::MtdOf(std::string partitionName) {
+std::string Proc::MtdOf(const std::string& partitionName) {
     std::ifstream table("/proc/mtd");
     for (std::string line; std::getline(table, line);) {
         if (line.find(partitionName) != std::string::npos) {
@@ -91,7 +90,7 @@ std::string Tools::MtdOf(std::string partitionName) {
     return "";
 }
 
-std::string Tools::ImageSelect() {
+std::string Proc::ImageSelect() {
     std::ifstream file("/proc/cmdline");
     std::string text{std::istreambuf_iterator<char>(file), {}};
     if (text.ends_with('\n')) {
