@@ -7,6 +7,7 @@
 #include "tests/support/CameraSimulator.h"
 #include "tests/support/PrivateRoot.h"
 #include "vantorel/camera/Camera.h"
+#include "vantorel/camera/CameraManager.h"
 #include "vantorel/devices/Button.h"
 #include "vantorel/devices/ButtonService.h"
 #include "vantorel/devices/Charger.h"
@@ -18,11 +19,15 @@
 #include "vantorel/devices/Torch.h"
 #include "vantorel/fuelgauge/FuelGauge.h"
 #include "vantorel/logger/Logger.h"
+#include "vantorel/logger/LoggerService.h"
 #include "vantorel/power/ConnectionManager.h"
 #include "vantorel/power/PowerManager.h"
 #include "vantorel/service/Error.h"
 #include "vantorel/system/Filesystem.h"
+#include "vantorel/system/Firstboot.h"
 #include "vantorel/system/Tools.h"
+#include "vantorel/ui/UserInterfaceManager.h"
+#include "vantorel/ui/Version.h"
 #include "vantorel/update/FirmwareUpdateManager.h"
 #include "vantorel/usb/USB.h"
 #include "vantorel/usb/USBGadgetMassStorage.h"
@@ -313,11 +318,34 @@ void UseUpdate(Faults& faults) {
     faults.At("unmounting");
 }
 
+/** The classes that make no system call of their own. */
+void UseCamera(Faults& faults) {
+    WriteFile("/etc/kiro/revision", "REV-6\n");
+    WriteFile("/etc/kiro/version", "1.5.0\n");
+    std::filesystem::create_directories("/log");
+    faults.Arm();
+    faults.At("camera");
+    UserInterfaceManager screen;
+    ManualCamera sdk;
+    CameraManager camera(0);
+    Logger logger("/log/");
+    camera.AddObserver(screen);
+    camera.AddObserver(logger);
+    camera.Start();
+    sdk.Connect();
+    camera.OnConnectionStateChanged(ConnectionState::NoHost, ConnectionState::Undetermined);
+    sdk.Frame();
+    LoggerService(logger, std::chrono::milliseconds(0)).ServiceFunction();
+    Firstboot().Clear();
+    static_cast<void>(Firstboot().Value());
+    static_cast<void>(VersionText(Version()));
+}
+
 constexpr Scenario list[] = {
-    {"Sensors", UseSensors}, {"Button", UseButton},    {"Display", UseDisplay},
-    {"Gauge", UseGauge},     {"Tools", UseTools},      {"Serial", UseSerial},
-    {"Rndis", UseRndis, 2},  {"Disk", UseMassStorage}, {"Port", UsePort},
-    {"Subi", UseSubi},       {"Update", UseUpdate}};
+    {"Camera", UseCamera},   {"Sensors", UseSensors}, {"Button", UseButton},
+    {"Display", UseDisplay}, {"Gauge", UseGauge},     {"Tools", UseTools},
+    {"Serial", UseSerial},   {"Rndis", UseRndis, 2},  {"Disk", UseMassStorage},
+    {"Port", UsePort},       {"Subi", UseSubi},       {"Update", UseUpdate}};
 
 } // namespace
 
