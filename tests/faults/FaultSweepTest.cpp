@@ -244,6 +244,28 @@ TEST_F(FaultSweep, KeepsWhatEveryOperationPromises) {
     }
 }
 
+// Kernels may transfer fewer bytes than requested. That ends no operation with an error, and an
+// update is not installed in part.
+TEST_F(FaultSweep, TakesAShortTransferForWhatItIs) {
+    for (const Scenario& scenario : test::Scenarios()) {
+        const auto whole = PlayUndisturbed(scenario);
+        for (std::size_t at = 0; at < whole->made.size(); ++at) {
+            const test::MadeCall& call = whole->made[at];
+            if (std::ranges::count(test::transfers, call.call) == 0) {
+                continue;
+            }
+            for (const int cut : {test::cutToNothing, test::cutToOneByte, test::cutByOneByte}) {
+                const auto faults = Play(scenario, at, cut);
+                EXPECT_TRUE(faults->wasCut || faults->made.size() <= at) << scenario.name;
+                EXPECT_EQ(faults->reported.value_or(0), 0)
+                    << scenario.name << ", " << call.where << ' ' << call.index << ", " << call.call
+                    << ", cut " << cut;
+                EXPECT_LE(faults->Kept(), scenario.kept) << scenario.name << ' ' << call.call;
+            }
+        }
+    }
+}
+
 // Objects of every class, made, used and destroyed: no descriptor, child or mount remains of one
 // life, and no memory of thousands.
 TEST_F(FaultSweep, LeavesNothingBehindAfterThousandsOfLives) {

@@ -3,6 +3,7 @@
 #include "tests/support/ScriptedSys.h"
 #include "vantorel/service/private/SysFunctions.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <functional>
 #include <limits>
@@ -14,6 +15,7 @@
 #include <string_view>
 #include <thread>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include <fcntl.h>
@@ -37,6 +39,11 @@ inline constexpr int errors[] = {
     ENOTBLK,   EOPNOTSUPP, EOVERFLOW,    ESHUTDOWN, EPIPE,     EDESTADDRREQ, ESPIPE,
     EREMOTEIO, ENOEXEC,    E2BIG,        EMLINK,    ENOTEMPTY, ECHILD,       ESRCH};
 
+/** In the place of an error: the call transfers fewer bytes. */
+enum Cut { cutToNothing = -1, cutToOneByte = -2, cutByOneByte = -3 };
+inline constexpr std::string_view transfers[] = {"Read", "Write", "Sendfile", "Readlink",
+                                                 "Klogctl"};
+
 /** One recorded call. */
 struct MadeCall {
     std::string_view call;
@@ -47,7 +54,7 @@ struct MadeCall {
 
 /**
  * A kernel that grants every request, counts the resources that are not released, and fails one
- * call, the nth since Arm(). Descriptors are real.
+ * call, the nth since Arm(), or cuts its transfer. Descriptors are real.
  */
 class Faults {
 public:
@@ -60,10 +67,11 @@ public:
     /** Starts counting calls. Call it after all other hooks are set. */
     void Arm(bool ofAllThreads = true) {
         allThreads = ofAllThreads;
+        CutTransfers();
 #define VANTOREL_WRAP_CALL(result, name, target, parameters, arguments)                            \
     sys->name = [this, hooked = sys->name] parameters -> result {                                  \
         constexpr std::string_view call = #name;                                                   \
-        if (Strikes(call)) {                                                                       \
+        if (Strikes(call) && (cutting = error) >= 0) {                                             \
             if constexpr (call == "Close" || call == "Munmap") {                                   \
                 static_cast<void>(hooked ? hooked arguments : target arguments);                   \
             }                                                                                      \
@@ -96,6 +104,7 @@ public:
 
     ScopedSys sys;
     std::vector<MadeCall> made;
+    bool wasCut = false;
     std::optional<int> reported; // to an observer instead of an exception
     std::function<void()> onFork = [] {};
 
@@ -107,6 +116,40 @@ private:
         } else if constexpr (!std::is_void_v<Result>) {
             return answersErrno ? static_cast<Result>(error) : Result{-1};
         }
+    }
+
+    /** Passes a transfer on, cut when its call strikes. A file then stays where the cut is. */
+    template <typename Hook, typename Target, typename Call>
+    void CutTransfer(Hook& hook, Target target, Call call) {
+        hook = [this, hooked = hook, target, call](auto... arguments) {
+            const int cut = std::exchange(cutting, 0);
+            wasCut = wasCut || cut < 0;
+            const auto shorten = [cut](auto size) {
+                return cut == cutToNothing               ? decltype(size){0}
+                       : cut == cutToOneByte             ? std::min(size, decltype(size){1})
+                       : cut == cutByOneByte && size > 0 ? size - 1
+                                                         : size;
+            };
+            if (!hooked) {
+                return call(target, shorten, arguments...);
+            }
+            const auto count = hooked(arguments...);
+            return std::min(count, shorten(count));
+        };
+    }
+
+    void CutTransfers() {
+        const auto last = [](auto target, auto shorten, auto first, auto second, auto size) {
+            return target(first, second, shorten(size));
+        };
+        CutTransfer(sys->Read, ::read, last);
+        CutTransfer(sys->Write, ::write, last);
+        CutTransfer(sys->Readlink, ::readlink, last);
+        CutTransfer(sys->Klogctl, ::klogctl, last);
+        CutTransfer(sys->Sendfile, ::sendfile,
+                    [](auto target, auto shorten, int to, int from, off_t* at, std::size_t size) {
+                        return target(to, from, at, shorten(size));
+                    });
     }
 
     static int CountDescriptors() {
@@ -165,6 +208,7 @@ private:
         };
     }
 
+    inline static thread_local int cutting = 0;
     const std::size_t failing;
     const int error;
     const int descriptors = CountDescriptors();
