@@ -1,6 +1,5 @@
 """Runs the virtual device for ./run; see its --help."""
 
-import argparse
 import os
 import select
 import signal
@@ -13,13 +12,14 @@ import tty
 from pathlib import Path
 
 import snapshot
-from commands import Console, Quit
+from arguments import PROJECT, arguments
+from commands import Console, Quit, usages
 from debugger import debug
+from junit import Results
 from looking import SCRIPT_PATIENCE
 from machine import Failure, Machine
-from own import PLACES, Own, check
+from own import Own
 
-PROJECT = Path(__file__).resolve().parents[2]
 SNAPSHOT = "# machine: snapshot\n"  # in a script that needs no boot of its own
 TEST_TIME_LIMIT = 1200  # seconds, after which a test program counts as hung
 
@@ -30,16 +30,20 @@ def say(text: str):
     sys.stdout.flush()
 
 
-def answer(console: Console, line: str) -> bool:
-    """Executes a line and prints its answer; returns false on an error."""
+def is_command(line: str) -> bool:
+    return bool(line.strip()) and not line.lstrip().startswith("#")
+
+
+def answer(console: Console, line: str) -> str:
+    """Executes a line and prints its answer; returns the reason of an error."""
     try:
         console.execute(line)
     except Failure as failure:
-        say(f"error {failure}")
-        return False
-    if line.strip() and not line.lstrip().startswith("#"):
-        say("ok")
-    return True
+        console.say(f"error {failure}")
+        return str(failure) or "error"
+    if is_command(line):
+        console.say("ok")
+    return ""
 
 
 def report_threads(console: Console):
@@ -53,29 +57,56 @@ def report_threads(console: Console):
         say(f"the device does not answer: {failure}")
 
 
-def run_script(console: Console, path: Path) -> int:
+def run_script(console: Console, path: Path, results: Results) -> int:
     console.patience = SCRIPT_PATIENCE
     for number, line in enumerate(path.read_text().splitlines(), 1):
-        if line.strip() and not line.lstrip().startswith("#"):
-            say(f"> {line.strip()}")
+        if not is_command(line):
+            continue
+        line = line.strip()
+        say(f"> {line}")
+        first = len(console.machine.lines)
         try:
-            if not answer(console, line):
-                say(f"{path}:{number}: {line.strip()}")
-                report_threads(console)
-                return 1
+            reason = answer(console, line)
         except Quit:
             break
+        results.add(f"{number}: {line}", reason, "\n".join(console.machine.lines[first:]))
+        if reason:
+            say(f"{path}:{number}: {line}")
+            report_threads(console)
+            return 1
     return 0
 
 
 def converse(console: Console) -> int:
-    """Reads commands from the terminal until quit, end of file, Ctrl-C or the device's end."""
+    """Reads commands until quit, end of file, Ctrl-C or the device's end."""
+    if sys.stdin.isatty() and sys.stdout.isatty():
+        return converse_at_terminal(console)
     end, at_end = socket.socketpair()
     console.machine.on_end = lambda: end.send(b"!")
     try:
         return converse_until(console, at_end)
     finally:
         console.machine.on_end = lambda: None  # the socket is no longer read
+
+
+def converse_at_terminal(console: Console) -> int:
+    from terminal import DeviceEnded, Terminal  # changes the terminal's signals
+    terminal = Terminal(console.machine.work / "history", usages())
+    console.say = console.machine.on_line = terminal.say
+    console.machine.on_end = terminal.interrupt
+    try:
+        while not console.machine.ended.is_set():
+            answer(console, terminal.read())
+    except DeviceEnded:
+        say("")
+    except EOFError:
+        say("")
+        return 0
+    except Quit:
+        return 0
+    finally:
+        console.machine.on_end = lambda: None
+    return tell_end(console.machine)
 
 
 def converse_until(console: Console, at_end: socket.socket) -> int:
@@ -133,21 +164,36 @@ def show_it(console: Console, began: float):
     say('Type "help" for the commands, "quit" to end.')
 
 
-def run_tests(machine: Machine, programs: list) -> int:
+def run_tests(machine: Machine, programs: list, results: Results) -> int:
     machine.check("cp /host/lib/*.so* /usr/lib/")
     failed = []
     for program in programs:
-        name = machine.install_test(Path(program))
+        name = machine.install_test(program)
         # Each in its own namespaces, as on the development machine: tests mount and bind.
         status, output = machine.run(
             f"cd /host/tests && unshare -m -p -f sh -c 'mount -t proc proc /proc; exec ./{name}'",
             TEST_TIME_LIMIT)
         say(output.rstrip("\n"))
-        if status != 0:
-            failed.append(f"{name} ended with status {status}")
+        reason = f"{name} ended with status {status}" if status else ""
+        results.add(name, reason, output)
+        if reason:
+            failed.append(reason)
     for line in failed:
         say(f"FAILED: {line}")
     return int(bool(failed))
+
+
+def with_results(path, suite: str, run) -> int:
+    """Calls run(results) and writes the results, also of a run that breaks off."""
+    results = Results(suite)
+    try:
+        return run(results)
+    except Failure as failure:
+        results.add("virtual device", str(failure))
+        raise
+    finally:
+        if path:
+            results.write(path)
 
 
 def shell(machine: Machine) -> int:
@@ -175,44 +221,6 @@ def shell(machine: Machine) -> int:
             termios.tcsetattr(sys.stdin, termios.TCSADRAIN, saved)
 
 
-def arguments():
-    # No abbreviations: ./run installs an option's dependencies and knows only full names.
-    parser = argparse.ArgumentParser(prog="run", description="Starts the virtual device.",
-                                     allow_abbrev=False)
-    what = parser.add_mutually_exclusive_group()
-    what.add_argument("--script", type=Path, metavar="FILE",
-                      help="carry out the commands in FILE; exit 0 when each was answered ok")
-    what.add_argument("--shell", action="store_true", help="a shell in the device")
-    what.add_argument("--test", nargs="+", metavar="PROGRAM",
-                      help="run armhf test programs in the device")
-    what.add_argument("--debug", nargs="?", const="", metavar="PROGRAM",
-                      help="the application or a test program under the debug server")
-    what.add_argument("--panel", nargs="?", type=int, const=8480, metavar="PORT",
-                      help="the device in a browser: buttons, display, surroundings (8480)")
-    what.add_argument("--version", action="store_true", help="print the version and end")
-    what.add_argument("--tour", action="store_true",
-                      help="a minute with the device, in words and pictures; ends by itself")
-    parser.add_argument("--root", action="append", default=[], type=Path, metavar="DIR",
-                        help="a folder over the root file system of this build's firmware: an own "
-                             "application, an own library; several: one over the other")
-    for name, what in (("application", "application"), ("ui-library", "user-interface library"),
-                       ("camera-library", "camera library")):
-        parser.add_argument(f"--{name}", type=Path, metavar="FILE",
-                            help=f"your own {what}, for this run only")
-    parser.add_argument("--recording", type=Path, metavar="FILE",
-                        help="what the camera shows, over and over, instead of its own scene")
-    parser.add_argument("--key", type=Path, help="a private RSA key that signs this build's firmware")
-    parser.add_argument("--verified", type=Path, metavar="CERTIFICATE",
-                        help="boot nothing but what the certificate's key has signed")
-    parser.add_argument("--snapshot", action="store_true",
-                        help="start a new device from a snapshot of its first boot, as a script does "
-                             f"that has the line {SNAPSHOT.strip()!r}")
-    parser.add_argument("--port", type=int, default=2345, help="for --debug (2345)")
-    parser.add_argument("--work", type=Path, default=PROJECT / "build" / "device",
-                        help="folder of this device's flash, files and logs (build/device)")
-    return parser.parse_args()
-
-
 def work(options, machine: Machine, began: float) -> int:
     say(machine.prepare())
     if machine.blank and (options.snapshot or
@@ -225,7 +233,8 @@ def work(options, machine: Machine, began: float) -> int:
         # No picture appears there to confirm a slot on trial.
         machine.check("/usr/libexec/vantorel/confirm now")
     if options.test:
-        return run_tests(machine, options.test)
+        return with_results(options.junit, "programs",
+                            lambda results: run_tests(machine, options.test, results))
     if options.shell:
         return shell(machine)
     if options.debug is not None:
@@ -240,7 +249,8 @@ def work(options, machine: Machine, began: float) -> int:
     console = Console(machine, say)
     machine.on_line = say
     if options.script:
-        return run_script(console, options.script)
+        return with_results(options.junit, options.script.stem,
+                            lambda results: run_script(console, options.script, results))
     show_it(console, began)
     return converse(console)
 
@@ -248,19 +258,10 @@ def work(options, machine: Machine, began: float) -> int:
 def main() -> int:
     began = time.monotonic() - float(os.environ.get("VANTOREL_RUN_SECONDS", "0"))
     options = arguments()
-    own = {name: path for name in PLACES if (path := getattr(options, name))}
-    try:
-        for path in own.values():
-            check(path)
-        if options.recording and not options.recording.is_file():
-            raise Failure(f"there is no recording {str(options.recording)!r}")
-    except Failure as failure:
-        print(f"run: {failure}", file=sys.stderr)
-        return 2
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
     machine = Machine(PROJECT / "build" / "virtual-device", PROJECT / "build" / "armhf",
                       options.work.resolve())
-    machine.own = Own(own)
+    machine.own = Own(options.own)
     machine.surroundings.recording = options.recording
     machine.roots, machine.key, machine.certificate = options.root, options.key, options.verified
     try:

@@ -46,6 +46,7 @@ get PATH FILE               copies a file of the device to the development machi
 shell COMMAND               on the device, for up to 60 s (scripts: 600 s)
 host COMMAND                on the USB host's side
 wait SECONDS
+help [COMMAND]              all commands, or one
 quit"""
 
 BOARD = "/sys/kernel/debug/vantorel-board/ctl"
@@ -57,6 +58,16 @@ CLICK = 0.08  # seconds that a click holds a button
 BETWEEN_CLICKS = 0.12
 START_TIME_LIMIT = 600  # seconds; the application is copied to the device first
 SHELL_TIME_LIMIT = 60  # seconds; a hung command must not block a script
+
+
+def usages() -> dict[str, str]:
+    """The lines of HELP by the command that they describe."""
+    found, name = {}, ""
+    for line in HELP.splitlines():
+        if not line.startswith(" "):
+            name = line.split()[0]
+        found[name] = f"{found[name]}\n{line}" if name in found else line
+    return found
 
 
 class Quit(Exception):
@@ -377,7 +388,9 @@ class Console(Looking):
         self._on_host(command)
 
     def _on_host(self, command):
-        self._shell("exec nsenter -t $(cat /run/host-namespace) -n sh -c "
+        # The host's own programs, vantorel-host for one, are on no path of the device.
+        self._shell("export PATH=$PATH:/host/bin\n"
+                    "exec nsenter -t $(cat /run/host-namespace) -n sh -c "
                     + shlex.quote(command) if command else "")
 
     def _shell(self, command):
@@ -393,8 +406,12 @@ class Console(Looking):
         need(arguments, 1, "wait SECONDS")
         self.machine.ended.wait(number(arguments[0], 0, 3600, float))
 
-    def do_help(self, _arguments):
-        self.say(HELP)
+    def do_help(self, arguments):
+        if len(arguments) > 1:
+            raise Failure("usage: help [COMMAND]")
+        if arguments and arguments[0] not in usages():
+            raise Failure(f"unknown command {arguments[0]!r}; help lists them")
+        self.say(usages()[arguments[0]] if arguments else HELP)
 
     def do_quit(self, _arguments):
         raise Quit

@@ -5,7 +5,7 @@ from pathlib import Path
 
 import words
 from machine import Failure, Machine
-from picture import Picture, png
+from picture import Picture, difference, png, reading
 from watch import Watch
 
 HELP = """\
@@ -16,7 +16,10 @@ expect TEXT [SECONDS]       wait for a status line that contains TEXT (10 s; scr
 expect-state NAME VALUE [SECONDS]  wait until `state` says so (10 s)
 expect-picture [SECONDS]    wait until the display shows a picture (10 s)
 expect-pixel X Y RRGGBB [SECONDS]  wait until the display shows that colour there (10 s)
-expect-motion X Y [SECONDS] wait until the display shows another colour there than now (10 s)
+expect-motion X Y [SECONDS]  wait until the display shows another colour there than now (10 s)
+expect-screen FILE.png TOLERANCE [SECONDS]
+                            wait until no more than TOLERANCE percent of the display's pixels differ
+                            from the picture (10 s)
 screenshot FILE.png         what the display shows"""
 
 MOST_LINES = 500
@@ -135,6 +138,21 @@ class Looking:
         before = self._picture().colour(x, y)
         self._poll(lambda: self._picture().colour(x, y) != before, True, seconds,
                    f"the display shows {before} at {x}, {y} all the time")
+
+    def do_expect_screen(self, arguments):
+        if len(arguments) not in (2, 3):
+            raise Failure("usage: expect-screen FILE.png TOLERANCE [SECONDS]")
+        wanted = reading(Path(arguments[0]))
+        tolerance = number(arguments[1], 0, 100, float)
+        seconds = number(arguments[2], 0, 3600, float) if len(arguments) == 3 else self.patience
+        deadline = time.monotonic() + seconds
+        while (picture := self.watch.picture()) is None or \
+                (share := 100 * difference(picture, wanted)) > tolerance:
+            if time.monotonic() > deadline:
+                shown = self.machine.work / f"{Path(arguments[0]).stem}-shown.png"
+                self.do_screenshot([str(shown)])
+                raise Failure(f"{share:.2f} % of the pixels differ; the display shows {shown}")
+            time.sleep(0.2)
 
     # --- pictures ---------------------------------------------------------------------------------
 

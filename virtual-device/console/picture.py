@@ -3,6 +3,9 @@
 import struct
 import zlib
 from dataclasses import dataclass
+from pathlib import Path
+
+from failure import Failure
 
 
 @dataclass(frozen=True)
@@ -36,3 +39,24 @@ def png(picture: Picture) -> bytes:
     size = struct.pack(">IIBBBBB", picture.width, picture.height, 8, 2, 0, 0, 0)
     return b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", size) + \
         chunk(b"IDAT", zlib.compress(rows, 6)) + chunk(b"IEND", b"")
+
+
+def reading(path: Path) -> Picture:
+    """The picture in a PNG file."""
+    from PIL import Image  # at its use, since only one command needs it
+    try:
+        with Image.open(path) as image:
+            pixels = image.convert("RGB").tobytes("raw", "BGRX")
+            return Picture(*image.size, 4 * image.width, pixels)
+    except OSError as error:
+        raise Failure(f"{path}: {error.strerror or 'no picture'}") from None
+
+
+def difference(one: Picture, other: Picture) -> float:
+    """The share of pixels that have another colour; all of them if the sizes differ."""
+    if (one.width, one.height) != (other.width, other.height):
+        return 1.0
+    rows = ((_row(one, y), _row(other, y)) for y in range(one.height))
+    count = sum(a[x:x + 3] != b[x:x + 3] for a, b in rows if a != b
+                for x in range(1, len(a), 3))
+    return count / (one.width * one.height)

@@ -1,0 +1,158 @@
+#!/usr/bin/env python3
+"""The console without a device: its arguments, help, completion, terminal, results and pictures."""
+import os
+import pty
+import select
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+import xml.etree.ElementTree as XML
+from pathlib import Path
+
+CONSOLE = Path(__file__).resolve().parents[2] / "virtual-device/console"
+sys.path.insert(0, str(CONSOLE))
+
+from commands import Console, usages  # noqa: E402
+from failure import Failure  # noqa: E402
+from junit import Results  # noqa: E402
+from picture import Picture, difference, png, reading  # noqa: E402
+from terminal import Terminal  # noqa: E402
+
+
+def arm_file(folder: str, head: bytes) -> str:
+    path = Path(folder) / "file"
+    path.write_bytes(head)
+    return str(path)
+
+
+class Arguments(unittest.TestCase):
+    def refused(self, message: str, *words: str):
+        done = subprocess.run([sys.executable, CONSOLE / "arguments.py", *words],
+                              capture_output=True, text=True)
+        self.assertEqual((done.returncode, message in done.stderr), (2, True), done.stderr)
+
+    def test_wrong_arguments_are_refused_before_a_build(self):
+        self.refused("unrecognized arguments: --hlep", "--hlep")
+        self.refused("no file /nosuch", "--script", "/nosuch")
+        self.refused("no file /nosuch", "--test", "/nosuch")
+        self.refused("no file /nosuch", "--debug", "/nosuch")
+        self.refused("no folder /nosuch", "--root", "/nosuch")
+        self.refused("70000 is no port", "--panel", "70000")
+        self.refused("--junit needs", "--junit", "/tmp/results.xml")
+        self.refused("not allowed with", "--tour", "--shell")
+
+    def test_files_that_the_device_cannot_load_are_refused(self):
+        arm = b"\x7fELF\x01\x01" + bytes(10) + b"\x03\0\x28\0"
+        with tempfile.TemporaryDirectory() as folder:
+            for head in (b"", b"#!/bin/sh\n", arm[:10], arm.replace(b"\x28", b"\x3e"),
+                         arm.replace(b"\x03\0\x28", b"\x01\0\x28"), b"\x7fELF\x02" + arm[5:]):
+                self.refused(arm_file(folder, head), "--application", arm_file(folder, head))
+            done = subprocess.run([sys.executable, CONSOLE / "arguments.py", "--ui-library",
+                                   arm_file(folder, arm)], check=False)
+            self.assertEqual(done.returncode, 0)
+
+
+class Help(unittest.TestCase):
+    def test_every_command_has_its_help(self):
+        commands = {name[3:].replace("_", "-") for name in dir(Console) if name.startswith("do_")}
+        self.assertEqual(commands, set(usages()))
+
+    def test_help_of_one_command_has_all_its_lines(self):
+        self.assertIn("COMMAND..", usages()["gdb"])
+        self.assertEqual(len(usages()["button"].splitlines()), 2)
+
+
+class AtTerminal(unittest.TestCase):
+    def complete(self, *words: str) -> list:
+        return Terminal.complete(self.terminal, list(words[:-1]), words[-1])
+
+    def setUp(self):
+        self.terminal = Terminal.__new__(Terminal)
+        self.terminal._usages = usages()
+
+    def test_commands_and_their_words_are_completed(self):
+        self.assertEqual(self.complete("expect-pi"), ["expect-picture", "expect-pixel"])
+        self.assertEqual(self.complete("button", "t"), ["torch"])
+        self.assertEqual(self.complete("button", "torch", "c"), ["click"])
+        self.assertEqual(self.complete("help", "reb"), ["reboot"])
+        self.assertEqual(self.complete("nonsense", ""), [])
+
+    def test_files_are_completed(self):
+        with tempfile.TemporaryDirectory() as folder:
+            (Path(folder) / "picture.png").touch()
+            self.assertEqual(self.complete("screenshot", f"{folder}/pi"), [f"{folder}/picture.png"])
+
+    def test_a_status_line_keeps_the_edited_line_and_the_end_ends_the_wait(self):
+        with tempfile.TemporaryDirectory() as folder:
+            child, line = pty.fork()
+            if child == 0:
+                program = ("import sys; sys.path.insert(0, sys.argv[1])\n"
+                           "import threading, time, readline\nfrom pathlib import Path\n"
+                           "from terminal import Terminal, DeviceEnded\n"
+                           "t = Terminal(Path(sys.argv[2]), {'battery': 'battery'})\n"
+                           "def other():\n"
+                           "    while readline.get_line_buffer() != 'battery o':\n"
+                           "        time.sleep(0.01)\n"
+                           "    t.say('a status line')\n"
+                           "    while not (Path(sys.argv[2]).exists() and t._reading):\n"
+                           "        time.sleep(0.01)\n"
+                           "    t.interrupt()\n"
+                           "threading.Thread(target=other).start()\n"
+                           "print('got', t.read())\n"
+                           "try:\n    t.read()\nexcept DeviceEnded:\n    print('device ended')\n")
+                os.execv(sys.executable, [sys.executable, "-c", program, str(CONSOLE),
+                                          f"{folder}/history"])
+            output = self.until(line, b"", b"> ")
+            os.write(line, b"batt\to")
+            output = self.until(line, output, b"a status line")
+            os.write(line, b"n\n")
+            output = self.until(line, output, b"device ended")
+            self.assertIn(b"got battery on", output)
+            self.assertEqual(Path(f"{folder}/history").read_text(), "battery on\n")
+            self.assertEqual(os.waitpid(child, 0)[1], 0)
+            os.close(line)
+
+    def until(self, line: int, output: bytes, wanted: bytes) -> bytes:
+        deadline = time.monotonic() + 120  # reached only by a hang
+        while wanted not in output:
+            self.assertLess(time.monotonic(), deadline, output)
+            if select.select([line], [], [], 1)[0]:
+                output += os.read(line, 1000)
+        return output
+
+
+class ForCI(unittest.TestCase):
+    def test_results_are_written_as_junit_with_any_output(self):
+        results = Results("start")
+        results.add("1: start")
+        results.add("2: expect FPS:", "no status line <with> 'FPS:'", "a \x1b[1mline\0 &")
+        with tempfile.TemporaryDirectory() as folder:
+            results.write(Path(folder) / "results.xml")
+            suite = XML.parse(Path(folder) / "results.xml").getroot().find("testsuite")
+        self.assertEqual((suite.get("tests"), suite.get("failures")), ("2", "1"))
+        failure = suite.findall("testcase")[1].find("failure")
+        self.assertEqual(failure.get("message"), "no status line <with> 'FPS:'")
+        self.assertEqual(failure.text, "a \ufffd[1mline\ufffd &")
+
+    def test_a_picture_differs_by_the_share_of_other_pixels(self):
+        # Of 4 x 2 pixels, with rows that have a gap.
+        pixels = bytearray(range(40))
+        one = Picture(4, 2, 20, bytes(pixels))
+        pixels[5] ^= 1   # a pixel of the first row
+        pixels[18] ^= 1  # the gap
+        pixels[23] ^= 1  # the unused byte
+        with tempfile.TemporaryDirectory() as folder:
+            path = Path(folder) / "one.png"
+            path.write_bytes(png(one))
+            self.assertEqual(difference(one, reading(path)), 0)
+            self.assertEqual(difference(Picture(4, 2, 20, bytes(pixels)), reading(path)), 1 / 8)
+            self.assertEqual(difference(Picture(2, 4, 20, bytes(80)), reading(path)), 1)
+            path.write_text("no picture")
+            with self.assertRaises(Failure):
+                reading(path)
+
+
+if __name__ == "__main__":
+    unittest.main()

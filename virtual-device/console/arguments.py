@@ -1,0 +1,100 @@
+"""The command line of ./run. `python3 arguments.py ARGUMENT...` only checks it: ./run calls that before
+it builds anything."""
+
+import argparse
+import sys
+from pathlib import Path
+
+from failure import Failure
+from own import PLACES, check
+
+PROJECT = Path(__file__).resolve().parents[2]
+
+
+def _port(text: str) -> int:
+    if not text.isdecimal() or not 0 < int(text) < 65536:
+        raise argparse.ArgumentTypeError(f"{text} is no port; 1 to 65535 are")
+    return int(text)
+
+
+def _file(text: str) -> Path:
+    if not Path(text).is_file():
+        raise argparse.ArgumentTypeError(f"no file {text}")
+    return Path(text)
+
+
+def _folder(text: str) -> Path:
+    if not Path(text).is_dir():
+        raise argparse.ArgumentTypeError(f"no folder {text}")
+    return Path(text)
+
+
+def _device_file(text: str) -> Path:
+    try:
+        check(Path(text))
+    except Failure as failure:
+        raise argparse.ArgumentTypeError(str(failure)) from None
+    return Path(text)
+
+
+def _result(text: str) -> Path:
+    if not Path(text).parent.is_dir():
+        raise argparse.ArgumentTypeError(f"no folder {Path(text).parent}")
+    return Path(text)
+
+
+def _parser() -> argparse.ArgumentParser:
+    # No abbreviations: ./run installs an option's dependencies and knows only full names.
+    parser = argparse.ArgumentParser(prog="run", description="Starts the virtual device.",
+                                     allow_abbrev=False)
+    what = parser.add_mutually_exclusive_group()
+    what.add_argument("--script", type=_file, metavar="FILE",
+                      help="carry out the commands in FILE; exit 0 when each was answered ok")
+    what.add_argument("--shell", action="store_true", help="a shell in the device")
+    what.add_argument("--test", nargs="+", type=_file, metavar="PROGRAM",
+                      help="run armhf test programs in the device")
+    what.add_argument("--debug", nargs="?", const="", metavar="PROGRAM",
+                      help="the application or a test program under the debug server")
+    what.add_argument("--panel", nargs="?", type=_port, const=8480, metavar="PORT",
+                      help="the device in a browser: buttons, display, surroundings (8480)")
+    what.add_argument("--tour", action="store_true",
+                      help="a minute with the device, in words and pictures; ends by itself")
+    for name, part in (("application", "application"), ("ui-library", "user-interface library"),
+                       ("camera-library", "camera library")):
+        parser.add_argument(f"--{name}", type=_device_file, metavar="FILE",
+                            help=f"your own {part}, for this run only")
+    parser.add_argument("--recording", type=_file, metavar="FILE",
+                        help="what the camera shows, over and over, instead of its own scene")
+    parser.add_argument("--junit", type=_result, metavar="FILE",
+                        help="with --script or --test: write the results as JUnit XML")
+    parser.add_argument("--root", action="append", default=[], type=_folder, metavar="DIR",
+                        help="a folder over the root file system of this build's firmware; several: "
+                             "one over the other")
+    parser.add_argument("--key", type=_file, help="a private RSA key that signs this build's firmware")
+    parser.add_argument("--verified", type=_file, metavar="CERTIFICATE",
+                        help="boot nothing but what the certificate's key has signed")
+    parser.add_argument("--snapshot", action="store_true",
+                        help="start a new device from a snapshot of its first boot, as a script does "
+                             "that has the line '# machine: snapshot'")
+    parser.add_argument("--port", type=_port, default=2345, help="for --debug (2345)")
+    parser.add_argument("--work", type=Path, default=PROJECT / "build" / "device",
+                        help="folder of this device's flash, files and logs (build/device)")
+    return parser
+
+
+def arguments(words=None):
+    """Ends the process with 2 and a message if they are wrong."""
+    parser = _parser()
+    options = parser.parse_args(words)
+    if options.junit and not (options.script or options.test):
+        parser.error("--junit needs --script or --test")
+    if options.debug and not Path(options.debug).is_file():
+        parser.error(f"argument --debug: no file {options.debug}")
+    options.own = {name: path for name in PLACES if (path := getattr(options, name))}
+    if options.own and (options.test or options.tour):
+        parser.error("--test and --tour are for this build's files, not for your own")
+    return options
+
+
+if __name__ == "__main__":
+    arguments(sys.argv[1:])
