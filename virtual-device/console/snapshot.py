@@ -47,8 +47,8 @@ def _make(machine, folder: Path):
 
 
 def of(machine) -> Path:
-    """The folder of the snapshot for a new device, made if there is none. Others are removed: they are
-    of earlier builds."""
+    """The folder of the snapshot for a new device, made if there is none. Old ones are removed; not the
+    last two, from which other devices may just be starting."""
     name = _digest(machine)
     snapshots = machine.image.parent / "snapshots"
     snapshots.mkdir(parents=True, exist_ok=True)
@@ -56,7 +56,8 @@ def of(machine) -> Path:
     try:
         fcntl.flock(lock, fcntl.LOCK_EX)
         if not (snapshots / name).exists():
-            for old in snapshots.iterdir():
+            others = sorted(snapshots.iterdir(), key=lambda folder: folder.stat().st_mtime)
+            for old in others[:-2]:
                 shutil.rmtree(old)
             _make(machine, snapshots / name)
     finally:
