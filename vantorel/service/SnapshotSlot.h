@@ -64,7 +64,7 @@ public:
 
     /** Replaces the object. */
     void Store(T replacement) {
-        auto entry = std::make_unique<Entry>(std::move(replacement), nullptr);
+        std::unique_ptr<Entry> entry(new Entry{std::move(replacement), nullptr});
         {
             const Lock lock(mutex);
             entry->replaced.reset(newest.load());
