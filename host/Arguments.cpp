@@ -1,8 +1,13 @@
 #include "host/Arguments.h"
+#include "host/Report.h"
 #include "host/Transport.h"
+#include "tools/UnknownWord.h"
 #include "vantorel/LibraryVersion.h"
 
 #include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <string_view>
 
 namespace vantorel::host {
 namespace {
@@ -23,6 +28,16 @@ Arguments::Address ParseAddress(const std::string& text) {
     return address;
 }
 
+/** Four digits as `lsusb` prints them, with or without 0x: always hexadecimal. */
+std::uint16_t ParseVendor(const std::string& text) {
+    const std::string digits = text.starts_with("0x") ? text.substr(2) : text;
+    if (digits.empty() || digits.size() > 4 ||
+        digits.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos) {
+        Reject("--vendor", "'" + text + "' is not a hexadecimal ID such as 1209");
+    }
+    return static_cast<std::uint16_t>(std::stoul(digits, nullptr, 16));
+}
+
 std::vector<std::uint8_t> ParseHex(const std::string& text) {
     if (text.size() % 2 != 0 ||
         text.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos) {
@@ -38,6 +53,7 @@ std::vector<std::uint8_t> ParseHex(const std::string& text) {
 /** The grammar of the command line, with the arguments that need a further check. */
 struct Grammar {
     Arguments arguments;
+    std::string vendor = VANTOREL_HOST_VENDOR_TEXT;
     std::string device;
     std::string data;
     CLI::Option* dataOption = nullptr;
@@ -49,11 +65,9 @@ struct Grammar {
         app.fallthrough();
         app.set_version_flag("--version", "vantorel-host " VANTOREL_VERSION);
         app.add_flag("--json", arguments.json, "Print JSON instead of text");
-        app.add_option("--vendor", arguments.vendor, "USB vendor ID of the cameras")
+        app.add_option("--vendor", vendor, "USB vendor ID of the cameras, hexadecimal")
             ->type_name("ID")
-            ->check(CLI::Range(0, 0xffff))
-            ->default_str(VANTOREL_HOST_VENDOR_TEXT);
-        arguments.vendor = VANTOREL_HOST_VENDOR_ID;
+            ->capture_default_str();
         app.add_option("--device", device, "Address of the camera, as \"list\" prints it")
             ->type_name("BUS:ADDR");
         app.add_option("--timeout", arguments.timeoutMs, "Time to wait for an answer")
@@ -135,6 +149,7 @@ struct Grammar {
     }
 
     Arguments Finish() {
+        arguments.vendor = ParseVendor(vendor);
         if (!device.empty()) {
             arguments.device = ParseAddress(device);
         }
@@ -161,7 +176,20 @@ std::variant<Arguments, ExitCode> ParseArguments(int count, const char* const* v
         grammar.app.parse(count, values);
         return grammar.Finish();
     } catch (const CLI::ParseError& error) {
-        return grammar.app.exit(error, out, err) == 0 ? exitSuccess : exitUsage;
+        if (error.get_exit_code() == 0) { // help was requested
+            grammar.app.exit(error, out, err);
+            return exitSuccess;
+        }
+        const std::string unknown = UnknownCommand(grammar.app);
+        // The parser may have stopped before it reached the option.
+        const bool json =
+            std::find(values, values + count, std::string_view("--json")) != values + count;
+        if (json || !unknown.empty()) {
+            PrintError(err, json, unknown.empty() ? error.what() : unknown, exitUsage);
+        } else {
+            grammar.app.exit(error, out, err);
+        }
+        return exitUsage;
     }
 }
 

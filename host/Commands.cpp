@@ -73,8 +73,10 @@ ExitCode List(const Arguments& arguments, Bus& bus, std::ostream& out, std::ostr
         }
     }
     if (devices.empty()) {
-        err << "vantorel-host: no camera of vendor " << Hexadecimal(arguments.vendor, "0x%04x")
-            << " is connected.\n";
+        PrintError(err, arguments.json,
+                   "no camera of vendor " + Hexadecimal(arguments.vendor, "0x%04x") +
+                       " is connected.",
+                   exitNoDevice);
         return exitNoDevice;
     }
     return exitSuccess;
@@ -324,23 +326,24 @@ ExitCode RunTool(int count, const char* const* values, Bus& bus, std::ostream& o
     if (const auto* code = std::get_if<ExitCode>(&parsed)) {
         return *code;
     }
-    ExitCode code = exitSuccess;
+    const auto& arguments = std::get<Arguments>(parsed);
+    const auto fail = [&](const std::exception& error, ExitCode code) {
+        PrintError(err, arguments.json, error.what(), code);
+        return code;
+    };
     try {
-        code = Run(std::get<Arguments>(parsed), bus, out, err);
+        const ExitCode code = Run(arguments, bus, out, err);
         if (!out.flush()) {
             throw OutputError("Cannot write the result.");
         }
+        return code;
     } catch (const TransportError& error) {
-        err << "vantorel-host: " << error.what() << '\n';
-        code = CodeOf(error.Why());
+        return fail(error, CodeOf(error.Why()));
     } catch (const DeviceError& error) {
-        err << "vantorel-host: " << error.what() << '\n';
-        code = exitRefused;
+        return fail(error, exitRefused);
     } catch (const OutputError& error) {
-        err << "vantorel-host: " << error.what() << '\n';
-        code = exitOutput;
+        return fail(error, exitOutput);
     }
-    return code;
 }
 
 } // namespace vantorel::host

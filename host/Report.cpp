@@ -24,6 +24,14 @@ void Report::Print(std::ostream& out, bool json) const {
     }
 }
 
+void PrintError(std::ostream& err, bool json, const std::string& text, int exitCode) {
+    if (json) {
+        err << ToLine({{"error", text}, {"exit", exitCode}}) << '\n';
+    } else {
+        err << "vantorel-host: " << text << '\n';
+    }
+}
+
 std::string ToLine(const nlohmann::ordered_json& value) {
     return value.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }

@@ -26,6 +26,9 @@ private:
 };
 
 /** One line of JSON. Bytes that are not UTF-8, which a device may send, are replaced. */
+/** Reports an error with the exit status: as text, or as one JSON object on a line. */
+void PrintError(std::ostream& err, bool json, const std::string& text, int exitCode);
+
 std::string ToLine(const nlohmann::ordered_json& value);
 
 /** Two hexadecimal digits per byte, without separators. */

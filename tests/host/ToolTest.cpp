@@ -191,6 +191,8 @@ TEST_F(ToolTest, JoinsTheKernelLogsPieces) {
 TEST_F(ToolTest, ChoosesTheDevice) {
     CheckRun("--vendor 0x1234 list", exitNoDevice, "no camera of vendor 0x1234");
     CheckRun("--vendor 0x1234 identity", exitNoDevice, "No camera of vendor 0x1234 is connected");
+    CheckRun("--vendor 1234 identity", exitNoDevice, "No camera of vendor 0x1234 is connected");
+    EXPECT_THAT(Output("--vendor 1209 list"), StartsWith("001:007 1209:"));
     bus.devices.push_back(bus.devices.front());
     bus.devices.back().address = 8;
     CheckRun("status", exitNoDevice, "--device");
@@ -207,16 +209,58 @@ TEST_F(ToolTest, ChoosesTheDevice) {
 }
 
 TEST_F(ToolTest, RefusesWrongArguments) {
-    for (const char* line :
-         {"", "nothing", "raw", "raw 256 2", "raw 53 4097", "raw 53 -1", "raw 60 2 010",
-          "raw 60 2 01", "raw 60 2 zz00", "raw 60 2 0100 --out x", "fuzz", "fuzz --seed x",
-          "latency --count 0", "status --device 1", "status --device 1:2x", "session",
-          "--vendor 0x12345 list", "factory", "status --timeout 0"}) {
+    for (const char* line : {"",
+                             "nothing",
+                             "raw",
+                             "raw 256 2",
+                             "raw 53 4097",
+                             "raw 53 -1",
+                             "raw 60 2 010",
+                             "raw 60 2 01",
+                             "raw 60 2 zz00",
+                             "raw 60 2 0100 --out x",
+                             "fuzz",
+                             "fuzz --seed x",
+                             "latency --count 0",
+                             "status --device 1",
+                             "status --device 1:2x",
+                             "session",
+                             "--vendor 0x12345 list",
+                             "--vendor 12g9 list",
+                             "factory",
+                             "status --timeout 0"}) {
         EXPECT_EQ(Run(line), exitUsage) << line;
         EXPECT_NE(err.str(), "") << line;
     }
     EXPECT_EQ(bus.requests, 0U);
     EXPECT_THAT(Output("--help"), AllOf(HasSubstr("klog"), HasSubstr("Exit status")));
+}
+
+TEST_F(ToolTest, NamesTheWordThatIsNoCommand) {
+    const std::pair<const char*, const char*> rows[] = {
+        {"temperatur", "temperatur: no such command; did you mean temperature?\n"},
+        {"--timeout 9 idntity", "idntity: no such command; did you mean identity?\n"},
+        {"factory raed", "raed: no such command; did you mean read?\n"},
+        {"session begin", "begin: no such command\n"}};
+    for (const auto& [line, text] : rows) {
+        EXPECT_EQ(Run(line), exitUsage) << line;
+        EXPECT_EQ(err.str(), std::string("vantorel-host: ") + text);
+    }
+}
+
+TEST_F(ToolTest, ReportsErrorsAsJsonOnRequest) {
+    EXPECT_EQ(Run("--json --vendor 1234 list"), exitNoDevice);
+    EXPECT_EQ(err.str(), R"({"error":"no camera of vendor 0x1234 is connected.","exit":3})"
+                         "\n");
+    EXPECT_EQ(Run("statsu --json"), exitUsage);
+    EXPECT_EQ(err.str(), R"({"error":"statsu: no such command; did you mean status?","exit":2})"
+                         "\n");
+    EXPECT_EQ(Run("--json raw 256 2"), exitUsage);
+    EXPECT_THAT(err.str(), AllOf(StartsWith(R"({"error":")"), HasSubstr("256")));
+    FailAfter(0, Failure::Gone);
+    EXPECT_EQ(Run("status --json"), exitBus);
+    EXPECT_EQ(err.str(), R"({"error":"The cable is cut.","exit":5})"
+                         "\n");
 }
 
 TEST_F(ToolTest, DrawsTheSameRandomRequestsFromTheSameSeed) {

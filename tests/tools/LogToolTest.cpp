@@ -169,6 +169,8 @@ TEST_F(LogToolTest, RefusesWhatItCannotReadOrDo) {
     EXPECT_EQ(Run("check @"), exitInput);
     EXPECT_THAT(err.str(), HasSubstr("Is a directory"));
     EXPECT_EQ(Run("plot @ -o log.pdf"), exitUsage);
+    EXPECT_EQ(Run("sumary @"), exitUsage);
+    EXPECT_EQ(err.str(), "vantorel-log: sumary: no such command; did you mean summary?\n");
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "tools/vantorel-log/Tool.h"
 
+#include "tools/UnknownWord.h"
 #include "tools/vantorel-log/Gnuplot.h"
 #include "tools/vantorel-log/Plot.h"
 #include "tools/vantorel-log/Summary.h"
@@ -132,6 +133,11 @@ ExitCode RunTool(int count, const char* const* values, std::ostream& out, std::o
     try {
         app.parse(count, values);
     } catch (const CLI::ParseError& error) {
+        const std::string unknown = UnknownCommand(app);
+        if (error.get_exit_code() != 0 && !unknown.empty()) {
+            err << "vantorel-log: " << unknown << '\n';
+            return exitUsage;
+        }
         return app.exit(error, out, err) == 0 ? exitSuccess : exitUsage;
     }
     try {
