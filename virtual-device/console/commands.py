@@ -1,11 +1,11 @@
 """The console protocol: one command per line, answered by "ok" or "error REASON"."""
 
 import glob
-import os
 import shlex
 import shutil
 from pathlib import Path
 
+import camera
 import firmware
 import gauge
 from debugger import attach
@@ -21,9 +21,7 @@ fixture 0..2 on|off
 temperature board|cpu C
 button power|torch|reset down|up|click|hold SECONDS|doubleclick
 button plug|unplug          the whole input device
-camera connect|disconnect|error CODE|rate 0..240|hang 0|1
-camera play FILE|off        a recording instead of the scene, over and over
-camera record FILE SECONDS  what the camera sees, as a recording
+{camera.HELP}
 cable plug|unplug           whether a USB host is at the other end of the cable
 start [host|debugger]       start the application; set initial conditions before. With a host that
                             it must have found, however busy this machine; with a debug server on
@@ -52,8 +50,6 @@ quit"""
 BOARD = "/sys/kernel/debug/vantorel-board/ctl"
 CABLE = "/sys/bus/usb/devices/usb1/1-0:1.0/usb1-port1/disable"
 KEYS = {"power": 116, "torch": 0x21E, "reset": 0x198}
-PICTURE_SIZE = 160 * 120 * 2  # of a recording
-MOST_RECORDED = 60  # seconds: 70 MB of the device's memory
 CLICK = 0.08  # seconds that a click holds a button
 BETWEEN_CLICKS = 0.12
 START_TIME_LIMIT = 600  # seconds; the application is copied to the device first
@@ -80,11 +76,10 @@ def _switch(text: str) -> int:
     return int(text == "on")
 
 
-class Console(Looking):
+class Console(Looking, camera.Commands):
     def __init__(self, machine: Machine, say=print, watch=None):
         super().__init__(machine, say, watch)
         self.surroundings = machine.surroundings
-        self.recordings = 0
 
     def execute(self, line: str):
         """Executes one line; raises Failure with the reason."""
@@ -195,56 +190,6 @@ class Console(Looking):
 
     # --- camera, cable, application ---------------------------------------------------------------
 
-    def do_camera(self, arguments):
-        usage = "usage: camera connect|disconnect|error CODE|rate 0..240|hang 0|1|play|record ..."
-        if len(arguments) == 2 and arguments[0] == "play":
-            self._play(arguments[1])
-            return
-        if len(arguments) == 3 and arguments[0] == "record":
-            self._record(arguments[1], number(arguments[2], 0.1, MOST_RECORDED, float))
-            return
-        if arguments in (["connect"], ["disconnect"]):
-            self.surroundings.camera["KIROCAMERA_SIM_CONNECTED"] = str(int(arguments[0] == "connect"))
-        elif len(arguments) == 2 and arguments[0] == "rate":
-            self.surroundings.camera["KIROCAMERA_SIM_RATE"] = str(number(arguments[1], 0, 240))
-        elif len(arguments) == 2 and arguments[0] in ("error", "hang"):
-            bounds = (-2**31, 2**31 - 1) if arguments[0] == "error" else (0, 1)
-            number(arguments[1], *bounds)
-            if not self.application_runs():
-                raise Failure("the application does not run")
-        else:
-            raise Failure(usage)
-        if self.application_runs():
-            self.machine.check(f"echo {' '.join(arguments)} > /run/camera")
-
-    def _play(self, file: str):
-        if file != "off" and not Path(file).is_file():
-            raise Failure(f"there is no recording {file!r}")
-        self.surroundings.recording = None if file == "off" else file
-        if self.application_runs():
-            self.machine.check(f"echo play {self._put_recording()} > /run/camera")
-
-    def _put_recording(self) -> str:
-        """The path of the recording on the device: another one each time, since the camera goes on
-        with the file that it has open when the path is the same. Empty without a recording."""
-        self.machine.check("rm -f /run/recording-*")
-        if self.surroundings.recording is None:
-            return ""
-        self.recordings += 1
-        path = f"/run/recording-{self.recordings}"
-        self.do_put([str(self.surroundings.recording), path])
-        return path
-
-    def _record(self, file: str, seconds: float):
-        if not self.application_runs():
-            raise Failure("the application does not run")
-        self.machine.check("echo record /run/recorded > /run/camera")
-        self.machine.ended.wait(seconds)
-        self.machine.check("echo record > /run/camera")
-        self.do_get(["/run/recorded", file])
-        whole = Path(file).stat().st_size // PICTURE_SIZE * PICTURE_SIZE
-        os.truncate(file, whole)  # the last picture may still be on its way
-
     def do_cable(self, arguments):
         if arguments not in (["plug"], ["unplug"]):
             raise Failure("usage: cable plug|unplug")
@@ -263,8 +208,7 @@ class Console(Looking):
         if self.application_runs():
             raise Failure("the application runs already")
         self.machine.own.put(self.machine)
-        camera = self.surroundings.camera | {"KIROCAMERA_SIM_RECORDING": self._put_recording()}
-        settings = " ".join(f"{name}={value}" for name, value in camera.items() if value)
+        settings = " ".join(f"{name}={value}" for name, value in self.camera_settings().items())
         option = "--serial-debugger" if arguments == ["debugger"] else ""
         first = len(self.machine.lines)
         self.machine.check(f"/usr/libexec/vantorel/start {settings} {option}", START_TIME_LIMIT)
