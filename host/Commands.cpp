@@ -320,13 +320,7 @@ ExitCode CodeOf(Failure failure) {
 
 } // namespace
 
-ExitCode RunTool(int count, const char* const* values, Bus& bus, std::ostream& out,
-                 std::ostream& err) {
-    const auto parsed = ParseArguments(count, values, out, err);
-    if (const auto* code = std::get_if<ExitCode>(&parsed)) {
-        return *code;
-    }
-    const auto& arguments = std::get<Arguments>(parsed);
+ExitCode RunCommand(const Arguments& arguments, Bus& bus, std::ostream& out, std::ostream& err) {
     const auto fail = [&](const std::exception& error, ExitCode code) {
         PrintError(err, arguments.json, error.what(), code);
         return code;
@@ -344,6 +338,15 @@ ExitCode RunTool(int count, const char* const* values, Bus& bus, std::ostream& o
     } catch (const OutputError& error) {
         return fail(error, exitOutput);
     }
+}
+
+ExitCode RunTool(int count, const char* const* values, Bus& bus, std::ostream& out,
+                 std::ostream& err) {
+    const auto parsed = ParseArguments(count, values, out, err);
+    if (const auto* code = std::get_if<ExitCode>(&parsed)) {
+        return *code;
+    }
+    return RunCommand(std::get<Arguments>(parsed), bus, out, err);
 }
 
 } // namespace vantorel::host

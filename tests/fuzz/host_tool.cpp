@@ -40,7 +40,8 @@ public:
     std::size_t In(const Setup&, std::span<std::uint8_t> data) override {
         Demand(data.size() <= largestTransfer);
         Outcome();
-        const std::size_t length = std::min<std::size_t>(Byte() | Byte() << 8, data.size());
+        const std::size_t low = Byte();
+        const std::size_t length = std::min(low + std::size_t{Byte()} * 256, data.size());
         const std::size_t count = std::min(length, rest.size());
         std::copy_n(rest.begin(), count, data.begin());
         rest = rest.subspan(count);
@@ -76,29 +77,32 @@ private:
     std::span<const std::uint8_t> rest;
 };
 
-constexpr const char* commands[][3] = {
-    {"list"},    {"identity"},        {"status"},           {"temperature"},
-    {"klog"},    {"factory", "read"}, {"session", "state"}, {"session", "start"},
-    {"latency"}, {"raw", "78", "36"}, {"raw", "61", "4096"}};
+struct Command {
+    const char* name;
+    unsigned request = 0;
+    unsigned length = 0;
+};
+constexpr Command commands[] = {{"list"},    {"identity"},     {"status"},        {"temperature"},
+                                {"klog"},    {"factory read"}, {"session state"}, {"session start"},
+                                {"latency"}, {"raw", 78, 36},  {"raw", 61, 4096}};
 
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     Nonsense bus(data, size);
     const std::uint8_t chosen = bus.Byte();
-    const bool json = chosen >= 0x80;
-    std::vector<const char*> words{"vantorel-host"};
-    for (const char* word : commands[chosen % std::size(commands)]) {
-        if (word != nullptr) {
-            words.push_back(word);
-        }
-    }
-    if (json) {
-        words.push_back("--json");
-    }
+    const Command& command = commands[chosen % std::size(commands)];
+    Arguments arguments;
+    arguments.command = command.name;
+    arguments.request = command.request;
+    arguments.length = command.length;
+    arguments.vendor = 0x1209;
+    arguments.count = 100;
+    arguments.json = chosen >= 0x80;
     std::ostringstream out;
     std::ostringstream err;
-    const ExitCode code = RunTool(static_cast<int>(words.size()), words.data(), bus, out, err);
+    // The command line is read once, by the other tests; it takes longer than a command.
+    const ExitCode code = RunCommand(arguments, bus, out, err);
     Demand(code != exitUsage && code != exitOutput);
     Demand(code == exitSuccess || code == exitRefused || !err.str().empty());
     const std::string text = out.str();
@@ -106,7 +110,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Demand(
         std::ranges::none_of(text, [](char c) { return c == '\x1b' || c == '\a' || c == '\b'; }));
     std::istringstream lines(text);
-    for (std::string line; json && std::getline(lines, line);) {
+    for (std::string line; arguments.json && std::getline(lines, line);) {
         Demand(nlohmann::json::accept(line));
     }
     return 0;
