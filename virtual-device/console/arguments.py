@@ -12,8 +12,8 @@ PROJECT = Path(__file__).resolve().parents[2]
 
 
 def _port(text: str) -> int:
-    if not text.isdecimal() or not 0 < int(text) < 65536:
-        raise argparse.ArgumentTypeError(f"{text} is no port; 1 to 65535 are")
+    if not text.isdecimal() or int(text) > 65535:  # 0 is any free one
+        raise argparse.ArgumentTypeError(f"{text} is no port; 0 to 65535 are")
     return int(text)
 
 
