@@ -1,10 +1,10 @@
-# What `cmake --install` puts where: the library with its headers, a CMake package and a pkg-config
+# The files that `cmake --install` installs: the library with its headers, a CMake package and a pkg-config
 # file; the stand-ins of the two closed libraries; the reference application; the tools. Each in
 # the component that becomes the Debian package of the same purpose (cmake/Packages.cmake).
 
 include(CMakePackageConfigHelpers)
 
-# What is shipped can be built without the tests, and installing it does not ask for them.
+# Shipped parts can be built without the tests, and the installation does not need the tests.
 set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)
 vantorel_install_manual_page(app/vantorel-app.1 application)
 add_custom_target(shipped DEPENDS VantorelSystem vantorel-app
@@ -19,8 +19,8 @@ foreach(tool IN ITEMS vantorel-host vantorel-log)
 endforeach()
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/VantorelSystem)
-# The closed libraries' interfaces, which the public headers need. Apart from the headers of their
-# makers, which an integrator may have in the same place.
+# The closed libraries' interfaces, which the public headers need. In a separate folder, since an
+# integrator may have the makers' headers in the usual one.
 set(sdk_dir ${CMAKE_INSTALL_INCLUDEDIR}/vantorel/sdk)
 
 # Outside of the loader's folders the library finds the closed libraries beside itself, for the linker
@@ -49,7 +49,7 @@ install(FILES
     ${CMAKE_BINARY_DIR}/package/VantorelSystemConfig.cmake
     ${CMAKE_BINARY_DIR}/package/VantorelSystemConfigVersion.cmake
     DESTINATION ${package_dir} COMPONENT development)
-# The pkg-config files name the prefix by their own place, so that an installation can be moved.
+# The pkg-config files name the prefix relative to their folder, so that an installation can be moved.
 function(install_pkg_config_file name component)
     set(folder ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
     file(RELATIVE_PATH to_prefix ${folder} ${CMAKE_INSTALL_PREFIX})

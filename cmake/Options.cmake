@@ -1,4 +1,4 @@
-# Compile options of every target in the project. Nothing of it reaches users of the package.
+# Compile options of every target in the project. Users of the package do not get them.
 
 option(VANTOREL_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
 # On in the presets alone: the warnings of another compiler must not stop a user's build, nor the
@@ -29,12 +29,12 @@ target_link_libraries(vantorel_options INTERFACE Threads::Threads)
 
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     # Remarks on how g++ changed passing arguments years ago; no mixed compilers here.
-    # A cast to a stricter alignment counts on every machine, also where it does no harm.
+    # Reports a cast to a stricter alignment on every machine, also on one that permits the access.
     target_compile_options(vantorel_options INTERFACE -Wno-psabi -Wcast-align=strict)
 endif()
 
-# What is shipped is hardened: a host on the USB port and a file on its drive are not trusted.
-# Sanitizers bring their own checks, and checks of buffers need the optimizer.
+# Programs and libraries that are shipped are hardened: a USB host and a file on the drive are not trusted.
+# Sanitizers have their own checks, and checks of buffers need the optimizer.
 if(NOT VANTOREL_SANITIZE AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
     target_compile_options(vantorel_options INTERFACE
         -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -fstack-protector-strong -fstack-clash-protection)
@@ -63,8 +63,8 @@ if(VANTOREL_FUZZ)
     target_link_options(vantorel_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
-# Most of the time of a file goes into headers of the standard library. The native build goes without
-# this, so that every file is known to include what it uses.
+# Headers of the standard library take most of a file's compile time. The native build does not
+# precompile them, so that it finds a file with a missing include.
 function(vantorel_precompile target)
     if(VANTOREL_PRECOMPILE)
         target_precompile_headers(${target} PRIVATE
@@ -74,8 +74,8 @@ function(vantorel_precompile target)
     endif()
 endfunction()
 
-# For files that read a program's arguments: the header-only parser takes half a minute a file when it
-# is optimized for speed and described to the debugger, and runs once.
+# For files that read a program's arguments: the header-only parser takes half a minute per file when
+# compiled for speed and with debug information, and it runs only once.
 function(vantorel_compile_quickly)
     set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS
         "$<$<CONFIG:RelWithDebInfo>:-Os;-g1>")

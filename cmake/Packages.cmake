@@ -14,18 +14,18 @@ if(TARGET vantorel-host OR TARGET vantorel-log)
 endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-# Symbols apart from what they belong to, as PACKAGE-dbgsym.
+# Debug symbols in separate packages, PACKAGE-dbgsym.
 set(CPACK_DEBIAN_DEBUGINFO_PACKAGE ON)
 set(CPACK_BUILD_SOURCE_DIRS ${PROJECT_SOURCE_DIR})
-# Whatever the prefix of the build is.
+# Independent of the build's prefix.
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_DEBIAN_PACKAGE_SECTION libs)
 if(CMAKE_CROSSCOMPILING)
     set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armhf)
 endif()
 
-# Written down, because dpkg-shlibdeps asks the packages that are installed, and none of the device's
-# architecture is.
+# Listed here, because dpkg-shlibdeps searches the installed packages, and no package of the device's
+# architecture is installed.
 set(run_time "libc6 (>= 2.36), libgcc-s1 (>= 12), libstdc++6 (>= 12)")
 set(control ${PROJECT_SOURCE_DIR}/cmake/package)
 set(library "libvantorelsystem0 (= ${PROJECT_VERSION})")
@@ -71,7 +71,7 @@ if(TARGET vantorel-log) # not on the device
         "\nvantorel-log reads a camera's diagnostics log.")
 endif()
 
-# Every package has its change log and its terms.
+# Every package has a change log and a copyright file.
 set(changelog ${CMAKE_BINARY_DIR}/package/changelog)
 configure_file(cmake/package/changelog.in ${changelog} @ONLY)
 execute_process(COMMAND gzip -9nkf ${changelog} COMMAND_ERROR_IS_FATAL ANY)
@@ -81,7 +81,7 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${COMPONENT}_PACKAGE_NAME}
         COMPONENT ${component} EXCLUDE_FROM_ALL)
 endforeach()
-# What the packages' checker is not to complain of, with the reason.
+# Findings of lintian that are accepted, with the reason.
 foreach(component IN ITEMS runtime simulators)
     string(TOUPPER ${component} COMPONENT)
     install(FILES ${control}/lintian/${CPACK_DEBIAN_${COMPONENT}_PACKAGE_NAME}

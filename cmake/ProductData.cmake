@@ -1,5 +1,5 @@
-# Product data: what a maker sets for a product of its own. Checked here, because the kernel takes a
-# wrong number for another one and drops a text that is too long, without a report that is seen.
+# Product data, which a maker sets for a product. Checked here, because the kernel reads a wrong number
+# as another one and drops a text that is too long, and its error is not visible.
 
 set(VANTOREL_USB_VENDOR_ID "0x1209" CACHE STRING
     "USB vendor ID, 0x and four hexadecimal digits; the default is the community's test vendor")
@@ -13,7 +13,7 @@ if(NOT vantorel_vendor_id MATCHES "^0x[0-9a-f][0-9a-f][0-9a-f][0-9a-f]$")
         "VANTOREL_USB_VENDOR_ID=${VANTOREL_USB_VENDOR_ID} is not 0x and four hexadecimal digits")
 endif()
 
-# The name travels through CMake's lists, a compiler's command line and a text of C++. The kernel
+# The name is passed through CMake's lists, a compiler's command line and a C++ string. The kernel
 # refuses a string of more than 126 bytes.
 string(LENGTH "${VANTOREL_COMPANY_NAME}" vantorel_name_length)
 if(vantorel_name_length EQUAL 0 OR vantorel_name_length GREATER 126)

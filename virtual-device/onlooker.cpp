@@ -1,10 +1,10 @@
-// Answers the development machine about the display and the board, a line for each of its lines:
-// onlooker PORT. No pixel is copied here: the development machine has this machine's memory before
-// it and is only told where in it the picture is.
-//   "picture"  where the picture is, as the display's driver tells; nothing while it is dark
-//   "board"    the board's state, ", " between its entries
-// Everything else is a command for the board. That is quicker than a shell, and how long a button
-// is held must not depend on how busy the machine is.
+// Answers requests of the development machine about the display and the board: onlooker PORT. Each
+// line is a request and gets a line as its answer. No pixel is copied: the development machine maps
+// this machine's memory and needs only the picture's address.
+//   "picture"  the picture's address, as the display's driver reports it; empty while it is dark
+//   "board"    the board's state, with ", " between the entries
+// Any other line is a command for the board. This is faster than a shell: the time for which a button
+// is held must not depend on the load of the machine.
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -47,7 +47,7 @@ std::string InOneLine(const std::string& text) {
     return line + '\n';
 }
 
-/** What the board says to a command: "ok" or what is wrong with it. */
+/** Sends a command to the board; returns "ok" or the reason of its refusal. */
 std::string Commanded(const std::string& command) {
     const int file = ::open(board, O_WRONLY | O_CLOEXEC);
     const bool done =
@@ -82,11 +82,11 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "usage: onlooker PORT\n");
         return 2;
     }
-    ::setpriority(PRIO_PROCESS, 0, -20); // it has little to do, and somebody waits
+    ::setpriority(PRIO_PROCESS, 0, -20); // it needs little time, and the console waits for it
     std::string line;
     for (char letter = 0;;) {
         if (::read(port, &letter, 1) != 1) {
-            ::usleep(100000); // nobody is at the other end
+            ::usleep(100000); // no program has the other end open
         } else if (letter != '\n') {
             line += letter;
         } else {

@@ -39,7 +39,7 @@ public:
             return address > 0x7f ? FailWith(EINVAL) : 0;
         });
         ioctls.On<gpio_v2_line_request>(GPIO_V2_GET_LINE_IOCTL, [](gpio_v2_line_request& record) {
-            // The gauge's line is driven; whoever asked for another one would take it from its
+            // The gauge's line is driven; a request for another line would take that from its
             // user.
             EXPECT_EQ(record.config.flags, GPIO_V2_LINE_FLAG_OUTPUT);
             EXPECT_EQ(record.num_lines, 1U);

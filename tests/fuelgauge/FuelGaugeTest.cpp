@@ -43,8 +43,8 @@ protected:
     template <typename Value>
     void Note(const std::string& what, Value value) {
         heard.push_back(what + " " + std::to_string(value));
-        ++told;
-        told.notify_all();
+        ++notified;
+        notified.notify_all();
         if (what == throwsAt) {
             throw Error(EIO);
         }
@@ -63,20 +63,20 @@ protected:
     std::string Enter(State newState, State oldState) {
         FuelGaugeService service(gauge, 0ms);
         service.AddObserver(*this);
-        told = 0;
+        notified = 0;
         service.OnConnectionStateChanged(newState, oldState);
         const std::string printed = output.Take();
         if (!printed.empty()) {
-            told.wait(0);
+            notified.wait(0);
         }
         service.Stop();
-        EXPECT_EQ(told > 0, !printed.empty());
+        EXPECT_EQ(notified > 0, !printed.empty());
         return printed;
     }
 
     Notes heard;
     std::string throwsAt;
-    std::atomic<int> told{0};
+    std::atomic<int> notified{0};
 };
 
 TEST_F(FuelGaugeTest, TakesAGaugeInRomModeForABatteryAndStaysWithIt) {
@@ -216,7 +216,7 @@ TEST_F(FuelGaugeTest, PollsWhileOthersProbeUntilItIsDestroyed) {
         FuelGaugeService service(gauge, 0ms);
         service.AddObserver(*this);
         service.Start();
-        for (told = 0; told < 50;) {
+        for (notified = 0; notified < 50;) {
             EXPECT_FALSE(gauge.IsBatteryConnected());
             gauge.SetAddress(0x55);
         }
@@ -293,7 +293,7 @@ TEST_F(FlashStreamTest, EndsAtALineThatItCannotReadOrThatFails) {
         {waitUnreadable + "no text", {"X", "X: 3000000000"}},
         {waitUnreadable + "no number", {"X: ", "X: soon"}},
         {writeFailed + "Error 5", {"W: AA 40 02"}},
-        {writeFailed + "Error 6", {"W: 18 40 02"}},  // nobody there
+        {writeFailed + "Error 6", {"W: 18 40 02"}},  // no device has the address
         {writeFailed + "Error 22", {"W: -1 3E 02"}}, // a number, but no address
         {compareFailed + "22", {"C: AA 20 57 9D", "C: AA 20 56 9C"}},
         {compareFailed + "Error 110", {"C: AA 08 57"}},

@@ -142,7 +142,7 @@ protected:
     gauge_content updated;     // after it
     int transfers = 0;
     int failingTransfer = 0; // counted from 1
-    int failure = 0;         // its errno; 0 for a wrong bit in what is read
+    int failure = 0;         // its errno; 0 for a wrong bit in the data read
 
 private:
     void Note(std::vector<std::uint8_t> message) {

@@ -50,7 +50,7 @@ private:
             const auto reply = other == bus.replaced.end()
                                    ? bus.device.endpoint.In(setup.request, data.size()).reply
                                    : other->second;
-            if (!reply) { // silence ends in a stall, too, as soon as the device waits again
+            if (!reply) { // no reply ends in a stall, too, once the device waits again
                 throw TransportError(Failure::Stall, "stall");
             }
             const std::size_t size = std::min(reply->size(), data.size());

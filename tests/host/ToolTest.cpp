@@ -67,7 +67,7 @@ protected:
         return out.str();
     }
 
-    /** A run that ends with this code and says this, as its result or to explain itself. */
+    /** Checks a run's exit code, and a text in its result or its error message. */
     void CheckRun(const std::string& line, ExitCode code, const std::string& text) {
         EXPECT_EQ(Run(line), code) << line;
         EXPECT_THAT(out.str() + err.str(), HasSubstr(text));
@@ -86,7 +86,7 @@ protected:
     test::SubiDevice& device = bus.device;
 };
 
-TEST_F(ToolTest, PrintsWhatTheDeviceTells) {
+TEST_F(ToolTest, PrintsTheDevicesAnswers) {
     const float spot = -0.5;
     kirocamera_sim_set_header(131, &spot, sizeof spot);
     device.manager.OnConnectionStateChanged(ConnectionState::Battery,
@@ -124,12 +124,12 @@ TEST_F(ToolTest, PrintsWhatTheDeviceTells) {
     EXPECT_THAT(Output("identity"), HasSubstr("\nserial:     xxxxxxxxxxxxxxxx\n"));
 }
 
-TEST_F(ToolTest, TellsWhyTheDeviceRefused) {
+TEST_F(ToolTest, ReportsWhyTheDeviceRefused) {
     EXPECT_EQ(test::Selected(device.endpoint, 14, 1), test::refusedIn);
     EXPECT_EQ(
         Output("status"),
         "status: the kernel log could not be read, or holds less than requested (0x00030000)\n");
-    test::Selected(device.endpoint, 14, 1); // must not be taken for the reason of what follows
+    test::Selected(device.endpoint, 14, 1); // must not be reported as the reason of a later refusal
     device.subi.OnCameraDisconnect(*std::make_unique<Camera>(kirocamera_sim_get_camera()));
     CheckRun("identity", exitRefused,
              "The device refused to report its identity: request unknown, or not supported now "
@@ -143,7 +143,7 @@ TEST_F(ToolTest, TellsWhyTheDeviceRefused) {
     CheckRun("raw 88 2 --json", exitRefused, R"("stalled":true,"status":{"code":0)");
     bus.replaced[{53, 4}] = {0, 0, 5, 0};
     CheckRun("session start", exitRefused, "refused to start the capture session");
-    // Not what such a device answers.
+    // Answers that such a device never gives.
     bus.replaced = {{{53, 4}, test::Bytes(3)}};
     CheckRun("status", exitRefused, "incomplete status word");
     bus.replaced = {{{61, 2}, test::Bytes(1)}, {{78, 4}, test::Bytes{65, 0, 0, 0}}};
@@ -152,7 +152,7 @@ TEST_F(ToolTest, TellsWhyTheDeviceRefused) {
 }
 
 TEST_F(ToolTest, ReadsTheFactorySettingsInPieces) {
-    test::Selected(device.endpoint, 14, 1); // leaves a status of its own behind
+    test::Selected(device.endpoint, 14, 1); // leaves a status behind
     const test::TemporaryDirectory directory;
     const std::string file = directory / "factory";
     EXPECT_EQ(Output("factory read --out " + file + " --json"),
@@ -163,10 +163,11 @@ TEST_F(ToolTest, ReadsTheFactorySettingsInPieces) {
     EXPECT_THAT(Output("--json factory read"), StartsWith(R"({"size":5120,"data":"050c131a)"));
     CheckRun("factory read --out /nonexistent/file", exitOutput, "/nonexistent/file");
     {
-        const SmallFiles limit(4096); // as a disk that is full
+        const SmallFiles limit(4096); // like a full disk
         CheckRun("factory read --out " + file, exitOutput, file);
     }
-    EXPECT_FALSE(std::filesystem::exists(file)) << "a part of it could pass for the whole";
+    EXPECT_FALSE(std::filesystem::exists(file))
+        << "a part of the settings could be mistaken for all of them";
     out.setstate(std::ios::badbit);
     EXPECT_EQ(Run("identity"), exitOutput);
 }
@@ -270,7 +271,7 @@ TEST_F(ToolTest, DrawsTheSameRandomRequestsFromTheSameSeed) {
         const auto [setup, in, length, data] = source.Next();
         sum = 31 * sum + setup.request + setup.value + setup.index + length;
     }
-    EXPECT_EQ(sum, 3599895662U) << "who notes a seed here will want it on any other machine";
+    EXPECT_EQ(sum, 3599895662U) << "a seed gives other requests on this machine";
 }
 
 TEST_F(ToolTest, FuzzChecksTheIdentityAndRestoresTheSession) {

@@ -58,7 +58,7 @@ TEST_F(LogToolTest, SummarisesWhatTheLoggerWrites) {
     EXPECT_EQ(Run("check @"), exitSuccess);
     EXPECT_THAT(out.str(), EndsWith("debug.csv: 25 lines, 24 samples, 0 problems\n"));
 
-    // Lines 5 to 7 are lost, which makes a step of 240 s from line 4 to what is now 5.
+    // Lines 5 to 7 are lost, which makes a step of 240 s from line 4 to the next one, now line 5.
     const std::size_t from = content.find("1,180,");
     Put(std::string(content).erase(from, content.find("1,360,") - from));
     EXPECT_EQ(Run("summary @ --json"), exitSuccess);

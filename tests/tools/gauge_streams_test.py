@@ -40,9 +40,9 @@ class StreamTools(unittest.TestCase):
         return done.returncode, done.stderr
 
     def converted(self, lines, end="\n"):
-        status, said = self.run_tool("make-gauge-stream", "--convert", self.stream(lines, end),
+        status, output = self.run_tool("make-gauge-stream", "--convert", self.stream(lines, end),
                                      "out")
-        self.assertEqual((status, said), (0, ""))
+        self.assertEqual((status, output), (0, ""))
         self.assertEqual(self.run_tool("make-gauge-stream", "--check", "out"), (0, ""))
         return (self.path / "out").read_bytes().decode("latin-1").split(end)[:-1]
 
@@ -91,10 +91,10 @@ class StreamTools(unittest.TestCase):
             ([*ROW, "W: 16 04" + 8192 * " 00"], 5),
         ]:
             with self.subTest(lines=lines):
-                status, said = self.run_tool("make-gauge-stream", "--convert",
+                status, output = self.run_tool("make-gauge-stream", "--convert",
                                              self.stream(lines), "out")
                 self.assertEqual(status, 2)
-                self.assertRegex(said, rf"^make-gauge-stream: stream: line {line}: .+\n$")
+                self.assertRegex(output, rf"^make-gauge-stream: stream: line {line}: .+\n$")
                 self.assertFalse((self.path / "out").exists())
 
     def test_an_update_warns_about_a_stream_that_it_cannot_install(self):
@@ -103,10 +103,10 @@ class StreamTools(unittest.TestCase):
                                ([*KEYS, *ENTER, *ROW, *EXIT, *KEYS, *DATA], [1, 12]),
                                (["; data", *KEYS, *DATA], [2]), ([*ROW, *KEYS], [5])]:
             with self.subTest(lines=lines):
-                status, said = self.run_tool("make-update", *images, self.stream(lines), "out")
+                status, output = self.run_tool("make-update", *images, self.stream(lines), "out")
                 self.assertEqual(status, 0)
-                self.assertEqual(len(said.splitlines()), len(numbers))
-                for number, text in zip(numbers, said.splitlines()):
+                self.assertEqual(len(output.splitlines()), len(numbers))
+                for number, text in zip(numbers, output.splitlines()):
                     self.assertIn(f"make-update: warning: stream: line {number}: ", text)
         lines = [*KEYS, *ENTER, *ROW, *EXIT]
         done = self.run_tool("make-update", "--convert", *images, self.stream(lines), "out")
@@ -128,16 +128,16 @@ class StreamTools(unittest.TestCase):
                 for option in ([], ["--convert"]) if at == 2 else ([],):
                     inputs = [bad if place == at else name for place, name in enumerate(good)]
                     with self.subTest(inputs=inputs, option=option):
-                        status, said = self.run_tool("make-update", *option, *inputs, "out")
+                        status, output = self.run_tool("make-update", *option, *inputs, "out")
                         self.assertEqual(status, 2)
-                        self.assertRegex(said, rf"^make-[a-z-]+: {bad}: .+\n$")
+                        self.assertRegex(output, rf"^make-[a-z-]+: {bad}: .+\n$")
                         self.assertFalse((self.path / "out").exists())
         for arguments in ([], ["fit"], ["--bogus", *good, "out"], [*good, "stream"],
                           [*good, "directory"], [*good, "missing/out"]):
             with self.subTest(arguments=arguments):
-                status, said = self.run_tool("make-update", *arguments)
+                status, output = self.run_tool("make-update", *arguments)
                 self.assertEqual(status, 2)
-                self.assertRegex(said, "^make-update: .+\n$")
+                self.assertRegex(output, "^make-update: .+\n$")
         self.assertEqual(self.run_tool("make-gauge-stream", "directory/none/out")[0], 2)
 
 

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: GPL-2.0 */
 /*
- * The board's parts and what they share: every part registers itself with the
- * kernel, and offers its commands and its state to the control file.
+ * The board's parts. Each part registers itself with the kernel and adds its
+ * commands and its state to the control file.
  */
 #ifndef VANTOREL_BOARD_H
 #define VANTOREL_BOARD_H
@@ -14,7 +14,7 @@
 
 /*
  * A command of the control file. It parses all of its arguments before it
- * changes anything, so that a refused command leaves the board as it was.
+ * changes anything, so that a refused command does not change the board.
  */
 struct board_command {
 	const char *name;

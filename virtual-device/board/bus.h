@@ -9,7 +9,7 @@
 #include "board.h"
 #include "gauge.h"
 
-/* Something happens to count transfers, after skip others. */
+/* A fault of `count` transfers, after `skip` good ones. */
 struct bus_fault {
 	int error;
 	int count;
@@ -19,10 +19,10 @@ struct bus_fault {
 struct bus {
 	struct mutex lock; /* guards everything here */
 	struct gauge gauge;
-	struct file *store; /* keeps the gauge's memory over a start of the machine */
+	struct file *store; /* preserves the gauge's memory while the machine is off */
 	struct gauge_memory *store_buffer;
 	struct bus_fault failure; /* the transfer fails with the error */
-	struct bus_fault corruption; /* a bit of the answer to a read is wrong */
+	struct bus_fault corruption; /* a read returns a wrong bit */
 	u64 held_until; /* the gauge holds the clock line, on gauge_clock_ms() */
 	struct i2c_adapter adapter;
 };
@@ -30,7 +30,7 @@ struct bus {
 extern struct bus bus;
 extern const struct board_command bus_commands[];
 
-/* The content of the gauge's flash, to be read. */
+/* Reads the content of the gauge's flash. */
 extern const struct file_operations gauge_flash_fops;
 
 /* Call with the lock held. */

@@ -2,8 +2,8 @@
 /*
  * Model of a bq27-series fuel gauge: two modes, each with an address and a file
  * of 256 byte registers, and a flash behind them that is written by commands.
- * docs/gauge-streams.md has its rules. It knows nothing of buses and locks; the
- * caller holds the one and carries the other.
+ * docs/gauge-streams.md has its rules. It does not depend on a bus; the caller
+ * transfers the data and holds the lock.
  */
 #ifndef VANTOREL_GAUGE_H
 #define VANTOREL_GAUGE_H
@@ -42,7 +42,7 @@ enum gauge_register {
 enum gauge_access { GAUGE_SEALED, GAUGE_UNSEALED, GAUGE_FULL_ACCESS };
 enum gauge_mode { GAUGE_NORMAL, GAUGE_ROM };
 
-/* A change of the flash that is under way; nobody is acknowledged meanwhile. */
+/* A change of the flash in progress; the gauge acknowledges nothing meanwhile. */
 enum gauge_operation { GAUGE_IDLE, GAUGE_ERASES, GAUGE_PROGRAMS_ROW, GAUGE_PROGRAMS_BLOCK };
 
 struct gauge_content {
@@ -50,7 +50,7 @@ struct gauge_content {
 	u8 blocks[GAUGE_CLASSES * GAUGE_BLOCKS_PER_CLASS][GAUGE_BLOCK_SIZE];
 };
 
-/* What the gauge keeps on its battery, whatever happens to the device around it. */
+/* The state that the gauge's battery preserves while the device is off. */
 struct gauge_memory {
 	struct gauge_content content;
 	u8 rom[256];
@@ -69,25 +69,25 @@ struct gauge {
 	u8 pointer;
 	u64 silent_until; /* on gauge_clock_ms() */
 	unsigned int resets;
-	unsigned int reset_ms; /* how long its firmware takes to start */
-	/* Faults: it acknowledges nothing, it does not leave ROM mode. */
+	unsigned int reset_ms; /* time that its firmware takes to start */
+	/* Faults: the gauge acknowledges nothing; it does not leave ROM mode. */
 	bool nack;
 	bool stays_in_rom;
 };
 
-/* The time, from whoever uses the model. */
+/* The time in milliseconds; the user of the model defines it. */
 u64 gauge_clock_ms(void);
 
 void gauge_init(struct gauge *gauge);
-/* Continues with what another gauge was when it was saved; false when that is no gauge. */
+/* Restores a saved state; returns false when `memory` is not a gauge's. */
 bool gauge_restore(struct gauge *gauge, const struct gauge_memory *memory);
-/* The battery goes, in the middle of whatever it does, and comes back. */
+/* Removes the battery, also during an operation, and inserts it again. */
 void gauge_power_cycle(struct gauge *gauge);
-/* What its flash holds now. */
+/* The current content of its flash. */
 const struct gauge_content *gauge_flash(struct gauge *gauge);
 u8 gauge_address(const struct gauge *gauge);
 
-/* One message each; a missing acknowledge is -ENXIO. */
+/* Each transfers one message; returns -ENXIO for a missing acknowledge. */
 int gauge_write(struct gauge *gauge, u8 address, const u8 *data, size_t size);
 int gauge_read(struct gauge *gauge, u8 address, u8 *data, size_t size);
 

@@ -1,8 +1,8 @@
 /* SPDX-License-Identifier: GPL-2.0 */
 /*
- * What the gauge's model needs of its surroundings. It is compiled into the kernel
- * module and, the same source, into a test of the library that cuts the power at
- * every line of a stream: thousands of starts, for which no machine is booted.
+ * Definitions that the gauge's model needs outside the kernel. The same source is
+ * compiled into the kernel module and into a native test of the library, which cuts
+ * the power at every line of a stream: thousands of starts without booting a machine.
  */
 #ifndef VANTOREL_PORTABLE_H
 #define VANTOREL_PORTABLE_H

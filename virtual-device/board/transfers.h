@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: GPL-2.0 */
-/* Log of the bus: how much the software asks of the gauge can be counted here. */
+/* Log of the bus; a test counts the software's requests to the gauge in it. */
 #ifndef VANTOREL_TRANSFERS_H
 #define VANTOREL_TRANSFERS_H
 
