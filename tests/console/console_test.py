@@ -6,6 +6,7 @@ import select
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 import unittest
 import xml.etree.ElementTree as XML
@@ -14,6 +15,7 @@ from pathlib import Path
 CONSOLE = Path(__file__).resolve().parents[2] / "virtual-device/console"
 sys.path.insert(0, str(CONSOLE))
 
+import words  # noqa: E402
 from commands import Console, usages  # noqa: E402
 from failure import Failure  # noqa: E402
 from junit import Results  # noqa: E402
@@ -49,8 +51,8 @@ class Arguments(unittest.TestCase):
             for head in (b"", b"#!/bin/sh\n", arm[:10], arm.replace(b"\x28", b"\x3e"),
                          arm.replace(b"\x03\0\x28", b"\x01\0\x28"), b"\x7fELF\x02" + arm[5:]):
                 self.refused(arm_file(folder, head), "--application", arm_file(folder, head))
-            done = subprocess.run([sys.executable, CONSOLE / "arguments.py", "--ui-library",
-                                   arm_file(folder, arm)], check=False)
+            done = subprocess.run([sys.executable, CONSOLE / "arguments.py", "--panel", "0",
+                                   "--ui-library", arm_file(folder, arm)], check=False)
             self.assertEqual(done.returncode, 0)
 
 
@@ -121,6 +123,22 @@ class AtTerminal(unittest.TestCase):
             if select.select([line], [], [], 1)[0]:
                 output += os.read(line, 1000)
         return output
+
+
+class Device:
+    """As much of a machine as the state in words needs."""
+    def __init__(self, *lines: str):
+        self.changed, self.boots, self.first_line = threading.Condition(), 1, 0
+        self.lines = list(lines)
+
+
+class State(unittest.TestCase):
+    def test_an_update_takes_the_port_off_the_bus(self):
+        device = Device("USB CONNECTION STATE: configured", "FW UPDATE TRANSITION TO STATE: 2")
+        reader = words.Words()
+        self.assertEqual(reader.read(device)["usb"], "configured")
+        device.lines.append("USB UNBIND GADGETS")
+        self.assertEqual(reader.read(device)["usb"], "not attached")
 
 
 class ForCI(unittest.TestCase):

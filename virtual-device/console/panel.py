@@ -1,6 +1,7 @@
 """The front panel: a page on the loopback interface whose messages are console commands."""
 
 import asyncio
+import re
 import secrets
 import shlex
 from concurrent.futures import ThreadPoolExecutor
@@ -16,10 +17,12 @@ from watch import Watch
 FILES = Path(__file__).resolve().parents[1] / "panel"
 LONGEST_LINE = 1024  # bytes
 LARGEST_UPDATE = 64 << 20  # bytes: the size of the device's drive
-MOST_VISITORS = 64  # a page uses four connections
+MOST_VISITORS = 80  # a page uses five connections
 # A page may change the device's environment, but nothing on the development machine.
 COMMANDS = {"battery", "charger", "fixture", "temperature", "button", "camera", "cable", "start",
-            "stop", "restart", "state", "lines"}
+            "stop", "restart", "state", "lines", "expect", "expect-state", "expect-picture",
+            "expect-pixel", "expect-motion"}
+GAUGE = re.compile(r"gauge (nack (on|off)|fault (E[A-Z0-9]+|corrupt|hang) \d{1,4})")
 HEADERS = {
     "Content-Security-Policy": "default-src 'self'; img-src 'self' blob:; frame-ancestors 'none'",
     "Cross-Origin-Resource-Policy": "same-origin",
@@ -70,7 +73,7 @@ class Visitor:
                 return picture
             case ["update", name]:
                 self._console.execute(f"update {shlex.quote(str(self._panel.uploaded(name)))}")
-            case [name, *_] if name in COMMANDS:
+            case [name, *_] if name in COMMANDS or GAUGE.fullmatch(line):
                 self._console.execute(line)
                 self._note_button(line.split())
             case _:

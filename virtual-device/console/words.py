@@ -52,6 +52,8 @@ class Words:
 
     def _take(self, line: str):
         self._found["application"] = "running"
+        if "USB UNBIND GADGETS" in line:
+            self._found["usb"] = "not attached"
         for pattern, name, values in LINES:
             if found := pattern.search(line):
                 self._found[name] = values[int(found[1])] if values else found[1]
@@ -76,4 +78,5 @@ def of_board(board: dict[str, str]) -> dict[str, str]:
     for line in "012":
         found[f"fixture-{line}"] = board[f"fixture {line}"]
     found["led"] = board["led"]
+    found["gauge-nack"] = board["nack"]
     return found

@@ -1,5 +1,5 @@
-// The live display: asks for the next picture when the last one has been drawn, so that a slow page
-// gets fewer of them and nothing piles up.
+// The live display: requests the next picture when it has drawn the last one, so that a slow page
+// gets fewer pictures and no queue builds up.
 import { Line } from "./connection.js";
 
 export function followDisplay(canvas, onRate) {

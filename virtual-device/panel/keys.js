@@ -1,9 +1,9 @@
-// The three buttons, by mouse, touch and keyboard. Events go out as they happen, so that holding and
-// double clicks are the device's to judge.
+// The three buttons, by mouse, touch and keyboard. Each press and release is sent at once, so that the
+// device itself recognises holding and double clicks.
 
 const SHORTCUTS = { t: "torch", r: "reset", p: "power" };
 
-export function wireKeys(send) {
+export function wireKeys(send, hasShortcuts) {
   const holders = new Map(); // which pointer or key holds a button
 
   function press(name, holder) {
@@ -35,7 +35,7 @@ export function wireKeys(send) {
     key.addEventListener("contextmenu", (event) => event.preventDefault());
   }
   addEventListener("keydown", (event) => {
-    const name = buttonOf(event);
+    const name = buttonOf(event, hasShortcuts());
     if (!name) return;
     event.preventDefault();
     if (!event.repeat) press(name, event.code);
@@ -44,10 +44,10 @@ export function wireKeys(send) {
   addEventListener("blur", () => [...holders.keys()].forEach(release));
 }
 
-function buttonOf(event) {
+function buttonOf(event, hasShortcuts) {
   if (event.ctrlKey || event.altKey || event.metaKey) return null;
   const focused = event.target.closest?.("[data-key]");
   if (focused && (event.key === " " || event.key === "Enter")) return focused.dataset.key;
-  if (event.target.matches?.("input[type=number]")) return null;
+  if (event.target.matches?.("input[type=number], select") || !hasShortcuts) return null;
   return SHORTCUTS[event.key.toLowerCase()] ?? null;
 }

@@ -1,10 +1,11 @@
 import { Line } from "./connection.js";
 import { followDisplay } from "./display.js";
 import { wireKeys } from "./keys.js";
+import { record, wireScripts } from "./scripts.js";
 import { wireUpdates } from "./updates.js";
 
-const REFRESH = 150; // milliseconds from one look at the device to the next
-const GRACE = 1500; // milliseconds for which a control shows what the hand did, not what was read
+const REFRESH = 150; // milliseconds between two requests for the state
+const GRACE = 1500; // milliseconds for which a control shows the user's value, not the device's
 const MOST_LINES = 500;
 const POWER = { off: "The device is off", cut: "The power was cut", failed: "The device has failed", starting: "Starting …" };
 
@@ -15,7 +16,7 @@ let noticeTimer = 0;
 let state = {};
 let lineNumber = 0;
 
-const line = new Line(() => say(""), () => say("The console is gone. Looking for it …", true));
+const line = new Line(() => say(""), () => say("The console does not answer. Trying to connect …", true));
 
 function say(text, stays = false) {
   clearTimeout(noticeTimer);
@@ -25,6 +26,7 @@ function say(text, stays = false) {
 }
 
 async function command(text) {
+  record(text);
   const answer = await line.send(text);
   if (!answer.ok && line.open) say(answer.reason);
   return answer.ok;
@@ -62,11 +64,24 @@ function showSlider(input) {
   input.parentElement.querySelector("output").textContent = input.value + input.dataset.unit;
 }
 
-// Battery out, since the device asks for a host only when nothing else supplies it.
+// Without the battery, since the device waits for a host only when nothing else supplies it.
 async function attach() {
   for (const step of ["charger off", "battery off", "cable plug", "restart"]) {
     if (!(await command(step))) return;
   }
+}
+
+/** Returns whether they are on. Speech input may type single letters, so they can be off. */
+function wireShortcuts() {
+  const shortcuts = element("shortcuts");
+  shortcuts.checked = localStorage.getItem("shortcuts") !== "off";
+  const show = () => document.querySelector(".shortcuts").classList.toggle("off", !shortcuts.checked);
+  shortcuts.addEventListener("change", () => {
+    localStorage.setItem("shortcuts", shortcuts.checked ? "on" : "off");
+    show();
+  });
+  show();
+  return () => shortcuts.checked;
 }
 
 function wireControls() {
@@ -76,10 +91,11 @@ function wireControls() {
     button.addEventListener("click", () => command(button.dataset.command));
   }
   element("camera-error").addEventListener("click", () => command(`camera error ${element("camera-code").value}`));
+  element("gauge-raise").addEventListener("click", () => command(`gauge fault ${element("gauge-fault").value}`));
   element("attach").addEventListener("click", attach);
 }
 
-// --- what the device is like -----------------------------------------------------------------------
+// --- state of the device ---------------------------------------------------------------------------
 
 function showState() {
   for (const [name, value] of Object.entries(state)) {
@@ -124,6 +140,7 @@ function showLines(lines) {
     const [, number, words] = /^(\d+) (.*)/.exec(text) ?? [];
     if (number === undefined) continue;
     lineNumber = Number(number) + 1;
+    followUpdate(words);
     const entry = document.createElement("li");
     entry.textContent = words;
     if (/STATE: /.test(words)) entry.className = "turn";
@@ -142,6 +159,12 @@ async function look(watcher) {
   showLines((await watcher.send(`lines ${lineNumber}`)).output);
 }
 
+wireControls();
+wireKeys(command, wireShortcuts());
+const followUpdate = wireUpdates(new Line(), say, () => state.connection === "host"); // copying takes seconds, too
+wireScripts(new Line(), say);
+followDisplay(element("display"), (rate) => { element("rate").textContent = rate ? `${rate} pictures a second` : ""; });
+
 // On a line of its own: a restart takes seconds and must not hold it up.
 const watcher = new Line(async () => {
   while (watcher.open) {
@@ -149,8 +172,3 @@ const watcher = new Line(async () => {
     await new Promise((resolve) => setTimeout(resolve, document.hidden ? 1000 : REFRESH));
   }
 });
-
-wireControls();
-wireKeys(command);
-wireUpdates(new Line(), say, () => state.connection === "host"); // copying takes seconds, too
-followDisplay(element("display"), (rate) => { element("rate").textContent = rate ? `${rate} pictures a second` : ""; });

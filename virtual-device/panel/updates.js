@@ -1,48 +1,74 @@
 // An update is uploaded to the development machine and then copied to the device's drive as a USB host
 // would do it.
 
-export function wireUpdates(line, say, connected) {
-  const drop = document.getElementById("drop");
-  const text = document.getElementById("drop-text");
-  const file = document.getElementById("file");
-  const progress = document.getElementById("progress");
-  const choose = document.getElementById("choose");
+/** An area with the ID `name` that takes a file, dropped or chosen by the button in it. */
+export function wireDrop(name, take) {
+  const area = document.getElementById(`${name}-drop`);
+  const choose = area.querySelector("button");
+  const file = area.querySelector("input[type=file]");
+  const give = async (chosen) => {
+    choose.disabled = true;
+    await take(chosen);
+    choose.disabled = false;
+  };
 
   choose.addEventListener("click", () => file.click());
   file.addEventListener("change", () => {
     if (file.files[0]) give(file.files[0]);
     file.value = "";
   });
+  area.addEventListener("dragover", () => area.classList.add("over"));
+  area.addEventListener("dragleave", () => area.classList.remove("over"));
+  area.addEventListener("drop", (event) => {
+    area.classList.remove("over");
+    if (event.dataTransfer.files[0]) give(event.dataTransfer.files[0]);
+  });
+}
+
+/** Returns a function for each status line, in which the device reports what it does with the file. */
+export function wireUpdates(line, say, connected) {
+  const text = document.getElementById("update-text");
+  const progress = document.getElementById("progress");
+  let given = ""; // name of the file that the device is to install
+  let copied = false; // the device may find it earlier, and then refuses the part that is there
+  let found = false;
   // Beside the field a file must not replace the page.
   addEventListener("dragover", (event) => event.preventDefault());
   addEventListener("drop", (event) => event.preventDefault());
-  drop.addEventListener("dragover", () => drop.classList.add("over"));
-  drop.addEventListener("dragleave", () => drop.classList.remove("over"));
-  drop.addEventListener("drop", (event) => {
-    drop.classList.remove("over");
-    if (event.dataTransfer.files[0]) give(event.dataTransfer.files[0]);
-  });
+  wireDrop("update", give);
 
   async function give(chosen) {
     if (!connected()) {
       say("Connect the device to the computer first.");
       return;
     }
-    choose.disabled = true;
     try {
       text.textContent = `Uploading ${chosen.name} …`;
       const name = await upload(chosen, progress);
       text.textContent = `Copying ${chosen.name} to the device's drive …`;
+      [given, copied, found] = [chosen.name, false, false];
       const answer = await line.send(`update ${name}`);
       if (!answer.ok) throw new Error(answer.reason);
-      text.textContent = `${chosen.name} is on the drive`;
+      copied = true;
+      if (given) text.textContent = `${chosen.name} is on the drive`;
     } catch (error) {
+      given = "";
       text.textContent = "Drop an update here";
       say(error.message);
     }
     progress.hidden = true;
-    choose.disabled = false;
   }
+
+  return (words) => {
+    const [, number] = /^FW UPDATE TRANSITION TO STATE: (\d)/.exec(words) ?? [];
+    if (!given || number === undefined) return;
+    if (number === "1") found = copied;
+    else if (number === "0" && found) text.textContent = `${given}: refused: no update archive`;
+    else if (number === "5" || number === "6") {
+      text.textContent = `${given}: ${number === "5" ? "installed" : "failed"}`;
+      given = "";
+    }
+  };
 }
 
 function upload(file, progress) {
