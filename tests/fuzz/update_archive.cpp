@@ -12,6 +12,7 @@
 #include "vantorel/update/FirmwareUpdateManager.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
@@ -52,6 +53,9 @@ void Isolate() {
     }
     std::filesystem::copy_file("/bin/busybox", root + "/bin/busybox");
     test::WriteFile(root + "/etc/firmware", "running");
+    // Without a running slot, the manager takes no archive at all.
+    test::WriteFile("/tmp/var/cmdline", "image_select=0\n");
+    test::Must(::mount("/tmp/var/cmdline", "/proc/cmdline", nullptr, MS_BIND, nullptr));
     std::filesystem::create_directories("/tmp/var/drive");
     std::filesystem::create_directories("/tmp/var/update");
     test::Must(
@@ -147,7 +151,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return *child = Unpack(arguments), 0;
     };
     sys->Waitpid = [&](pid_t child, int* status, int options) {
-        const pid_t ended = ::waitpid(child, status, options);
+        pid_t ended = 0;
+        do {
+            ended = ::waitpid(child, status, options);
+        } while (ended == -1 && errno == EINTR);
         unpacked = *status;
         return ended;
     };
