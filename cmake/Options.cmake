@@ -64,9 +64,12 @@ if(VANTOREL_FUZZ)
 endif()
 
 # Headers of the standard library take most of a file's compile time. The native build does not
-# precompile them, so that it finds a file with a missing include.
+# precompile them, so that it finds a file with a missing include. Every build precompiles the further
+# headers, which take seconds each.
 function(vantorel_precompile target)
-    if(VANTOREL_PRECOMPILE)
+    if(ARGN AND NOT VANTOREL_PRECOMPILE)
+        target_precompile_headers(${target} PRIVATE ${ARGN})
+    elseif(VANTOREL_PRECOMPILE)
         target_precompile_headers(${target} PRIVATE
             <algorithm> <array> <atomic> <chrono> <cstring> <filesystem> <fstream> <functional>
             <future> <iostream> <map> <memory> <mutex> <optional> <sstream> <string> <string_view>
@@ -74,9 +77,8 @@ function(vantorel_precompile target)
     endif()
 endfunction()
 
-# For files that read a program's arguments: the header-only parser takes half a minute per file when
-# compiled for speed and with debug information, and it runs only once.
-function(vantorel_compile_quickly)
-    set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS
-        "$<$<CONFIG:RelWithDebInfo>:-Os;-g1>")
+# For programs of the development machine: header-only libraries for arguments and JSON take up to half
+# a minute per file when compiled for speed and with debug information.
+function(vantorel_compile_quickly target)
+    target_compile_options(${target} PRIVATE "$<$<CONFIG:RelWithDebInfo>:-Os;-g1>")
 endfunction()
