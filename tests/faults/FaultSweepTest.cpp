@@ -115,6 +115,8 @@ std::vector<Promise> MakePromises() {
         {"adding", "", ends, "half a port is of no use to a host"},
         {"binding", "", silent, "the line has no server, or the port no network"},
         {"unbinding", "", ends, "the servers would stay on the network"},
+        {"removing", "Open", silent, "without the kernel's number every line is freed"},
+        {"removing", "Read", silent, "without the kernel's number every line is freed"},
         {"removing", "Waitpid", silent, "the server is gone"},
         {"removing", "Stat", silent, "the line is gone"},
         {"removing", "Write", silent, "the counter that it raises is never full"},

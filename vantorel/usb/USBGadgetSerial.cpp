@@ -1,12 +1,13 @@
 #include "vantorel/usb/USBGadgetSerial.h"
 
 #include "vantorel/service/Error.h"
+#include "vantorel/service/private/ReadFile.h"
 #include "vantorel/service/private/Sleep.h"
 #include "vantorel/system/Tools.h"
 #include "vantorel/usb/private/LineServers.h"
 
 #include <chrono>
-#include <fstream>
+#include <sstream>
 #include <thread>
 #include <utility>
 
@@ -22,7 +23,7 @@ std::string LineOf(int number) {
 
 /** The line of a function by the kernel's number; empty when the kernel does not report it. */
 std::string KernelLine(const std::string& function) {
-    std::ifstream attribute(function + "/port_num");
+    std::istringstream attribute(ReadFileIfPossible(function + "/port_num"));
     unsigned number = 0;
     return attribute >> number ? LineOf(static_cast<int>(number)) : std::string();
 }

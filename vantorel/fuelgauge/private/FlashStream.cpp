@@ -2,11 +2,9 @@
 
 #include "vantorel/fuelgauge/I2C.h"
 #include "vantorel/fuelgauge/private/FlashStreamFile.h"
-#include "vantorel/service/Error.h"
-#include "vantorel/service/private/OpenFile.h"
+#include "vantorel/service/private/ReadFile.h"
 #include "vantorel/service/private/Sleep.h"
 #include "vantorel/service/private/StatusLine.h"
-#include "vantorel/service/private/Sys.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -15,8 +13,6 @@
 #include <stdexcept>
 #include <string>
 #include <vector>
-
-#include <fcntl.h>
 
 namespace vantorel {
 namespace {
@@ -27,27 +23,6 @@ constexpr const char* writeFailed = "FUEL FAUGE UPDATE: FAILED WRITE CMD!";
 constexpr const char* waitUnreadable = "FUEL FAUGE UPDATE: FAILED TO PARSE WAIT CMD!";
 constexpr const char* compareUnreadable = "FUEL GAUGE UPDATE: FAILED TO PARSE COMPARE CMD!";
 constexpr const char* compareFailed = "FUEL GAUGE UPDATE: FAILED COMPARE CMD!";
-
-/**
- * Reads the whole file, before the first transfer: a read error in the middle must not look like
- * the end of the stream.
- */
-std::string ReadStreamFile() {
-    const UniqueFd file = OpenFile(flashStreamFile, O_RDONLY);
-    std::string text;
-    char buffer[4096];
-    for (;;) {
-        const ssize_t count = sys::Read(file.Get(), buffer, sizeof buffer);
-        if (count == 0) {
-            return text;
-        }
-        if (count > 0) {
-            text.append(buffer, static_cast<std::size_t>(count));
-        } else if (errno != EINTR) {
-            throw Error(errno);
-        }
-    }
-}
 
 /** A line "W: AA RR DD DD ..." or "C: AA RR DD DD ...". */
 struct Transfer {
@@ -86,7 +61,9 @@ auto Reporting(const char* message, Action action) {
 } // namespace
 
 void FlashStream::Play() {
-    std::istringstream stream(ReadStreamFile());
+    // The whole file, before the first transfer: a read error in the middle must not look like the
+    // end of the stream.
+    std::istringstream stream(ReadFile(flashStreamFile));
     for (std::string line; std::getline(stream, line);) {
         switch (line.empty() ? '\0' : line[0]) {
         case 'W':

@@ -1,6 +1,7 @@
 #include "vantorel/usb/private/FreeLine.h"
 
 #include "vantorel/service/Error.h"
+#include "vantorel/service/private/ReadFile.h"
 #include "vantorel/service/private/Sleep.h"
 #include "vantorel/service/private/Sys.h"
 
@@ -9,7 +10,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <system_error>
 #include <vector>
@@ -37,9 +37,7 @@ bool IsSame(const struct stat& a, const struct stat& b) {
 
 /** The number of a process's controlling terminal; 0 when it has none. */
 dev_t ControllingTerminal(const fs::path& process) {
-    std::ifstream file(process / "stat");
-    std::string text;
-    std::getline(file, text);
+    const std::string text = ReadFileIfPossible(process / "stat");
     // The fields after the program's name, which may contain any character, and its parenthesis.
     std::istringstream fields(text.substr(text.rfind(')') + 1));
     std::string skipped;
