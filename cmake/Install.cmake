@@ -1,6 +1,6 @@
 # The files that `cmake --install` installs: the library with its headers, a CMake package and a pkg-config
-# file; the stand-ins of the two closed libraries; the reference application; the tools. Each in
-# the component that becomes the Debian package of the same purpose (cmake/Packages.cmake).
+# file; the stand-ins of the two closed libraries; the reference application; the tools. Each is a
+# component. debian/*.install puts the same files into packages.
 
 include(CMakePackageConfigHelpers)
 
@@ -42,12 +42,12 @@ install(EXPORT VantorelSystemTargets NAMESPACE Vantorel:: DESTINATION ${package_
     COMPONENT development)
 
 configure_package_config_file(cmake/package/VantorelSystemConfig.cmake.in
-    ${CMAKE_BINARY_DIR}/package/VantorelSystemConfig.cmake INSTALL_DESTINATION ${package_dir})
-write_basic_package_version_file(${CMAKE_BINARY_DIR}/package/VantorelSystemConfigVersion.cmake
+    ${PROJECT_BINARY_DIR}/package/VantorelSystemConfig.cmake INSTALL_DESTINATION ${package_dir})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/package/VantorelSystemConfigVersion.cmake
     COMPATIBILITY SameMinorVersion)
 install(FILES
-    ${CMAKE_BINARY_DIR}/package/VantorelSystemConfig.cmake
-    ${CMAKE_BINARY_DIR}/package/VantorelSystemConfigVersion.cmake
+    ${PROJECT_BINARY_DIR}/package/VantorelSystemConfig.cmake
+    ${PROJECT_BINARY_DIR}/package/VantorelSystemConfigVersion.cmake
     DESTINATION ${package_dir} COMPONENT development)
 # The pkg-config files name the prefix relative to their folder, so that an installation can be moved.
 function(install_pkg_config_file name component)
@@ -56,8 +56,8 @@ function(install_pkg_config_file name component)
     file(RELATIVE_PATH libdir ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_LIBDIR})
     file(RELATIVE_PATH includedir ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
     string(REGEX REPLACE "/$" "" to_prefix ${to_prefix})
-    configure_file(cmake/package/${name}.pc.in ${CMAKE_BINARY_DIR}/package/${name}.pc @ONLY)
-    install(FILES ${CMAKE_BINARY_DIR}/package/${name}.pc
+    configure_file(cmake/package/${name}.pc.in ${PROJECT_BINARY_DIR}/package/${name}.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/package/${name}.pc
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT ${component})
 endfunction()
 install_pkg_config_file(VantorelSystem development)
@@ -73,3 +73,36 @@ if(VANTOREL_SIMULATORS)
     install_pkg_config_file(kirocamera simulators)
 endif()
 install(TARGETS vantorel-app RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT application)
+
+# The scripts that make an update, with what they need beside them, under names of their own.
+set(scripts_dir ${CMAKE_INSTALL_DATADIR}/vantorel-tools)
+file(RELATIVE_PATH to_scripts ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_PREFIX}/${scripts_dir})
+install(PROGRAMS virtual-device/make-update virtual-device/make-gauge-stream
+    DESTINATION ${scripts_dir} COMPONENT tools)
+install(FILES virtual-device/gauge_streams.py DESTINATION ${scripts_dir} COMPONENT tools)
+file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/package/version @ONLY
+    CONTENT "#!/bin/sh\necho @PROJECT_VERSION@\n")
+install(PROGRAMS ${PROJECT_BINARY_DIR}/package/version DESTINATION ${scripts_dir} COMPONENT tools)
+foreach(script IN ITEMS make-update make-gauge-stream)
+    set(link ${PROJECT_BINARY_DIR}/package/vantorel-${script})
+    file(CREATE_LINK ${to_scripts}/${script} ${link} SYMBOLIC)
+    install(FILES ${link} DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+    vantorel_install_manual_page(packaging/tools/vantorel-${script}.1 tools)
+    add_dependencies(shipped manual_page_vantorel-${script}.1)
+endforeach()
+
+# Access to a camera without root, and the words of the command line.
+set(completions ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+if(TARGET vantorel-host)
+    string(SUBSTRING ${vantorel_vendor_id} 2 4 usb_rule_vendor)
+    configure_file(packaging/tools/60-vantorel.rules.in
+        ${PROJECT_BINARY_DIR}/package/60-vantorel.rules @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/package/60-vantorel.rules
+        DESTINATION lib/udev/rules.d COMPONENT tools)
+endif()
+foreach(tool IN ITEMS vantorel-host vantorel-log)
+    if(TARGET ${tool})
+        install(FILES packaging/tools/completion.bash DESTINATION ${completions} RENAME ${tool}
+            COMPONENT tools)
+    endif()
+endforeach()
