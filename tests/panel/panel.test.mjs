@@ -171,6 +171,7 @@ test("other origins are refused, and bad input does not affect other pages", asy
   const lines = [
     "", "shell id", "put /etc/passwd /x", "screenshot /tmp/x.png", "update ../../flash/bank1.raw",
     "button torch sideways", "battery level 1e9", "camera rate 241", "picture -1", "state\nquit",
+    "camera play /etc/passwd", "camera record /tmp/recording 1", "gauge dump /tmp/x", "wait 3600",
     "charger 'on",
   ];
   const text = await answers(socket, ...lines.map((line) => frame(line)), frame("state", 0x82));

@@ -19,10 +19,12 @@ LONGEST_LINE = 1024  # bytes
 LARGEST_UPDATE = 64 << 20  # bytes: the size of the device's drive
 MOST_VISITORS = 80  # a page uses five connections
 # A page may change the device's environment, but nothing on the development machine.
-COMMANDS = {"battery", "charger", "fixture", "temperature", "button", "camera", "cable", "start",
-            "stop", "restart", "state", "lines", "expect", "expect-state", "expect-picture",
+COMMANDS = {"battery", "charger", "fixture", "temperature", "button", "cable", "start", "stop",
+            "restart", "state", "lines", "expect", "expect-state", "expect-picture",
             "expect-pixel", "expect-motion"}
-GAUGE = re.compile(r"gauge (nack (on|off)|fault (E[A-Z0-9]+|corrupt|hang) \d{1,4})")
+# Of these only the forms without a file.
+PARTS = re.compile(r"camera (connect|disconnect|error -?\d{1,10}|rate \d{1,4}|hang [01])|"
+                   r"gauge (nack (on|off)|fault (E[A-Z0-9]+|corrupt|hang) \d{1,4})")
 HEADERS = {
     "Content-Security-Policy": "default-src 'self'; img-src 'self' blob:; frame-ancestors 'none'",
     "Cross-Origin-Resource-Policy": "same-origin",
@@ -73,7 +75,7 @@ class Visitor:
                 return picture
             case ["update", name]:
                 self._console.execute(f"update {shlex.quote(str(self._panel.uploaded(name)))}")
-            case [name, *_] if name in COMMANDS or GAUGE.fullmatch(line):
+            case [name, *_] if name in COMMANDS or PARTS.fullmatch(line):
                 self._console.execute(line)
                 self._note_button(line.split())
             case _:
