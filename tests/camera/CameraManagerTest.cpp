@@ -68,7 +68,7 @@ TEST(CameraManagerFailure, CarriesTheCodeAndTextOfTheSDK) {
     }
 }
 
-TEST_F(CameraManagerTest, TellsEventsAndFramesInOrderOfRegistrationAndTheCameraLast) {
+TEST_F(CameraManagerTest, NotifiesEventsAndFramesInOrderOfRegistrationTheCameraLast) {
     manager.AddObserver(a);
     manager.AddObserver(b);
     EXPECT_THAT(sdk.Calls("kirocamera_manager_create"),
@@ -102,7 +102,7 @@ TEST_F(CameraManagerTest, IgnoresWhatComesWithoutACameraAndASecondCamera) {
     EXPECT_THAT(log, ElementsAre("a connect", "a disconnect"));
 }
 
-TEST_F(CameraManagerTest, TellsNobodyOfACameraThatRefusesTheFrameCallback) {
+TEST_F(CameraManagerTest, DoesNotReportACameraThatRefusesTheFrameCallback) {
     manager.AddObserver(a);
     kirocamera_sim_set_result("kirocamera_register_frame_available_callback", -2);
     EXPECT_THROW(sdk.Connect(), CameraError);

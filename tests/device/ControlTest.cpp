@@ -99,7 +99,7 @@ TEST_F(ControlTest, AnswersEveryRequest) {
     EXPECT_THAT(output.Take(), HasSubstr("SUBI: ep0 read failed errno: 51\n"));
 }
 
-TEST_F(ControlTest, TellsWhatTheDeviceAloneKnows) {
+TEST_F(ControlTest, ReportsTheDevicesOwnValues) {
     const Outcome record = Selected(*host, 0, 36);
     ASSERT_TRUE(record.reply && record.reply->size() == 36);
     EXPECT_EQ(Bytes(record.reply->begin(), record.reply->begin() + 4), (Bytes{32, 27, 1, 5}));
@@ -117,7 +117,7 @@ TEST_F(ControlTest, TellsWhatTheDeviceAloneKnows) {
     EXPECT_EQ(text, (Bytes{18, 3, 'M', 0, 'S', 0, 'F', 0, 'T', 0, '1', 0, '0', 0, '0', 0, 205, 0}));
 }
 
-TEST_F(ControlTest, HandsOutTheKernelsLog) {
+TEST_F(ControlTest, SendsTheKernelsLog) {
     for (std::array<char, 4096> old{}; ::klogctl(9, nullptr, 0) > 0;) {
         ::klogctl(2, old.data(), static_cast<int>(old.size()));
     }

@@ -167,7 +167,7 @@ TEST_F(GaugeHardware, ReadsWhatTheKernelsOwnDriverReads) {
     }
 }
 
-TEST_F(GaugeHardware, IsThereAsItsFlagSaysAndHoldsItsLine) {
+TEST_F(GaugeHardware, IsPresentByItsFlagAndHoldsItsLine) {
     for (const bool battery : {false, true}) {
         Board::Do(battery ? "battery 1" : "battery 0");
         EXPECT_EQ(gauge->IsBatteryConnected(), battery);

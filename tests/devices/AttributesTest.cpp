@@ -76,7 +76,7 @@ private:
     test::IoctlRecorder ioctls;
 };
 
-TEST(TestFixture, IsThereWhenItPullsAnyOfItsThreeLines) {
+TEST(TestFixture, IsPresentWhenItPullsAnyOfItsThreeLines) {
     test::ScopedSys sys;
     FakeChip chip(sys);
     TestFixture fixture("fixture", "/dev/null");
@@ -117,7 +117,7 @@ protected:
     std::string heard;
 };
 
-TEST_F(TorchTest, TurnsOverAtEachRequestWhicheverItIs) {
+TEST_F(TorchTest, TogglesAtEachRequestOfEitherKind) {
     Build("0");
     torch->OnUserInterfaceTorchOffRequest();
     torch->OnUserInterfaceTorchOnRequest();

@@ -89,7 +89,7 @@ TEST_F(FuelGaugeTest, TakesAGaugeInRomModeForABatteryAndStaysWithIt) {
     EXPECT_FALSE(gauge.IsBatteryConnected());
 }
 
-TEST_F(FuelGaugeTest, RefusesWhatNoMessageCanHold) {
+TEST_F(FuelGaugeTest, RefusesDataThatFitNoMessage) {
     std::vector<std::uint8_t> bytes(0x10000);
     EXPECT_EQ(test::ErrorOf([&] { gauge.ReadRegister(0, bytes.data(), 0xffff); }), EINVAL);
     EXPECT_EQ(test::ErrorOf([&] { gauge.WriteRegister(0, bytes.data(), 0xffff); }), EINVAL);
@@ -118,7 +118,7 @@ TEST_F(FuelGaugeTest, ReadsTheLeastAndTheMostThatWordsHold) {
     }
 }
 
-TEST_F(FuelGaugeTest, TellsReadingsAndFailuresInOrderEachOnItsOwn) {
+TEST_F(FuelGaugeTest, ReportsEachReadingAndFailureInOrder) {
     bus.answers = {
         {0x5520, {87}}, {0x5522, {0x9C, 0xFF}}, {0x5508, {0x74, 0x0E}}, {0x5506, {0xA5, 0x0B}}};
     const Notes reads{"55 w 20 r 1", "55 w 22 r 2", "55 w 08 r 2", "55 w 06 r 2"};

@@ -200,7 +200,7 @@ TEST_F(InterruptedUpdate, IsCompletedByTheNextStartWhereverThePowerWent) {
 }
 
 // Not acknowledged, timed out, arbitration lost, or read with a wrong bit.
-TEST_F(InterruptedUpdate, IsCompletedByTheNextStartWhicheverTransferFailed) {
+TEST_F(InterruptedUpdate, IsCompletedByTheNextStartAfterAnyFailedTransfer) {
     const int failures[] = {ENXIO, ETIMEDOUT, EAGAIN, 0};
     const int count = transfers;
     for (int i = 2; i <= count; i += static_cast<int>(stride)) {

@@ -96,7 +96,7 @@ TEST_F(LoggerStorageTest, ThrowsWhenThereCanBeNoLog) {
     EXPECT_EQ(test::ErrorOf([&] { Logger logger(directory / "missing/below/"); }), ENOENT);
 }
 
-TEST_F(LoggerStorageTest, KeepsWhatFitsOnAFullDiskAndGoesOnPrinting) {
+TEST_F(LoggerStorageTest, KeepsTheLinesThatFitOnAFullDiskAndContinuesToPrint) {
     VANTOREL_NEED_PRIVATE_MOUNTS();
     test::Must(::mount("tmpfs", (directory / "").c_str(), "tmpfs", 0, "size=65536"));
     constexpr int lines = 3000;

@@ -138,7 +138,7 @@ struct Nesting final : ConnectionObserver {
     ConnectionManager* manager = nullptr;
 };
 
-TEST_F(ConnectionManagerTest, TellsEveryObserverTheStatesOfTheTransitionItHearsOf) {
+TEST_F(ConnectionManagerTest, PassesEveryObserverTheStatesOfItsTransition) {
     Nesting first;
     first.manager = &manager.emplace(charger, gauge, usb, std::chrono::milliseconds(1));
     manager->AddObserver(first);

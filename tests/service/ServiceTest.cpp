@@ -93,7 +93,7 @@ TEST(Service, IsNotRunningWhenItGetsNoThread) {
     service.Stop();
 }
 
-TEST(Sleep, GoesOnForWhatASignalLeft) {
+TEST(Sleep, ContinuesAfterASignalForTheRestOfTheTime) {
     ScopedSys sys;
     std::vector<std::pair<time_t, long>> requests;
     sys->Nanosleep = [&](const timespec* request, timespec* remaining) {
@@ -115,7 +115,7 @@ TEST(ServiceDeathTest, EndsTheProcessWhenDestroyedWhileItRuns) {
         testing::KilledBySignal(SIGABRT), "");
 }
 
-TEST(ObserverList, TellsInTheOrderOfRegistrationAndChecksNothing) {
+TEST(ObserverList, NotifiesInTheOrderOfRegistrationWithoutChecks) {
     struct Listener {
         void OnEvent(std::vector<Listener*>& told) { told.push_back(this); }
     } a, b;
@@ -128,7 +128,7 @@ TEST(ObserverList, TellsInTheOrderOfRegistrationAndChecksNothing) {
     EXPECT_THAT(told, testing::ElementsAre(&a, &a, &b));
 }
 
-TEST(Error, SpeaksThePlatformsTexts) {
+TEST(Error, ReturnsThePlatformsTexts) {
     EXPECT_EQ(Error(ENOENT).ToString(), std::strerror(ENOENT));
     EXPECT_EQ(Error(-7).ToString(), "Unknown error -7");
 }
@@ -208,7 +208,7 @@ TEST(StatusLine, IsWrittenByOneThreadAtATime) {
 }
 
 // A camera must outlive the frames that are under way when another one takes its place.
-TEST(SnapshotSlot, DestroysReplacedObjectsWhenTheirLastReaderHasGone) {
+TEST(SnapshotSlot, DestroysReplacedObjectsAfterTheirLastReader) {
     const auto first = std::make_shared<int>(1);
     const auto second = std::make_shared<int>(2);
     {

@@ -103,7 +103,7 @@ TEST_F(CameraSimulator, PlaysAndMakesRecordings) {
     EXPECT_EQ(ReadFile(directory / "copy"), picture(-1234) + picture(5000) + picture(-1234));
 }
 
-TEST(CameraControl, SurvivesWhateverIsWrittenToThePipeAndGoes) {
+TEST(CameraControl, SurvivesAnyInputFromThePipeAndEnds) {
     const TemporaryDirectory directory;
     const std::string path = directory / "camera";
     setenv("KIROCAMERA_SIM_CONTROL", path.c_str(), 1);

@@ -47,7 +47,7 @@ protected:
 };
 
 // Mainly for the address sanitizer.
-TEST_F(UISimulator, DrawsWhateverItIsGiven) {
+TEST_F(UISimulator, DrawsAnyInput) {
     EXPECT_EQ(Render(), nullptr) << "no screen is selected yet";
     const std::function<void()> changes[] = {
         SelectSplashScreen,
@@ -70,7 +70,7 @@ TEST_F(UISimulator, DrawsWhateverItIsGiven) {
     EXPECT_GE(images.size(), std::size(changes) - 1);
 }
 
-TEST_F(UISimulator, TellsClicksHoldsAndDoubleClicks) {
+TEST_F(UISimulator, DistinguishesClicksHoldsAndDoubleClicks) {
     struct Step {
         Button button;
         unsigned held, pause;
@@ -112,7 +112,7 @@ TEST_F(UISimulator, LetsHandlersCallBackAndThrow) {
 }
 
 // Switching off does not return; the display and the buttons must keep working meanwhile.
-TEST_F(UISimulator, RequestsPowerOffWhileTheButtonIsHeldAndGoesOnWithoutItsReturn) {
+TEST_F(UISimulator, RequestsPowerOffWhileTheButtonIsHeldAndContinuesIfItNeverReturns) {
     std::promise<void> gates[2]; // start and end of the handler
     const auto handler = [](void* context) {
         auto* const waiting = static_cast<std::promise<void>*>(context);

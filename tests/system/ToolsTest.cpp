@@ -101,7 +101,7 @@ TEST_F(ToolsTest, ReportsTheWaitStatusOfProgramsThatMatter) {
     EXPECT_EQ(ErrorOf(unpack), 0);
 }
 
-TEST_F(ToolsTest, GoesOnWithoutAProgramThatIsNotThere) {
+TEST_F(ToolsTest, ContinuesWithoutAMissingProgram) {
     std::filesystem::remove("/bin/busybox");
     std::filesystem::remove("/usr/bin/fw_setenv");
     EXPECT_EQ(ErrorOf([] { Tools::Ln("-s", "a", "b"); }), 0);
@@ -178,7 +178,7 @@ TEST_F(ToolsTest, CopiesTheWholeFileHoweverTheKernelSendsIt) {
 }
 
 // A service searches for processes and mounts as long as the device runs.
-TEST_F(ToolsTest, LeavesNothingOpenAfterALook) {
+TEST_F(ToolsTest, LeavesNothingOpenAfterASearch) {
     std::filesystem::create_symlink("/proc/mounts", "/etc/mtab");
     const auto before = test::CountOpenDescriptors();
     Tools::PidOf("/none");

@@ -73,7 +73,7 @@ TEST_F(LogToolTest, SummarisesWhatTheLoggerWrites) {
         << out.str();
 }
 
-TEST_F(LogToolTest, TellsEveryDamageWithItsLineAndUsesTheRest) {
+TEST_F(LogToolTest, ReportsEveryDamageWithItsLineAndUsesTheRest) {
     const std::string good = Write({4, 2});
     const std::string last = good.substr(good.rfind('\n', good.size() - 2) + 1);
     const std::string line3 = "1,60,0,,0,0,0.0,0,0.0,0.0,0.0,0.0,-5.0,3.9,0,90\n";
@@ -137,7 +137,7 @@ TEST_F(LogToolTest, SurvivesAnyBytes) {
     }
 }
 
-TEST_F(LogToolTest, DrawsThroughGnuplotOrSaysWhyNot) {
+TEST_F(LogToolTest, DrawsWithGnuplotOrReportsWhyNot) {
     Write({5000, 3});
     const std::string path = std::getenv("PATH");
     const std::string picture = directory / "log.svg";
@@ -162,7 +162,7 @@ TEST_F(LogToolTest, DrawsThroughGnuplotOrSaysWhyNot) {
                               HasSubstr(" title 'battery'"), HasSubstr("NaN title 'no readings'")));
 }
 
-TEST_F(LogToolTest, RefusesWhatItCannotReadOrDo) {
+TEST_F(LogToolTest, RefusesUnreadableFilesAndUnknownCommands) {
     EXPECT_EQ(Run("summary @"), exitInput);
     EXPECT_THAT(err.str(), HasSubstr("No such file or directory"));
     std::filesystem::create_directory(log);

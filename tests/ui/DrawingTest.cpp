@@ -50,7 +50,7 @@ const std::uint8_t* PixelsShown() {
     return static_cast<const std::uint8_t*>(call.pointer);
 }
 
-TEST_F(DrawingTest, ShowsAllOfTheNewestFrameWhateverItsSize) {
+TEST_F(DrawingTest, ShowsTheWholeNewestFrameOfAnySize) {
     // The UI library expects 160 by 120, so nothing is drawn.
     vantorelui_sim_set_render_image(nullptr);
     Numbering frames;

@@ -59,7 +59,7 @@ TEST_F(UserInterfaceManagerTest, KnowsTheTransitionsBetweenScreensAndNoOthers) {
 
 // The library may raise the user's request while it changes screens, and another thread may report
 // the charger.
-TEST_F(UserInterfaceManagerTest, ShowsTheScreenOfItsStateWhoeverChangesItMeanwhile) {
+TEST_F(UserInterfaceManagerTest, ShowsTheScreenOfItsStateWhenSeveralThreadsChangeIt) {
     beforeThermalScreen = [this] {
         EXPECT_EQ(manager->State(), State::ThermalImaging);
         manager->TransitionToState(State::Splash); // refused
@@ -90,7 +90,7 @@ TEST_F(UserInterfaceManagerTest, ShowsTheScreenOfItsStateWhoeverChangesItMeanwhi
     beforeThermalScreen = [] {};
 }
 
-TEST_F(UserInterfaceManagerTest, FollowsConnectionStatesAndAsksForPowerOffWhenUnplugged) {
+TEST_F(UserInterfaceManagerTest, FollowsConnectionStatesAndRequestsPowerOffWhenUnplugged) {
     const struct {
         int from, to;
         State screen;
@@ -172,7 +172,7 @@ TEST_F(UserInterfaceManagerTest, TakesTheLitTorchsHeatOutOfTheBatterysTemperatur
     EXPECT_TRUE(overheats(65.0F));
 }
 
-TEST_F(UserInterfaceManagerTest, TellsItsThreeButtonsApartByTheirNames) {
+TEST_F(UserInterfaceManagerTest, DistinguishesItsThreeButtonsByName) {
     ui.Calls();
     for (const char* name :
          {"vantorel.button.power", "vantorel.button.torch", "vantorel.button.reset", "button"}) {
@@ -232,7 +232,7 @@ TEST_F(UserInterfaceManagerTest, TakesFramesThatOverlap) {
                                         testing::StartsWith("SetReadoutTemp")));
 }
 
-TEST_F(UserInterfaceManagerTest, TellsChipBatteryUpdateAndDebugTexts) {
+TEST_F(UserInterfaceManagerTest, PassesOnChipBatteryUpdateAndDebugTexts) {
     kirocamera_sim_identity_t identity;
     kirocamera_sim_get_identity(&identity);
     std::ranges::fill(identity.chip_id, 'A'); // no terminator

@@ -41,7 +41,7 @@ TEST_F(Update, InstallsInTheSlotThatDoesNotRun) {
     }
 }
 
-TEST_F(Update, IsLookedForFourTimesASecondWhenThereIsAHost) {
+TEST_F(Update, IsSearchedFourTimesASecondOnAHost) {
     std::atomic<int> pauses{0};
     sys->Nanosleep = [&](const timespec* pause, timespec*) {
         EXPECT_EQ(pause->tv_sec, 0);
@@ -132,7 +132,7 @@ void PutBeside(const std::string& good, const std::string& bad) {
     test::WriteFile(archive, Member(good, "new " + good) + bad + std::string(1024, '\0'));
 }
 
-TEST_F(UpdateArchives, AreLookedAtAgainWithoutAnErrorWhenTheyAreBad) {
+TEST_F(UpdateArchives, AreCheckedAgainWithoutAnErrorWhenTheyAreBad) {
     const std::pair<const char*, std::function<void()>> rows[] = {
         {"no archive", [] { test::WriteFile(archive, std::string(5000, 'x')); }},
         {"nothing but a root file system", [&] { Pack({"rootfs"}); }},
@@ -230,7 +230,7 @@ TEST_F(UpdateArchives, AreNotCompletedByWhatLiesAround) {
     EXPECT_EQ(Poll(1), untar + Transition(0));
 }
 
-TEST_F(UpdateArchives, AreFlashedAsTheyWereCheckedWhateverTheHostDoesMeanwhile) {
+TEST_F(UpdateArchives, AreFlashedAsCheckedWhileTheHostWrites) {
     const std::function<void()> deeds[] = {[&] {
                                                Pack({"fit", "rootfs", "bqfs"});
                                            },

@@ -144,7 +144,7 @@ pid_t OpenAsSomebodyElse(const std::string& line) {
 }
 
 // The kernel would wait for these users, with or without a server on the line.
-TEST_F(FunctionsTest, FreeTheLineFromStrangersBeforeAndWithoutAServerOfTheirOwn) {
+TEST_F(FunctionsTest, EndOtherProgramsOnTheLineWithAndWithoutAServer) {
     CoverWithTmpfs("/dev");
     const std::string function = gadgetDirectory + "functions/acm.usb0";
     std::atomic<bool> removed = false;

@@ -22,7 +22,7 @@ using SubiProtocolTest = SubiTest;
 const std::string function = "/config/usb_gadget/g0/functions/ffs.subi.usb0";
 
 // The kernel links a function only after its descriptors, and unmounts it only once closed.
-TEST_F(SubiSetupTest, ComesUpAndGoesDownInOrder) {
+TEST_F(SubiSetupTest, StartsAndStopsInOrder) {
     BringUp();
     EXPECT_THAT(endpoint.steps,
                 ElementsAre("mkdir " + function, "mkdir /dev/subi",
@@ -95,7 +95,7 @@ TEST_F(SubiProtocolTest, MakesDoWithTheDataThatArrives) {
     EXPECT_EQ(output.Take(), "SUBI: ep0 read failed errno: 43\n");
 }
 
-TEST_F(SubiProtocolTest, AnswersWhateverRecipientAndDirectionAHostNames) {
+TEST_F(SubiProtocolTest, AnswersEveryRecipientAndDirection) {
     BringUp();
     for (std::uint8_t recipient = 0; recipient < 4; ++recipient) {
         const auto in = static_cast<std::uint8_t>(0xc0 | recipient);
@@ -117,7 +117,7 @@ TEST_F(SubiProtocolTest, AnswersWhateverRecipientAndDirectionAHostNames) {
 }
 
 // A read consumes the kernel's log: no piece may be lost or returned twice.
-TEST_F(SubiProtocolTest, HandsOutTheKernelsLogInPieces) {
+TEST_F(SubiProtocolTest, SendsTheKernelsLogInPieces) {
     BringUp();
     const Outcome failed = Reply({0, 0, 3, 0});
     std::string log(100, 'x');
@@ -176,7 +176,7 @@ TEST_F(SubiProtocolTest, FollowsTheSessionAndTheFramesOfTheCamera) {
     EXPECT_EQ(endpoint.In(61, 2), Reply(Word(0)));
 }
 
-TEST_F(SubiProtocolTest, ForgetsTheCameraThatHasGone) {
+TEST_F(SubiProtocolTest, ForgetsADisconnectedCamera) {
     BringUp();
     endpoint.Out(86, Range(0xffff, 0));
     subi.OnCameraDisconnect(*std::make_unique<Camera>(kirocamera_sim_get_camera()));
@@ -191,7 +191,7 @@ TEST_F(SubiProtocolTest, ForgetsTheCameraThatHasGone) {
     EXPECT_EQ(endpoint.In(93, 64), refusedIn);
 }
 
-TEST(SubiChipIdTest, GoesOutAsSixNumbers) {
+TEST(SubiChipIdTest, IsSentAsSixNumbers) {
     const Outcome numbers = Reply({0xab, 0, 0x89, 0, 0x67, 0, 0x45, 0, 0x23, 0, 1, 0});
     for (const auto& [text, outcome] : {std::pair("0123456789abcde", numbers),
                                         {"1G23456789AB", numbers}, // up to the first non-digit

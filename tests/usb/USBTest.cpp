@@ -82,7 +82,7 @@ TEST_F(USBTest, DescribesItselfAroundAnAttributeThatFails) {
     EXPECT_EQ(ReadFile(gadgetDirectory + "UDC"), "udc.0");
 }
 
-TEST_F(USBTest, IsConnectedWhenTheControllerSaysSo) {
+TEST_F(USBTest, IsConnectedByTheControllersState) {
     USB usb("usb", "udc.0");
     const std::tuple<const char*, bool, const char*> rows[] = {
         {"configured\n", true, "configured"},
@@ -144,7 +144,7 @@ TEST_F(USBTest, ServesOneCameraAndOneBinding) {
 }
 
 // An application that ends before a camera connects must not leave a thread blocked in the binding.
-TEST_F(USBTest, ReleasesABindingThatWaitsWhenItGoes) {
+TEST_F(USBTest, EndsAWaitingBindingAtItsDestruction) {
     std::optional<USB> usb(std::in_place, "usb", "udc.0");
     const auto isRefused = [&usb] {
         try {
