@@ -3,6 +3,7 @@
 import os
 import pty
 import select
+import socket
 import subprocess
 import sys
 import tempfile
@@ -19,6 +20,7 @@ import words  # noqa: E402
 from commands import Console, usages  # noqa: E402
 from failure import Failure  # noqa: E402
 from junit import Results  # noqa: E402
+from machine import Machine  # noqa: E402
 from picture import Picture, difference, png, reading  # noqa: E402
 from terminal import Terminal  # noqa: E402
 
@@ -139,6 +141,23 @@ class State(unittest.TestCase):
         self.assertEqual(reader.read(device)["usb"], "configured")
         device.lines.append("USB UNBIND GADGETS")
         self.assertEqual(reader.read(device)["usb"], "not attached")
+
+
+class Connecting(unittest.TestCase):
+    def test_a_connection_waits_for_a_machine_that_another_thread_starts(self):
+        with tempfile.TemporaryDirectory() as folder, socket.socket(socket.AF_UNIX) as listener:
+            machine = Machine(Path(folder), Path(folder), Path(folder))
+            machine._folder = os.open(folder, os.O_RDONLY)
+            self.addCleanup(os.close, machine._folder)
+
+            def start():
+                listener.bind(f"{folder}/watch.sock")
+                listener.listen()
+
+            starting = threading.Timer(0.2, start)
+            starting.start()
+            machine.connect("watch").close()
+            starting.join()
 
 
 class ForCI(unittest.TestCase):

@@ -276,7 +276,8 @@ class Machine:
                 return connection
             except OSError as error:
                 connection.close()
-                if time.monotonic() > deadline or self._process.poll() is not None:
+                process = self._process  # none while another thread starts the machine
+                if time.monotonic() > deadline or (process and process.poll() is not None):
                     raise Failure(f"QEMU did not start: {error}; see {self.work}/qemu.log")
                 time.sleep(0.02)
 
