@@ -88,7 +88,7 @@ void Device::Start(const std::function<bool()>& isToEnd) {
     torchButtonService.Start();
     resetButtonService.Start();
     if (!cameraLatch.WaitFor(board::cameraWait, isToEnd)) {
-        std::cerr << "No camera yet; going on without it.\n";
+        std::cerr << "No camera yet; continuing without it.\n";
     }
     if (!isToEnd()) {
         connection.Start();

@@ -1,7 +1,7 @@
 /**
- * How an application tests its own wiring without the hardware: stand-ins for what the connection
- * manager asks, real objects for what can be made of files, and no thread. Ends with 1 and a line
- * that says what is wrong.
+ * Shows how an application tests its own wiring without the hardware: stand-ins for the connection
+ * manager's inputs, real objects on files, and no thread. A failure ends it with status 1 and a
+ * line that names the wrong result.
  */
 #include "vantorel/devices/Connection.h"
 #include "vantorel/devices/Torch.h"
@@ -37,7 +37,7 @@ struct StandInPort final : USB {
     int bindings = 0;
 };
 
-/** Writes down what the user would see of the torch. */
+/** Records the notifications of the torch. */
 struct Display final : TorchObserver {
     void OnTorchOn(Torch&) override { shown += "on "; }
     void OnTorchOff(Torch&) override { shown += "off "; }
@@ -45,7 +45,7 @@ struct Display final : TorchObserver {
     std::string shown;
 };
 
-/** The wiring under test, which the application's main() calls as well. */
+/** The wiring under test; the application's main() calls the same function. */
 void Wire(ConnectionManager& connection, Torch& torch, TorchObserver& display) {
     connection.AddObserver(torch);
     torch.AddObserver(display);
@@ -58,7 +58,7 @@ void Expect(bool condition, const char* what) {
     }
 }
 
-void TestTheTorchGoesOutWhenTheChargerComes(const std::string& led) {
+void TestTheChargerSwitchesTheTorchOff(const std::string& led) {
     StandInCharger charger;
     StandInGauge gauge;
     StandInPort port;
@@ -71,11 +71,11 @@ void TestTheTorchGoesOutWhenTheChargerComes(const std::string& led) {
     torch.On();
     charger.online = true;
     connection.ServiceFunction();
-    Expect(display.shown == "off on off ", "the torch on its way from the battery to the charger");
-    Expect(port.bindings == 0, "a port bound without need");
+    Expect(display.shown == "off on off ", "the torch after the change from battery to charger");
+    Expect(port.bindings == 0, "the port was bound on the battery");
 }
 
-void TestAHostBringsThePortUp(const std::string& led) {
+void TestTheDeviceBindsThePortWithoutABattery(const std::string& led) {
     StandInCharger charger;
     StandInGauge gauge;
     StandInPort port;
@@ -87,8 +87,8 @@ void TestAHostBringsThePortUp(const std::string& led) {
     gauge.battery = false;
     connection.ServiceFunction();
     torch.On();
-    Expect(port.bindings == 1, "how often the port was bound");
-    Expect(display.shown == "off ", "a torch that may not light at a host");
+    Expect(port.bindings == 1, "number of bindings of the port");
+    Expect(display.shown == "off ", "the torch lights on a host");
 }
 
 } // namespace
@@ -98,8 +98,8 @@ int main() {
     Expect(::mkdtemp(folder.data()) != nullptr, "no temporary directory");
     const std::string led = folder + "/"; // the LED's attribute is a file
     std::ofstream(led + "brightness") << '0';
-    TestTheTorchGoesOutWhenTheChargerComes(led);
-    TestAHostBringsThePortUp(led);
+    TestTheChargerSwitchesTheTorchOff(led);
+    TestTheDeviceBindsThePortWithoutABattery(led);
     std::filesystem::remove_all(folder);
     std::cout << "the wiring is right\n";
 }

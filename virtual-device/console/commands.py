@@ -221,7 +221,7 @@ class Console(Looking, camera.Commands):
         self.seen = first
         self.do_expect(["CONNECTION TRANSITION TO STATE: "])
         if self.machine.lines[self.seen - 1].endswith("STATE: 3"):
-            self.say("the host has come too late; once more")
+            self.say("the host was too late; starting again")
             self.do_stop([])
             self.do_expect(["the application has ended with status 0"])
             self.do_start(["host"])
