@@ -5,7 +5,7 @@ SECTION = "libs"
 # The terms in LICENSE: all rights reserved with the owner.
 LICENSE = "Proprietary"
 NO_GENERIC_LICENSE[Proprietary] = "LICENSE"
-LIC_FILES_CHKSUM = "file://LICENSE;md5=f1218f63f55a8a017a0062a9ad8b2e26"
+LIC_FILES_CHKSUM = "file://LICENSE;md5=d2469c40a68dcd2ffd0f3682acba1435"
 
 inherit cmake pkgconfig systemd
 
