@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
 #include "app/Device.h"
 #include "app/StopSteps.h"
 #include "vantorel/service/Error.h"

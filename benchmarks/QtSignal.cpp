@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
 /** One notification by a Qt signal, in a separate file for Qt's own compiler. */
 #include "benchmarks/Subject.h"
 

@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
 /**
  * Starts a program and waits for its end, from a process with 500 MB of touched memory, which the
  * kernel would mark page by page for a plain fork.

@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
 /**
  * The cost of a frame in the library, beside memcpy() of the same bytes and the minimum, with the
  * allocations and the locks of each frame. Needs private mounts, which ./bench provides.

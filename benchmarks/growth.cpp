@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
 /**
  * The cost of events at different rates: buttons, thermometers, the log and frames at one, ten and
  * a hundred times a device's usual rate, in parallel, in threads as on the device. A line for each:

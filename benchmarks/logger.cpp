@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
 /**
  * The cost of one log cycle: the sample, its line in the file, its line on standard output; beside
  * it the same two lines by snprintf(), fwrite() and write(), which is close to the minimum.

@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
 /**
  * One notification of 1, 4 and 16 observers: by the library's list, by a plain loop of virtual
  * calls over the same kind of list and over an array, and by the signals of two common libraries

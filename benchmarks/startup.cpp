@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
 /**
  * From the exec of a program to its first thermal picture, with the simulators. The argument is the
  * time of the exec by CLOCK_MONOTONIC, in nanoseconds; it prints a line for each phase, in

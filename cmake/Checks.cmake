@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+# SPDX-License-Identifier: LicenseRef-Vantorel
+
 # Rules about the sources that fail the build when they are broken.
 
 # Adds to a target the check that dependencies between subsystems run one way.

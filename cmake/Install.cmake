@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+# SPDX-License-Identifier: LicenseRef-Vantorel
+
 # The files that `cmake --install` installs: the library with its headers, a CMake package and a pkg-config
 # file; the stand-ins of the two closed libraries; the reference application; the tools. Each is a
 # component. debian/*.install puts the same files into packages.

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+# SPDX-License-Identifier: LicenseRef-Vantorel
+
 # Installs a manual page, compressed as the distribution wants it.
 function(vantorel_install_manual_page page component)
     get_filename_component(name ${page} NAME)

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+# SPDX-License-Identifier: LicenseRef-Vantorel
+
 # Compile options of every target in the project. Users of the package do not get them.
 
 option(VANTOREL_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})

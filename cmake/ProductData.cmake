@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+# SPDX-License-Identifier: LicenseRef-Vantorel
+
 # Product data, which a maker sets for a product. Checked here, because the kernel reads a wrong number
 # as another one and drops a text that is too long, and its error is not visible.
 

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+# SPDX-License-Identifier: LicenseRef-Vantorel
+
 # The header-only libraries of the programs for a PC: the parser of arguments and JSON.
 
 # Adds them to a target. They serve every architecture, so a cross build takes the PC's own. Each is

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+# SPDX-License-Identifier: LicenseRef-Vantorel
+
 # The programs that a sanitizer's build does not hold, read by the second compiler: every file is
 # compiled by both without a warning. Objects, so that nothing is linked.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // Offers a drive and a serial line on the USB port for some seconds.
 #include "vantorel/camera/CameraError.h"
 #include "vantorel/camera/CameraManager.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // Draws a bar that moves down the display, one picture per refresh.
 #include "vantorel/devices/LCD.h"
 #include "vantorel/service/Error.h"

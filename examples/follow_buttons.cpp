@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // Prints the events of two buttons until the given number has arrived.
 #include "vantorel/devices/Button.h"
 #include "vantorel/devices/ButtonService.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // Reads the battery's fuel gauge once.
 #include "vantorel/fuelgauge/FuelGauge.h"
 #include "vantorel/service/Error.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // Starts a capture session and reads the header of each frame.
 #include "vantorel/camera/Camera.h"
 #include "vantorel/camera/CameraError.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // Switches the torch as a user interface does, and shows that it stays dark off battery.
 #include "vantorel/devices/Torch.h"
 

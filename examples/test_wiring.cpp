@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
 /**
  * Shows how an application tests its own wiring without the hardware: stand-ins for the connection
  * manager's inputs, real objects on files, and no thread. A failure ends it with status 1 and a

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // Watches two thermometers for some seconds. Each service has a thread of its own, so the observer
 // they share is called by both.
 #include "vantorel/devices/Thermometer.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // Waits for a firmware update on the USB drive and follows it to its end.
 #include "vantorel/camera/CameraError.h"
 #include "vantorel/camera/CameraManager.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // Writes some lines of the diagnostics log into a folder of its own.
 #include "vantorel/logger/Logger.h"
 #include "vantorel/logger/LoggerService.h"

@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
 #include "host/Fuzz.h"
 #include "host/Protocol.h"
 #include "vantorel/usb/private/SubiRequests.h"

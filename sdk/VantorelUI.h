@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
 /**
  * @file VantorelUI.h
  * C interface of the UI library, as far as libVantorelSystem uses it.

@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
 /**
  * @file kirocamera.h
  * C interface of the camera SDK, as far as libVantorelSystem uses it.

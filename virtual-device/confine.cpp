@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // Runs a program with a set of capabilities and no others, as a product's service manager does for
 // the application: whatever the program starts, root or not, never has more.
 //

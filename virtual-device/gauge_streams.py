@@ -1,3 +1,5 @@
+# SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+# SPDX-License-Identifier: LicenseRef-Vantorel
 """Flash streams for the fuel gauge as the device plays them: what an update cannot install, and the
 conversion of a stream that was made for another player. docs/gauge-streams.md has the rules."""
 

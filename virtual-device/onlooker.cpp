@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // Answers requests of the development machine about the display and the board: onlooker PORT. Each
 // line is a request and gets a line as its answer. No pixel is copied: the development machine maps
 // this machine's memory and needs only the picture's address.

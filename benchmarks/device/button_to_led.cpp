@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
 /**
  * The time from a key event in the kernel to the LED's change, through the library and, for
  * comparison, through a bare program that only calls read() and write(). The virtual board records

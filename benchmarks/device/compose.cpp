@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
 /**
  * Composes a gadget of a drive and a serial line through the library and binds it. Prints the
  * microseconds for that, and separately those for the drive's image; neither includes the wait for

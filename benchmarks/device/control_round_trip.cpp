@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
 /**
  * The round trip of a control request on the USB port: the vendor function's status request beside
  * two bare FunctionFS responders, each on its own controller, in turns. "bare" is the shortest

@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
 /**
  * The cost of a frame in the library, on the device's processor and display, beside the minimum and
  * memcpy() of the same bytes. A line for each: name, nanoseconds of the library, of the minimum (a

@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
 /**
  * Installs the archive on a drive through the library and without a USB host: for measurements, and
  * for the power cuts, which need many updates in one boot.

@@ -1,3 +1,5 @@
+# SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+# SPDX-License-Identifier: LicenseRef-Vantorel
 """The benchmarks in the virtual device: armhf programs and the running application."""
 
 import re

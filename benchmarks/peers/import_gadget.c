@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
 /* Composes a gadget from a scheme file and binds it, by libusbgx, as its command-line tool does.
  * Prints the microseconds from the first call until the gadget is bound.
  *

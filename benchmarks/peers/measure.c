@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
 /* Runs a command in a control group and prints every line of its output with the milliseconds
  * since its start; then its cost: wall time, processor time of the group including daemons, and the
  * peak memory of the group's processes together.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // A whole application of your own, small: the display shows what the UI library draws, and the
 // board's temperature and the buttons reach it. Build and start it as docs/own-application.md says.
 #include "vantorel/devices/Button.h"

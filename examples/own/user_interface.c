@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
 /* A whole UI library of your own, small: a grey screen, white while the power button is down, red
  * when the board is too hot. Build and start it as docs/own-application.md says. */
 #include <VantorelUI.h>

@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
 #ifndef KIROSIM_CALL_LOG_H
 #define KIROSIM_CALL_LOG_H
 

@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
 #ifndef KIROSIM_DISPLAY_PROCESSOR_H
 #define KIROSIM_DISPLAY_PROCESSOR_H
 

@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
 #ifndef KIROSIM_FRAME_PACER_H
 #define KIROSIM_FRAME_PACER_H
 

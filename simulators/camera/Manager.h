@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
 #ifndef KIROSIM_MANAGER_H
 #define KIROSIM_MANAGER_H
 

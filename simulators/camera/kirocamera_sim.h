@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
 /**
  * @file kirocamera_sim.h
  * Test interface of the camera simulator: what a test sets, triggers and reads back.

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // The functions of the maker's interface.
 #pragma GCC visibility push(default)
 #include <VantorelUI.h>

@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
 #include "FontData.h"
 
 // The assembler embeds the files byte for byte: it is fast, and the same for every target.

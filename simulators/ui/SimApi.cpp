@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // The functions for tests.
 #pragma GCC visibility push(default)
 #include <VantorelUI_sim.h>

@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
 /**
  * @file VantorelUI_sim.h
  * The UI simulator's functions for tests, beyond the interface of the maker's UI library.

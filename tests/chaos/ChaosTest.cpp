@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // The reference application under random events: charger, battery, camera, host, buttons and
 // failures, from one seed. Each life of the application is a separate process, as on the device,
 // and ends by a signal or when its camera is unplugged.

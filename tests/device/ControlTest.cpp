@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // The vendor function on the kernel's FunctionFS, with a real bus and the kernel's USB host.
 
 #include "tests/device/UsbPort.h"

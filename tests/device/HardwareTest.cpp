@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // The hardware classes on the device's kernel interfaces; the virtual board's control file changes
 // their environment.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // A custom UI library, built as docs/simulators.md says. On 32-bit ARM, an exception that reaches a
 // function without unwinding tables ends the process.
 

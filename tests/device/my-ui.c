@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
 /* The least of a UI library: a press of the power button raises whatever event was registered. */
 #include <VantorelUI.h>
 

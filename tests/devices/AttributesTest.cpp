@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // The devices behind kernel files and GPIO lines: thermometers, test fixture, torch.
 // tests/fuzz/system_texts covers the charger's texts.
 

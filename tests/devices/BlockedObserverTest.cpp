@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // An observer that blocks holds up its own subject only: the other services go on, and its own goes
 // on when it returns. docs/architecture.md says what waits for which subject.
 

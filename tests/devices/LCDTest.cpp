@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // Cases that the kernel's display cannot produce on demand; the rest:
 // tests/device/HardwareTest.cpp.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // The operations whose system calls fail: every constructor and operation that makes one.
 
 #include "tests/faults/Faults.h"

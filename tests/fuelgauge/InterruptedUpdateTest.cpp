@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // Plays complete streams against the virtual device's model of the gauge and interrupts them
 // everywhere. At whatever moment, the next start must find the gauge and complete the update.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // Plays the corpus of a fuzzer: what once reached a part of the code goes on reaching it.
 
 #include <gtest/gtest.h>

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // Plays arbitrary input events to a button, and flips with arbitrary fates to a display.
 //
 // An input is a byte that chooses the device, then one byte, or a byte and a record, for each step.

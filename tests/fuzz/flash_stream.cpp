@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // Plays arbitrary flash streams against a gauge that is not there. Neither files nor buses of the
 // machine are touched: every system call on the way is answered here.
 

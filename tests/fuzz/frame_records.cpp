@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // Plays arbitrary images of the camera's SDK to the frame accessors and to everything that looks
 // into a frame's header.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // Connects vantorel-host to a device that answers nonsense: too short, stalled, silent or forged.
 //
 // An input is a byte that chooses the command, then the answers: a byte with the outcome and, for

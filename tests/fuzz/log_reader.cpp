@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // Has vantorel-log read arbitrary logs.
 //
 // An input is a byte that chooses whether the log begins with the right heading, then the log.

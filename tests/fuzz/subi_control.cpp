@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // Plays arbitrary events and host data to the vendor control function. Nothing of the machine is
 // touched and no thread runs: endpoint zero, the kernel's log and the camera's frames are in here.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // Puts arbitrary texts where the library reads the small files of the device. Nothing of the
 // machine is touched: the files are in memory.
 //

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // Has the update manager take arbitrary archives, which the real BusyBox unpacks.
 //
 // The process has mounts of its own over the folders of an update. tar runs in a root directory of

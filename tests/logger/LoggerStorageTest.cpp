@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // The log after its storage fails or is damaged, or its process is killed.
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/ErrorOf.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // The front panel from end to end: a browser, the server, the device. Run by ./test; PROJECT is the
 // project's folder and WORK a folder for this device.
 import assert from "node:assert/strict";

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // Parts that no test of the library uses: the frame with its header, and the control pipe. The
 // chaos test covers the threads.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // The UI simulator's handling of buttons and of any values to draw. Tests on the device compare its
 // screens: tests/device/day.console, update.console and others.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // Scoped file systems and the first-boot marker.
 
 #include "tests/support/CapturedOutput.h"

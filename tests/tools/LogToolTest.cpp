@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/ToolRun.h"

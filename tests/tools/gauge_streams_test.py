@@ -1,4 +1,6 @@
 #!/usr/bin/env python3
+# SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+# SPDX-License-Identifier: LicenseRef-Vantorel
 """make-gauge-stream and make-update: which streams they warn about, convert and refuse, and what
 they print for input that cannot be used. tests/fuelgauge installs converted streams."""
 

@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
 #include "tests/devices/FakeCard.h"
 #include "tests/support/CameraSimulator.h"
 #include "tests/support/CapturedOutput.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // The gauge stream of an update: passed on whole or not at all, with any free space and after a
 // power cut at any time.
 

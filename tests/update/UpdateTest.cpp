@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // A firmware update: its states, its failures, the valid contents of an archive, and a host's
 // changes to it.
 

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // The document for programs on the host against the table that the device answers by.
 
 #include "vantorel/usb/private/SubiRequests.h"

@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // The USB functions except the vendor function: drive, serial port and network.
 
 #include "tests/support/ErrorOf.h"

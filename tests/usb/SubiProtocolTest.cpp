@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // The vendor function's setup, its replies to control requests, and its removal.
 
 #include "vantorel/usb/private/SubiProtocol.h"

@@ -1,4 +1,5 @@
-// SPDX-License-Identifier: GPL-2.0
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: GPL-2.0-only
 /*
  * The camera's hardware as its software sees it, for a virtual machine: one platform
  * device with all the parts, and a control file in debugfs through which a test changes

@@ -1,4 +1,5 @@
-/* SPDX-License-Identifier: GPL-2.0 */
+/* SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem */
+/* SPDX-License-Identifier: GPL-2.0-only */
 /*
  * The board's parts. Each part registers itself with the kernel and adds its
  * commands and its state to the control file.

@@ -1,4 +1,5 @@
-// SPDX-License-Identifier: GPL-2.0
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: GPL-2.0-only
 /* The control file's commands for the gauge and its bus. */
 #include <linux/errno.h>
 #include <linux/limits.h>

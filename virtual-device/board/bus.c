@@ -1,4 +1,5 @@
-// SPDX-License-Identifier: GPL-2.0
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: GPL-2.0-only
 /* The I2C adapter with the fuel gauge on it, and the faults of both. */
 #include <linux/delay.h>
 #include <linux/fs.h>

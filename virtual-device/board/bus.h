@@ -1,4 +1,5 @@
-/* SPDX-License-Identifier: GPL-2.0 */
+/* SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem */
+/* SPDX-License-Identifier: GPL-2.0-only */
 /* The I2C bus with the gauge on it, shared by the adapter and its commands. */
 #ifndef VANTOREL_BUS_H
 #define VANTOREL_BUS_H

@@ -1,4 +1,5 @@
-// SPDX-License-Identifier: GPL-2.0
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: GPL-2.0-only
 /*
  * The camera's buttons. The control file presses and releases them ("key CODE VALUE")
  * and removes and restores the whole device ("buttons 0|1"), as a loose connector

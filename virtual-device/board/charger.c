@@ -1,4 +1,5 @@
-// SPDX-License-Identifier: GPL-2.0
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: GPL-2.0-only
 /* The external supply: whether it is plugged in, and its effect on the battery. */
 #include <linux/power_supply.h>
 

@@ -1,4 +1,5 @@
-/* SPDX-License-Identifier: GPL-2.0 */
+/* SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem */
+/* SPDX-License-Identifier: GPL-2.0-only */
 /*
  * The gauge's flash. It has rows with the firmware, which the boot loader writes in
  * ROM mode, and blocks with data, which the firmware writes in normal mode.

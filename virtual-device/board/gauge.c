@@ -1,4 +1,5 @@
-// SPDX-License-Identifier: GPL-2.0
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: GPL-2.0-only
 /* Model of the fuel gauge: its two modes and its measurements. */
 #include "flash.h"
 #include "gauge.h"

@@ -1,4 +1,5 @@
-/* SPDX-License-Identifier: GPL-2.0 */
+/* SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem */
+/* SPDX-License-Identifier: GPL-2.0-only */
 /*
  * Model of a bq27-series fuel gauge: two modes, each with an address and a file
  * of 256 byte registers, and a flash behind them that is written by commands.

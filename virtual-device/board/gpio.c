@@ -1,4 +1,5 @@
-// SPDX-License-Identifier: GPL-2.0
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: GPL-2.0-only
 /*
  * The GPIO chip: three inputs from the test fixture's connector, which pulls an
  * active line low and otherwise leaves it to the pull-up, and the output to the

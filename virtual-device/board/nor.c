@@ -1,4 +1,5 @@
-// SPDX-License-Identifier: GPL-2.0
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: GPL-2.0-only
 /*
  * The board's flash: two banks of NOR, which the kernel's own CFI driver operates. This
  * module passes it their addresses and partitions, and injects a test's flash faults.

@@ -1,4 +1,5 @@
-/* SPDX-License-Identifier: GPL-2.0 */
+/* SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem */
+/* SPDX-License-Identifier: GPL-2.0-only */
 /*
  * Definitions that the gauge's model needs outside the kernel. The same source is
  * compiled into the kernel module and into a native test of the library, which cuts

@@ -1,4 +1,5 @@
-// SPDX-License-Identifier: GPL-2.0
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: GPL-2.0-only
 /* The two temperature sensors, in millidegrees; a broken one fails its reads. */
 #include <linux/compiler.h>
 #include <linux/err.h>

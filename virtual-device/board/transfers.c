@@ -1,4 +1,5 @@
-// SPDX-License-Identifier: GPL-2.0
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: GPL-2.0-only
 /*
  * Ring of the last transfers, long enough for a whole reprogramming of the
  * gauge. A line is "NUMBER SECONDS ADDRESS R|W REGISTER SIZE RESULT DATA..."; the

@@ -1,4 +1,5 @@
-/* SPDX-License-Identifier: GPL-2.0 */
+/* SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem */
+/* SPDX-License-Identifier: GPL-2.0-only */
 /* Log of the bus; a test counts the software's requests to the gauge in it. */
 #ifndef VANTOREL_TRANSFERS_H
 #define VANTOREL_TRANSFERS_H

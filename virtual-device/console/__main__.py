@@ -1,3 +1,5 @@
+# SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+# SPDX-License-Identifier: LicenseRef-Vantorel
 """Runs the virtual device for ./run; see its --help."""
 
 import os

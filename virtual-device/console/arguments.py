@@ -1,3 +1,5 @@
+# SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+# SPDX-License-Identifier: LicenseRef-Vantorel
 """The command line of ./run. `python3 arguments.py ARGUMENT...` only checks it: ./run calls that before
 it builds anything."""
 

@@ -1,3 +1,5 @@
+# SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+# SPDX-License-Identifier: LicenseRef-Vantorel
 """The console protocol: one command per line, answered by "ok" or "error REASON"."""
 
 import glob

@@ -1,3 +1,5 @@
+# SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+# SPDX-License-Identifier: LicenseRef-Vantorel
 """The firmware of the current build, rebuilt when one of its inputs changes."""
 
 import fcntl

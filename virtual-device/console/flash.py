@@ -1,3 +1,5 @@
+# SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+# SPDX-License-Identifier: LicenseRef-Vantorel
 """The device's flash seen from outside, with the device off: its partitions, their factory contents, and
 the boot loader's environment."""
 

@@ -1,3 +1,5 @@
+# SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+# SPDX-License-Identifier: LicenseRef-Vantorel
 """Results of a script's commands or of test programs, as JUnit XML for a product's own CI."""
 
 import re

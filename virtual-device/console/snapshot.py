@@ -1,3 +1,5 @@
+# SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+# SPDX-License-Identifier: LicenseRef-Vantorel
 """Snapshots of a booted machine: a new device of the same firmware starts from one in a second.
 
 A snapshot contains memory, devices and flash of a machine that has booted for the first time and on which

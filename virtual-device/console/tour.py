@@ -1,3 +1,5 @@
+# SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+# SPDX-License-Identifier: LicenseRef-Vantorel
 """A one-minute introduction to the device: a script whose comments are printed, and a sheet of its
 pictures."""
 

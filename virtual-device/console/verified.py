@@ -1,3 +1,5 @@
+# SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+# SPDX-License-Identifier: LicenseRef-Vantorel
 """A boot loader that boots only signed images: the public key goes into its device tree."""
 
 import subprocess

@@ -1,3 +1,5 @@
+# SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+# SPDX-License-Identifier: LicenseRef-Vantorel
 """The display and the board, at little cost for the device: the picture is read from its memory, and
 `onlooker` on the device reports the address of each of the display's buffers once."""
 

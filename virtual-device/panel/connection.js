@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // A line to the device's console: each command is answered, in order, by its output and then "ok" or
 // "error REASON".
 

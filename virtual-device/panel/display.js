@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // The live display: requests the next picture when it has drawn the last one, so that a slow page
 // gets fewer pictures and no queue builds up.
 import { Line } from "./connection.js";

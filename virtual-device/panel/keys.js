@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // The three buttons, by mouse, touch and keyboard. Each press and release is sent at once, so that the
 // device itself recognises holding and double clicks.
 

@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
 import { Line } from "./connection.js";
 import { followDisplay } from "./display.js";
 import { wireKeys } from "./keys.js";

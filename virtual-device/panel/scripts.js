@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // Scripts of console commands: what was clicked is saved as one, and one that is dropped is carried out.
 // Also downloads of the picture and of the status lines.
 import { wireDrop } from "./updates.js";

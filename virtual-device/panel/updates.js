@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
 // An update is uploaded to the development machine and then copied to the device's drive as a USB host
 // would do it.
 

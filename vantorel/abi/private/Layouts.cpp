@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
 /**
  * The compiler's check of the binary interface: see Checks.h. A line that fails here means that
  * applications must be recompiled: undo the change, or increase the SONAME's number.

@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
 #pragma once
 
 // Headers that declare the functions named in VANTOREL_SYSTEM_CALLS, for the definitions of the

@@ -1,3 +1,5 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
 #include "vantorel/system/private/Proc.h"
 
 #include "vantorel/service/private/Sys.h"

@@ -1,3 +1,6 @@
+# SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+# SPDX-License-Identifier: LicenseRef-Vantorel
+
 # The boot loader of the two slots. The board's own configuration comes first; places of the partitions,
 # console and the sector that counts starts are the virtual device's and have to be the board's.
 FILESEXTRAPATHS:prepend := "${THISDIR}/../../../../../virtual-device/boot:"

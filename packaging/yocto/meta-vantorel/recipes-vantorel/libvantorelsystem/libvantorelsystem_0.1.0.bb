@@ -1,3 +1,5 @@
+# SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+# SPDX-License-Identifier: LicenseRef-Vantorel
 SUMMARY = "Device services of a handheld thermal camera"
 DESCRIPTION = "Power, buttons, display, USB port, firmware update and diagnostics log, \
 as a library, with its reference application."

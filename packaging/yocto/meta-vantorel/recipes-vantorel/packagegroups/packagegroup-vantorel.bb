@@ -1,3 +1,5 @@
+# SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+# SPDX-License-Identifier: LicenseRef-Vantorel
 SUMMARY = "What a thermal camera needs at run time"
 DESCRIPTION = "The library, and the programs that it starts by their absolute names."
 
