@@ -5,19 +5,43 @@
 #include <locale>
 #include <sstream>
 #include <string>
+#include <string_view>
 
 namespace vantorel {
 
 /** Writes one whole line to standard output and flushes it; thread-safe, lines never interleave. */
 void WriteStatusLine(const std::string& text);
 
-/** Joins parts into a text, with numbers independent of the application's locale. */
+namespace statusline {
+
+/** Literals of all lengths count as one type, for one instance of the templates below. */
+inline std::string_view Part(const char* literal) {
+    return literal;
+}
+template <typename T>
+const T& Part(const T& part) {
+    return part;
+}
+
 template <typename... Parts>
-std::string Compose(const Parts&... parts) {
+std::string Join(const Parts&... parts) {
     std::ostringstream text;
     text.imbue(std::locale::classic());
     (text << ... << parts);
     return text.str();
+}
+
+template <typename... Parts>
+void Print(const Parts&... parts) {
+    WriteStatusLine(Join(parts...));
+}
+
+} // namespace statusline
+
+/** Joins parts into a text, with numbers independent of the application's locale. */
+template <typename... Parts>
+std::string Compose(const Parts&... parts) {
+    return statusline::Join(statusline::Part(parts)...);
 }
 
 /**
@@ -26,7 +50,7 @@ std::string Compose(const Parts&... parts) {
  */
 template <typename... Parts>
 void PrintStatus(const Parts&... parts) {
-    WriteStatusLine(Compose(parts...));
+    statusline::Print(statusline::Part(parts)...);
 }
 
 } // namespace vantorel
