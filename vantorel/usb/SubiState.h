@@ -12,14 +12,16 @@ namespace vantorel {
 
 /** The values of the connected camera that a host can read. Plain data, reentrant. */
 struct SubiIdentity {
+    /** A text that ends with a zero. */
     using Text = std::array<char, KIROCAMERA_TEXT_SIZE>;
+    /** The factory settings as the SDK returns them. */
     using FactorySettings = std::array<std::uint8_t, KIROCAMERA_FACTORY_SETTINGS_SIZE>;
 
-    std::uint16_t roicId = 0;
-    Text chipId{};
-    Text serialNumber{};
-    kirocamera_firmware_version_t firmware{};
-    FactorySettings factorySettings{};
+    std::uint16_t roicId = 0;                 /**< of the sensor's readout circuit */
+    Text chipId{};                            /**< the sensor's number */
+    Text serialNumber{};                      /**< the camera's number */
+    kirocamera_firmware_version_t firmware{}; /**< the camera's own */
+    FactorySettings factorySettings{};        /**< a host reads ranges of them */
 };
 
 /** A range of the factory settings, in 16-bit words, in the order in which a host sends it. */
@@ -35,17 +37,17 @@ struct SubiFactoryRange {
  * which the camera's threads change as well.
  */
 struct SubiState {
-    std::uint32_t status = 0; /**< the outcome of the last request */
-    std::atomic<std::uint16_t> captureSession{0};
-    std::uint16_t selector = 0; /**< of the data that the host reads next */
-    SubiFactoryRange factoryRange;
+    std::uint32_t status = 0;                     /**< the outcome of the last request */
+    std::atomic<std::uint16_t> captureSession{0}; /**< 1 while a session runs */
+    std::uint16_t selector = 0;                   /**< of the data that the host reads next */
+    SubiFactoryRange factoryRange; /**< what the host reads next of the factory settings */
     /**
      * A value other than 0 refuses request 93, the end of the factory settings. Nothing sets it.
      * Kept: the layout of the function's object contains it.
      */
     std::uint32_t factoryTailRefused = 0;
-    std::int32_t kernelLogCount = 0;
-    std::array<char, 64> kernelLog{};
+    std::int32_t kernelLogCount = 0;  /**< bytes of the piece below */
+    std::array<char, 64> kernelLog{}; /**< the piece that the host reads next */
 };
 
 } // namespace vantorel
