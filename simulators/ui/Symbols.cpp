@@ -35,12 +35,15 @@ void DrawTorch(Canvas& canvas, int x, int y, Color color) {
     const auto at = [&](float dx, float dy) {
         return Point{static_cast<float>(x) + dx, static_cast<float>(y) + dy};
     };
-    canvas.RoundedRect({x, y + 7, 10, 8}, 2, color);
-    const std::array<Point, 4> head{at(10, 7), at(17, 3), at(17, 19), at(10, 15)};
+    // A long handle, a head with the lens's rim, and a narrow beam: a short handle and a wide beam
+    // look like a loudspeaker.
+    canvas.RoundedRect({x - 8, y + 8, 22, 7}, 2, color);
+    const std::array<Point, 4> head{at(13, 8), at(18, 4), at(18, 19), at(13, 15)};
     canvas.Polygon(head, color);
-    canvas.Line(at(21, 11), at(28, 11), 2, color);
-    canvas.Line(at(21, 6), at(27, 2), 2, color);
-    canvas.Line(at(21, 16), at(27, 20), 2, color);
+    canvas.RoundedRect({x + 18, y + 3, 3, 17}, 1, color);
+    canvas.Line(at(25, 6), at(33, 4), 2, color);
+    canvas.Line(at(25, 11.5F), at(34, 11.5F), 2, color);
+    canvas.Line(at(25, 17), at(33, 19), 2, color);
 }
 
 void DrawWarning(Canvas& canvas, int x, int y, int size, Color color, Color mark) {

@@ -14,7 +14,7 @@ Color BatteryColor(std::uint8_t level);
 
 /** The small battery of the status bar, 44 x 22; an unknown level shows an empty one. */
 void DrawBattery(Canvas& canvas, int x, int y, std::optional<std::uint8_t> level);
-/** A torch with its beam, 30 x 22. */
+/** A torch with its beam, from (x - 8, y) to (x + 35, y + 22). */
 void DrawTorch(Canvas& canvas, int x, int y, Color color);
 /** A warning triangle `size` pixels wide. */
 void DrawWarning(Canvas& canvas, int x, int y, int size, Color color, Color mark);

@@ -25,7 +25,7 @@ struct Words {
 Words WordsFor(UpdatePhase phase) {
     switch (phase) {
     case UpdatePhase::Uploading:
-        return {"Updating firmware", "Keep the cable connected and", "the battery inserted.",
+        return {"Updating firmware", "Keep the cable connected until", "the update is complete.",
                 theme::accent};
     case UpdatePhase::Succeeded:
         return {"Update complete", "The new firmware is installed.", "", theme::good};
