@@ -19,6 +19,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <functional>
@@ -263,7 +264,8 @@ std::string MessagesWithout(const std::string& missing) {
         std::exit(ApplicationMain(1, arguments));
     }
     int status = -1;
-    test::Must(::waitpid(start, &status, 0) == start ? 0 : -1);
+    while (::waitpid(start, &status, 0) == -1 && errno == EINTR) {
+    }
     EXPECT_EQ(status, 1 << 8) << missing;
     return test::ReadFile(file);
 }
