@@ -194,6 +194,14 @@ TEST_F(FuelGaugeTest, PlaysAWaitingStreamInRomModeBeforeItStartsAndKeepsItWhenTh
     }
 }
 
+// A gauge may restart before it acknowledges its reset; any other failure of the bus is reported.
+TEST_F(FuelGaugeTest, ResetsAGaugeThatDoesNotAcknowledgeIt) {
+    bus.errors = {{"55 w 00 41 00", ENXIO}};
+    EXPECT_EQ(test::ErrorOf([&] { gauge.Reset(); }), 0);
+    bus.errors = {{"55 w 00 41 00", ETIMEDOUT}};
+    EXPECT_EQ(test::ErrorOf([&] { gauge.Reset(); }), ETIMEDOUT);
+}
+
 TEST_F(FuelGaugeTest, EndsTheProcessWhenTheBusFailsAtTheStart) {
     bus.errors = {{"55 w 00 41 00", ETIMEDOUT}};
     EXPECT_EXIT(
