@@ -75,7 +75,10 @@ function* controls(node) {
 }
 
 before(async () => {
-  server = spawn("/usr/bin/python3", [`${PROJECT}/virtual-device/console`, "--work", WORK, "--snapshot", "--panel", "0"], { stdio: ["ignore", "pipe", "inherit"] });
+  const panel = ["--work", WORK, "--snapshot", "--panel", "0"];
+  server = spawn("/usr/bin/python3", [`${PROJECT}/virtual-device/console`, ...panel], {
+    stdio: ["ignore", "pipe", "inherit"],
+  });
   for await (const line of createInterface({ input: server.stdout })) {
     if (line.startsWith("http:")) {
       address = new URL(line);
