@@ -181,7 +181,6 @@ protected:
         std::filesystem::create_symlink("/bin/other", "/proc/77/exe");
         std::filesystem::create_symlink("/dev/other", "/proc/77/fd/3");
     }
-    void TearDown() override { ::umount("/proc"); }
 
     Promise PromiseOf(const test::MadeCall& call, int error) {
         for (Promise& promise : promises) {

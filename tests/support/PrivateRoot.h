@@ -3,6 +3,7 @@
 #pragma once
 
 #include "tests/support/PrivateMounts.h"
+#include "vantorel/service/UniqueFd.h"
 
 #include <chrono>
 #include <filesystem>
@@ -13,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 namespace vantorel::test {
@@ -51,11 +53,12 @@ bool Eventually(Condition condition) {
 /**
  * Moves the process into a private root directory, where scripts that record their calls replace
  * the device's programs. Only libraries, /dev and /proc come from the machine. For tests that
- * VANTOREL_NEED_PRIVATE_MOUNTS(). Every test may enter a new root from the last one.
+ * VANTOREL_NEED_PRIVATE_MOUNTS(). The destructor moves the process back and unmounts the root: its
+ * files are in memory, of which the device has little.
  */
 class PrivateRoot {
 public:
-    PrivateRoot() {
+    PrivateRoot() : outside(::open("/", O_PATH | O_DIRECTORY | O_CLOEXEC)) {
         CoverWithTmpfs("/tmp");
         for (const char* directory : {"/lib", "/lib64", "/usr/lib", "/dev", "/proc"}) {
             if (std::filesystem::exists(directory)) {
@@ -70,14 +73,20 @@ public:
         for (const char* tool : {"/bin/sh", "/bin/ln", "/bin/cat"}) {
             CopyProgram(tool, std::string("/tmp") + tool);
         }
-        const bool isSecond = std::filesystem::exists("/calls"); // whose busybox is a script
-        CopyProgram(isSecond ? "/bin/tar" : deviceTar, "/tmp/bin/tar");
+        CopyProgram(deviceTar, "/tmp/bin/tar");
         Must(::chroot("/tmp"));
         Must(::chdir("/"));
         for (const char* program :
              {"/bin/busybox", "/sbin/modprobe", "/usr/bin/fw_setenv", "/usr/bin/gdbserver"}) {
             WriteProgram(program, script);
         }
+    }
+    PrivateRoot(const PrivateRoot&) = delete;
+    PrivateRoot& operator=(const PrivateRoot&) = delete;
+    ~PrivateRoot() {
+        EXPECT_EQ(::fchdir(outside.Get()), 0);
+        EXPECT_EQ(::chroot("."), 0);
+        EXPECT_EQ(::umount2("/tmp", MNT_DETACH), 0);
     }
 
     /** Sets shell commands that the fake programs run after they record their call. */
@@ -97,6 +106,8 @@ public:
     }
 
 private:
+    UniqueFd outside; // the root directory to return to
+
     /** The kernel copies: streams take seconds on the device. */
     static void CopyProgram(const std::string& from, const std::string& to) {
         std::error_code error;

@@ -236,7 +236,6 @@ TEST_F(ToolsTest, FindsProcesses) {
                                            : ::readlink(path, buffer, size);
     };
     EXPECT_EQ(Tools::GetFd(12, "/dev/ttyGS0"), -1) << "a descriptor of a process that is going";
-    ::umount("/proc");
 }
 
 // tests/fuzz/system_texts covers other texts.
@@ -256,7 +255,6 @@ TEST_F(ToolsTest, FindsFlashPartitionsAndTheRunningSlot) {
         test::WriteFile("/proc/cmdline", commandLine);
         EXPECT_EQ(Tools::ImageSelect(), slot) << commandLine;
     }
-    ::umount("/proc");
 }
 
 } // namespace

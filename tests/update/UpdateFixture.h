@@ -70,7 +70,7 @@ protected:
             manager.reset();
             drive.reset();
             output.reset();
-            ::umount("/proc");
+            root.reset();
         }
     }
     /** Replaces the device by a new one. */
