@@ -130,7 +130,7 @@ class Looking:
             raise Failure("usage: expect-pixel X Y RRGGBB [SECONDS]")
         x, y = (number(text, 0, 10000) for text in arguments[:2])
         seconds = number(arguments[3], 0, 3600, float) if len(arguments) == 4 else self.patience
-        self._poll(lambda: self._picture().colour(x, y), arguments[2].lower(), seconds,
+        self._poll(lambda: self._colour(x, y), arguments[2].lower(), seconds,
                    f"the display shows {{}} at {x}, {y}")
 
     def do_expect_motion(self, arguments):
@@ -139,7 +139,7 @@ class Looking:
         x, y = (number(text, 0, 10000) for text in arguments[:2])
         seconds = number(arguments[2], 0, 3600, float) if len(arguments) == 3 else self.patience
         before = self._picture().colour(x, y)
-        self._poll(lambda: self._picture().colour(x, y) != before, True, seconds,
+        self._poll(lambda: self._colour(x, y) != before, True, seconds,
                    f"the display shows {before} at {x}, {y} all the time")
 
     def do_expect_screen(self, arguments):
@@ -149,8 +149,11 @@ class Looking:
         tolerance = number(arguments[1], 0, 100, float)
         seconds = number(arguments[2], 0, 3600, float) if len(arguments) == 3 else self.patience
         deadline = time.monotonic() + seconds
-        while (picture := self.watch.picture()) is None or \
-                (share := 100 * difference(picture, wanted)) > tolerance:
+        while True:
+            picture = self.watch.picture()
+            share = 100 * difference(picture, wanted) if picture else 100
+            if share <= tolerance:
+                return
             if time.monotonic() > deadline:
                 shown = self.machine.work / f"{Path(arguments[0]).stem}-shown.png"
                 self.do_screenshot([str(shown)])
@@ -164,6 +167,13 @@ class Looking:
         if picture is None:
             raise Failure("the display is dark" if self.machine.ready else "the device is off")
         return picture
+
+    def _colour(self, x: int, y: int) -> str:
+        """A pixel's colour; "nothing" while the display is dark."""
+        picture = self.watch.picture()
+        if picture is None and not self.machine.ready:
+            raise Failure("the device is off")
+        return picture.colour(x, y) if picture else "nothing"
 
     def do_screenshot(self, arguments):
         need(arguments, 1, "screenshot FILE.png")

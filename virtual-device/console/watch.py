@@ -92,13 +92,14 @@ class Watch:
 
     def picture(self):
         """The current picture; None if the display is dark or the device is off."""
-        for _ in range(3):  # the picture may change before the answer arrives
+        deadline = time.monotonic() + PATIENCE
+        while time.monotonic() < deadline:
             view = self._current()
             try:
                 return view.shown() if view else None
-            except KeyError:
+            except KeyError:  # the application has changed the picture since the last answer
                 view.learn(self._ask("picture"))
-        return None
+        raise Failure("the device does not answer")
 
     def _current(self):
         machine = self._machine
