@@ -23,7 +23,7 @@ from machine import Failure, Machine
 from own import Own
 
 SNAPSHOT = "# machine: snapshot\n"  # in a script that needs no boot of its own
-TEST_TIME_LIMIT = 1200  # seconds, after which a test program counts as hung
+TEST_TIME_LIMIT = 600  # seconds, after which a test program counts as hung
 
 
 def say(text: str):

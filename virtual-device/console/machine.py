@@ -26,6 +26,7 @@ from surroundings import Surroundings
 MEMORY = 512 << 20  # bytes; a file in memory that contains the display's pictures
 TIMED_OUT = 143  # exit status of a command that timed out
 REQUEST_TIME_LIMIT = 120  # seconds; only a hang reaches this, even on a busy machine
+GRACE = 300  # seconds that an answer may come after its request's limit, which the device applies
 BOOT_TIME_LIMIT = 1200  # seconds, on a busy development machine, after three starts on trial
 PORTS = ("control", "status", "debug", "watch")
 
@@ -386,8 +387,10 @@ class Machine:
             return len(self._answer) > 1 and self._answer[0] == str(self._number)
 
         with self._answered:
-            self._answered.wait_for(
-                lambda: answered() or self.boots != boot or self.ended.is_set())
+            if not self._answered.wait_for(
+                    lambda: answered() or self.boots != boot or self.ended.is_set(),
+                    seconds + GRACE):
+                raise Failure("the device does not answer")
             if not answered():
                 raise DeviceOff("the device is off")
             return self._answer
