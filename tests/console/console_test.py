@@ -23,7 +23,7 @@ from commands import Console, usages  # noqa: E402
 from failure import Failure  # noqa: E402
 from junit import Results  # noqa: E402
 from machine import Machine  # noqa: E402
-from picture import Picture, difference, png, reading  # noqa: E402
+from picture import Picture, difference, encode, reading  # noqa: E402
 from terminal import Terminal  # noqa: E402
 
 
@@ -184,7 +184,7 @@ class ForCI(unittest.TestCase):
         pixels[23] ^= 1  # the unused byte
         with tempfile.TemporaryDirectory() as folder:
             path = Path(folder) / "one.png"
-            path.write_bytes(png(one))
+            path.write_bytes(encode(one, "PNG"))
             self.assertEqual(difference(one, reading(path)), 0)
             self.assertEqual(difference(Picture(4, 2, 20, bytes(pixels)), reading(path)), 1 / 8)
             self.assertEqual(difference(Picture(2, 4, 20, bytes(80)), reading(path)), 1)

@@ -2,13 +2,11 @@
 # SPDX-License-Identifier: LicenseRef-Vantorel
 """The display as numbered JPEG pictures, made only while a client requests them."""
 
-import io
 import threading
 import time
 
-from PIL import Image
-
 from machine import Failure
+from picture import encode
 from watch import Watch
 
 RATE = 30  # maximum pictures per second
@@ -19,14 +17,8 @@ QUALITY = 88
 
 def jpeg(picture) -> bytes:
     """Returns an empty result for no picture."""
-    if picture is None:
-        return b""
-    image = Image.frombuffer("RGB", (picture.width, picture.height), picture.pixels, "raw", "BGRX",
-                             picture.pitch, 1)
-    encoded = io.BytesIO()
     # Colours at half the resolution would blur coloured text.
-    image.save(encoded, "JPEG", quality=QUALITY, subsampling=0)
-    return encoded.getvalue()
+    return encode(picture, "JPEG", quality=QUALITY, subsampling=0) if picture else b""
 
 
 class Gallery:

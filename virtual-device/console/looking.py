@@ -7,7 +7,7 @@ from pathlib import Path
 
 import words
 from machine import Failure, Machine
-from picture import Picture, difference, png, reading
+from picture import Picture, difference, encode, reading
 from watch import Watch
 
 HELP = """\
@@ -180,7 +180,7 @@ class Looking:
         target = Path(arguments[0])
         if target.suffix != ".png":
             raise Failure("the file's name must end in .png")
-        encoded = png(self._picture())
+        encoded = encode(self._picture(), "PNG", compress_level=1)
         try:
             target.parent.mkdir(parents=True, exist_ok=True)
             target.write_bytes(encoded)
