@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <utility>
 
 namespace vantorel::logtool {
 namespace {
@@ -12,19 +13,13 @@ namespace {
 constexpr std::uint64_t most32 = std::numeric_limits<std::uint32_t>::max();
 constexpr std::uint64_t mostSeconds = 10'000'000'000; // centuries
 
+template <typename Number>
 bool ParseWhole(std::string_view text, const ColumnFormat& format, double& value) {
-    const char* const end = text.data() + text.size();
-    if (format.least < 0) {
-        std::int64_t number = 0;
-        const auto result = std::from_chars(text.data(), end, number);
-        value = static_cast<double>(number);
-        return result.ec == std::errc() && result.ptr == end && number >= format.least &&
-               number <= static_cast<std::int64_t>(format.most);
-    }
-    std::uint64_t number = 0;
-    const auto result = std::from_chars(text.data(), end, number);
+    Number number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     value = static_cast<double>(number);
-    return result.ec == std::errc() && result.ptr == end && number <= format.most;
+    return error == std::errc() && end == text.data() + text.size() &&
+           std::cmp_less_equal(format.least, number) && std::cmp_less_equal(number, format.most);
 }
 
 /** One digit after the point; the device also writes "nan" and "inf". */
@@ -42,7 +37,8 @@ bool ParseField(std::string_view text, std::size_t column, Record& record) {
         record.chip = text;
         return true;
     case Kind::Whole:
-        return ParseWhole(text, columns[column], value);
+        return columns[column].least < 0 ? ParseWhole<std::int64_t>(text, columns[column], value)
+                                         : ParseWhole<std::uint64_t>(text, columns[column], value);
     case Kind::Decimal:
         return ParseDecimal(text, value);
     }

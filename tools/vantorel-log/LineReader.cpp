@@ -3,75 +3,41 @@
 #include "tools/vantorel-log/LineReader.h"
 
 #include <cerrno>
-#include <cstring>
 #include <system_error>
 
 namespace vantorel::logtool {
-namespace {
 
-constexpr std::size_t bufferSize = 256 * 1024;
-
-} // namespace
-
-LineReader::LineReader(const std::string& path)
-    : file(std::fopen(path.c_str(), "re")), buffer(bufferSize) {
+LineReader::LineReader(const std::string& path) : file(path) {
     if (!file) {
         throw std::system_error(errno, std::generic_category(), "cannot open " + path);
     }
+    file.exceptions(std::ios::badbit);
 }
 
 std::optional<LineReader::Line> LineReader::Next() {
     Line line;
-    std::size_t searched = 0;
     while (true) {
-        const char* const from = buffer.data() + begin;
-        const void* newline = std::memchr(from + searched, '\n', end - begin - searched);
-        if (newline != nullptr) {
-            return Take(line, static_cast<std::size_t>(static_cast<const char*>(newline) - from));
+        file.getline(buffer.data(), buffer.size());
+        auto length = static_cast<std::size_t>(file.gcount());
+        if (file.eof() && length == 0 && !line.tooLong) {
+            return std::nullopt;
         }
-        searched = end - begin;
-        if (searched > longestLine) { // discard it
-            Drop(line, searched);
-            begin = end = searched = 0;
+        line.complete = !file.eof();
+        length -= file.good() ? 1 : 0; // the end of the line
+        line.text = {buffer.data(), length};
+        line.zeros = line.zeros || line.text.find('\0') != std::string_view::npos;
+        if (file.good() || file.eof()) {
+            break;
         }
-        if (!Fill()) {
-            if (searched == 0 && !line.tooLong) {
-                return std::nullopt;
-            }
-            line.complete = false;
-            return Take(line, searched);
-        }
+        line.tooLong = true; // the buffer is full
+        file.clear();
     }
-}
-
-bool LineReader::Fill() {
-    std::memmove(buffer.data(), buffer.data() + begin, end - begin);
-    end -= begin;
-    begin = 0;
-    const std::size_t count = std::fread(buffer.data() + end, 1, buffer.size() - end, file.get());
-    if (count == 0 && std::ferror(file.get()) != 0) {
-        throw std::system_error(errno, std::generic_category(), "cannot read");
-    }
-    end += count;
-    return count > 0;
-}
-
-void LineReader::Drop(Line& line, std::size_t length) const {
-    line.tooLong = true;
-    line.zeros = line.zeros || std::memchr(buffer.data() + begin, 0, length) != nullptr;
-}
-
-LineReader::Line LineReader::Take(Line line, std::size_t length) {
     line.number = ++lineNumber;
-    if (line.tooLong || length > longestLine) {
-        Drop(line, length);
-    } else {
-        line.text = {buffer.data() + begin, length};
-        if (line.complete && line.text.ends_with('\r')) { // edited on a PC
-            line.text.remove_suffix(1);
-        }
+    if (line.tooLong) {
+        line.text = {};
+    } else if (line.complete && line.text.ends_with('\r')) { // edited on a PC
+        line.text.remove_suffix(1);
     }
-    begin += length + (line.complete ? 1 : 0);
     return line;
 }
 

@@ -2,19 +2,19 @@
 // SPDX-License-Identifier: LicenseRef-Vantorel
 #pragma once
 
+#include <array>
 #include <cstddef>
-#include <cstdio>
-#include <memory>
+#include <fstream>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace vantorel::logtool {
 
 /**
  * Reads a file of any size line by line with a fixed amount of memory. A line longer than the
- * device can write is reported without its text.
+ * device can write is reported without its text. A CSV library of the distribution stops at such a
+ * line and does not report zero bytes or a last line without an end, which a power cut leaves.
  */
 class LineReader {
 public:
@@ -26,7 +26,7 @@ public:
         std::size_t number = 0;
         bool complete = true; ///< false when the file ends before the line does
         bool tooLong = false; ///< then the text is empty
-        bool zeros = false;   ///< a long line with zero bytes
+        bool zeros = false;   ///< a line with zero bytes
     };
 
     /** @throws std::system_error when the file cannot be opened */
@@ -37,18 +37,8 @@ public:
     std::optional<Line> Next();
 
 private:
-    struct Close {
-        void operator()(std::FILE* opened) const { std::fclose(opened); }
-    };
-
-    bool Fill();
-    void Drop(Line& line, std::size_t length) const;
-    Line Take(Line line, std::size_t length);
-
-    std::unique_ptr<std::FILE, Close> file;
-    std::vector<char> buffer;
-    std::size_t begin = 0;
-    std::size_t end = 0;
+    std::ifstream file;
+    std::array<char, longestLine + 1> buffer{};
     std::size_t lineNumber = 0;
 };
 

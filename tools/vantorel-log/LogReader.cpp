@@ -66,7 +66,7 @@ private:
     }
 
     void ReportDamage(const LineReader::Line& line, const std::string& wrong) {
-        if (line.zeros || line.text.find('\0') != std::string_view::npos) {
+        if (line.zeros) {
             Report(line, Problem::Torn, "holds zero bytes, as a power cut leaves them");
         } else if (IsJoined(line.text)) {
             Report(line, Problem::Torn,
