@@ -15,7 +15,8 @@ import { after, before, test } from "node:test";
 import { chromium } from "playwright-core";
 
 const { PROJECT, WORK } = process.env;
-const PATIENCE = 600_000; // milliseconds, for a hang; the device is emulated on a machine that may be busy
+// Milliseconds, for a hang; the device is emulated on a machine that may be busy.
+const PATIENCE = 600_000;
 let server, address, browser, page;
 
 async function open() {
@@ -24,15 +25,33 @@ async function open() {
   await opened.goto(address.href);
   return opened;
 }
-const word = (name, text, on = page) => on.locator(`dd[data-state=${name}]`, { hasText: new RegExp(`^${text}$`) }).waitFor();
-const lamp = (lit, on = page) => on.getByRole("img", { name: `Torch: ${lit ? "on" : "off"}` }).waitFor();
-const pixel = (x, y) => page.evaluate(([x, y]) => [...document.querySelector("canvas").getContext("2d").getImageData(x, y, 1, 1).data], [x, y]);
+function word(name, text, on = page) {
+  const whole = new RegExp(`^${text}$`);
+  return on.locator(`dd[data-state=${name}]`, { hasText: whole }).waitFor();
+}
+function lamp(lit, on = page) {
+  return on.getByRole("img", { name: `Torch: ${lit ? "on" : "off"}` }).waitFor();
+}
+function pixel(x, y) {
+  return page.evaluate(([x, y]) => {
+    const pen = document.querySelector("canvas").getContext("2d");
+    return [...pen.getImageData(x, y, 1, 1).data];
+  }, [x, y]);
+}
+const sleep = (milliseconds) => new Promise((resolve) => setTimeout(resolve, milliseconds));
 
 /** A connection without a page; the caller sends frames of text or of other kinds. */
 function visitor(headers = {}) {
   return new Promise((resolve, reject) => {
-    const request = http.get(new URL("/console", address), { headers: {
-      Connection: "Upgrade", Upgrade: "websocket", "Sec-WebSocket-Version": "13", "Sec-WebSocket-Key": "AAAAAAAAAAAAAAAAAAAAAA==", ...headers } });
+    const request = http.get(new URL("/console", address), {
+      headers: {
+        Connection: "Upgrade",
+        Upgrade: "websocket",
+        "Sec-WebSocket-Version": "13",
+        "Sec-WebSocket-Key": "AAAAAAAAAAAAAAAAAAAAAA==",
+        ...headers,
+      },
+    });
     request.on("upgrade", (_, socket) => resolve(socket.on("error", () => {})));
     request.on("response", (response) => resolve(response.resume().statusCode));
     request.on("error", reject);
@@ -40,14 +59,20 @@ function visitor(headers = {}) {
 }
 function frame(text, kind = 0x81) {
   const data = Buffer.from(text);
-  const size = data.length < 126 ? [0x80 | data.length] : [0xff, 0, 0, 0, 0, ...Buffer.from(new Uint32Array([data.length]).buffer).reverse()];
-  return Buffer.concat([Buffer.from([kind, ...size, 0, 0, 0, 0]), data]);
+  const mask = Buffer.alloc(4);
+  let head = Buffer.from([kind, 0x80 | data.length]);
+  if (data.length >= 126) {
+    head = Buffer.from([kind, 0xff, 0, 0, 0, 0, 0, 0, 0, 0]);
+    head.writeUInt32BE(data.length, 6);
+  }
+  return Buffer.concat([head, mask, data]);
 }
 async function answers(socket, ...frames) {
   let text = "";
   socket.on("data", (data) => { text += data.toString("latin1"); });
   for (const sent of frames) socket.write(sent);
-  while ((text.match(/ok|error /g) ?? []).length < frames.length && !socket.destroyed) await new Promise((resolve) => setTimeout(resolve, 50));
+  const answered = () => (text.match(/ok|error /g) ?? []).length;
+  while (answered() < frames.length && !socket.destroyed) await sleep(50);
   return text;
 }
 /** A value of the device's state as the console reports it, which the page may not show yet. */
@@ -62,10 +87,17 @@ async function state(name) {
 async function drop(area, name, content) {
   const transfer = await page.evaluateHandle(([file, base64]) => {
     const dropped = new DataTransfer();
-    dropped.items.add(new File([Uint8Array.from(atob(base64), (letter) => letter.charCodeAt(0))], file));
+    const bytes = Uint8Array.from(atob(base64), (letter) => letter.charCodeAt(0));
+    dropped.items.add(new File([bytes], file));
     return dropped;
   }, [name, Buffer.from(content).toString("base64")]);
   await page.locator(area).dispatchEvent("drop", { dataTransfer: transfer });
+}
+/** The content of the file that a button saves. */
+async function saved(name) {
+  const button = page.getByRole("button", { name });
+  const [file] = await Promise.all([page.waitForEvent("download"), button.click()]);
+  return readFileSync(await file.path());
 }
 /** All controls below a node of the accessibility tree. */
 const CONTROLS = ["button", "checkbox", "combobox", "slider", "spinbutton"];
@@ -113,7 +145,8 @@ test("a click and a key switch the torch, and every page shows it", async (conte
   await page.locator("#rate", { hasText: /\d/ }).waitFor();
   const rate = parseInt(await page.locator("#rate").textContent());
   context.diagnostic(`${rate} pictures a second`);
-  assert.ok(rate >= 1, `only ${rate} pictures a second`); // 15 and more where the machine is not shared
+  // 15 and more on a machine that is not shared.
+  assert.ok(rate >= 1, `only ${rate} pictures a second`);
 });
 
 test("every control has a name, and the display stays in sight on a phone", async () => {
@@ -137,22 +170,22 @@ test("shortcuts can be off, a script runs, and what was clicked is saved as one"
   const shortcuts = page.getByLabel("Keyboard shortcuts");
   await shortcuts.uncheck();
   await page.keyboard.press("t", { delay: 150 });
-  await drop("#script-drop", "on.console", "# a script\nbutton torch down\nwait 0.2\nbutton torch up\nbattery level 33\n");
+  const click = "button torch down\nwait 0.2\nbutton torch up\n";
+  await drop("#script-drop", "on.console", `# a script\n${click}battery level 33\n`);
   await page.getByText("on.console is done").waitFor();
   await lamp(true); // one click, not two
   assert.equal(await state("level"), "33");
-  await drop("#script-drop", "bad.console", "battery level 40\nput /etc/passwd /x\nbattery level 50\n");
+  const refused = "battery level 40\nput /etc/passwd /x\nbattery level 50\n";
+  await drop("#script-drop", "bad.console", refused);
   await page.getByText("bad.console, line 2: the panel has no such command").waitFor();
   assert.equal(await state("level"), "40");
   await shortcuts.check();
   await page.keyboard.press("t", { delay: 150 });
   await lamp(false);
-  const [saved] = await Promise.all([page.waitForEvent("download"), page.getByRole("button", { name: "Save as script" }).click()]);
-  const lines = readFileSync(await saved.path(), "utf8");
+  const lines = (await saved("Save as script")).toString();
   assert.match(lines, /^battery level 80\nstart\n/m);
   assert.match(lines, /^button torch down\n(wait [0-9.]+\n)?button torch up$/m);
-  const [picture] = await Promise.all([page.waitForEvent("download"), page.getByRole("button", { name: "Save the picture" }).click()]);
-  assert.equal(readFileSync(await picture.path()).subarray(1, 4).toString(), "PNG");
+  assert.equal((await saved("Save the picture")).subarray(1, 4).toString(), "PNG");
 });
 
 test("the device stays on when the page that restarted it closes", async () => {
@@ -170,8 +203,11 @@ test("other origins are refused, and bad input does not affect other pages", asy
   assert.equal(await visitor({ Host: `panel.example:${port}` }), 403);
   assert.equal(await visitor({ Origin: "http://panel.example" }), 403);
   assert.equal(await visitor({ Origin: "null" }), 403);
-  for (const other of Object.values(os.networkInterfaces()).flat().filter((each) => !each.internal && each.family === "IPv4")) {
-    await assert.rejects(new Promise((resolve, reject) => net.connect(port, other.address, resolve).on("error", reject)));
+  const connect = (host) => new Promise((resolve, reject) => {
+    net.connect(port, host, resolve).on("error", reject);
+  });
+  for (const other of Object.values(os.networkInterfaces()).flat()) {
+    if (!other.internal && other.family === "IPv4") await assert.rejects(connect(other.address));
   }
   const socket = await visitor();
   const lines = [
@@ -182,12 +218,13 @@ test("other origins are refused, and bad input does not affect other pages", asy
   ];
   const text = await answers(socket, ...lines.map((line) => frame(line)), frame("state", 0x82));
   assert.equal(text.match(/error /g).length, lines.length + 1, text);
-  // A frame that is too long, random bytes, and a client that requests pictures and never reads them.
+  // A frame that is too long, random bytes, and a client that requests pictures and reads none.
   (await visitor()).write(frame("x".repeat(1 << 20)));
   (await visitor()).write(randomBytes(5000));
   const slow = await visitor();
   slow.pause().write(Buffer.concat(Array(500).fill(frame("picture 0"))));
-  // The power button that a page holds is released when the page closes, or the device would turn off.
+  // The power button that a page holds is released when the page closes, or the device would turn
+  // off.
   const leaving = await open();
   await word("screen", "thermal image", leaving);
   await leaving.locator("[data-key=power]").focus();
@@ -208,17 +245,22 @@ test("the charger shows the charging screen, and unplugging it turns the device 
   // Not by waitForFunction(): the page's policy forbids the evaluation by which it polls.
   while ((await pixel(240, 276))[2] <= 200) await page.waitForTimeout(50);
   const frameOfBattery = await pixel(163, 276);
-  [0x2a, 0x35, 0x41].forEach((part, i) => assert.ok(Math.abs(part - frameOfBattery[i]) < 12, `${frameOfBattery}`));
+  [0x2a, 0x35, 0x41].forEach((part, i) => {
+    assert.ok(Math.abs(part - frameOfBattery[i]) < 12, `${frameOfBattery}`);
+  });
   await page.screenshot({ path: `${WORK}/charging.png` });
   await page.getByLabel("Charger plugged in").uncheck();
   await word("power", "off");
 });
 
 test("a file that is no update is refused, and an update is installed and runs", async () => {
-  execFileSync(`${PROJECT}/virtual-device/make-firmware`, ["--version", "32.27.1.6", `${WORK}/made`]);
-  execFileSync(`${PROJECT}/virtual-device/make-update`, ["fit", "rootfs", "THERMAL.STR"].map((name) => `${WORK}/made/${name}`));
+  const programs = `${PROJECT}/virtual-device`;
+  const made = `${WORK}/made`;
+  execFileSync(`${programs}/make-firmware`, ["--version", "32.27.1.6", made]);
+  execFileSync(`${programs}/make-update`, [`${made}/fit`, `${made}/rootfs`, `${made}/THERMAL.STR`]);
   // The device gives a host two seconds, which a busy machine may not be able to keep.
-  for (let attempt = 0; attempt < 20 && (await page.locator("#connection").textContent()) !== "host"; ++attempt) {
+  const connection = page.locator("#connection");
+  for (let tries = 0; tries < 20 && (await connection.textContent()) !== "host"; ++tries) {
     await page.getByRole("button", { name: "Connect to the computer" }).click();
     await word("connection", "undetermined");
     await word("connection", "(no )?host");
@@ -226,7 +268,7 @@ test("a file that is no update is refused, and an update is installed and runs",
   const slot = await page.locator("#slot").textContent();
   await drop("#update-drop", "notes.txt", "no archive");
   await page.getByText("notes.txt: refused: no update archive").waitFor();
-  await drop("#update-drop", "THERMAL.STR", readFileSync(`${WORK}/made/THERMAL.STR`));
+  await drop("#update-drop", "THERMAL.STR", readFileSync(`${made}/THERMAL.STR`));
   await word("update", "complete");
   await word("usb", "not attached"); // the update has taken the port off the bus
   await page.getByText("THERMAL.STR: installed").waitFor();

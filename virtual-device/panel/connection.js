@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 
-// A line to the device's console: each command is answered, in order, by its output and then "ok" or
-// "error REASON".
+// A line to the device's console: each command is answered, in order, by its output and then "ok"
+// or "error REASON".
 
 const RETRY = 1000; // milliseconds
 
@@ -49,7 +49,8 @@ export class Line {
     const last = output.pop();
     const picture = this.#picture;
     this.#picture = null;
-    this.#waiting.shift()?.({ ok: last === "ok", reason: last.replace(/^error /, ""), output, picture });
+    const reason = last.replace(/^error /, "");
+    this.#waiting.shift()?.({ ok: last === "ok", reason, output, picture });
   }
 }
 

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 
-// The three buttons, by mouse, touch and keyboard. Each press and release is sent at once, so that the
-// device itself recognises holding and double clicks.
+// The three buttons, by mouse, touch and keyboard. Each press and release is sent at once, so that
+// the device itself recognises holding and double clicks.
 
 const SHORTCUTS = { t: "torch", r: "reset", p: "power" };
 
@@ -26,14 +26,18 @@ export function wireKeys(send, hasShortcuts) {
     document.querySelector(`[data-key=${name}]`).classList.toggle("pressed", pressed);
   }
 
-  for (const key of document.querySelectorAll("[data-key]")) {
+  /** @type {NodeListOf<HTMLElement>} */
+  const keys = document.querySelectorAll("[data-key]");
+  for (const key of keys) {
     key.addEventListener("pointerdown", (event) => {
       if (event.button !== 0) return;
       key.setPointerCapture(event.pointerId);
       press(key.dataset.key, `pointer ${event.pointerId}`);
     });
     for (const end of ["pointerup", "pointercancel", "lostpointercapture"]) {
-      key.addEventListener(end, (event) => release(`pointer ${event.pointerId}`));
+      key.addEventListener(end, (/** @type {PointerEvent} */ event) => {
+        release(`pointer ${event.pointerId}`);
+      });
     }
     key.addEventListener("contextmenu", (event) => event.preventDefault());
   }

@@ -9,8 +9,14 @@ import { wireUpdates } from "./updates.js";
 const REFRESH = 150; // milliseconds between two requests for the state
 const GRACE = 1500; // milliseconds for which a control shows the user's value, not the device's
 const MOST_LINES = 500;
-const POWER = { off: "The device is off", cut: "The power was cut", failed: "The device has failed", starting: "Starting …" };
+const POWER = {
+  off: "The device is off",
+  cut: "The power was cut",
+  failed: "The device has failed",
+  starting: "Starting …",
+};
 
+/** @type {(id: string) => any} */
 const element = (id) => document.getElementById(id);
 const touched = new Map(); // when a control was last moved
 const notice = element("notice");
@@ -18,7 +24,10 @@ let noticeTimer = 0;
 let state = {};
 let lineNumber = 0;
 
-const line = new Line(() => say(""), () => say("The console does not answer. Trying to connect …", true));
+const line = new Line(
+  () => say(""),
+  () => say("The console does not answer. Trying to connect …", true),
+);
 
 function say(text, stays = false) {
   clearTimeout(noticeTimer);
@@ -34,13 +43,14 @@ async function command(text) {
   return answer.ok;
 }
 
-// --- controls --------------------------------------------------------------------------------------
+// --- controls ------------------------------------------------------------------------------------
 
 function wireSwitch(input) {
   const [on, off] = (input.dataset.words ?? "on off").split(" ");
   input.addEventListener("change", async () => {
     touched.set(input, Date.now());
-    if (!(await command(`${input.dataset.command} ${input.checked ? on : off}`))) touched.delete(input);
+    const accepted = await command(`${input.dataset.command} ${input.checked ? on : off}`);
+    if (!accepted) touched.delete(input);
   });
 }
 
@@ -77,7 +87,8 @@ async function attach() {
 function wireShortcuts() {
   const shortcuts = element("shortcuts");
   shortcuts.checked = localStorage.getItem("shortcuts") !== "off";
-  const show = () => document.querySelector(".shortcuts").classList.toggle("off", !shortcuts.checked);
+  const hint = document.querySelector(".shortcuts");
+  const show = () => hint.classList.toggle("off", !shortcuts.checked);
   shortcuts.addEventListener("change", () => {
     localStorage.setItem("shortcuts", shortcuts.checked ? "on" : "off");
     show();
@@ -86,22 +97,28 @@ function wireShortcuts() {
   return () => shortcuts.checked;
 }
 
+function onClick(button, action) {
+  button.addEventListener("click", action);
+}
+
 function wireControls() {
   document.querySelectorAll(".switch input").forEach(wireSwitch);
   document.querySelectorAll(".slide input").forEach(wireSlider);
-  for (const button of document.querySelectorAll("button[data-command]")) {
-    button.addEventListener("click", () => command(button.dataset.command));
-  }
-  element("camera-error").addEventListener("click", () => command(`camera error ${element("camera-code").value}`));
-  element("gauge-raise").addEventListener("click", () => command(`gauge fault ${element("gauge-fault").value}`));
-  element("attach").addEventListener("click", attach);
+  /** @type {NodeListOf<HTMLElement>} */
+  const buttons = document.querySelectorAll("button[data-command]");
+  for (const button of buttons) onClick(button, () => command(button.dataset.command));
+  onClick(element("camera-error"), () => command(`camera error ${element("camera-code").value}`));
+  onClick(element("gauge-raise"), () => command(`gauge fault ${element("gauge-fault").value}`));
+  onClick(element("attach"), attach);
 }
 
-// --- state of the device ---------------------------------------------------------------------------
+// --- state of the device -------------------------------------------------------------------------
 
 function showState() {
   for (const [name, value] of Object.entries(state)) {
-    for (const target of document.querySelectorAll(`[data-state="${name}"]`)) showValue(target, value);
+    for (const target of document.querySelectorAll(`[data-state="${name}"]`)) {
+      showValue(target, value);
+    }
   }
   const on = state.power === "on";
   element("power").className = on ? "good" : "bad";
@@ -111,8 +128,9 @@ function showState() {
   element("lamp").ariaLabel = `Torch: ${lit ? "on" : "off"}`;
   element("display").ariaLabel = `The device's display: ${state.screen}`;
   showSleep(on);
-  element("restart").classList.toggle("next", state.update === "complete");
-  element("restart").textContent = state.update === "complete" ? "Restart into the new firmware" : "Restart";
+  const installed = state.update === "complete";
+  element("restart").classList.toggle("next", installed);
+  element("restart").textContent = installed ? "Restart into the new firmware" : "Restart";
 }
 
 function showValue(target, value) {
@@ -131,7 +149,8 @@ function showSleep(on) {
   const dark = !on || state.screen === "dark";
   const stopped = on && state.application === "ended";
   element("asleep").hidden = !dark;
-  element("asleep-why").textContent = POWER[state.power] ?? (stopped ? "The application has ended" : "The application is starting …");
+  element("asleep-why").textContent = POWER[state.power] ??
+    (stopped ? "The application has ended" : "The application is starting …");
   element("power-on").hidden = !(stopped || (!on && state.power !== "starting"));
 }
 
@@ -163,9 +182,12 @@ async function look(watcher) {
 
 wireControls();
 wireKeys(command, wireShortcuts());
-const followUpdate = wireUpdates(new Line(), say, () => state.connection === "host"); // copying takes seconds, too
+// On lines of their own: a copy of an update and a script take seconds.
+const followUpdate = wireUpdates(new Line(), say, () => state.connection === "host");
 wireScripts(new Line(), say);
-followDisplay(element("display"), (rate) => { element("rate").textContent = rate ? `${rate} pictures a second` : ""; });
+followDisplay(element("display"), (rate) => {
+  element("rate").textContent = rate ? `${rate} pictures a second` : "";
+});
 
 // On a line of its own: a restart takes seconds and must not hold it up.
 const watcher = new Line(async () => {

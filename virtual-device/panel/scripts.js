@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 
-// Scripts of console commands: what was clicked is saved as one, and one that is dropped is carried out.
-// Also downloads of the picture and of the status lines.
+// Scripts of console commands: what was clicked is saved as one, and one that is dropped is carried
+// out. Also downloads of the picture and of the status lines.
 import { wireDrop } from "./updates.js";
 
 const MOST_COMMANDS = 10_000;
@@ -38,14 +38,20 @@ const text = (content) => new Blob([content], { type: "text/plain" });
 
 export function wireScripts(line, say) {
   const message = document.getElementById("script-text");
-  const canvas = document.getElementById("display");
+  /** @type {HTMLCanvasElement} */
+  const canvas = document.querySelector("#display");
   const lines = document.getElementById("lines");
   const on = (id, action) => document.getElementById(id).addEventListener("click", action);
   on("save-script", () => download(text(script()), "panel.console"));
   on("save-picture", () => canvas.toBlob((picture) => download(picture, "display.png")));
-  on("save-lines", () => download(text([...lines.children].map((entry) => `${entry.textContent}\n`).join("")), "status.log"));
+  on("save-lines", () => {
+    const all = [...lines.children].map((entry) => `${entry.textContent}\n`);
+    download(text(all.join("")), "status.log");
+  });
   wireDrop("script", async (file) => {
-    const failure = await carryOut(await file.text(), (command) => { message.textContent = `${file.name}: ${command}`; });
+    const failure = await carryOut(await file.text(), (command) => {
+      message.textContent = `${file.name}: ${command}`;
+    });
     message.textContent = failure ? `${file.name}, ${failure}` : `${file.name} is done`;
     if (failure) say(failure);
   });
@@ -58,7 +64,7 @@ export function wireScripts(line, say) {
       show(command);
       const pause = /^wait (\d+(?:\.\d+)?)$/.exec(command);
       if (pause) {
-        await new Promise((resolve) => setTimeout(resolve, 1000 * pause[1]));
+        await new Promise((resolve) => setTimeout(resolve, 1000 * Number(pause[1])));
         continue;
       }
       const answer = await line.send(command);

@@ -1,13 +1,14 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 
-// An update is uploaded to the development machine and then copied to the device's drive as a USB host
-// would do it.
+// An update is uploaded to the development machine and then copied to the device's drive as a USB
+// host would do it.
 
 /** An area with the ID `name` that takes a file, dropped or chosen by the button in it. */
 export function wireDrop(name, take) {
   const area = document.getElementById(`${name}-drop`);
   const choose = area.querySelector("button");
+  /** @type {HTMLInputElement} */
   const file = area.querySelector("input[type=file]");
   const give = async (chosen) => {
     choose.disabled = true;
@@ -28,7 +29,7 @@ export function wireDrop(name, take) {
   });
 }
 
-/** Returns a function for each status line, in which the device reports what it does with the file. */
+/** Returns a function that takes each status line, since these report what the device does. */
 export function wireUpdates(line, say, connected) {
   const text = document.getElementById("update-text");
   const progress = document.getElementById("progress");
