@@ -17,6 +17,7 @@ import time
 from pathlib import Path
 
 import firmware
+import share
 import verified
 from failure import DeviceOff, Failure
 from flash import Flash
@@ -32,8 +33,8 @@ PORTS = ("control", "status", "debug", "watch")
 
 
 def _die_with_parent():
-    """Ends the machine with its console, however that ends. For the kernel, the parent is the thread
-    that starts the machine."""
+    """Ends the machine with its console, however that ends. For the kernel, the parent is the
+    thread that starts the machine."""
     os.setpgid(0, 0)  # Ctrl-C at the terminal is for the console
     ctypes.CDLL(None).prctl(1, signal.SIGKILL)
 
@@ -95,53 +96,13 @@ class Machine:
         except BlockingIOError:
             raise Failure(f"another device runs in {self.work}; choose a folder with --work") \
                 from None
-        for folder in ("lib", "bin", "tests", "out"):
-            (self.share / folder).mkdir(parents=True, exist_ok=True)
         self.blank = self.flash.prepare(
             verified.loader(self.image, self.certificate) if self.certificate else
             (self.image / "loader/u-boot.bin").read_bytes())
         what = self.flash.take(self.firmware)
-        self._fill_share()
-        return what
-
-    def _fill_share(self):
         (self.work / "status.log").unlink(missing_ok=True)
-        # Not the copies that the package tests install elsewhere in there: they may be older.
-        for folder in ("vantorel", "simulators"):
-            for library in (self.artifacts / folder).glob("**/lib*.so*"):
-                if not library.is_symlink():
-                    self._install(library, self.share / "lib" / self._soname(library))
-        # The application, and the programs for the other end of the USB cable.
-        for program in ("app/vantorel-app", "host/vantorel-host"):
-            if (self.artifacts / program).exists():
-                self._install(self.artifacts / program, self.share / "bin" / Path(program).name)
-        for file, place in self.own.shared():
-            self._install(file, self.share / place)
-        # The images for updates made by scripts.
-        (self.share / "firmware").mkdir(exist_ok=True)
-        for image in ("fit", "rootfs"):
-            copy = self.share / "firmware" / image
-            copy.unlink(missing_ok=True)
-            os.link(self.firmware / image, copy)
-        for program in ("dbclient", "lsusb"):
-            shutil.copy(self.image / "userland/usr/bin" / program, self.share / "bin")
-        shutil.copytree(Path(__file__).resolve().parents[2] / "tests/data", self.share / "data",
-                        dirs_exist_ok=True)
-
-    def _soname(self, library: Path) -> str:
-        """libX.so.1.2.3 is loaded as libX.so.1."""
-        stem, _, version = library.name.partition(".so")
-        major = version.lstrip(".").split(".")[0]
-        return f"{stem}.so.{major}" if major else library.name
-
-    def _install(self, source: Path, target: Path):
-        """Copies without debug information: the device loads it over a slow file system. A copy has
-        its source's time, so that any other file there, a user's own for instance, is replaced."""
-        time_of = source.stat().st_mtime_ns
-        if target.exists() and target.stat().st_mtime_ns == time_of:
-            return
-        subprocess.run(["arm-linux-gnueabihf-strip", "-o", target, source], check=True)
-        os.utime(target, ns=(time_of, time_of))
+        share.fill(self.share, self)
+        return what
 
     def install_test(self, source: Path) -> str:
         if not source.is_file():
@@ -197,7 +158,8 @@ class Machine:
         self._order("migrate-set-capabilities",
                     capabilities=[{"capability": "events", "state": True}])
         if snapshot:
-            # After the ports' connections: the device would notice that nobody is at their other end.
+            # After the ports' connections: the device would notice that nobody is at their other
+            # end.
             self._order("migrate-incoming", uri=snapshot)
 
     def command(self, memory: str) -> list:
@@ -269,7 +231,7 @@ class Machine:
         self.wait_until_ready()
 
     def connect(self, name: str) -> socket.socket:
-        """Connects to one of the machine's sockets by a path that is short even in a deep folder."""
+        """Connects to a socket of the machine by a path that is short even in a deep folder."""
         path = f"/proc/self/fd/{self._folder}/{name}.sock"
         deadline = time.monotonic() + 10
         while True:
