@@ -1,9 +1,9 @@
 # SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 # SPDX-License-Identifier: LicenseRef-Vantorel
 
-# The files that `cmake --install` installs: the library with its headers, a CMake package and a pkg-config
-# file; the stand-ins of the two closed libraries; the reference application; the tools. Each is a
-# component. debian/*.install puts the same files into packages.
+# The files that `cmake --install` installs: the library with its headers, a CMake package and a
+# pkg-config file; the stand-ins of the two closed libraries; the reference application; the tools.
+# Each is a component. debian/*.install puts the same files into packages.
 
 include(CMakePackageConfigHelpers)
 
@@ -26,8 +26,8 @@ set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/VantorelSystem)
 # integrator may have the makers' headers in the usual one.
 set(sdk_dir ${CMAKE_INSTALL_INCLUDEDIR}/vantorel/sdk)
 
-# Outside of the loader's folders the library finds the closed libraries beside itself, for the linker
-# of an application as well as for the loader, and the application finds the library.
+# Outside of the loader's folders the library finds the closed libraries beside itself, for the
+# linker of an application as well as for the loader, and the application finds the library.
 set_target_properties(VantorelSystem PROPERTIES INSTALL_RPATH "$ORIGIN")
 file(RELATIVE_PATH to_libraries ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
 set_target_properties(vantorel-app PROPERTIES INSTALL_RPATH "$ORIGIN/${to_libraries}")
@@ -52,7 +52,8 @@ install(FILES
     ${PROJECT_BINARY_DIR}/package/VantorelSystemConfig.cmake
     ${PROJECT_BINARY_DIR}/package/VantorelSystemConfigVersion.cmake
     DESTINATION ${package_dir} COMPONENT development)
-# The pkg-config files name the prefix relative to their folder, so that an installation can be moved.
+# The pkg-config files name the prefix relative to their folder, so that an installation can be
+# moved.
 function(install_pkg_config_file name component)
     set(folder ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
     file(RELATIVE_PATH to_prefix ${folder} ${CMAKE_INSTALL_PREFIX})

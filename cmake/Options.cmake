@@ -9,7 +9,8 @@ option(VANTOREL_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
 option(VANTOREL_WERROR "Treat warnings as errors" OFF)
 option(VANTOREL_CHECK_FORMAT "Check the formatting of the sources" OFF)
 option(VANTOREL_FUZZ "Build the fuzzers of tests/fuzz, too; needs clang" OFF)
-option(VANTOREL_PRECOMPILE "Compile the standard headers once for each library; hides a missing one" OFF)
+option(VANTOREL_PRECOMPILE
+    "Compile the standard headers once for each library; hides a missing one" OFF)
 set(VANTOREL_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize= takes them")
 
 if(NOT CMAKE_BUILD_TYPE)
@@ -36,8 +37,8 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     target_compile_options(vantorel_options INTERFACE -Wno-psabi -Wcast-align=strict)
 endif()
 
-# Programs and libraries that are shipped are hardened: a USB host and a file on the drive are not trusted.
-# Sanitizers have their own checks, and checks of buffers need the optimizer.
+# Programs and libraries that are shipped are hardened: a USB host and a file on the drive are not
+# trusted. Sanitizers have their own checks, and checks of buffers need the optimizer.
 if(NOT VANTOREL_SANITIZE AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
     target_compile_options(vantorel_options INTERFACE
         -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -fstack-protector-strong -fstack-clash-protection)
@@ -67,8 +68,8 @@ if(VANTOREL_FUZZ)
 endif()
 
 # Headers of the standard library take most of a file's compile time. The native build does not
-# precompile them, so that it finds a file with a missing include. Every build precompiles the further
-# headers, which take seconds each.
+# precompile them, so that it finds a file with a missing include. Every build precompiles the
+# further headers, which take seconds each.
 function(vantorel_precompile target)
     if(ARGN AND NOT VANTOREL_PRECOMPILE)
         target_precompile_headers(${target} PRIVATE ${ARGN})
@@ -80,8 +81,8 @@ function(vantorel_precompile target)
     endif()
 endfunction()
 
-# For programs of the development machine: header-only libraries for arguments and JSON take up to half
-# a minute per file when compiled for speed and with debug information.
+# For programs of the development machine: header-only libraries for arguments and JSON take up to
+# half a minute per file when compiled for speed and with debug information.
 function(vantorel_compile_quickly target)
     target_compile_options(${target} PRIVATE "$<$<CONFIG:RelWithDebInfo>:-Os;-g1>")
 endfunction()

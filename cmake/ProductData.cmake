@@ -1,8 +1,8 @@
 # SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 # SPDX-License-Identifier: LicenseRef-Vantorel
 
-# Product data, which a maker sets for a product. Checked here, because the kernel reads a wrong number
-# as another one and drops a text that is too long, and its error is not visible.
+# Product data, which a maker sets for a product. Checked here, because the kernel reads a wrong
+# number as another one and drops a text that is too long, and its error is not visible.
 
 set(VANTOREL_USB_VENDOR_ID "0x1209" CACHE STRING
     "USB vendor ID, 0x and four hexadecimal digits; the default is the community's test vendor")

@@ -7,7 +7,8 @@
 if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
     return()
 endif()
-file(GLOB read CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/app/*.cpp ${PROJECT_SOURCE_DIR}/examples/*.cpp
+file(GLOB read CONFIGURE_DEPENDS
+    ${PROJECT_SOURCE_DIR}/app/*.cpp ${PROJECT_SOURCE_DIR}/examples/*.cpp
     ${PROJECT_SOURCE_DIR}/benchmarks/*.cpp)
 list(FILTER read EXCLUDE REGEX "/QtSignal.cpp$") # generates a part of itself
 add_library(vantorel_read_only OBJECT ${read})

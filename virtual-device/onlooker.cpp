@@ -6,8 +6,8 @@
 // this machine's memory and needs only the picture's address.
 //   "picture"  the picture's address, as the display's driver reports it; empty while it is dark
 //   "board"    the board's state, with ", " between the entries
-// Any other line is a command for the board. This is faster than a shell: the time for which a button
-// is held must not depend on the load of the machine.
+// Any other line is a command for the board. This is faster than a shell: the time for which a
+// button is held must not depend on the load of the machine.
 #include <cerrno>
 #include <cstdio>
 #include <cstring>

@@ -128,7 +128,7 @@ class Device:
         return (len(numbers) - 1) / (times[-1] - times[0]), dropped
 
     def flips(self):
-        """Runs the application between two halves of the bare loop: all have about the same load."""
+        """Runs the application between two halves of the bare loop, under about the same load."""
         def bare():
             return self._count_flips(lambda: self.program("bare_flips", str(self.seconds // 2)))
 
@@ -156,8 +156,8 @@ class Device:
         return (float(flip[1]) - float(started[1])) * 1000
 
     def startup(self):
-        """Starts both in turns, since the phase of the display's refreshes varies. The first start of
-        each loads its files."""
+        """Starts both in turns, since the phase of the display's refreshes varies. The first start
+        of each loads its files."""
         def begin():
             self.console().execute("start")
             self.console().execute("expect 'FPS: ' 60")

@@ -7,7 +7,7 @@ from dataclasses import asdict, dataclass
 
 @dataclass
 class Row:
-    """One figure. `limit` applies to the ratio to the baseline if there is one, else to the figure."""
+    """One figure. `limit` applies to the ratio to the baseline, if any, else to the figure."""
 
     figure: str
     ours: float

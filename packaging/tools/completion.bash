@@ -1,7 +1,8 @@
 # SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 # SPDX-License-Identifier: LicenseRef-Vantorel
 
-# Completes the words of vantorel-host and vantorel-log in bash: the words are those of the program's
+# Completes the words of vantorel-host and vantorel-log in bash: the words are those of the
+# program's
 # own --help, so that they are never those of another version.
 _vantorel() {
     local word current=${COMP_WORDS[COMP_CWORD]} command=()

@@ -1,7 +1,7 @@
 # SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 # SPDX-License-Identifier: LicenseRef-Vantorel
-"""The command line of ./run. `python3 arguments.py ARGUMENT...` only checks it: ./run calls that before
-it builds anything."""
+"""The command line of ./run. `python3 arguments.py ARGUMENT...` only checks it: ./run calls that
+before it builds anything."""
 
 import argparse
 import sys
@@ -70,14 +70,15 @@ def _parser() -> argparse.ArgumentParser:
     parser.add_argument("--junit", type=_result, metavar="FILE",
                         help="with --script or --test: write the results as JUnit XML")
     parser.add_argument("--root", action="append", default=[], type=_folder, metavar="DIR",
-                        help="a folder over the root file system of this build's firmware; several: "
-                             "one over the other")
-    parser.add_argument("--key", type=_file, help="a private RSA key that signs this build's firmware")
+                        help="a folder over the root file system of this build's firmware; "
+                             "several: one over the other")
+    parser.add_argument("--key", type=_file,
+                        help="a private RSA key that signs this build's firmware")
     parser.add_argument("--verified", type=_file, metavar="CERTIFICATE",
                         help="boot nothing but what the certificate's key has signed")
     parser.add_argument("--snapshot", action="store_true",
-                        help="start a new device from a snapshot of its first boot, as a script does "
-                             "that has the line '# machine: snapshot'")
+                        help="start a new device from a snapshot of its first boot, as a script "
+                             "does that has the line '# machine: snapshot'")
     parser.add_argument("--port", type=_port, default=2345, help="for --debug (2345)")
     parser.add_argument("--work", type=Path, default=PROJECT / "build" / "device",
                         help="folder of this device's flash, files and logs (build/device)")

@@ -31,7 +31,8 @@ class Commands:
             self._record(arguments[1], number(arguments[2], 0.1, MOST_RECORDED, float))
             return
         if arguments in (["connect"], ["disconnect"]):
-            self.surroundings.camera["KIROCAMERA_SIM_CONNECTED"] = str(int(arguments[0] == "connect"))
+            connected = str(int(arguments[0] == "connect"))
+            self.surroundings.camera["KIROCAMERA_SIM_CONNECTED"] = connected
         elif len(arguments) == 2 and arguments[0] == "rate":
             self.surroundings.camera["KIROCAMERA_SIM_RATE"] = str(number(arguments[1], 0, 240))
         elif len(arguments) == 2 and arguments[0] in ("error", "hang"):

@@ -277,7 +277,7 @@ class Console(Looking, camera.Commands):
                       "cp /host/out/update /tmp/host/THERMAL.STR; status=$?\n"
                       "umount /tmp/host && exit $status")
 
-    # --- waiting ------------------------------------------------------------------------------------
+    # --- waiting ----------------------------------------------------------------------------------
 
     def _expect_end(self, arguments, usage: str, reason: str):
         if len(arguments) > 1:
@@ -323,8 +323,8 @@ class Console(Looking, camera.Commands):
         need(arguments, 2, "get PATH FILE")
         path, target = arguments
         # Files that the kernel generates on reading have no size.
-        self.machine.check(f"test -f {shlex.quote(path)} && cat {shlex.quote(path)} > /host/out/get",
-                           SHELL_TIME_LIMIT)
+        file = shlex.quote(path)
+        self.machine.check(f"test -f {file} && cat {file} > /host/out/get", SHELL_TIME_LIMIT)
         try:
             shutil.copyfile(self.machine.share / "out" / "get", target)
         except OSError as error:

@@ -59,7 +59,7 @@ def debug(machine: Machine, program, port: int, say) -> int:
 
 
 def attach(machine: Machine, commands: list) -> str:
-    """Attaches gdb, at the USB host's end of the serial line, to the application; returns its output."""
+    """Attaches gdb, at the USB host's end of the line, to the application; returns its output."""
     listener = socket.create_server(("127.0.0.1", 0))
     threading.Thread(target=_join, args=(listener, machine.connect("debug")), daemon=True).start()
     machine.check("/usr/libexec/vantorel/line-bridge >/dev/null 2>&1 &")

@@ -59,6 +59,7 @@ def build(image: Path, artifacts: Path, roots=(), key=None) -> Path:
 
 
 def make(folder: Path, *options):
-    done = subprocess.run([TOOLS / "make-firmware", *options, folder], capture_output=True, text=True)
+    done = subprocess.run([TOOLS / "make-firmware", *options, folder],
+                          capture_output=True, text=True)
     if done.returncode != 0:
         raise Failure(done.stderr.strip() or f"make-firmware ended with {done.returncode}")

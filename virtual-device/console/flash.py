@@ -1,7 +1,7 @@
 # SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 # SPDX-License-Identifier: LicenseRef-Vantorel
-"""The device's flash seen from outside, with the device off: its partitions, their factory contents, and
-the boot loader's environment."""
+"""The device's flash seen from outside, with the device off: its partitions, their factory
+contents, and the boot loader's environment."""
 
 import hashlib
 import struct
@@ -98,7 +98,7 @@ class Flash:
         return int(self.variables().get("image_select") == "1")
 
     def prepare(self, loader: bytes) -> bool:
-        """Makes missing banks and writes this build's boot loader. Returns whether the flash is new."""
+        """Makes missing banks, writes the boot loader, returns whether the flash is new."""
         blank = any(not bank.exists() for bank in self.banks)
         if blank:
             for bank in self.banks:
@@ -152,5 +152,6 @@ def check(firmware: Path):
                           f"{PARTITIONS[f'{partition}_0'][2]}")
     with open(firmware / "fit", "rb") as fit:
         head = fit.read(8)
-    if head[:4] != FIT_MAGIC or int.from_bytes(head[4:], "big") != (firmware / "fit").stat().st_size:
+    size = (firmware / "fit").stat().st_size
+    if head[:4] != FIT_MAGIC or int.from_bytes(head[4:], "big") != size:
         raise Failure(f"{firmware / 'fit'} is no FIT, or not all of it")

@@ -19,7 +19,7 @@ gauge fault rom on|off      it does not leave ROM mode
 gauge reset-time MS         how long it is silent while its firmware starts
 gauge type NUMBER           which gauge it is
 gauge dump|log FILE         its flash, or the bus's last transfers, into a file here
-gauge stream [OPTION...]    make-gauge-stream, to /host/out/bqfs and, as the flash is then, .../flash
+gauge stream [OPTION...]    make-gauge-stream, to /host/out/bqfs; the flash it gives, to .../flash
 gauge archive               make-update of fit, rootfs and bqfs in /host/out, to .../THERMAL.STR"""
 
 TOOLS = Path(__file__).resolve().parents[1]

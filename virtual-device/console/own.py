@@ -1,6 +1,6 @@
 # SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 # SPDX-License-Identifier: LicenseRef-Vantorel
-"""The user's own application and libraries, which replace this build's for one run of the console."""
+"""The user's own application and libraries, which replace this build's for one run."""
 
 import shlex
 import struct
@@ -40,7 +40,7 @@ class Own:
 
     @property
     def shows_frames(self) -> bool:
-        """Whether the lines and the frames of the reference application are still to be expected."""
+        """Whether the reference application's lines and frames are still to be expected."""
         return not {"application", "camera_library"} & self.files.keys()
 
     def shared(self):

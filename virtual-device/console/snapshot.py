@@ -2,9 +2,9 @@
 # SPDX-License-Identifier: LicenseRef-Vantorel
 """Snapshots of a booted machine: a new device of the same firmware starts from one in a second.
 
-A snapshot contains memory, devices and flash of a machine that has booted for the first time and on which
-nothing was started since. It does not contain the folder /host, which is mounted anew, and the time, which
-is set anew.
+A snapshot contains memory, devices and flash of a machine that has booted for the first time and on
+which nothing was started since. It does not contain the folder /host, which is mounted anew, and
+the time, which is set anew.
 """
 
 import fcntl
@@ -49,8 +49,8 @@ def _make(machine, folder: Path):
 
 
 def of(machine) -> Path:
-    """The folder of the snapshot for a new device, made if there is none. Old ones are removed; not the
-    last two, from which other devices may just be starting."""
+    """The folder of the snapshot for a new device, made if there is none. Old ones are removed; not
+    the last two, from which other devices may just be starting."""
     name = _digest(machine)
     snapshots = machine.image.parent / "snapshots"
     snapshots.mkdir(parents=True, exist_ok=True)

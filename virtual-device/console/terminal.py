@@ -1,7 +1,7 @@
 # SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 # SPDX-License-Identifier: LicenseRef-Vantorel
-"""The console at a terminal: a line that can be edited, with history and completion, below the status
-lines, which other threads print meanwhile."""
+"""The console at a terminal: a line that can be edited, with history and completion, below the
+status lines, which other threads print meanwhile."""
 
 import glob
 import os

@@ -36,7 +36,8 @@ def sheet(pictures: list[Path], target: Path):
     for index, picture in enumerate(pictures):
         x, y = GAP + index % COLUMNS * width, GAP + index // COLUMNS * height
         pen.rectangle((x - 1, y - 1, x + SIZE[0], y + SIZE[1]), outline=FRAME)
-        whole.paste(Image.open(picture).convert("RGB").resize(SIZE, Image.Resampling.LANCZOS), (x, y))
+        small = Image.open(picture).convert("RGB").resize(SIZE, Image.Resampling.LANCZOS)
+        whole.paste(small, (x, y))
         pen.text((x + SIZE[0] / 2, y + SIZE[1] + LABEL / 2),
                  picture.stem.replace("-", " ").capitalize(), TEXT, font, anchor="mm")
     whole.quantize(192, dither=Image.Dither.NONE).save(target, optimize=True)

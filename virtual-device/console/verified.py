@@ -51,8 +51,8 @@ def loader(image: Path, certificate: Path) -> bytes:
     if not certificate.is_file():
         raise Failure(f"no certificate {certificate}")
     folder = image / "loader"
-    source = subprocess.run([folder / "dtc", "-q", "-I", "dtb", "-O", "dts", folder / "machine.dtb"],
-                            capture_output=True, text=True, check=True).stdout
+    convert = [folder / "dtc", "-q", "-I", "dtb", "-O", "dts", folder / "machine.dtb"]
+    source = subprocess.run(convert, capture_output=True, text=True, check=True).stdout
     source += _node(_modulus(certificate), _exponent(certificate))
     tree = subprocess.run([folder / "dtc", "-q", "-I", "dts", "-O", "dtb"], input=source.encode(),
                           capture_output=True, check=True).stdout

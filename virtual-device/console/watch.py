@@ -1,7 +1,7 @@
 # SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 # SPDX-License-Identifier: LicenseRef-Vantorel
-"""The display and the board, at little cost for the device: the picture is read from its memory, and
-`onlooker` on the device reports the address of each of the display's buffers once."""
+"""The display and the board, at little cost for the device: the picture is read from its memory,
+and `onlooker` on the device reports the address of each of the display's buffers once."""
 
 import mmap
 import struct
@@ -40,7 +40,7 @@ class View:
         self._record = max(0, int(record) - MEMORY_BEGIN)
 
     def now(self) -> tuple[int, int, int]:
-        """First page of the picture, 0 for none; how often the display went dark; number of flips."""
+        """First page of the picture, 0 for none; number of times it went dark; number of flips."""
         return struct.unpack_from("<III", self._memory, self._record) if self._record else (0, 0, 0)
 
     def shown(self):
