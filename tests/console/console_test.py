@@ -33,6 +33,20 @@ def arm_file(folder: str, head: bytes) -> str:
     return str(path)
 
 
+class Version(unittest.TestCase):
+    def test_every_tool_states_it(self):
+        project = CONSOLE.parents[1]
+        tools = [project / name for name in ("run", "test", "bench")]
+        tools += [file for file in CONSOLE.parent.iterdir() if file.is_file()
+                  and os.access(file, os.X_OK) and file.name not in ("busybox", "version")]
+        version = subprocess.check_output([CONSOLE.parent / "version"], text=True)
+        self.assertRegex(version, r"^\d+\.\d+\.\d+\n$")
+        for tool in tools:
+            with self.subTest(tool.name):
+                self.assertEqual(subprocess.check_output([tool, "--version"], text=True),
+                                 f"{tool.name} {version}")
+
+
 class Arguments(unittest.TestCase):
     def refused(self, message: str, *words: str):
         done = subprocess.run([sys.executable, CONSOLE / "arguments.py", *words],
