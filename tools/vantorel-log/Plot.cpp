@@ -113,7 +113,7 @@ std::string Plot::Script(const std::string& terminal) const {
     const double hours = std::max(time / 3600, 0.001);
     return "set terminal " + terminal + "\nset datafile missing '?'\n$log << END_OF_LOG\n" +
            Data() + "END_OF_LOG\n" + Format("set xrange [0:%.4f]\n", hours) +
-           "set grid\nset key outside right top\nset lmargin 9\nset rmargin 24\n"
+           "set grid\nset key outside right top samplen 2\nset lmargin 9\nset rmargin 27\n"
            "set multiplot layout 3,1\nset offsets 0, 0, 1, 1\n" +
            Panel("degrees Celsius", 0, 5) +
            "set offsets\nset y2tics\nset ytics nomirror\nset yrange [0:100]\n" + VoltageRange() +
