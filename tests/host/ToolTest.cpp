@@ -5,6 +5,7 @@
 #include "host/Latency.h"
 #include "host/Protocol.h"
 #include "tests/host/FakeBus.h"
+#include "tests/support/ManualPage.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/ToolRun.h"
 #include "vantorel/camera/Camera.h"
@@ -264,6 +265,43 @@ TEST_F(ToolTest, ReportsErrorsAsJsonOnRequest) {
     EXPECT_EQ(Run("status --json"), exitBus);
     EXPECT_EQ(err.str(), R"({"error":"The cable is cut.","exit":5})"
                          "\n");
+}
+
+TEST_F(ToolTest, DocumentsEveryJsonField) {
+    const float spot = 21;
+    kirocamera_sim_set_header(131, &spot, sizeof spot);
+    device.manager.OnConnectionStateChanged(ConnectionState::Battery,
+                                            ConnectionState::Undetermined);
+    device.sdk.Frame();
+    const test::TemporaryDirectory directory;
+    const std::string toFile = " --out " + directory / "file";
+    const std::pair<const char*, std::string> rows[] = {{"list", "list"},
+                                                        {"identity", "identity"},
+                                                        {"status", "status"},
+                                                        {"temperature", "temperature"},
+                                                        {"factory read", "factory read"},
+                                                        {"factory read", "factory read" + toFile},
+                                                        {"klog", "klog"},
+                                                        {"session", "session state"},
+                                                        {"raw", "raw 61 2"},
+                                                        {"raw", "raw 61 2" + toFile},
+                                                        {"fuzz", "fuzz --seed 3 --count 10"},
+                                                        {"latency", "latency --count 10"},
+                                                        {"an error", "statsu"}};
+    bus.devices.push_back(bus.devices.front());
+    bus.devices.back().problem = "No permission."; // adds a field
+    std::map<std::string, test::Names> fields;
+    for (const auto& [item, line] : rows) {
+        kernelLog = "one\n";
+        Run("--json " + line);
+        test::AddFields(fields[item],
+                        nlohmann::ordered_json::parse(out.str().empty() ? err.str() : out.str()));
+        bus.devices.resize(1);
+    }
+    const char* const page =
+#include "ManualPage.inc"
+        ;
+    EXPECT_EQ(fields, test::DocumentedFields(page));
 }
 
 TEST_F(ToolTest, DrawsTheSameRandomRequestsFromTheSameSeed) {

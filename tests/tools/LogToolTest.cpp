@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 #include "tests/support/CapturedOutput.h"
+#include "tests/support/ManualPage.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/ToolRun.h"
 #include "tests/support/Unused.h"
@@ -162,6 +163,19 @@ TEST_F(LogToolTest, DrawsWithGnuplotOrReportsWhyNot) {
     EXPECT_THAT(std::ranges::count(script, '\n'), AllOf(Gt(2000), Lt(4100)));
     EXPECT_THAT(script, AllOf(HasSubstr("\n\n83.3167 ? ? 0 0 -5 90 3.9 ?\n"), // a lifted pen
                               HasSubstr(" title 'battery'"), HasSubstr("NaN title 'no readings'")));
+}
+
+TEST_F(LogToolTest, DocumentsEveryJsonField) {
+    Write({21});
+    ASSERT_EQ(Run("summary @ --json"), exitSuccess);
+    auto printed = nlohmann::ordered_json::parse(out.str());
+    printed["columns"] = *printed["columns"].begin(); // whose names are the log's own
+    vantorel::test::Names fields;
+    vantorel::test::AddFields(fields, printed);
+    const char* const page =
+#include "ManualPage.inc"
+        ;
+    EXPECT_EQ(fields, vantorel::test::DocumentedFields(page)[""]);
 }
 
 TEST_F(LogToolTest, RefusesUnreadableFilesAndUnknownCommands) {
