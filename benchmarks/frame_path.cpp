@@ -5,8 +5,8 @@
  * allocations and the locks of each frame. Needs private mounts, which ./bench provides.
  */
 #include "benchmarks/FramePath.h"
-#include "tests/devices/FakeCard.h"
 #include "tests/support/CountedAllocations.h"
+#include "tests/support/kernel/Drm.h"
 #include "tests/ui/DeviceFiles.h"
 
 #include <benchmark/benchmark.h>

@@ -3,8 +3,8 @@
 #pragma once
 
 #include "app/Board.h"
-#include "tests/devices/FakeCard.h"
-#include "tests/usb/FakeEndpoint.h"
+#include "tests/support/kernel/Drm.h"
+#include "tests/support/kernel/Endpoint.h"
 #include "vantorel/devices/InputEventRecord.h"
 
 #include <array>

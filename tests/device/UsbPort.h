@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-Vantorel
 #pragma once
 
-#include "tests/usb/FakeEndpoint.h"
+#include "tests/support/kernel/Endpoint.h"
 
 #include <array>
 #include <chrono>

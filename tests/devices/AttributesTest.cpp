@@ -5,8 +5,8 @@
 // tests/fuzz/system_texts covers the charger's texts.
 
 #include "tests/support/ErrorOf.h"
-#include "tests/support/IoctlRecorder.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/kernel/Gpio.h"
 #include "vantorel/devices/TestFixture.h"
 #include "vantorel/devices/Thermometer.h"
 #include "vantorel/devices/ThermometerService.h"
@@ -19,8 +19,6 @@
 #include <thread>
 #include <utility>
 
-#include <fcntl.h>
-#include <linux/gpio.h>
 #include <unistd.h>
 
 namespace vantorel {
@@ -53,35 +51,15 @@ TEST(Thermometer, ReadsMillidegreesAnewEachTimeForItsService) {
     }
 }
 
-/** A GPIO chip with four lines that are high unless pulled. */
-class FakeChip {
-public:
-    explicit FakeChip(test::ScopedSys& sys) : ioctls(sys) {
-        ioctls.On<gpio_v2_line_request>(GPIO_V2_GET_LINE_IOCTL, [this](auto& record) {
-            record.fd = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
-            requested = record;
-            return (record.config.flags & GPIO_V2_LINE_FLAG_INPUT) != 0 ? 0
-                                                                        : test::FailWith(EINVAL);
-        });
-        ioctls.On<gpio_v2_line_values>(GPIO_V2_LINE_GET_VALUES_IOCTL, [this](auto& values) {
-            const bool inverts = (requested.config.flags & GPIO_V2_LINE_FLAG_ACTIVE_LOW) != 0;
-            for (unsigned line = 0; line < requested.num_lines; ++line) {
-                const bool isHigh = static_cast<int>(requested.offsets[line]) != pulled;
-                values.bits |= values.mask & (__u64{isHigh != inverts} << line);
-            }
-            return 0;
-        });
-    }
-    int pulled = -1; // to ground
-    gpio_v2_line_request requested{};
-
-private:
-    test::IoctlRecorder ioctls;
+struct Inputs {
+    test::ScopedSys sys;
+    test::IoctlRecorder ioctls{sys};
+    test::FakeChip chip{ioctls, GPIO_V2_LINE_FLAG_INPUT};
 };
 
 TEST(TestFixture, IsPresentWhenItPullsAnyOfItsThreeLines) {
-    test::ScopedSys sys;
-    FakeChip chip(sys);
+    Inputs inputs;
+    auto& chip = inputs.chip;
     TestFixture fixture("fixture", "/dev/null");
     for (int line = -1; line <= 3; ++line) {
         chip.pulled = line;
@@ -91,8 +69,8 @@ TEST(TestFixture, IsPresentWhenItPullsAnyOfItsThreeLines) {
 }
 
 TEST(TestFixture, LeavesItsLinesOpenUnderANameThatFits) {
-    test::ScopedSys sys;
-    FakeChip chip(sys);
+    Inputs inputs;
+    auto& chip = inputs.chip;
     const std::string name = "a name that is longer than the label of a line";
     { TestFixture fixture(name, "/dev/null"); }
     EXPECT_EQ(std::string(chip.requested.consumer, 32), name.substr(0, 32));

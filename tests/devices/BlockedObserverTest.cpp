@@ -4,10 +4,10 @@
 // An observer that blocks holds up its own subject only: the other services go on, and its own goes
 // on when it returns. docs/architecture.md says what waits for which subject.
 
-#include "tests/devices/FakeCard.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/PrivateRoot.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/kernel/Drm.h"
 #include "vantorel/devices/Button.h"
 #include "vantorel/devices/ButtonService.h"
 #include "vantorel/devices/LCD.h"

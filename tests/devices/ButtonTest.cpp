@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: LicenseRef-Vantorel
 #include "vantorel/devices/Button.h"
 
-#include "tests/support/IoctlRecorder.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/kernel/Ioctl.h"
 #include "vantorel/devices/ButtonService.h"
 #include "vantorel/service/Error.h"
 

@@ -6,8 +6,8 @@
 
 #include "vantorel/devices/LCD.h"
 
-#include "tests/devices/FakeCard.h"
 #include "tests/support/ErrorOf.h"
+#include "tests/support/kernel/Drm.h"
 #include "vantorel/devices/LCDService.h"
 
 namespace vantorel {

@@ -5,10 +5,12 @@
 
 #include "tests/faults/Faults.h"
 
-#include "tests/devices/FakeCard.h"
-#include "tests/fuelgauge/FakeBus.h"
 #include "tests/support/CameraSimulator.h"
 #include "tests/support/PrivateRoot.h"
+#include "tests/support/kernel/Drm.h"
+#include "tests/support/kernel/Endpoint.h"
+#include "tests/support/kernel/I2c.h"
+#include "tests/support/kernel/Loop.h"
 #include "vantorel/camera/Camera.h"
 #include "vantorel/camera/CameraManager.h"
 #include "vantorel/devices/Button.h"
@@ -44,23 +46,16 @@
 #include <cstring>
 #include <thread>
 
-#include <linux/gpio.h>
 #include <linux/input.h>
-#include <linux/loop.h>
 
 namespace vantorel::test {
 namespace {
 
-/** Loop devices and GPIO chips. */
 struct Drivers {
-    explicit Drivers(Faults& faults) : ioctls(faults.sys) {
-        ioctls.OnPlain(LOOP_CTL_GET_FREE, [](void*) { return 3; });
-        ioctls.OnPlain(LOOP_SET_FD, [](void*) { return 0; });
-        ioctls.On<gpio_v2_line_request>(
-            GPIO_V2_GET_LINE_IOCTL, [](gpio_v2_line_request& record) { return record.fd = -1, 0; });
-        ioctls.OnPlain(GPIO_V2_LINE_GET_VALUES_IOCTL, [](void*) { return 0; });
-    }
+    explicit Drivers(Faults& faults) : ioctls(faults.sys) { chip.opensLines = false; }
     IoctlRecorder ioctls;
+    FakeLoop loop{ioctls, 3};
+    FakeChip chip{ioctls, GPIO_V2_LINE_FLAG_INPUT};
 };
 
 /** Records errors that observers receive, and names the stages of an update. */
@@ -267,15 +262,13 @@ void RequestLog(Faults& faults) {
         std::this_thread::sleep_for(std::chrono::microseconds(isOwner ? 0 : 50));
         return 1;
     };
-    faults.sys->Read = [next = 0](int, void* data, std::size_t size) mutable {
-        static constexpr std::array<std::uint8_t, 12> requests[] = {
-            {0x41, 85, 0, 0, 0, 0, 2, 0, 4}, {0xc1, 78, 0, 0, 0, 0, 4, 0, 4}};
-        if (size == 12) {
-            std::memcpy(data, &requests[next++ % 2], size);
-        } else if (size == 2) {
-            std::memcpy(data, "\15", size); // selects the log
+    faults.sys->Read = [zero = EndpointZero(), selects = false](int, void* data,
+                                                                std::size_t size) mutable {
+        if (size == subiEventSize) {
+            selects = !selects;
+            zero.Begin(selects ? Setup(0x41, 85, 2) : Setup(0xc1, 78, 4), Word(13));
         }
-        return static_cast<ssize_t>(size);
+        return zero.Read(data, size);
     };
     faults.sys->Write = [](int, const void*, std::size_t size) {
         return static_cast<ssize_t>(size);

@@ -2,10 +2,11 @@
 // SPDX-License-Identifier: LicenseRef-Vantorel
 #include "vantorel/fuelgauge/FuelGaugeService.h"
 
-#include "tests/fuelgauge/FakeBus.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/ErrorOf.h"
 #include "tests/support/OpenDescriptors.h"
+#include "tests/support/kernel/I2c.h"
+#include "vantorel/fuelgauge/FuelGauge.h"
 
 #include <gmock/gmock.h>
 

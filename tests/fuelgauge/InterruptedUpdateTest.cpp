@@ -4,8 +4,9 @@
 // Plays complete streams against the virtual device's model of the gauge and interrupts them
 // everywhere. At whatever moment, the next start must find the gauge and complete the update.
 
-#include "tests/fuelgauge/FakeBus.h"
 #include "tests/support/CapturedOutput.h"
+#include "tests/support/kernel/I2c.h"
+#include "vantorel/fuelgauge/FuelGauge.h"
 
 #include <cstring>
 #include <regex>
@@ -74,12 +75,7 @@ protected:
             now += static_cast<std::uint64_t>(pause->tv_sec * 1000 + pause->tv_nsec / 1'000'000);
             return 0;
         };
-        sys->Ioctl = [this](int, unsigned long request, void* argument) {
-            if (request == GPIO_V2_GET_LINE_IOCTL) {
-                static_cast<gpio_v2_line_request*>(argument)->fd = -1;
-            }
-            return request == I2C_RDWR ? Transfer(*static_cast<i2c_rdwr_ioctl_data*>(argument)) : 0;
-        };
+        chip.opensLines = false;
         InstallFirst();
         const auto lines = static_cast<std::size_t>(std::ranges::count(wholeStream, '\n'));
         EXPECT_GT(whole.size() + 10, lines); // comments apart
@@ -140,6 +136,9 @@ protected:
     test::CapturedOutput output;
     test::ScopedSys sys;
     test::StreamInMemory stream{sys};
+    test::IoctlRecorder ioctls{sys};
+    test::FakeChip chip{ioctls, GPIO_V2_LINE_FLAG_OUTPUT};
+    test::I2cBus bus{ioctls, [this](const test::I2cTransfer& t) { return Transfer(t); }};
     gauge model;
     std::vector<Moment> whole; // of a start without interruptions
     gauge_content updated;     // after it
@@ -154,21 +153,22 @@ private:
         }
     }
 
-    int Transfer(const i2c_rdwr_ioctl_data& transfer) {
-        const i2c_msg& first = transfer.msgs[0];
-        const i2c_msg& last = transfer.msgs[transfer.nmsgs - 1];
-        Note({first.buf, first.buf + first.len});
+    int Transfer(const test::I2cTransfer& transfer) {
+        const auto& [place, written, read] = transfer;
+        Note({written.begin(), written.end()});
         const bool fails = ++transfers == failingTransfer;
         if (fails && failure != 0) {
-            return test::FailWith(failure);
+            return failure;
         }
-        const auto address = static_cast<std::uint8_t>(first.addr);
-        if (gauge_write(&model, address, first.buf, first.len) != 0 ||
-            (&last != &first && gauge_read(&model, address, last.buf, last.len) != 0)) {
-            return test::FailWith(ENXIO);
+        const auto address = static_cast<std::uint8_t>(place);
+        if (gauge_write(&model, address, written.data(), written.size()) != 0 ||
+            (!read.empty() && gauge_read(&model, address, read.data(), read.size()) != 0)) {
+            return ENXIO;
         }
-        last.buf[0] ^= fails && &last != &first ? 1 : 0;
-        return static_cast<int>(transfer.nmsgs);
+        if (fails && !read.empty()) {
+            read[0] ^= 1;
+        }
+        return 0;
     }
 
     std::vector<Moment>* notes = nullptr;

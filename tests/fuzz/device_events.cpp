@@ -5,8 +5,8 @@
 //
 // An input is a byte that chooses the device, then one byte, or a byte and a record, for each step.
 
-#include "tests/devices/FakeCard.h"
 #include "tests/fuzz/Demand.h"
+#include "tests/support/kernel/Drm.h"
 #include "vantorel/devices/Button.h"
 #include "vantorel/devices/ButtonService.h"
 #include "vantorel/devices/LCD.h"

@@ -10,7 +10,7 @@
 
 #include "tests/fuzz/Demand.h"
 #include "tests/fuzz/Frame.h"
-#include "tests/support/ScriptedSys.h"
+#include "tests/support/kernel/Endpoint.h"
 #include "vantorel/camera/Camera.h"
 #include "vantorel/service/private/LittleEndian.h"
 #include "vantorel/usb/USBGadgetSubi.h"
@@ -32,8 +32,8 @@
 namespace {
 
 using namespace vantorel;
+using test::Bytes;
 using test::Demand;
-using Bytes = std::vector<std::uint8_t>;
 
 // Adding the function for real would start its thread. An explicit instantiation is the one place
 // that may name what is private.
@@ -124,7 +124,7 @@ public:
 
 private:
     void Serve() {
-        eventTaken = false;
+        zero.Begin(event, hostData);
         answers = 0;
         try {
             subi->ServiceFunction();
@@ -133,37 +133,30 @@ private:
             Demand(event.at(1) == 78 && selector == 0);
         }
         const bool isRequest = event.size() == 12 && event[8] == 4;
-        Demand(eventTaken && answers <= (isRequest ? 1 : 0));
+        Demand(!zero.IsPending() && answers <= (isRequest ? 1 : 0));
     }
 
     ssize_t Read(int fd, void* data, std::size_t size) {
         Demand(fd == endpointFd);
-        if (size == 0) {
-            Demand(IsIn());
-            return ++answers, test::FailWith(EL2HLT);
+        const bool isData = !zero.IsPending();
+        answers += size == 0 ? 1 : 0;
+        Demand(size == 0 ? IsIn() : size == (isData ? Length() : test::subiEventSize));
+        const ssize_t count = zero.Read(data, size);
+        if (count > 0 && isData && event[1] == 85) {
+            std::memcpy(&selector, data,
+                        std::min(static_cast<std::size_t>(count), sizeof selector));
         }
-        Demand(size == (eventTaken ? Length() : 12));
-        const Bytes& source = std::exchange(eventTaken, true) ? hostData : event;
-        if (source.empty()) {
-            return test::FailWith(EIDRM);
-        }
-        const std::size_t count = std::min(size, source.size());
-        std::memset(data, 0xee, size); // what a short transfer leaves behind is not the host's
-        std::memcpy(data, source.data(), count);
-        if (&source == &hostData && event[1] == 85) {
-            std::memcpy(&selector, data, std::min(count, sizeof selector));
-        }
-        return static_cast<ssize_t>(count);
+        return count;
     }
 
     ssize_t Write(int fd, const void* data, std::size_t size) {
         Demand(fd == endpointFd);
         ++answers;
-        if (size == 0 && !IsIn()) {
-            return test::FailWith(EL2HLT);
+        const ssize_t result = zero.Write(data, size, !IsIn());
+        if (result < 0) {
+            return result;
         }
-        const auto* bytes = static_cast<const std::uint8_t*>(data);
-        const Bytes reply(bytes, bytes + size); // every byte is really there
+        const Bytes& reply = *zero.outcome.reply; // every byte is really there
         const auto answers78 = [&](int which) { return event[1] == 78 && selector == which; };
         if (answers78(14)) { // the kernel cuts it to what is asked for
             Demand(reply == std::exchange(logText, {}));
@@ -172,9 +165,10 @@ private:
         }
         if (event[1] == 88 || event[1] == 93 || answers78(21)) {
             const auto* end = settings.data() + settings.size();
-            Demand(size == 0 || std::search(settings.data(), end, bytes, bytes + size) != end);
+            Demand(size == 0 ||
+                   std::search(settings.data(), end, reply.begin(), reply.end()) != end);
         }
-        return static_cast<ssize_t>(size);
+        return result;
     }
 
     int KernelLog(int action, char* buffer, int size) {
@@ -222,11 +216,11 @@ private:
     std::optional<USBGadgetSubi> subi;
 
     // What the kernel has for the call under way, and what came of it.
+    test::EndpointZero zero;
     Bytes event;
     Bytes hostData;
     int unread = 0;
     int logResult = 0;
-    bool eventTaken = false;
     int answers = 0;
 
     // What the host has chosen, and what there is of the log for it.

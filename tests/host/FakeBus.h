@@ -63,7 +63,7 @@ private:
             Count(data.size());
             auto& endpoint = bus.device.endpoint;
             const auto outcome = endpoint.Out(setup.request, {data.begin(), data.end()});
-            if (outcome != test::silence && !endpoint.dataTaken) {
+            if (outcome != test::silence && !endpoint.DataTaken()) {
                 throw TransportError(Failure::Stall, "stall");
             }
         }

@@ -4,11 +4,12 @@
 // The power states and the power-off request; tests/device/poweroff.console shows that the device
 // then is off.
 
-#include "tests/fuelgauge/FakeBus.h"
 #include "tests/support/CameraSimulator.h"
 #include "tests/support/CapturedOutput.h"
+#include "tests/support/kernel/I2c.h"
 #include "vantorel/camera/Camera.h"
 #include "vantorel/devices/Connection.h"
+#include "vantorel/fuelgauge/FuelGauge.h"
 #include "vantorel/power/ConnectionManager.h"
 #include "vantorel/power/PowerManager.h"
 #include "vantorel/service/Error.h"

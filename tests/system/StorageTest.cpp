@@ -5,7 +5,7 @@
 
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/PrivateRoot.h"
-#include "tests/support/ScriptedSys.h"
+#include "tests/support/kernel/Loop.h"
 #include "vantorel/system/Filesystem.h"
 #include "vantorel/system/Firstboot.h"
 
@@ -15,7 +15,6 @@
 #include <sstream>
 
 #include <fcntl.h>
-#include <linux/loop.h>
 
 namespace vantorel {
 namespace {
@@ -42,10 +41,7 @@ protected:
             return Note(writes ? "open" : "open for reading", path) + ++opened;
         };
         sys->Close = [](int) { return 0; };
-        sys->Ioctl = [this](int, unsigned long request, void* argument) {
-            const auto number = reinterpret_cast<std::intptr_t>(argument);
-            return request == LOOP_CTL_GET_FREE ? 12 : Note("bind", number);
-        };
+        loop.onBind = [this](int file) { Note("bind", file); };
         sys->Mount = [this](const char* source, const char* target, const char* type,
                             unsigned long flags, const void*) {
             EXPECT_TRUE(std::filesystem::is_directory(target));
@@ -62,6 +58,8 @@ protected:
     std::string Take() { return std::exchange(log, {}).str(); }
 
     test::ScopedSys sys;
+    test::IoctlRecorder ioctls{sys};
+    test::FakeLoop loop{ioctls, 12};
     std::ostringstream log;
     int opened = 1000;
 };

@@ -3,7 +3,7 @@
 
 // The path of a frame to the display.
 
-#include "tests/devices/FakeCard.h"
+#include "tests/support/kernel/Drm.h"
 #include "tests/ui/UserInterfaceFixture.h"
 #include "vantorel/devices/LCD.h"
 

@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
-#include "tests/devices/FakeCard.h"
 #include "tests/support/CameraSimulator.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/CountedAllocations.h"
 #include "tests/support/UISimulator.h"
+#include "tests/support/kernel/Drm.h"
 #include "tests/ui/DeviceFiles.h"
 #include "vantorel/camera/CameraManager.h"
 #include "vantorel/devices/LCD.h"

@@ -4,7 +4,7 @@
 // The USB functions except the vendor function: drive, serial port and network.
 
 #include "tests/support/ErrorOf.h"
-#include "tests/support/ScriptedSys.h"
+#include "tests/support/kernel/Loop.h"
 #include "tests/usb/UsbTree.h"
 #include "vantorel/service/UniqueFd.h"
 #include "vantorel/system/Filesystem.h"
@@ -15,8 +15,6 @@
 #include "vantorel/usb/private/FreeLine.h"
 
 #include <gmock/gmock.h>
-
-#include <linux/loop.h>
 
 namespace vantorel::test {
 namespace {
@@ -240,9 +238,8 @@ TEST_F(FunctionsTest, MakeAFreshDiskOnWhichOneSideWrites) {
         return ::open(std::string_view(path).starts_with("/dev/") ? "/dev/null" : path,
                       arguments...);
     };
-    sys->Ioctl = [](int, unsigned long request, void*) {
-        return request == LOOP_CTL_GET_FREE ? 3 : 0;
-    };
+    IoctlRecorder ioctls(sys);
+    const FakeLoop loop(ioctls, 3);
     sys->Mount = [&](std::string source, auto, std::string type, unsigned long flags, auto) {
         EXPECT_THAT(root->Calls(), Contains("/bin/busybox|mkfs.vfat|-n|KIRO|" + image));
         mounts.push_back(source + " " + type + " " + std::to_string(flags));

@@ -4,7 +4,7 @@
 
 #include "tests/support/CameraSimulator.h"
 #include "tests/support/CapturedOutput.h"
-#include "tests/usb/FakeEndpoint.h"
+#include "tests/support/kernel/Endpoint.h"
 #include "vantorel/camera/CameraManager.h"
 #include "vantorel/usb/USBGadgetSubi.h"
 

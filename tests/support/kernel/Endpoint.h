@@ -10,7 +10,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <deque>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -36,6 +35,62 @@ struct Outcome {
 inline Bytes Word(std::size_t value) {
     return {static_cast<std::uint8_t>(value & 0xff), static_cast<std::uint8_t>(value >> 8)};
 }
+
+inline constexpr std::size_t subiEventSize = 12;
+
+/** The event of a control request. */
+inline Bytes Setup(std::uint8_t type, std::uint8_t request, std::size_t length) {
+    Bytes event{type, request, 0x12, 0x34, 0x56, 0x78, 0, 0, 4, 0xaa, 0xaa, 0xaa};
+    std::ranges::copy(Word(length), &event[6]);
+    return event;
+}
+
+/** What the kernel does with reads and writes of endpoint zero from one event to the next. */
+class EndpointZero {
+public:
+    /** Sets the next event, or none if it is empty, and the data that the host sends with it. */
+    void Begin(Bytes event, std::optional<Bytes> hostData) {
+        next = std::move(event);
+        data = std::move(hostData);
+        outcome = {};
+        dataTaken = false;
+    }
+    bool IsPending() const { return next.has_value(); }
+
+    ssize_t Read(void* to, std::size_t size) {
+        if (size == 0) {
+            outcome.stall = Stall::In;
+            return FailWith(EL2HLT);
+        }
+        const bool isEvent = next.has_value();
+        const Bytes bytes = (isEvent ? std::exchange(next, {}) : data).value_or(Bytes());
+        dataTaken = dataTaken || (!isEvent && data);
+        if (bytes.empty()) {
+            return FailWith(EIDRM);
+        }
+        std::memset(to, 0xee, size); // bytes after a short transfer are not from the host
+        const std::size_t count = std::min(size, bytes.size());
+        std::memcpy(to, bytes.data(), count);
+        return static_cast<ssize_t>(count);
+    }
+
+    ssize_t Write(const void* from, std::size_t size, bool refuses) {
+        if (size == 0 && refuses) {
+            outcome.stall = Stall::Out;
+            return FailWith(EL2HLT);
+        }
+        const auto* bytes = static_cast<const std::uint8_t*>(from);
+        outcome.reply.emplace(bytes, bytes + size);
+        return static_cast<ssize_t>(size);
+    }
+
+    Outcome outcome;
+    bool dataTaken = false; // of the last request; a later refusal cannot reach the host
+
+private:
+    std::optional<Bytes> next;
+    std::optional<Bytes> data;
+};
 
 /**
  * Fakes the kernel's side of endpoint zero and of the vendor function's other system calls. The
@@ -73,13 +128,10 @@ public:
     /** Sends one event, or none if it is empty, and waits until the function has handled it. */
     Outcome Send(Bytes event, std::optional<Bytes> hostData = {}) {
         std::unique_lock lock(mutex);
-        outcome = {};
-        dataTaken = false;
-        outData = std::move(hostData);
-        events.push_back(std::move(event));
+        zero.Begin(std::move(event), std::move(hostData));
         changed.notify_all();
-        changed.wait(lock, [&] { return events.empty() && waiting; });
-        return outcome;
+        changed.wait(lock, [&] { return !zero.IsPending() && waiting; });
+        return zero.outcome;
     }
 
     /** A control request; one with data goes from host to device. */
@@ -91,17 +143,13 @@ public:
     }
     Outcome Out(std::uint8_t request, const Bytes& data) { return Out(request, data.size(), data); }
 
-    static Bytes Setup(std::uint8_t type, std::uint8_t request, std::size_t length) {
-        Bytes event{type, request, 0x12, 0x34, 0x56, 0x78, 0, 0, 4, 0xaa, 0xaa, 0xaa};
-        std::ranges::copy(Word(length), &event[6]);
-        return event;
-    }
+    /** Whether the device has taken the data of the last request. */
+    bool DataTaken() const { return zero.dataTaken; }
 
     ScopedSys sys;
     std::vector<std::string> steps; // read only while no request is pending
     std::string failingStep;        // prefix of the step that fails
     std::vector<Bytes> written;     // to endpoint zero, before the first request
-    bool dataTaken = false;         // of the last request; a later refusal cannot reach the host
 
     static constexpr int endpointFd = 9001;
     static constexpr int wakeFd = 9002;
@@ -120,9 +168,9 @@ private:
         }
         waiting = true;
         changed.notify_all();
-        changed.wait(lock, [&] { return woken || !events.empty(); });
+        changed.wait(lock, [&] { return woken || zero.IsPending(); });
         waiting = false;
-        waits[0].revents = events.empty() ? short{0} : short{POLLIN};
+        waits[0].revents = zero.IsPending() ? short{POLLIN} : short{0};
         waits[1].revents = woken ? short{POLLIN} : short{0};
         return 1;
     }
@@ -132,27 +180,10 @@ private:
         if (fd != endpointFd) {
             return FailWith(EBADF);
         }
-        if (size == 0) {
-            outcome.stall = Stall::In;
-            return FailWith(EL2HLT);
+        if (size == subiEventSize && !zero.IsPending()) {
+            std::abort(); // the kernel would hold up every unbinding of the port
         }
-        Bytes bytes = outData.value_or(Bytes());
-        if (size == 12) {
-            if (events.empty()) {
-                std::abort(); // the kernel would hold up every unbinding of the port
-            }
-            bytes = std::move(events.front());
-            events.pop_front();
-        } else {
-            dataTaken = outData.has_value();
-        }
-        if (bytes.empty()) {
-            return FailWith(EIDRM);
-        }
-        std::memset(data, 0xee, size); // bytes after a short transfer are not from the host
-        const std::size_t count = std::min(size, bytes.size());
-        std::memcpy(data, bytes.data(), count);
-        return static_cast<ssize_t>(count);
+        return zero.Read(data, size);
     }
 
     ssize_t Write(int fd, const void* data, std::size_t size) {
@@ -168,19 +199,12 @@ private:
             const int result = Step(written.size() == 1 ? "descriptors" : "strings");
             return result < 0 ? result : static_cast<ssize_t>(size);
         }
-        if (size == 0) {
-            outcome.stall = Stall::Out;
-            return FailWith(EL2HLT);
-        }
-        outcome.reply.emplace(bytes, bytes + size);
-        return static_cast<ssize_t>(size);
+        return zero.Write(data, size, true);
     }
 
     std::mutex mutex;
     std::condition_variable changed;
-    std::deque<Bytes> events;
-    std::optional<Bytes> outData;
-    Outcome outcome;
+    EndpointZero zero;
     bool interrupted = false;
     bool waiting = false;
     bool woken = false;

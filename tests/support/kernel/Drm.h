@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-Vantorel
 #pragma once
 
-#include "tests/support/IoctlRecorder.h"
+#include "tests/support/kernel/Ioctl.h"
 #include "vantorel/devices/private/DrmRequests.h"
 
 #include <gmock/gmock.h>
