@@ -33,6 +33,10 @@ constexpr Color Mix(Color below, Color above, unsigned alpha) {
 /**
  * The picture of the display and the shapes that the screens are made of. Edges are anti-aliased,
  * everything is clipped to the picture.
+ *
+ * It has 5 KB of code. Debian's cairo, which draws the same, needs libraries of 5 MB (fontconfig
+ * and X11 among them), nearly as much as the device's compressed root file system of 6 MB; a
+ * program for the device could only be linked once these are unpacked.
  */
 class Canvas {
 public:

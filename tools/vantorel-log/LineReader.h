@@ -13,8 +13,11 @@ namespace vantorel::logtool {
 
 /**
  * Reads a file of any size line by line with a fixed amount of memory. A line longer than the
- * device can write is reported without its text. A CSV library of the distribution stops at such a
- * line and does not report zero bytes or a last line without an end, which a power cut leaves.
+ * device can write is reported without its text.
+ *
+ * Not with a CSV library: to one, a quote at the beginning of a field that a power cut has damaged
+ * begins a text that swallows the next lines, and a last line without an end is a line as any
+ * other.
  */
 class LineReader {
 public:
