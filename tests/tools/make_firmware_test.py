@@ -15,13 +15,14 @@ class MakeFirmware(unittest.TestCase):
     def test_refuses_bad_arguments(self):
         with tempfile.TemporaryDirectory() as folder:
             Path(folder, "file").write_text("no key\n")
-            for name, *parameters in (("rsa", "rsa_keygen_bits:1024"), ("ec", "ec_paramgen_curve:P-256")):
-                subprocess.run(["openssl", "genpkey", "-algorithm", name, "-pkeyopt", *parameters,
+            for name, parameter in (("rsa", "rsa_keygen_bits:1024"),
+                                    ("ec", "ec_paramgen_curve:P-256")):
+                subprocess.run(["openssl", "genpkey", "-algorithm", name, "-pkeyopt", parameter,
                                 "-out", name], cwd=folder, check=True, capture_output=True)
             before = sorted(Path(folder).iterdir())
             for option, values in {
-                "--version": ("", "32.27.1", "32.27.1.5.6", "32.27.1.x", "32.27.-1.5", "32.27.256.1",
-                              "31.27.1.5", "32.28.1.5", " 32.27.1.5"),
+                "--version": ("", "32.27.1", "32.27.1.5.6", "32.27.1.x", "32.27.-1.5",
+                              "32.27.256.1", "31.27.1.5", "32.28.1.5", " 32.27.1.5"),
                 "--key": ("", "missing", "file", ".", "rsa", "ec"),
                 "--root": ("", "missing", "file"),
                 "--trial-seconds": ("", "0", "-1", "1 0", "10000"),
