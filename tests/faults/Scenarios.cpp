@@ -266,7 +266,7 @@ void RequestLog(Faults& faults) {
                                                                 std::size_t size) mutable {
         if (size == subiEventSize) {
             selects = !selects;
-            zero.Begin(selects ? Setup(0x41, 85, 2) : Setup(0xc1, 78, 4), Word(13));
+            zero.Begin(selects ? SetupPacket(0x41, 85, 2) : SetupPacket(0xc1, 78, 4), Word(13));
         }
         return zero.Read(data, size);
     };

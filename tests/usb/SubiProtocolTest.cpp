@@ -103,9 +103,9 @@ TEST_F(SubiProtocolTest, AnswersEveryRecipientAndDirection) {
     for (std::uint8_t recipient = 0; recipient < 4; ++recipient) {
         const auto in = static_cast<std::uint8_t>(0xc0 | recipient);
         const auto out = static_cast<std::uint8_t>(0x40 | recipient);
-        EXPECT_EQ(endpoint.Send(Setup(in, 63, 2)), Reply(Word(8))) << int{in};
-        EXPECT_EQ(endpoint.Send(Setup(out, 84, 2), Word(3)), refusedOut) << int{out};
-        EXPECT_EQ(endpoint.Send(Setup(in, 53, 4)), marked) << int{in};
+        EXPECT_EQ(endpoint.Send(SetupPacket(in, 63, 2)), Reply(Word(8))) << int{in};
+        EXPECT_EQ(endpoint.Send(SetupPacket(out, 84, 2), Word(3)), refusedOut) << int{out};
+        EXPECT_EQ(endpoint.Send(SetupPacket(in, 53, 4)), marked) << int{in};
     }
     endpoint.Out(84, Word(3));
     EXPECT_EQ(endpoint.Out(53, Bytes(4)), marked) << "the kernel makes a stall of such a reply";
@@ -113,7 +113,7 @@ TEST_F(SubiProtocolTest, AnswersEveryRecipientAndDirection) {
     EXPECT_EQ(endpoint.In(60, 1), refusedIn);
     EXPECT_EQ(endpoint.In(84, 2), refusedIn) << "no data means 3";
     for (const std::uint8_t type : Bytes{0, 1, 2, 3, 5, 6}) {
-        Bytes event = Setup(0xc0, 63, 2);
+        Bytes event = SetupPacket(0xc0, 63, 2);
         event[8] = type;
         EXPECT_EQ(endpoint.Send(event), silence) << "event " << int{type} << " is no request";
     }
@@ -235,7 +235,7 @@ TEST(SubiEventTest, AnswersWholeEventsAndRefusesTheSettingsTailWhenTheStateSaysS
         SubiProtocol(endpoint, state, std::make_shared<const SubiIdentity>(), 0).ServeEvent();
         return endpoint.calls;
     };
-    const Bytes tail = Setup(0xc1, 93, 64);
+    const Bytes tail = SetupPacket(0xc1, 93, 64);
     EXPECT_EQ(serve(tail), "read 12 write 64 ");
     EXPECT_EQ(serve(Bytes(tail.begin(), tail.end() - 1)), "read 12 ") << "a part of an event";
     state.factoryTailRefused = 1;

@@ -39,7 +39,7 @@ inline Bytes Word(std::size_t value) {
 inline constexpr std::size_t subiEventSize = 12;
 
 /** The event of a control request. */
-inline Bytes Setup(std::uint8_t type, std::uint8_t request, std::size_t length) {
+inline Bytes SetupPacket(std::uint8_t type, std::uint8_t request, std::size_t length) {
     Bytes event{type, request, 0x12, 0x34, 0x56, 0x78, 0, 0, 4, 0xaa, 0xaa, 0xaa};
     std::ranges::copy(Word(length), &event[6]);
     return event;
@@ -136,10 +136,10 @@ public:
 
     /** A control request; one with data goes from host to device. */
     Outcome In(std::uint8_t request, std::size_t length) {
-        return Send(Setup(0xc1, request, length));
+        return Send(SetupPacket(0xc1, request, length));
     }
     Outcome Out(std::uint8_t request, std::size_t length, std::optional<Bytes> data) {
-        return Send(Setup(0x41, request, length), std::move(data));
+        return Send(SetupPacket(0x41, request, length), std::move(data));
     }
     Outcome Out(std::uint8_t request, const Bytes& data) { return Out(request, data.size(), data); }
 
