@@ -21,6 +21,7 @@ from junit import Results
 from looking import SCRIPT_PATIENCE
 from machine import Failure, Machine
 from own import Own
+from progress import Step
 
 SNAPSHOT = "# machine: snapshot\n"  # in a script that needs no boot of its own
 TEST_TIME_LIMIT = 600  # seconds, after which a test program counts as hung
@@ -224,13 +225,16 @@ def shell(machine: Machine) -> int:
 
 
 def work(options, machine: Machine, began: float) -> int:
-    say(machine.prepare())
-    if machine.blank and (options.snapshot or
-                          options.script and SNAPSHOT in options.script.read_text()):
-        snapshot.start(machine)
-    else:
-        machine.start()
-        machine.wait_until_ready()
+    with Step(say, "Making the device's firmware"):
+        what = machine.prepare()
+    say(what)
+    with Step(say, "Booting the virtual device"):
+        if machine.blank and (options.snapshot or
+                              options.script and SNAPSHOT in options.script.read_text()):
+            snapshot.start(machine)
+        else:
+            machine.start()
+            machine.wait_until_ready()
     if options.test or options.shell or options.debug is not None:
         # No picture appears there to confirm a slot on trial.
         machine.check("/usr/libexec/vantorel/confirm now")
