@@ -188,6 +188,24 @@ test("shortcuts can be off, a script runs, and what was clicked is saved as one"
   assert.equal((await saved("Save the picture")).subarray(1, 4).toString(), "PNG");
 });
 
+test("a recording is played, and what the camera sees is downloaded", async () => {
+  await drop("#recording-drop", "notes.txt", "no recording");
+  await page.getByText("notes.txt: no recording").waitFor(); // the notice, with the reason
+  assert.equal(await state("recording"), "none");
+  await drop("#recording-drop", "even.rec", Buffer.alloc(38400, 0x10)); // 41.12 degrees everywhere
+  await page.getByText("is played").waitFor();
+  await page.getByLabel("Seconds").fill("1");
+  const [saved] = await Promise.all([
+    page.waitForEvent("download"), page.locator("#record").click(),
+  ]);
+  const recorded = readFileSync(await saved.path());
+  assert.ok(recorded.length >= 38400 && recorded.length % 38400 === 0, `${recorded.length} bytes`);
+  assert.deepEqual(recorded, Buffer.alloc(recorded.length, 0x10));
+  await page.getByRole("button", { name: "Show the scene" }).click();
+  await page.getByText("Drop a recording here").waitFor();
+  assert.equal(await state("recording"), "none");
+});
+
 test("the device stays on when the page that restarted it closes", async () => {
   const leaving = await visitor();
   leaving.write(frame("restart"));
@@ -213,7 +231,8 @@ test("other origins are refused, and bad input does not affect other pages", asy
   const lines = [
     "", "shell id", "put /etc/passwd /x", "screenshot /tmp/x.png", "update ../../flash/bank1.raw",
     "button torch sideways", "battery level 1e9", "camera rate 241", "picture -1", "state\nquit",
-    "camera play /etc/passwd", "camera record /tmp/recording 1", "gauge dump /tmp/x", "wait 3600",
+    "camera play /etc/passwd", "camera record /tmp/recording 1", "camera record 1e9",
+    "gauge dump /tmp/x", "wait 3600",
     "charger 'on",
   ];
   const text = await answers(socket, ...lines.map((line) => frame(line)), frame("state", 0x82));

@@ -64,6 +64,7 @@ class Looking:
         found["screen"] = words.screen(self.watch.picture())
         found["cable"] = "plugged" if around.cable else "unplugged"
         found["camera"] = "connected" if around.camera_connected else "disconnected"
+        found["recording"] = Path(around.recording).name if around.recording else "none"
         found["camera-rate"] = around.camera.get("KIROCAMERA_SIM_RATE", "30")
         found.update(words.of_board(self.watch.board()))
         return found

@@ -6,6 +6,7 @@ import asyncio
 import re
 import secrets
 import shlex
+import threading
 from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
@@ -14,18 +15,20 @@ from aiohttp import WSMsgType, web
 from commands import KEYS, Console
 from gallery import Gallery
 from machine import Failure, Machine
+from progress import Step
 from watch import Watch
 
 FILES = Path(__file__).resolve().parents[1] / "panel"
 LONGEST_LINE = 1024  # bytes
-LARGEST_UPDATE = 64 << 20  # bytes: the size of the device's drive
-MOST_VISITORS = 80  # a page uses five connections
+# Bytes: the size of the device's drive; a recording of a minute, the longest one that is made.
+LARGEST = {"update": 64 << 20, "recording": 70 << 20}
+MOST_VISITORS = 96  # a page uses six connections
 # A page may change the device's environment, but nothing on the development machine.
 COMMANDS = {"battery", "charger", "fixture", "temperature", "button", "cable", "start", "stop",
             "restart", "state", "lines", "expect", "expect-state", "expect-picture",
             "expect-pixel", "expect-motion"}
 # Of these only the forms without a file.
-PARTS = re.compile(r"camera (connect|disconnect|error -?\d{1,10}|rate \d{1,4}|hang [01])|"
+PARTS = re.compile(r"camera (connect|disconnect|error -?\d{1,10}|rate \d{1,4}|hang [01]|play off)|"
                    r"gauge (nack (on|off)|fault (E[A-Z0-9]+|corrupt|hang) \d{1,4})")
 HEADERS = {
     "Content-Security-Policy": "default-src 'self'; img-src 'self' blob:; frame-ancestors 'none'",
@@ -76,7 +79,11 @@ class Visitor:
                 self._said.append(str(number))
                 return picture
             case ["update", name]:
-                self._console.execute(f"update {shlex.quote(str(self._panel.uploaded(name)))}")
+                self._console.execute(f"update {self._panel.uploaded('update', name)}")
+            case ["camera", "play", name] if name != "off":
+                self._console.execute(f"camera play {self._panel.uploaded('recording', name)}")
+            case ["camera", "record", seconds]:
+                self._said.append(self._panel.record(self._console, seconds))
             case [name, *_] if name in COMMANDS or PARTS.fullmatch(line):
                 self._console.execute(line)
                 self._note_button(line.split())
@@ -98,20 +105,47 @@ class Panel:
         self.watch = Watch(machine)
         self.gallery = Gallery(self.watch)
         self._uploads = machine.work / "uploads"
+        self._recorder = threading.Lock()  # the camera makes one recording at a time
         self._visitors = 0
         self._hosts = set()
 
-    def uploaded(self, name: str) -> Path:
-        files = {path.name: path for path in self._uploads.glob("update-*")}
+    def uploaded(self, kind: str, name: str) -> str:
+        """The path of a stored file, as a word of a command."""
+        files = {path.name: path for path in self._uploads.glob(f"{kind}-*")}
         if name not in files:
             raise Failure("no such upload")
-        return files[name]
+        return shlex.quote(str(files[name]))
+
+    def record(self, console: Console, seconds: str) -> str:
+        """Records what the camera sees; returns the name under which a page gets the file."""
+        if not self._recorder.acquire(blocking=False):
+            raise Failure("a recording is being made")
+        try:
+            target = self._new("recorded")
+            console.execute(f"camera record {shlex.quote(str(target))} {shlex.quote(seconds)}")
+            self._keep_only(target)
+            return target.name
+        finally:
+            self._recorder.release()
+
+    def _new(self, kind: str) -> Path:
+        self._uploads.mkdir(exist_ok=True)
+        return self._uploads / f"{kind}-{secrets.token_hex(8)}"
+
+    def _keep_only(self, newest: Path):
+        """Removes older files of the kind, but not the recording that the next start plays."""
+        for old in self._uploads.glob(f"{newest.name.partition('-')[0]}-*"):
+            if str(old) not in (str(newest), self.machine.surroundings.recording):
+                old.unlink()
 
     async def serve(self, port: int, say):
-        application = web.Application(middlewares=[self._guard], client_max_size=LARGEST_UPDATE)
+        application = web.Application(middlewares=[self._guard],
+                                      client_max_size=max(LARGEST.values()))
         application.on_response_prepare.append(self._add_headers)
         application.add_routes([web.get("/console", self._console),
-                                web.put("/upload", self._upload), web.get("/", self._page),
+                                web.put("/upload/{kind:update|recording}", self._upload),
+                                web.get("/recorded/{name}", self._recorded),
+                                web.get("/", self._page),
                                 web.static("/", FILES)])
         runner = web.AppRunner(application, access_log=None)
         await runner.setup()
@@ -171,24 +205,29 @@ class Panel:
         return socket
 
     async def _upload(self, request):
-        """Stores the latest file for `update`; returns its name."""
-        self._uploads.mkdir(exist_ok=True)
-        target = self._uploads / f"update-{secrets.token_hex(8)}"
+        """Stores the latest file of a kind; returns its name."""
+        kind = request.match_info["kind"]
+        target = self._new(kind)
         part = target.with_name(f"part-{target.name}")
         size = 0
         try:
             with open(part, "wb") as file:
                 async for chunk in request.content.iter_chunked(1 << 18):
                     size += len(chunk)
-                    if size > LARGEST_UPDATE:
-                        raise web.HTTPRequestEntityTooLarge(LARGEST_UPDATE, size)
+                    if size > LARGEST[kind]:
+                        raise web.HTTPRequestEntityTooLarge(LARGEST[kind], size)
                     file.write(chunk)
-            for old in self._uploads.glob("update-*"):
-                old.unlink()
+            self._keep_only(target)
             part.rename(target)
         finally:
             part.unlink(missing_ok=True)
         return web.Response(text=target.name)
+
+    async def _recorded(self, request):
+        name = request.match_info["name"]
+        if name not in [path.name for path in self._uploads.glob("recorded-*")]:
+            raise web.HTTPNotFound
+        return web.FileResponse(self._uploads / name)
 
 
 def serve(machine: Machine, port: int, say) -> int:
@@ -196,6 +235,7 @@ def serve(machine: Machine, port: int, say) -> int:
     panel = Panel(machine)
     console = Console(machine, say, panel.watch)
     console.execute("battery level 80")
-    console.execute("start")
+    with Step(say, "Starting the application"):
+        console.execute("start")
     asyncio.run(panel.serve(port, say))
     return 0

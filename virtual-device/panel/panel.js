@@ -3,6 +3,7 @@
 import { Line } from "./connection.js";
 import { followDisplay } from "./display.js";
 import { wireKeys } from "./keys.js";
+import { showRecording, wireRecordings } from "./recordings.js";
 import { record, wireScripts } from "./scripts.js";
 import { wireUpdates } from "./updates.js";
 
@@ -127,6 +128,7 @@ function showState() {
   element("lamp").classList.toggle("lit", lit);
   element("lamp").ariaLabel = `Torch: ${lit ? "on" : "off"}`;
   element("display").ariaLabel = `The device's display: ${state.screen}`;
+  showRecording(state.recording);
   showSleep(on);
   const installed = state.update === "complete";
   element("restart").classList.toggle("next", installed);
@@ -182,9 +184,10 @@ async function look(watcher) {
 
 wireControls();
 wireKeys(command, wireShortcuts());
-// On lines of their own: a copy of an update and a script take seconds.
+// On lines of their own: a copy of an update, a script and a recording take seconds.
 const followUpdate = wireUpdates(new Line(), say, () => state.connection === "host");
 wireScripts(new Line(), say);
+wireRecordings(new Line(), say);
 followDisplay(element("display"), (rate) => {
   element("rate").textContent = rate ? `${rate} pictures a second` : "";
 });

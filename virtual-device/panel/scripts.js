@@ -27,12 +27,16 @@ function script() {
   return `${lines.join("\n")}\n`;
 }
 
-function download(blob, name) {
+export function downloadFrom(address, name) {
   const link = document.createElement("a");
-  link.href = URL.createObjectURL(blob);
+  link.href = address;
   link.download = name;
   link.click();
-  setTimeout(() => URL.revokeObjectURL(link.href), 10_000);
+}
+function download(blob, name) {
+  const address = URL.createObjectURL(blob);
+  downloadFrom(address, name);
+  setTimeout(() => URL.revokeObjectURL(address), 10_000);
 }
 const text = (content) => new Blob([content], { type: "text/plain" });
 

@@ -48,7 +48,7 @@ export function wireUpdates(line, say, connected) {
     }
     try {
       text.textContent = `Uploading ${chosen.name} …`;
-      const name = await upload(chosen, progress);
+      const name = await upload("update", chosen, progress);
       text.textContent = `Copying ${chosen.name} to the device's drive …`;
       [given, copied, found] = [chosen.name, false, false];
       const answer = await line.send(`update ${name}`);
@@ -75,10 +75,11 @@ export function wireUpdates(line, say, connected) {
   };
 }
 
-function upload(file, progress) {
+/** Stores a file of a kind on the development machine; returns its name there. */
+export function upload(kind, file, progress) {
   return new Promise((resolve, reject) => {
     const request = new XMLHttpRequest();
-    request.open("PUT", "upload");
+    request.open("PUT", `upload/${kind}`);
     request.upload.onprogress = (event) => {
       progress.hidden = false;
       progress.value = event.loaded / event.total;
