@@ -94,6 +94,9 @@ std::vector<Promise> MakePromises() {
         {"", "Readlink", silent, "the process is gone"},
         {"", "Reboot", silent, "the device stays on, and its user tries again"},
         {"", "Access", silent, "a file that cannot be seen is not there"},
+        {"log folder", "Mkdir", thrown, "there can be no log"},
+        {"log folder", "", silent, "the session's number may stay as it was"},
+        {"state", "", silent, "the file may stay as it was"},
         {"display", "Ioctl", silent, "the first opener is master anyway", {}, 1, 1},
         {"showing", "Ioctl", silent, "the picture is drawn again", {EINTR, ETIMEDOUT}},
         {"showing", "Poll", silent, "the next picture waits for both", {EINTR, ETIMEDOUT}},
@@ -134,6 +137,7 @@ std::vector<Promise> MakePromises() {
         {"serving", "", silent, "the host sees a stall, or asks again"},
         {"looking", "Umount", silent, "the drive is looked at again"},
         {"unpacking", "", silent, "the archive is looked at again"},
+        {"writing", "", silent, "the marker may stay as it was", {}, 6, 14},
         {"writing", "", thrown, "observers hear no reasons", {}, 0, last, 0, EBADE},
     };
 }

@@ -175,13 +175,18 @@ private:
         sys->Open = [](const char* path, int flags, unsigned mode) {
             const std::string_view name(path);
             const bool isFile = name.starts_with("/files/") || name.starts_with("/proc/") ||
-                                name.ends_with("/bqfs");
+                                name.starts_with("/etc/") || name.ends_with("/bqfs");
             return ::open(isFile ? path : "/dev/null", flags, mode);
         };
         const auto succeed = [](auto...) { return 0; };
         sys->Mkdir = succeed;
         sys->Rmdir = succeed;
         sys->Unlink = succeed;
+        sys->Rename = succeed;
+        sys->Lstat = [](const char*, struct stat* status) {
+            *status = {};
+            return status->st_mode = S_IFREG | 0644, 0;
+        };
         sys->Access = succeed;
         sys->Ftruncate = succeed;
         sys->Kill = succeed;

@@ -7,6 +7,7 @@
 
 #include "tests/support/CameraSimulator.h"
 #include "tests/support/PrivateRoot.h"
+#include "tests/support/UISimulator.h"
 #include "tests/support/kernel/Drm.h"
 #include "tests/support/kernel/Endpoint.h"
 #include "tests/support/kernel/I2c.h"
@@ -126,7 +127,7 @@ void UseSensors(Faults& faults) {
     torch.OnConnectionStateChanged(ConnectionState::Host, ConnectionState::Battery);
     faults.At("power off");
     PowerManager().OnUserInterfacePowerOffRequest();
-    faults.At("logger");
+    faults.At("log folder");
     std::filesystem::create_directories("/log");
     const Logger logger("/log/");
 }
@@ -314,7 +315,7 @@ void UseUpdate(Faults& faults) {
     faults.At("unmounting");
 }
 
-/** The classes that make no system call of their own. */
+/** The files of the device's state, and the classes that make no system call of their own. */
 void UseCamera(Faults& faults) {
     WriteFile("/etc/kiro/revision", "REV-6\n");
     WriteFile("/etc/kiro/version", "1.5.0\n");
@@ -324,7 +325,9 @@ void UseCamera(Faults& faults) {
     UserInterfaceManager screen;
     ManualCamera sdk;
     CameraManager camera(0);
+    faults.At("log folder");
     Logger logger("/log/");
+    faults.At("state");
     camera.AddObserver(screen);
     camera.AddObserver(logger);
     camera.Start();
@@ -332,6 +335,7 @@ void UseCamera(Faults& faults) {
     camera.OnConnectionStateChanged(ConnectionState::NoHost, ConnectionState::Undetermined);
     sdk.Frame();
     LoggerService(logger, std::chrono::milliseconds(0)).ServiceFunction();
+    vantorelui_sim_event(VANTORELUI_EVENT_UNITS_CHANGED);
     Firstboot().Clear();
     static_cast<void>(Firstboot().Value());
     static_cast<void>(VersionText(Version()));

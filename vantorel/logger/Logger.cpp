@@ -5,11 +5,14 @@
 #include "vantorel/camera/Camera.h"
 #include "vantorel/devices/Thermometer.h"
 #include "vantorel/service/Error.h"
+#include "vantorel/service/private/ReadFile.h"
 #include "vantorel/service/private/StatusLine.h"
+#include "vantorel/service/private/WriteFile.h"
 #include "vantorel/system/Tools.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <sstream>
 #include <utility>
 
 namespace vantorel {
@@ -40,26 +43,12 @@ void Logger::WriteColumnNames() {
 
 void Logger::BeginSession() {
     const std::string path = logDirectory + "session";
-    sessionInput.open(path);
-    sessionOutput.open(path, std::ios::out | std::ios::app);
-    if (sessionInput.fail()) {
-        sessionOutput.seekp(0);
-        sessionOutput << std::to_string(sessionId) << '\n' << std::flush;
-    } else {
-        sessionInput.seekg(0);
-        if (!(sessionInput >> sessionId)) {
-            sessionId = 0; // the stream stores the largest number when the text exceeds it
-        }
+    std::istringstream text(ReadFileIfPossible(path));
+    if (!(text >> sessionId)) {
+        sessionId = 0; // the stream stores the largest number when the text exceeds it
     }
-    sessionInput.close();
-    sessionOutput.close();
-
     ++sessionId;
-
-    sessionOutput.open(path, std::ios::out | std::ios::trunc);
-    sessionOutput.seekp(0);
-    sessionOutput << std::to_string(sessionId) << '\n' << std::flush;
-    sessionOutput.close();
+    SaveFile(path, std::to_string(sessionId) + '\n');
 }
 
 LoggerEntry Logger::CreateEntry() const {

@@ -82,8 +82,8 @@ private:
     std::string logDirectory;
     std::uint32_t sessionId = 0;
     std::ofstream log VANTOREL_GUARDED_BY(logMutex);
-    std::ofstream kernelLog; // opened but never written
-    std::ifstream sessionInput;
+    std::ofstream kernelLog;    // opened but never written
+    std::ifstream sessionInput; // unused, like the next: applications are compiled with them
     std::ofstream sessionOutput;
     std::atomic<std::int16_t> batteryCurrent{0};
     std::atomic<std::uint8_t> batteryLevel{0};

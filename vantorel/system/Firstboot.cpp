@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: LicenseRef-Vantorel
 #include "vantorel/system/Firstboot.h"
 
+#include "vantorel/service/private/ReadFile.h"
 #include "vantorel/service/private/StatusLine.h"
+#include "vantorel/service/private/WriteFile.h"
 
-#include <fstream>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 
@@ -13,10 +13,6 @@ namespace vantorel {
 namespace {
 
 constexpr const char* markerFile = "/tmp/var/firstboot";
-
-void Write(char flag) {
-    std::ofstream(markerFile) << flag << '\n';
-}
 
 bool IsNonZero(const std::string& text) {
     try {
@@ -34,17 +30,14 @@ Firstboot::Firstboot() = default;
 Firstboot::~Firstboot() = default;
 
 void Firstboot::Reset() {
-    Write('1');
+    SaveFile(markerFile, "1\n");
 }
 void Firstboot::Clear() {
-    Write('0');
+    SaveFile(markerFile, "0\n");
 }
 
 bool Firstboot::Value() const {
-    std::ifstream file(markerFile);
-    std::ostringstream content;
-    content << file.rdbuf(); // unlike an iterator, this does not throw when a read fails
-    const std::string text = content.str();
+    const std::string text = ReadFileIfPossible(markerFile);
     PrintStatus("FIRSTBOOT STR: ", text);
     const bool value = IsNonZero(text);
     PrintStatus("FIRSTBOOT: ", value);

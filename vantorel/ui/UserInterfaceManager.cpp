@@ -9,6 +9,8 @@
 #include "vantorel/devices/Thermometer.h"
 #include "vantorel/logger/LoggerEntry.h"
 #include "vantorel/service/private/LittleEndian.h"
+#include "vantorel/service/private/ReadFile.h"
+#include "vantorel/service/private/WriteFile.h"
 #include "vantorel/ui/Version.h"
 #include "vantorel/ui/private/FrameCopy.h"
 
@@ -16,7 +18,6 @@
 
 #include <cmath>
 #include <cstring>
-#include <fstream>
 #include <string>
 
 namespace vantorel {
@@ -53,10 +54,8 @@ void PassOn(const Button& button, void (*power)(), void (*torch)(), void (*reset
  * with a damaged one, the units are Fahrenheit.
  */
 int SavedUnits() {
-    std::string line;
-    std::ifstream file(unitsFile);
-    std::getline(file, line);
-    return line == "C" ? VANTORELUI_CELSIUS : VANTORELUI_FAHRENHEIT;
+    const std::string text = ReadFileIfPossible(unitsFile);
+    return text.substr(0, text.find('\n')) == "C" ? VANTORELUI_CELSIUS : VANTORELUI_FAHRENHEIT;
 }
 
 /** Subtracts the heat of the lit torch from a battery temperature. */
@@ -283,17 +282,10 @@ void UserInterfaceManager::PowerOffRequest(void* context) {
 }
 
 void UserInterfaceManager::UnitsChanged(void*) {
-    std::ofstream file(unitsFile);
-    switch (::GetTemperatureUnits()) {
-    case VANTORELUI_CELSIUS:
-        file << 'C';
-        break;
-    case VANTORELUI_FAHRENHEIT:
-        file << 'F';
-        break;
-    default:
-        break;
-    }
+    const int units = ::GetTemperatureUnits();
+    SaveFile(unitsFile, units == VANTORELUI_CELSIUS      ? "C"
+                        : units == VANTORELUI_FAHRENHEIT ? "F"
+                                                         : "");
 }
 
 void UserInterfaceManager::PowerButtonDoubleClick(void* context) {

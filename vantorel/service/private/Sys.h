@@ -42,10 +42,12 @@
     X(int, Ftruncate, ::ftruncate, (int fd, off_t size), (fd, size))                               \
     X(int, Fsync, ::fsync, (int fd), (fd))                                                         \
     X(int, Stat, ::stat, (const char* path, struct stat* status), (path, status))                  \
+    X(int, Lstat, ::lstat, (const char* path, struct stat* status), (path, status))                \
     X(int, Access, ::access, (const char* path, int mode), (path, mode))                           \
     X(int, Mkdir, ::mkdir, (const char* path, mode_t mode), (path, mode))                          \
     X(int, Rmdir, ::rmdir, (const char* path), (path))                                             \
     X(int, Unlink, ::unlink, (const char* path), (path))                                           \
+    X(int, Rename, ::rename, (const char* from, const char* to), (from, to))                       \
     X(int, Mount, ::mount,                                                                         \
       (const char* source, const char* target, const char* type, unsigned long flags,              \
        const void* data),                                                                          \

@@ -4,6 +4,8 @@
 
 // Headers that declare the functions named in VANTOREL_SYSTEM_CALLS, for the definitions of the
 // wrappers and of the tests' stand-in.
+#include <cstdio>
+
 #include <fcntl.h>
 #include <sys/eventfd.h>
 #include <sys/ioctl.h>

@@ -1,0 +1,188 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+
+// The files that must survive a power cut while they are written: the first-boot marker, the units,
+// the number of the log's session.
+
+#include "tests/support/CapturedOutput.h"
+#include "tests/support/PrivateRoot.h"
+#include "tests/support/ScriptedSys.h"
+#include "tests/support/UISimulator.h"
+#include "vantorel/logger/Logger.h"
+#include "vantorel/system/Firstboot.h"
+#include "vantorel/ui/UserInterfaceManager.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <future>
+#include <optional>
+#include <set>
+
+namespace vantorel {
+namespace {
+
+/**
+ * A disk that keeps a file's content only after fsync(), and a name only after fsync() of its
+ * folder. At the given call the power goes, or this one call fails; without power nothing happens.
+ */
+class Disk {
+public:
+    enum Fault { powerCut, powerCutWithin, failure };
+
+    Disk(int atCall, Fault kind) : remaining(atCall), fault(kind) {
+        sys->Open = [this](const char* path, int flags, unsigned mode) {
+            const bool reads = (flags & O_ACCMODE) == O_RDONLY; // the present number, first
+            writing = writing || !reads;
+            return !writing ? ::open(path, flags) : Make([=] { return ::open(path, flags, mode); });
+        };
+        sys->Write = [this](int fd, const void* data, std::size_t size) {
+            if (remaining == 0 && fault == powerCutWithin) {
+                static_cast<void>(!::write(fd, data, size / 2));
+            }
+            return Make([=] { return ::write(fd, data, size); });
+        };
+        sys->Fsync = [this](int fd) {
+            return Make([=, this] { return durable.insert(NodeOf(fd)), renamed = "", 0; });
+        };
+        sys->Rename = [this](const char* from, const char* to) {
+            return Make([=, this] {
+                const UniqueFd file(::open(from, O_RDONLY | O_CLOEXEC));
+                EXPECT_TRUE(durable.contains(NodeOf(file.Get())))
+                    << "the name may be kept and the content lost";
+                renamed = to;
+                return ::rename(from, to);
+            });
+        };
+        sys->Unlink = [this](const char* path) { return Make([=] { return ::unlink(path); }); };
+    }
+
+    /** Whether the power has gone or the call has failed. */
+    bool Struck() const { return remaining < 0; }
+
+    test::ScopedSys sys;
+    std::string renamed; // to this, without an fsync() since
+
+private:
+    static ino_t NodeOf(int fd) {
+        struct stat status {};
+        return ::fstat(fd, &status) == 0 ? status.st_ino : 0;
+    }
+
+    template <typename Call>
+    auto Make(Call call) -> decltype(call()) {
+        const bool strikes = remaining-- == 0;
+        const bool isOff = remaining < 0 && fault != failure;
+        return isOff || strikes ? test::FailWith(EIO) : call();
+    }
+
+    bool writing = false;
+    int remaining;
+    const Fault fault;
+    std::set<ino_t> durable;
+};
+
+struct StateFile {
+    std::string path;
+    std::string before; // empty: no file
+    std::string after;
+    std::function<void()> write;
+};
+
+class DurableState : public testing::Test {
+protected:
+    void SetUp() override {
+        VANTOREL_NEED_PRIVATE_MOUNTS();
+        root.emplace();
+        output.emplace();
+        test::WriteFile("/etc/kiro/revision", "REV-6\n");
+        test::WriteFile("/etc/kiro/version", "1.5.0\n");
+        ui.emplace();
+        screen.emplace();
+        std::filesystem::create_directories("/tmp/var/log");
+    }
+
+    void ChangeUnits(int units) {
+        ::SetTemperatureUnits(units);
+        vantorelui_sim_event(VANTORELUI_EVENT_UNITS_CHANGED);
+    }
+
+    std::vector<StateFile> Files() {
+        return {{"/tmp/var/firstboot", "0\n", "1\n", [] { Firstboot().Reset(); }},
+                {"/tmp/var/firstboot", "", "0\n", [] { Firstboot().Clear(); }},
+                {"/tmp/var/units", "F", "C", [this] { ChangeUnits(VANTORELUI_CELSIUS); }},
+                {"/tmp/var/log/session", "41\n", "42\n", [] { Logger("/tmp/var/log/"); }},
+                {"/tmp/var/log/session", "", "1\n", [] { Logger("/tmp/var/log/"); }}};
+    }
+
+    std::optional<test::PrivateRoot> root;
+    std::optional<test::CapturedOutput> output;
+    std::optional<test::RecordedUI> ui;
+    std::optional<UserInterfaceManager> screen;
+};
+
+TEST_F(DurableState, IsTheOldOrTheNewOneWheneverThePowerGoes) {
+    for (const StateFile& file : Files()) {
+        const auto prepare = [&file] {
+            std::filesystem::remove(file.path);
+            if (!file.before.empty()) {
+                test::WriteFile(file.path, file.before);
+            }
+        };
+        for (const auto fault : {Disk::powerCut, Disk::powerCutWithin, Disk::failure}) {
+            bool struck = true;
+            for (int call = 0; struck; ++call) {
+                SCOPED_TRACE(testing::Message() << file.path << ", call " << call << ' ' << fault);
+                prepare();
+                {
+                    Disk disk(call, fault);
+                    file.write();
+                    struck = disk.Struck();
+                    EXPECT_TRUE(struck || disk.renamed.empty()) << "the name may still be lost";
+                    EXPECT_TRUE(struck || call > 4) << "not written in steps";
+                }
+                EXPECT_THAT(test::ReadFile(file.path), testing::AnyOf(file.before, file.after));
+                file.write(); // after the next start, over what the cut has left
+                EXPECT_FALSE(std::filesystem::exists(file.path + ".new"));
+            }
+        }
+        prepare();
+        file.write();
+        EXPECT_EQ(test::ReadFile(file.path), file.after);
+    }
+}
+
+// A maker may keep a file elsewhere, by a link or a mount, and a reader may wait at a FIFO.
+TEST_F(DurableState, IsWrittenInPlaceWhereTheFileCannotBeReplaced) {
+    const std::string path = "/tmp/var/firstboot";
+    test::WriteFile("/kept", "0\n");
+    std::filesystem::create_symlink("/kept", path);
+    Firstboot().Reset();
+    EXPECT_TRUE(std::filesystem::is_symlink(path));
+    EXPECT_EQ(test::ReadFile("/kept"), "1\n");
+    std::filesystem::remove(path);
+
+    test::WriteFile(path, "under the mount");
+    test::Must(::mount("/kept", path.c_str(), nullptr, MS_BIND, nullptr));
+    Firstboot().Clear();
+    EXPECT_EQ(test::ReadFile("/kept"), "0\n");
+    EXPECT_FALSE(std::filesystem::exists(path + ".new"));
+    test::Must(::umount(path.c_str()));
+    std::filesystem::remove(path);
+
+    test::MakeFifo(path);
+    auto reader = std::async(std::launch::async, [&] { return test::ReadFile(path); });
+    Firstboot().Reset();
+    EXPECT_EQ(reader.get(), "1\n");
+}
+
+TEST_F(DurableState, KeepsThePermissionsOfItsFile) {
+    const auto mode = std::filesystem::perms{0640};
+    test::WriteFile("/tmp/var/units", "F");
+    std::filesystem::permissions("/tmp/var/units", mode);
+    ChangeUnits(VANTORELUI_CELSIUS);
+    EXPECT_EQ(std::filesystem::status("/tmp/var/units").permissions(), mode);
+}
+
+} // namespace
+} // namespace vantorel
