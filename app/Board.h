@@ -24,6 +24,7 @@ inline constexpr const char* buttons = "/dev/vantorel/buttons";
 inline constexpr const char* boardTemperature = "/dev/vantorel/temperature-board";
 inline constexpr const char* processorTemperature = "/dev/vantorel/temperature-cpu";
 inline constexpr const char* logDirectory = "/tmp/var/log/";
+inline constexpr const char* spareLogDirectory = "/tmp/log/"; // lost at the next start
 inline constexpr const char* usbController = "dummy_udc.0";
 inline constexpr const char* driveLabel = "VANTOREL";
 inline constexpr unsigned driveSize = 64U << 20U; // room for an update archive

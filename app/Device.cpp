@@ -17,6 +17,16 @@ Device::SizeCheck::SizeCheck(const LCD& lcd) {
     }
 }
 
+Logger Device::OpenLog() {
+    try {
+        return Logger(board::logDirectory);
+    } catch (const Error& error) {
+        std::cerr << "log (" << board::logDirectory << "): " << error.ToString() << "; logging to "
+                  << board::spareLogDirectory << '\n';
+    }
+    return Logger(board::spareLogDirectory);
+}
+
 /** Complete before the display draws, since the UI library may raise an event while it does. */
 void Device::WireScreen() {
     userInterface.AddObserver(torch);

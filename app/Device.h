@@ -99,6 +99,9 @@ private:
         LCDService& service;
     };
 
+    /** Logs to memory when the log's file system takes no file: the picture needs no log. */
+    static Logger OpenLog();
+
     void WireScreen();
     void WireConnection();
     bool StopDeciding(StopSteps& steps);
@@ -127,7 +130,7 @@ private:
     const SizeCheck sizeCheck{lcd};
 
     // The screen, and the observers of what the user asks for.
-    Logger logger = Open("log", board::logDirectory, [] { return Logger(board::logDirectory); });
+    Logger logger = Open("log", board::logDirectory, OpenLog);
     LogFlusher logFlusher{logger};
     PowerManager power;
     CameraManager camera{board::cameraDiscoveryMode};
