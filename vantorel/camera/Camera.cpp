@@ -4,9 +4,24 @@
 
 #include "vantorel/service/private/StatusLine.h"
 
+#include <ctime>
+
 namespace vantorel {
+namespace {
 
 using std::chrono::system_clock;
+
+/**
+ * The time since the epoch. The clock of a C++ library for 32-bit ARM may have been built with
+ * seconds of 32 bits: it returns garbage after January 2038, and every frame rate would be wrong.
+ */
+system_clock::duration WallClock() {
+    std::timespec now{};
+    ::clock_gettime(CLOCK_REALTIME, &now);
+    return std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec);
+}
+
+} // namespace
 
 Camera::Camera(kirocamera_t* camera) : handle(camera) {}
 
@@ -14,7 +29,7 @@ Camera::~Camera() = default;
 
 float Camera::FrameRate() const {
     const system_clock::duration elapsed =
-        system_clock::now().time_since_epoch() - system_clock::duration(captureStart.load());
+        WallClock() - system_clock::duration(captureStart.load());
     const auto microseconds = std::chrono::duration_cast<std::chrono::microseconds>(elapsed);
     return static_cast<float>(static_cast<double>(frameCounter.load()) * 1'000'000.0 /
                               static_cast<double>(microseconds.count()));
@@ -91,7 +106,7 @@ void Camera::StartCaptureSession() {
 
 void Camera::StartWithLock() {
     frameCounter = 0;
-    captureStart = system_clock::now().time_since_epoch().count();
+    captureStart = WallClock().count();
     if (::kirocamera_capture_session_start(handle, KIROCAMERA_FORMAT_DISPLAY) == 0) {
         observers.Notify(&CameraObserver::OnCameraCaptureSessionStart, *this);
     }
