@@ -13,16 +13,18 @@ CallLog& CallLog::Instance() {
 
 void CallLog::Add(std::string line) {
     const std::lock_guard lock(mutex_);
-    if (lines_.size() == MaxLines)
+    if (lines_.size() == MaxLines) {
         lines_.pop_front();
+    }
     lines_.push_back(std::move(line));
 }
 
 std::string CallLog::Text() const {
     const std::lock_guard lock(mutex_);
     std::string text;
-    for (const std::string& line : lines_)
+    for (const std::string& line : lines_) {
         text.append(line).append("\n");
+    }
     return text;
 }
 

@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
-#ifndef KIROSIM_CALL_LOG_H
-#define KIROSIM_CALL_LOG_H
+#pragma once
 
 #include <cstddef>
 #include <deque>
@@ -27,5 +26,3 @@ private:
 };
 
 } // namespace kirosim
-
-#endif

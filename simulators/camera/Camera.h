@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
-#ifndef KIROSIM_CAMERA_H
-#define KIROSIM_CAMERA_H
+#pragma once
 
 #include "DisplayProcessor.h"
 #include "kirocamera.h"
@@ -28,5 +27,3 @@ struct kirocamera {
     std::uint32_t frames = 0;
     const std::chrono::steady_clock::time_point powerOn = std::chrono::steady_clock::now();
 };
-
-#endif

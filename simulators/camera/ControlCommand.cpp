@@ -15,8 +15,9 @@ constexpr std::string_view Blanks = " \t\r";
 /** Takes the next word off the front of a line. */
 std::string_view TakeWord(std::string_view& line) {
     const std::size_t begin = line.find_first_not_of(Blanks);
-    if (begin == std::string_view::npos)
+    if (begin == std::string_view::npos) {
         return line = {};
+    }
     const std::size_t end = std::min(line.find_first_of(Blanks, begin), line.size());
     const std::string_view word = line.substr(begin, end - begin);
     line.remove_prefix(end);
@@ -30,37 +31,49 @@ std::optional<std::int32_t> ParseNumber(std::string_view text, std::int32_t low,
     std::int32_t value = 0;
     const char* const end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data(), end, value);
-    if (error != std::errc() || stop != end || value < low || value > high)
+    if (error != std::errc() || stop != end || value < low || value > high) {
         return std::nullopt;
+    }
     return value;
 }
 
 std::optional<ControlCommand> ControlCommand::Parse(std::string_view line) {
     const std::string_view name = TakeWord(line);
     const std::string_view argument = TakeWord(line);
-    if (!TakeWord(line).empty())
+    if (!TakeWord(line).empty()) {
         return std::nullopt;
-    if (name == "play")
+    }
+    if (name == "play") {
         return ControlCommand{Kind::Play, 0, std::string(argument)};
-    if (name == "record")
+    }
+    if (name == "record") {
         return ControlCommand{Kind::Record, 0, std::string(argument)};
+    }
     if (argument.empty()) {
-        if (name == "connect")
+        if (name == "connect") {
             return ControlCommand{Kind::Connect, 0};
-        if (name == "disconnect")
+        }
+        if (name == "disconnect") {
             return ControlCommand{Kind::Disconnect, 0};
+        }
         return std::nullopt;
     }
     using Limits = std::numeric_limits<std::int32_t>;
-    if (name == "error")
-        if (const auto code = ParseNumber(argument, Limits::min(), Limits::max()))
+    if (name == "error") {
+        if (const auto code = ParseNumber(argument, Limits::min(), Limits::max())) {
             return ControlCommand{Kind::Error, *code};
-    if (name == "rate")
-        if (const auto rate = ParseNumber(argument, 0, MaxRate))
+        }
+    }
+    if (name == "rate") {
+        if (const auto rate = ParseNumber(argument, 0, MaxRate)) {
             return ControlCommand{Kind::Rate, *rate};
-    if (name == "hang")
-        if (const auto hangs = ParseNumber(argument, 0, 1))
+        }
+    }
+    if (name == "hang") {
+        if (const auto hangs = ParseNumber(argument, 0, 1)) {
             return ControlCommand{Kind::Hang, *hangs};
+        }
+    }
     return std::nullopt;
 }
 

@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
-#ifndef KIROSIM_CONTROL_COMMAND_H
-#define KIROSIM_CONTROL_COMMAND_H
+#pragma once
 
 #include <cstdint>
 #include <optional>
@@ -39,5 +38,3 @@ struct ControlCommand {
 std::optional<std::int32_t> ParseNumber(std::string_view text, std::int32_t low, std::int32_t high);
 
 } // namespace kirosim
-
-#endif

@@ -35,13 +35,15 @@ ControlFifo::ControlFifo(const std::string& path) : path_(path) {
 
 ControlFifo::~ControlFifo() {
     Close();
-    if (created_)
+    if (created_) {
         ::unlink(path_.c_str());
+    }
 }
 
 void ControlFifo::Close() {
-    if (descriptor_ >= 0)
+    if (descriptor_ >= 0) {
         ::close(descriptor_);
+    }
     descriptor_ = -1;
 }
 
@@ -59,16 +61,18 @@ void ControlFifo::Read(const LineHandler& handler) {
 void ControlFifo::Append(std::string_view bytes, const LineHandler& handler) {
     for (const char byte : bytes) {
         if (byte != '\n') {
-            if (line_.size() < MaxLine)
+            if (line_.size() < MaxLine) {
                 line_.push_back(byte);
-            else
+            } else {
                 overlong_ = true;
+            }
             continue;
         }
-        if (overlong_)
+        if (overlong_) {
             Message("ignored an overlong line");
-        else
+        } else {
             handler(line_);
+        }
         line_.clear();
         overlong_ = false;
     }

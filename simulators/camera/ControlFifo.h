@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
-#ifndef KIROSIM_CONTROL_FIFO_H
-#define KIROSIM_CONTROL_FIFO_H
+#pragma once
 
 #include <functional>
 #include <string>
@@ -38,5 +37,3 @@ private:
 };
 
 } // namespace kirosim
-
-#endif

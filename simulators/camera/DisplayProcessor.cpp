@@ -37,8 +37,9 @@ DisplayProcessor::DisplayProcessor() {
         // The sum of four even distributions is close enough to a normal one: sigma 0.09 degrees.
         const std::uint32_t random = Random();
         int sum = 0;
-        for (unsigned shift = 0; shift < 32; shift += 8)
+        for (unsigned shift = 0; shift < 32; shift += 8) {
             sum += static_cast<int>((random >> shift) & 15U);
+        }
         noise = static_cast<std::int8_t>(sum - 30);
     }
 }
@@ -60,8 +61,9 @@ void DisplayProcessor::Process(const ThermalScene& scene, const Modes& modes,
     } else {
         Map({FixedLow, FixedHigh}, picture);
     }
-    if (modes.debug != 0)
+    if (modes.debug != 0) {
         DrawTestPattern(picture);
+    }
     previous_ = modes;
 }
 
@@ -81,9 +83,11 @@ void DisplayProcessor::Measure(const ThermalScene& scene, int sensorMode) {
     }
 
     int sum = 0;
-    for (int y = SceneHeight / 2 - 1; y <= SceneHeight / 2 + 1; ++y)
-        for (int x = SceneWidth / 2 - 1; x <= SceneWidth / 2 + 1; ++x)
+    for (int y = SceneHeight / 2 - 1; y <= SceneHeight / 2 + 1; ++y) {
+        for (int x = SceneWidth / 2 - 1; x <= SceneWidth / 2 + 1; ++x) {
             sum += measured_[static_cast<std::size_t>(y * SceneWidth + x)];
+        }
+    }
     spot_ = static_cast<float>(sum) / 900.0F;
 }
 
@@ -99,8 +103,9 @@ DisplayProcessor::Range DisplayProcessor::SceneRange() {
     // Without the extremes, a small hot spot does not take the greys of the body.
     const auto percentile = [this](int count) {
         std::size_t bin = 0;
-        while (bin + 1 < histogram_.size() && (count -= histogram_[bin]) > 0)
+        while (bin + 1 < histogram_.size() && (count -= histogram_[bin]) > 0) {
             ++bin;
+        }
         return HistogramLow + (static_cast<int>(bin) << HistogramShift);
     };
     Range range{percentile(Samples / 200), percentile(Samples - Samples / 160)};

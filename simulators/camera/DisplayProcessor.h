@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
-#ifndef KIROSIM_DISPLAY_PROCESSOR_H
-#define KIROSIM_DISPLAY_PROCESSOR_H
+#pragma once
 
 #include "ThermalScene.h"
 
@@ -53,5 +52,3 @@ private:
 };
 
 } // namespace kirosim
-
-#endif

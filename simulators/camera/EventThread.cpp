@@ -15,11 +15,13 @@ namespace {
 
 int EnvironmentNumber(const char* name, int low, int high, int byDefault) {
     const char* const text = std::getenv(name);
-    if (text == nullptr)
+    if (text == nullptr) {
         return byDefault;
+    }
     const auto value = kirosim::ParseNumber(text, low, high);
-    if (!value)
+    if (!value) {
         Message(std::string("ignored ") + name + "=" + text);
+    }
     return value.value_or(byDefault);
 }
 
@@ -27,13 +29,16 @@ int EnvironmentNumber(const char* name, int low, int high, int byDefault) {
 
 void kirocamera_manager::ReadEnvironment() {
     rate_ = EnvironmentNumber("KIROCAMERA_SIM_RATE", 0, ControlCommand::MaxRate, rate_);
-    if (EnvironmentNumber("KIROCAMERA_SIM_CONNECTED", 0, 1, 1) == 1)
+    if (EnvironmentNumber("KIROCAMERA_SIM_CONNECTED", 0, 1, 1) == 1) {
         AddCamera();
-    if (const char* const played = std::getenv("KIROCAMERA_SIM_RECORDING"))
+    }
+    if (const char* const played = std::getenv("KIROCAMERA_SIM_RECORDING")) {
         Settings::Instance().SetPlayed(played);
+    }
     const char* const path = std::getenv("KIROCAMERA_SIM_CONTROL");
-    if (path != nullptr && *path != '\0')
+    if (path != nullptr && *path != '\0') {
         fifo_.emplace(path);
+    }
 }
 
 void kirocamera_manager::EventLoop() {
@@ -41,18 +46,22 @@ void kirocamera_manager::EventLoop() {
     for (;;) {
         pollfd sources[] = {{wakeUp_.Descriptor(), POLLIN, 0},
                             {fifo_ ? fifo_->Descriptor() : -1, POLLIN, 0}};
-        if (::poll(sources, 2, -1) < 0)
+        if (::poll(sources, 2, -1) < 0) {
             continue; // interrupted
-        if (sources[0].revents != 0)
+        }
+        if (sources[0].revents != 0) {
             ExecutePending();
+        }
         {
             // After clearing the wake-up: it may have been the one for the end.
             const std::lock_guard lock(mutex_);
-            if (quit_)
+            if (quit_) {
                 return;
+            }
         }
-        if (sources[1].revents != 0)
+        if (sources[1].revents != 0) {
             fifo_->Read(handler);
+        }
     }
 }
 
@@ -81,32 +90,36 @@ void kirocamera_manager::ExecutePending() {
 }
 
 void kirocamera_manager::ExecuteLine(std::string_view line) {
-    if (const auto command = ControlCommand::Parse(line))
+    if (const auto command = ControlCommand::Parse(line)) {
         Execute(*command);
-    else
+    } else {
         Message("ignored command: " + std::string(line));
+    }
 }
 
 void kirocamera_manager::Execute(const ControlCommand& command) {
     kirocamera_t* const camera = CurrentCamera();
     switch (command.kind) {
     case ControlCommand::Kind::Connect:
-        if (camera != nullptr)
+        if (camera != nullptr) {
             Message("already connected");
-        else
+        } else {
             SendEvent(nullptr, KIROCAMERA_EVENT_CONNECT, 0);
+        }
         break;
     case ControlCommand::Kind::Disconnect:
-        if (camera == nullptr)
+        if (camera == nullptr) {
             Message("not connected");
-        else
+        } else {
             SendEvent(camera, KIROCAMERA_EVENT_DISCONNECT, 0);
+        }
         break;
     case ControlCommand::Kind::Error:
-        if (camera == nullptr)
+        if (camera == nullptr) {
             Message("not connected");
-        else
+        } else {
             SendEvent(camera, KIROCAMERA_EVENT_ERROR, command.value);
+        }
         break;
     case ControlCommand::Kind::Rate:
         SetRate(command.value);
@@ -131,8 +144,9 @@ void kirocamera_manager::Announce() {
     // By index, since the callback may extend the list.
     for (std::size_t i = 0; i < cameras_.size(); ++i) {
         kirocamera* const camera = cameras_[i].get();
-        if (!camera->connected || camera->announced)
+        if (!camera->connected || camera->announced) {
             continue;
+        }
         lock.unlock();
         SendEvent(camera, KIROCAMERA_EVENT_CONNECT, 0);
         lock.lock();

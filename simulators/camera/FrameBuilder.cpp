@@ -40,33 +40,39 @@ kirocamera_frame& FrameBuilder::Build(const FrameRequest& request) {
 
 void FrameBuilder::TakeSettings() {
     const std::uint32_t version = Settings::Instance().FrameVersion();
-    if (version == settingsVersion_)
+    if (version == settingsVersion_) {
         return;
+    }
     FrameSettings latest = Settings::Instance().Frames();
-    if (latest.played != settings_.played)
+    if (latest.played != settings_.played) {
         player_.Open(latest.played);
-    if (latest.recorded != settings_.recorded)
+    }
+    if (latest.recorded != settings_.recorded) {
         recorder_.Open(latest.recorded);
+    }
     settings_ = std::move(latest);
     settingsVersion_ = version;
 }
 
 void FrameBuilder::UpdateScene(std::uint64_t uptimeNanoseconds) {
     Temperatures picture;
-    if (player_.Read(picture))
+    if (player_.Read(picture)) {
         scene_.Show(picture);
-    else
+    } else {
         scene_.Update(uptimeNanoseconds);
-    if (!settings_.recorded.empty())
+    }
+    if (!settings_.recorded.empty()) {
         recorder_.Write(scene_.Picture());
+    }
 }
 
 void FrameBuilder::Prepare(kirocamera_frame& frame) {
     frame.image = settings_.geometry.value_or(NativeGeometry());
     const std::size_t size = std::size_t{frame.image.header_size} + frame.image.data_size;
     // Exactly the size in the record, so that an address sanitizer reports reads beyond it.
-    if (frame.storage.size() != size + settings_.misalignment)
+    if (frame.storage.size() != size + settings_.misalignment) {
         frame.storage = std::vector<std::uint8_t>(size + settings_.misalignment);
+    }
     frame.image.buffer = frame.storage.data() + settings_.misalignment;
 }
 
@@ -87,8 +93,9 @@ void FrameBuilder::Resample(const kiroframe_t& image) const {
         const std::size_t line = y * SceneHeight / image.height * SceneWidth;
         for (std::size_t x = 0; x < image.width; ++x) {
             const std::size_t offset = y * image.line_stride + x * image.pixel_size;
-            if (offset < data.size())
+            if (offset < data.size()) {
                 data[offset] = picture_[line + x * SceneWidth / image.width];
+            }
         }
     }
 }
@@ -105,9 +112,11 @@ void FrameBuilder::WriteHeader(kirocamera_frame& frame, const FrameRequest& requ
     header.diodeCounts = static_cast<std::uint32_t>(9000 - scene_.Ambient() * 2 / 5);
     header.Write(bytes);
     if (settings_.headerMask.any()) {
-        for (std::size_t i = 0; i < std::min(bytes.size(), settings_.headerMask.size()); ++i)
-            if (settings_.headerMask.test(i))
+        for (std::size_t i = 0; i < std::min(bytes.size(), settings_.headerMask.size()); ++i) {
+            if (settings_.headerMask.test(i)) {
                 bytes[i] = settings_.headerBytes[i];
+            }
+        }
     }
 }
 

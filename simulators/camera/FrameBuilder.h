@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
-#ifndef KIROSIM_FRAME_BUILDER_H
-#define KIROSIM_FRAME_BUILDER_H
+#pragma once
 
 #include "DisplayProcessor.h"
 #include "Recording.h"
@@ -55,5 +54,3 @@ private:
 };
 
 } // namespace kirosim
-
-#endif

@@ -20,10 +20,12 @@ constexpr std::size_t SpotOffset = 131;
 /** Writes a field, unless it lies beyond a header that a test made shorter. */
 template <typename Unsigned>
 void Store(std::span<std::uint8_t> bytes, std::size_t offset, Unsigned value) {
-    if (offset + sizeof(value) > bytes.size())
+    if (offset + sizeof(value) > bytes.size()) {
         return;
-    for (std::size_t i = 0; i < sizeof(value); ++i)
+    }
+    for (std::size_t i = 0; i < sizeof(value); ++i) {
         bytes[offset + i] = static_cast<std::uint8_t>(value >> (8U * i));
+    }
 }
 
 } // namespace
@@ -31,8 +33,9 @@ void Store(std::span<std::uint8_t> bytes, std::size_t offset, Unsigned value) {
 void FrameHeader::Write(std::span<std::uint8_t> bytes) const {
     std::fill(bytes.begin(), bytes.end(), std::uint8_t{0});
     Store(bytes, UptimeOffset, uptimeNanoseconds);
-    if (bytes.size() > ChipIdOffset + chipId.size())
+    if (bytes.size() > ChipIdOffset + chipId.size()) {
         std::copy(chipId.begin(), chipId.end(), bytes.begin() + ChipIdOffset);
+    }
     Store(bytes, FrameCountOffset, frameCount);
     Store(bytes, DiodeOffset, diodeCounts);
     Store(bytes, EnvironmentOffset, std::bit_cast<std::uint32_t>(environmentCelsius));

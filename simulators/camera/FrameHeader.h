@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
-#ifndef KIROSIM_FRAME_HEADER_H
-#define KIROSIM_FRAME_HEADER_H
+#pragma once
 
 #include <cstdint>
 #include <span>
@@ -23,5 +22,3 @@ struct FrameHeader {
 };
 
 } // namespace kirosim
-
-#endif

@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
-#ifndef KIROSIM_FRAME_PACER_H
-#define KIROSIM_FRAME_PACER_H
+#pragma once
 
 #include <chrono>
 #include <cstdint>
@@ -27,8 +26,9 @@ public:
     /** Advances to the first deadline after `now`: missed frames are skipped. */
     void Advance(Clock::time_point now) {
         ++count_;
-        if (Deadline() <= now)
+        if (Deadline() <= now) {
             count_ = (now - start_) / std::chrono::nanoseconds(1) * rate_ / 1'000'000'000LL + 1;
+        }
     }
 
 private:
@@ -38,5 +38,3 @@ private:
 };
 
 } // namespace kirosim
-
-#endif

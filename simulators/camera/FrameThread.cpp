@@ -17,8 +17,9 @@ void kirocamera_manager::FrameLoop() {
             pacer.Start(Clock::now(), rate_);
         }
         const auto disturbed = [&] { return quit_ || pace != pace_; };
-        if (changed_.wait_until(lock, pacer.Deadline(), disturbed))
+        if (changed_.wait_until(lock, pacer.Deadline(), disturbed)) {
             continue;
+        }
         lock.unlock();
         SendFrame();
         lock.lock();

@@ -20,8 +20,9 @@ public:
     SignalsBlocked() {
         sigset_t all;
         ::sigfillset(&all);
-        for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP, SIGPROF})
+        for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP, SIGPROF}) {
             ::sigdelset(&all, fault);
+        }
         ::pthread_sigmask(SIG_BLOCK, &all, &previous_);
     }
     ~SignalsBlocked() { ::pthread_sigmask(SIG_SETMASK, &previous_, nullptr); }
@@ -35,8 +36,9 @@ private:
 } // namespace
 
 kirocamera_manager::kirocamera_manager(bool manual) : manual_(manual) {
-    if (!manual_)
+    if (!manual_) {
         ReadEnvironment();
+    }
 }
 
 kirocamera_manager::~kirocamera_manager() {
@@ -46,14 +48,17 @@ kirocamera_manager::~kirocamera_manager() {
     }
     changed_.notify_all();
     wakeUp_.Signal();
-    for (std::thread* thread : {&eventThread_, &frameThread_})
-        if (thread->joinable())
+    for (std::thread* thread : {&eventThread_, &frameThread_}) {
+        if (thread->joinable()) {
             thread->join();
+        }
+    }
 }
 
 void kirocamera_manager::Start() {
-    if (manual_)
+    if (manual_) {
         return;
+    }
     const SignalsBlocked blocked;
     eventThread_ = std::thread(&kirocamera_manager::EventLoop, this);
     frameThread_ = std::thread(&kirocamera_manager::FrameLoop, this);
@@ -66,23 +71,28 @@ void kirocamera_manager::Register(kirocamera_manager_event_callback_t callback, 
         const std::lock_guard lock(mutex_);
         callback_ = callback;
         user_ = user;
-        for (const auto& camera : cameras_)
+        for (const auto& camera : cameras_) {
             camera->announced = false;
+        }
     }
-    if (!manual_)
+    if (!manual_) {
         Post({ControlCommand::Kind::Announce, 0});
+    }
 }
 
 kirocamera_error_t kirocamera_manager::SendEvent(kirocamera_t* camera,
                                                  kirocamera_manager_event_t event,
                                                  kirocamera_error_t error) {
     std::unique_lock lock(mutex_);
-    if (camera == nullptr && event == KIROCAMERA_EVENT_CONNECT)
+    if (camera == nullptr && event == KIROCAMERA_EVENT_CONNECT) {
         camera = &AddCamera();
-    if (camera == nullptr)
+    }
+    if (camera == nullptr) {
         camera = LastCamera(&kirocamera::connected);
-    if (camera == nullptr && !cameras_.empty())
+    }
+    if (camera == nullptr && !cameras_.empty()) {
         camera = cameras_.back().get();
+    }
     if (camera != nullptr && event == KIROCAMERA_EVENT_CONNECT) {
         camera->connected = true;
         camera->announced = callback_ != nullptr;
@@ -94,8 +104,9 @@ kirocamera_error_t kirocamera_manager::SendEvent(kirocamera_t* camera,
     const auto callback = callback_;
     void* const user = user_;
     lock.unlock();
-    if (callback == nullptr)
+    if (callback == nullptr) {
         return KIROCAMERA_SIM_ERROR_NO_RECEIVER;
+    }
     callback(camera, event, error, user);
     return 0;
 }
@@ -104,12 +115,14 @@ kirocamera_error_t kirocamera_manager::SendFrame() {
     const std::lock_guard frames(frameMutex_);
     std::unique_lock lock(mutex_);
     kirocamera* const camera = LastCamera(&kirocamera::session);
-    if (camera == nullptr)
+    if (camera == nullptr) {
         return KIROCAMERA_SIM_ERROR_SESSION;
+    }
     const auto callback = camera->callback;
     void* const user = camera->user;
-    if (callback == nullptr)
+    if (callback == nullptr) {
         return KIROCAMERA_SIM_ERROR_NO_RECEIVER;
+    }
     const kirosim::FrameRequest request = NextRequest(*camera);
     lock.unlock();
     callback(camera, &builder_.Build(request), user);
@@ -145,9 +158,11 @@ kirocamera& kirocamera_manager::AddCamera() {
 }
 
 kirocamera* kirocamera_manager::LastCamera(bool kirocamera::*property) {
-    for (auto camera = cameras_.rbegin(); camera != cameras_.rend(); ++camera)
-        if ((**camera).*property)
+    for (auto camera = cameras_.rbegin(); camera != cameras_.rend(); ++camera) {
+        if ((**camera).*property) {
             return camera->get();
+        }
+    }
     return nullptr;
 }
 

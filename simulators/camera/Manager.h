@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
-#ifndef KIROSIM_MANAGER_H
-#define KIROSIM_MANAGER_H
+#pragma once
 
 #include "Camera.h"
 #include "ControlCommand.h"
@@ -47,12 +46,14 @@ public:
     template <typename Action>
     kirocamera_error_t Change(kirocamera& camera, Action action) {
         const std::lock_guard lock(mutex_);
-        if (!camera.connected)
+        if (!camera.connected) {
             return KIROCAMERA_SIM_ERROR_DISCONNECTED;
+        }
         const bool session = camera.session;
         const kirocamera_error_t result = action(camera);
-        if (camera.session != session)
+        if (camera.session != session) {
             PaceAnew();
+        }
         return result;
     }
 
@@ -98,5 +99,3 @@ private:
     std::thread eventThread_;
     std::thread frameThread_;
 };
-
-#endif

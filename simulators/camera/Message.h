@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
-#ifndef KIROSIM_MESSAGE_H
-#define KIROSIM_MESSAGE_H
+#pragma once
 
 #include <string>
 
@@ -11,5 +10,3 @@ namespace kirosim {
 void Message(std::string text);
 
 } // namespace kirosim
-
-#endif

@@ -13,8 +13,9 @@ static_assert(std::endian::native == std::endian::little, "pictures are copied a
 void Player::Open(const std::string& path) {
     file_.close();
     file_.clear();
-    if (path.empty())
+    if (path.empty()) {
         return;
+    }
     file_.open(path, std::ios::binary);
     Temperatures first;
     if (!Read(first)) {
@@ -25,11 +26,13 @@ void Player::Open(const std::string& path) {
 }
 
 bool Player::Read(Temperatures& picture) {
-    if (!file_.is_open())
+    if (!file_.is_open()) {
         return false;
+    }
     for (int attempt = 0; attempt < 2; ++attempt) {
-        if (file_.read(reinterpret_cast<char*>(picture.data()), sizeof picture))
+        if (file_.read(reinterpret_cast<char*>(picture.data()), sizeof picture)) {
             return true;
+        }
         file_.clear();
         file_.seekg(0);
     }
@@ -39,16 +42,19 @@ bool Player::Read(Temperatures& picture) {
 void Recorder::Open(const std::string& path) {
     file_.close();
     file_.clear();
-    if (path.empty())
+    if (path.empty()) {
         return;
+    }
     file_.open(path, std::ios::binary);
-    if (!file_)
+    if (!file_) {
         Message("cannot record: " + path);
+    }
 }
 
 void Recorder::Write(const Temperatures& picture) {
-    if (!file_.is_open())
+    if (!file_.is_open()) {
         return;
+    }
     if (!file_.write(reinterpret_cast<const char*>(picture.data()), sizeof picture)) {
         Message("the recording has ended: no room");
         file_.close();

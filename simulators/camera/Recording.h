@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
-#ifndef KIROSIM_RECORDING_H
-#define KIROSIM_RECORDING_H
+#pragma once
 
 #include "ThermalScene.h"
 
@@ -38,5 +37,3 @@ private:
 };
 
 } // namespace kirosim
-
-#endif

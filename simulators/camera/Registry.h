@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
-#ifndef KIROSIM_REGISTRY_H
-#define KIROSIM_REGISTRY_H
+#pragma once
 
 #include "Manager.h"
 
@@ -26,5 +25,3 @@ private:
 };
 
 } // namespace kirosim
-
-#endif

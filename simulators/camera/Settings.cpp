@@ -34,8 +34,9 @@ constexpr kirocamera_sim_identity_t DefaultIdentity{
 } // namespace
 
 Settings::Settings() {
-    for (const char* function : Functions)
+    for (const char* function : Functions) {
         results_.emplace(function, 0);
+    }
     frames_.identity = DefaultIdentity;
 }
 
@@ -50,8 +51,9 @@ void Settings::Reset() {
     const std::lock_guard lock(mutex_);
     manual_ = false;
     factory_.reset();
-    for (auto& [function, result] : results_)
+    for (auto& [function, result] : results_) {
         result = 0;
+    }
     frames_ = {};
     frames_.identity = DefaultIdentity;
     ++frameVersion_;
@@ -72,19 +74,22 @@ void Settings::SetIdentity(const kirocamera_sim_identity_t& identity) {
 
 FactorySettings Settings::Factory() const {
     const std::lock_guard lock(mutex_);
-    if (factory_)
+    if (factory_) {
         return *factory_;
+    }
     FactorySettings factory;
-    for (std::uint32_t i = 0; i < factory.size(); ++i)
+    for (std::uint32_t i = 0; i < factory.size(); ++i) {
         factory[i] = KIROCAMERA_SIM_FACTORY_BYTE(i);
+    }
     return factory;
 }
 
 void Settings::SetFactory(const std::uint8_t* data) {
     const std::lock_guard lock(mutex_);
     factory_.reset();
-    if (data != nullptr)
+    if (data != nullptr) {
         std::memcpy(factory_.emplace().data(), data, factory_->size());
+    }
 }
 
 kirocamera_error_t Settings::Result(std::string_view function) const {
@@ -96,8 +101,9 @@ kirocamera_error_t Settings::Result(std::string_view function) const {
 bool Settings::SetResult(std::string_view function, kirocamera_error_t result) {
     const std::lock_guard lock(mutex_);
     const auto entry = results_.find(function);
-    if (entry == results_.end())
+    if (entry == results_.end()) {
         return false;
+    }
     entry->second = result;
     return true;
 }
@@ -108,12 +114,14 @@ FrameSettings Settings::Frames() const {
 }
 
 bool Settings::SetHeader(std::uint32_t offset, std::span<const std::uint8_t> bytes) {
-    if (offset > frames_.headerBytes.size() || bytes.size() > frames_.headerBytes.size() - offset)
+    if (offset > frames_.headerBytes.size() || bytes.size() > frames_.headerBytes.size() - offset) {
         return false;
+    }
     const std::lock_guard lock(mutex_);
     std::copy(bytes.begin(), bytes.end(), frames_.headerBytes.begin() + offset);
-    for (std::size_t i = 0; i < bytes.size(); ++i)
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
         frames_.headerMask.set(offset + i);
+    }
     ++frameVersion_;
     return true;
 }

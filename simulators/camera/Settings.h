@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
-#ifndef KIROSIM_SETTINGS_H
-#define KIROSIM_SETTINGS_H
+#pragma once
 
 #include "kirocamera_sim.h"
 
@@ -72,5 +71,3 @@ private:
 };
 
 } // namespace kirosim
-
-#endif

@@ -15,8 +15,9 @@ void DrawTestPattern(std::span<std::uint8_t, ScenePixels> picture) {
             std::fill_n(line.begin(), width, static_cast<std::uint8_t>(grey));
         }
     };
-    for (int step = 0; step < 16; ++step)
+    for (int step = 0; step < 16; ++step) {
         fill(step * StepWidth, WedgeTop, StepWidth, SceneHeight - WedgeTop, step * 17);
+    }
 
     // The outermost pixels, so that a picture cropped or shifted by one pixel shows it.
     fill(0, 0, SceneWidth, 1, 255);

@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
-#ifndef KIROSIM_TEST_PATTERN_H
-#define KIROSIM_TEST_PATTERN_H
+#pragma once
 
 #include "ThermalScene.h"
 
@@ -14,5 +13,3 @@ namespace kirosim {
 void DrawTestPattern(std::span<std::uint8_t, ScenePixels> picture);
 
 } // namespace kirosim
-
-#endif

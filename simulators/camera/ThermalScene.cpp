@@ -129,8 +129,9 @@ void ThermalScene::DrawCapsule(Point from, Point to, float radius, int warmth,
             const int qx = px - ((dx * along) >> 16);
             const int qy = py - ((dy * along) >> 16);
             const int distance2 = qx * qx + qy * qy;
-            if (distance2 >= radius2)
+            if (distance2 >= radius2) {
                 continue;
+            }
             const unsigned index = (static_cast<unsigned>(distance2) * toProfile) >> 15;
             const int value = (warmth * profile[index]) >> 8;
             line[x] = static_cast<CentiDegrees>(std::max<int>(line[x], value));
@@ -147,11 +148,13 @@ Temperatures ThermalScene::Room() {
             value -= (x * x) / 200; // the far corner is an outer wall
             const bool window = x >= 96 && x < 142 && y >= 14 && y < 56;
             const bool frame = x < 98 || x >= 140 || y < 16 || y >= 54 || (x >= 118 && x < 120);
-            if (window)
+            if (window) {
                 value = frame ? -260 : -640 + 4 * (y - 14);
+            }
             const bool radiator = x >= 6 && x < 34 && y >= 68 && y < 92;
-            if (radiator)
+            if (radiator) {
                 value = (x - 6) % 4 < 3 ? 520 - 5 * (y - 68) : 330;
+            }
             room[static_cast<std::size_t>(y) * SceneWidth + static_cast<std::size_t>(x)] =
                 static_cast<CentiDegrees>(value);
         }

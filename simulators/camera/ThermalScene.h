@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
-#ifndef KIROSIM_THERMAL_SCENE_H
-#define KIROSIM_THERMAL_SCENE_H
+#pragma once
 
 #include <array>
 #include <cstddef>
@@ -66,5 +65,3 @@ private:
 };
 
 } // namespace kirosim
-
-#endif

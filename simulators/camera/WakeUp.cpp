@@ -10,8 +10,9 @@
 namespace kirosim {
 
 WakeUp::WakeUp() : descriptor_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-    if (descriptor_ < 0)
+    if (descriptor_ < 0) {
         throw std::system_error(errno, std::generic_category(), "eventfd");
+    }
 }
 
 WakeUp::~WakeUp() {

@@ -1,7 +1,6 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
-#ifndef KIROSIM_WAKE_UP_H
-#define KIROSIM_WAKE_UP_H
+#pragma once
 
 namespace kirosim {
 
@@ -25,5 +24,3 @@ private:
 };
 
 } // namespace kirosim
-
-#endif

@@ -35,10 +35,12 @@ kirocamera_error_t Called(const char* function, const kirocamera_t* camera, Numb
 template <typename Action, typename... Numbers>
 kirocamera_error_t Call(const char* function, kirocamera_t* camera, Action action,
                         Numbers... numbers) {
-    if (const kirocamera_error_t result = Called(function, camera, numbers...))
+    if (const kirocamera_error_t result = Called(function, camera, numbers...)) {
         return result;
-    if (camera == nullptr)
+    }
+    if (camera == nullptr) {
         return KIROCAMERA_SIM_ERROR_ARGUMENT;
+    }
     return camera->manager.Change(*camera, action);
 }
 
@@ -46,8 +48,9 @@ kirocamera_error_t Call(const char* function, kirocamera_t* camera, Action actio
 template <typename Action, typename... Numbers>
 kirocamera_error_t CallSession(const char* function, kirocamera_t* camera, Action action,
                                Numbers... numbers) {
-    if (camera != nullptr)
+    if (camera != nullptr) {
         camera->manager.WaitWhileHanging();
+    }
     return Call(function, camera, action, numbers...);
 }
 
@@ -55,8 +58,9 @@ kirocamera_error_t CallSession(const char* function, kirocamera_t* camera, Actio
 kirocamera_error_t SetMode(const char* function, kirocamera_t* camera, int kirosim::Modes::*which,
                            int mode, int other) {
     const auto set = [=](kirocamera& target) {
-        if (mode != 0 && mode != other)
+        if (mode != 0 && mode != other) {
             return kirocamera_error_t{KIROCAMERA_SIM_ERROR_ARGUMENT};
+        }
         target.modes.*which = mode;
         return 0;
     };
@@ -67,8 +71,9 @@ kirocamera_error_t SetMode(const char* function, kirocamera_t* camera, int kiros
 template <typename Target, typename Copy>
 kirocamera_error_t Read(const char* function, kirocamera_t* camera, Target* target, Copy copy) {
     return Call(function, camera, [=](kirocamera&) {
-        if (target == nullptr)
+        if (target == nullptr) {
             return kirocamera_error_t{KIROCAMERA_SIM_ERROR_ARGUMENT};
+        }
         copy(target);
         return 0;
     });
@@ -80,10 +85,12 @@ extern "C" {
 
 KIROCAMERA_EXPORT kirocamera_error_t kirocamera_manager_create(kirocamera_manager_t** manager,
                                                                unsigned int discovery_mode) {
-    if (const kirocamera_error_t result = Called(__func__, nullptr, discovery_mode))
+    if (const kirocamera_error_t result = Called(__func__, nullptr, discovery_mode)) {
         return result;
-    if (manager == nullptr)
+    }
+    if (manager == nullptr) {
         return KIROCAMERA_SIM_ERROR_ARGUMENT;
+    }
     try {
         auto created = std::make_unique<kirocamera_manager>(Settings::Instance().Manual());
         created->Start();
@@ -99,17 +106,20 @@ KIROCAMERA_EXPORT kirocamera_error_t kirocamera_manager_create(kirocamera_manage
 
 KIROCAMERA_EXPORT void kirocamera_manager_destroy(kirocamera_manager_t* manager) {
     Called(__func__, nullptr);
-    if (manager != nullptr)
+    if (manager != nullptr) {
         kirosim::Registry::Instance().Remove(*manager);
+    }
     delete manager;
 }
 
 KIROCAMERA_EXPORT kirocamera_error_t kirocamera_manager_register_event_callback(
     kirocamera_manager_t* manager, kirocamera_manager_event_callback_t callback, void* user) {
-    if (const kirocamera_error_t result = Called(__func__, nullptr))
+    if (const kirocamera_error_t result = Called(__func__, nullptr)) {
         return result;
-    if (manager == nullptr)
+    }
+    if (manager == nullptr) {
         return KIROCAMERA_SIM_ERROR_ARGUMENT;
+    }
     manager->Register(callback, user);
     return 0;
 }
@@ -126,10 +136,12 @@ KIROCAMERA_EXPORT kirocamera_error_t kirocamera_register_frame_available_callbac
 KIROCAMERA_EXPORT kirocamera_error_t kirocamera_capture_session_start(kirocamera_t* camera,
                                                                       uint32_t format) {
     const auto start = [=](kirocamera& target) {
-        if (format != KIROCAMERA_FORMAT_DISPLAY)
+        if (format != KIROCAMERA_FORMAT_DISPLAY) {
             return kirocamera_error_t{KIROCAMERA_SIM_ERROR_FORMAT};
-        if (target.session)
+        }
+        if (target.session) {
             return kirocamera_error_t{KIROCAMERA_SIM_ERROR_SESSION};
+        }
         target.session = true;
         target.format = format;
         return 0;
@@ -140,8 +152,9 @@ KIROCAMERA_EXPORT kirocamera_error_t kirocamera_capture_session_start(kirocamera
 // Does not wait for a running frame callback: its handler may be waiting for the caller.
 KIROCAMERA_EXPORT kirocamera_error_t kirocamera_capture_session_stop(kirocamera_t* camera) {
     return CallSession(__func__, camera, [](kirocamera& target) {
-        if (!target.session)
+        if (!target.session) {
             return kirocamera_error_t{KIROCAMERA_SIM_ERROR_SESSION};
+        }
         target.session = false;
         return 0;
     });
@@ -154,8 +167,9 @@ KIROCAMERA_EXPORT kirocamera_error_t kirocamera_set_display_mode(kirocamera_t* c
 
 KIROCAMERA_EXPORT kirocamera_error_t kirocamera_get_sensor_mode(kirocamera_t* camera, int* mode) {
     return Call(__func__, camera, [=](kirocamera& source) {
-        if (mode == nullptr)
+        if (mode == nullptr) {
             return kirocamera_error_t{KIROCAMERA_SIM_ERROR_ARGUMENT};
+        }
         *mode = source.modes.sensor;
         return 0;
     });
@@ -231,12 +245,15 @@ KIROCAMERA_EXPORT kirocamera_error_t kirocamera_frame_get_frame_by_format(kiroca
     // Logged in manual mode only, since an entry costs an allocation at every frame.
     const bool log = Settings::Instance().Manual();
     if (const kirocamera_error_t result =
-            log ? Called(__func__, nullptr, format) : Settings::Instance().Result(__func__))
+            log ? Called(__func__, nullptr, format) : Settings::Instance().Result(__func__)) {
         return result;
-    if (frame == nullptr || image == nullptr)
+    }
+    if (frame == nullptr || image == nullptr) {
         return KIROCAMERA_SIM_ERROR_ARGUMENT;
-    if (format != frame->format)
+    }
+    if (format != frame->format) {
         return KIROCAMERA_SIM_ERROR_FORMAT;
+    }
     *image = &frame->image;
     return 0;
 }

@@ -54,18 +54,20 @@ KIROCAMERA_EXPORT kirocamera_error_t kirocamera_sim_set_header(uint32_t offset, 
 
 KIROCAMERA_EXPORT kirocamera_error_t kirocamera_sim_set_geometry(const kiroframe_t* geometry) {
     constexpr uint32_t Limit = 64U << 20;
-    if (geometry == nullptr)
+    if (geometry == nullptr) {
         Settings::Instance().SetGeometry(std::nullopt);
-    else if (geometry->header_size > Limit || geometry->data_size > Limit)
+    } else if (geometry->header_size > Limit || geometry->data_size > Limit) {
         return KIROCAMERA_SIM_ERROR_ARGUMENT;
-    else
+    } else {
         Settings::Instance().SetGeometry(*geometry);
+    }
     return 0;
 }
 
 KIROCAMERA_EXPORT kirocamera_error_t kirocamera_sim_set_misalignment(uint32_t bytes) {
-    if (bytes > 15)
+    if (bytes > 15) {
         return KIROCAMERA_SIM_ERROR_ARGUMENT;
+    }
     Settings::Instance().SetMisalignment(bytes);
     return 0;
 }
@@ -92,12 +94,14 @@ KIROCAMERA_EXPORT kirocamera_error_t kirocamera_sim_frame(void) {
 
 KIROCAMERA_EXPORT kirocamera_error_t kirocamera_sim_command(const char* line) {
     kirocamera_manager* const manager = Registry::Instance().Latest();
-    if (manager == nullptr)
+    if (manager == nullptr) {
         return KIROCAMERA_SIM_ERROR_NO_RECEIVER;
+    }
     const auto command =
         kirosim::ControlCommand::Parse(line != nullptr ? std::string_view(line) : "");
-    if (!command)
+    if (!command) {
         return KIROCAMERA_SIM_ERROR_ARGUMENT;
+    }
     manager->Post(*command);
     return 0;
 }
