@@ -12,25 +12,25 @@ CallLog& CallLog::Instance() {
 }
 
 void CallLog::Add(std::string line) {
-    const std::lock_guard lock(mutex_);
-    if (lines_.size() == MaxLines) {
-        lines_.pop_front();
+    const std::lock_guard lock(mutex);
+    if (lines.size() == MaxLines) {
+        lines.pop_front();
     }
-    lines_.push_back(std::move(line));
+    lines.push_back(std::move(line));
 }
 
 std::string CallLog::Text() const {
-    const std::lock_guard lock(mutex_);
+    const std::lock_guard lock(mutex);
     std::string text;
-    for (const std::string& line : lines_) {
+    for (const std::string& line : lines) {
         text.append(line).append("\n");
     }
     return text;
 }
 
 void CallLog::Clear() {
-    const std::lock_guard lock(mutex_);
-    lines_.clear();
+    const std::lock_guard lock(mutex);
+    lines.clear();
 }
 
 } // namespace kirosim

@@ -21,8 +21,8 @@ public:
 private:
     static constexpr std::size_t MaxLines = 1000;
 
-    mutable std::mutex mutex_;
-    std::deque<std::string> lines_;
+    mutable std::mutex mutex;
+    std::deque<std::string> lines;
 };
 
 } // namespace kirosim

@@ -16,44 +16,44 @@ namespace {
 constexpr std::size_t MaxLine = 128;
 }
 
-ControlFifo::ControlFifo(const std::string& path) : path_(path) {
-    created_ = ::mkfifo(path_.c_str(), 0666) == 0;
-    if (!created_ && errno != EEXIST) {
-        Message("cannot create control pipe " + path_ + ": " + std::strerror(errno));
+ControlFifo::ControlFifo(const std::string& name) : path(name) {
+    created = ::mkfifo(path.c_str(), 0666) == 0;
+    if (!created && errno != EEXIST) {
+        Message("cannot create control pipe " + path + ": " + std::strerror(errno));
         return;
     }
     // With a writer of its own the pipe does not report its end when a shell closes it.
-    descriptor_ = ::open(path_.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK);
+    descriptor = ::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK);
     struct stat status {};
-    if (descriptor_ < 0) {
-        Message("cannot open control pipe " + path_ + ": " + std::strerror(errno));
-    } else if (::fstat(descriptor_, &status) != 0 || !S_ISFIFO(status.st_mode)) {
-        Message("not a pipe, no control: " + path_);
+    if (descriptor < 0) {
+        Message("cannot open control pipe " + path + ": " + std::strerror(errno));
+    } else if (::fstat(descriptor, &status) != 0 || !S_ISFIFO(status.st_mode)) {
+        Message("not a pipe, no control: " + path);
         Close();
     }
 }
 
 ControlFifo::~ControlFifo() {
     Close();
-    if (created_) {
-        ::unlink(path_.c_str());
+    if (created) {
+        ::unlink(path.c_str());
     }
 }
 
 void ControlFifo::Close() {
-    if (descriptor_ >= 0) {
-        ::close(descriptor_);
+    if (descriptor >= 0) {
+        ::close(descriptor);
     }
-    descriptor_ = -1;
+    descriptor = -1;
 }
 
 void ControlFifo::Read(const LineHandler& handler) {
     char bytes[256];
-    const ssize_t count = ::read(descriptor_, bytes, sizeof(bytes));
+    const ssize_t count = ::read(descriptor, bytes, sizeof(bytes));
     if (count > 0) {
         Append({bytes, static_cast<std::size_t>(count)}, handler);
     } else if (count < 0 && errno != EAGAIN && errno != EINTR) {
-        Message("cannot read control pipe " + path_ + ": " + std::strerror(errno));
+        Message("cannot read control pipe " + path + ": " + std::strerror(errno));
         Close();
     }
 }
@@ -61,20 +61,20 @@ void ControlFifo::Read(const LineHandler& handler) {
 void ControlFifo::Append(std::string_view bytes, const LineHandler& handler) {
     for (const char byte : bytes) {
         if (byte != '\n') {
-            if (line_.size() < MaxLine) {
-                line_.push_back(byte);
+            if (line.size() < MaxLine) {
+                line.push_back(byte);
             } else {
-                overlong_ = true;
+                overlong = true;
             }
             continue;
         }
-        if (overlong_) {
+        if (overlong) {
             Message("ignored an overlong line");
         } else {
-            handler(line_);
+            handler(line);
         }
-        line_.clear();
-        overlong_ = false;
+        line.clear();
+        overlong = false;
     }
 }
 

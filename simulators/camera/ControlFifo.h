@@ -14,14 +14,14 @@ public:
     using LineHandler = std::function<void(std::string_view)>;
 
     /** Creates the pipe unless there is one. */
-    explicit ControlFifo(const std::string& path);
+    explicit ControlFifo(const std::string& name);
     /** Removes the pipe if it was created here. */
     ~ControlFifo();
     ControlFifo(const ControlFifo&) = delete;
     ControlFifo& operator=(const ControlFifo&) = delete;
 
     /** Descriptor to poll for input; -1 without a pipe. */
-    int Descriptor() const { return descriptor_; }
+    int Descriptor() const { return descriptor; }
     /** Reads what has arrived and passes on the complete lines, without their ends. */
     void Read(const LineHandler& handler);
 
@@ -29,11 +29,11 @@ private:
     void Append(std::string_view bytes, const LineHandler& handler);
     void Close();
 
-    std::string path_;
-    int descriptor_ = -1;
-    bool created_ = false;
-    std::string line_;
-    bool overlong_ = false;
+    std::string path;
+    int descriptor = -1;
+    bool created = false;
+    std::string line;
+    bool overlong = false;
 };
 
 } // namespace kirosim

@@ -33,14 +33,14 @@ constexpr int Samples = static_cast<int>(ScenePixels / (SampleStep * SampleStep)
 } // namespace
 
 DisplayProcessor::DisplayProcessor() {
-    for (std::int8_t& noise : noise_) {
+    for (std::int8_t& value : noise) {
         // The sum of four even distributions is close enough to a normal one: sigma 0.09 degrees.
-        const std::uint32_t random = Random();
+        const std::uint32_t bits = Random();
         int sum = 0;
         for (unsigned shift = 0; shift < 32; shift += 8) {
-            sum += static_cast<int>((random >> shift) & 15U);
+            sum += static_cast<int>((bits >> shift) & 15U);
         }
-        noise = static_cast<std::int8_t>(sum - 30);
+        value = static_cast<std::int8_t>(sum - 30);
     }
 }
 
@@ -49,35 +49,35 @@ void DisplayProcessor::Process(const ThermalScene& scene, const Modes& modes,
     Measure(scene, modes.sensor);
     if (modes.display == KIROCAMERA_DISPLAY_MODE_HANDHELD) {
         const Range range = SceneRange();
-        const bool first = previous_.display != modes.display || previous_.sensor != modes.sensor;
+        const bool first = previous.display != modes.display || previous.sensor != modes.sensor;
         const auto follow = [first](int& value, int target) {
             // The range follows slowly, so that the background does not flicker when the body
             // turns.
             value = first ? target : value + (target - value) / 8;
         };
-        follow(automatic_.low, range.low);
-        follow(automatic_.high, range.high);
-        Map(automatic_, picture);
+        follow(automatic.low, range.low);
+        follow(automatic.high, range.high);
+        Map(automatic, picture);
     } else {
         Map({FixedLow, FixedHigh}, picture);
     }
     if (modes.debug != 0) {
         DrawTestPattern(picture);
     }
-    previous_ = modes;
+    previous = modes;
 }
 
 void DisplayProcessor::Measure(const ThermalScene& scene, int sensorMode) {
     const Gain& gain = Gains[sensorMode != 0 ? 1 : 0];
     const CentiDegrees* source = scene.Differences().data();
-    CentiDegrees* target = measured_.data();
+    CentiDegrees* target = measured.data();
     const int ambient = scene.Ambient();
     const int mask = ~(gain.step - 1);
     for (int y = 0; y < SceneHeight; ++y) {
-        const std::size_t entry = Random() % (noise_.size() - SceneWidth);
-        const std::int8_t* noise = &noise_[entry];
+        const std::size_t entry = Random() % (noise.size() - SceneWidth);
+        const std::int8_t* grain = &noise[entry];
         for (int x = 0; x < SceneWidth; ++x) {
-            const int value = *source++ + ambient + (*noise++ >> gain.noiseShift);
+            const int value = *source++ + ambient + (*grain++ >> gain.noiseShift);
             *target++ = static_cast<CentiDegrees>(std::clamp(value & mask, gain.low, gain.high));
         }
     }
@@ -85,25 +85,25 @@ void DisplayProcessor::Measure(const ThermalScene& scene, int sensorMode) {
     int sum = 0;
     for (int y = SceneHeight / 2 - 1; y <= SceneHeight / 2 + 1; ++y) {
         for (int x = SceneWidth / 2 - 1; x <= SceneWidth / 2 + 1; ++x) {
-            sum += measured_[static_cast<std::size_t>(y * SceneWidth + x)];
+            sum += measured[static_cast<std::size_t>(y * SceneWidth + x)];
         }
     }
-    spot_ = static_cast<float>(sum) / 900.0F;
+    spot = static_cast<float>(sum) / 900.0F;
 }
 
 DisplayProcessor::Range DisplayProcessor::SceneRange() {
-    histogram_.fill(0);
+    histogram.fill(0);
     for (std::size_t y = 0; y < SceneHeight; y += SampleStep) {
         for (std::size_t x = 0; x < SceneWidth; x += SampleStep) {
-            const int bin = (measured_[y * SceneWidth + x] - HistogramLow) >> HistogramShift;
-            ++histogram_[static_cast<std::size_t>(
-                std::clamp(bin, 0, static_cast<int>(histogram_.size()) - 1))];
+            const int bin = (measured[y * SceneWidth + x] - HistogramLow) >> HistogramShift;
+            ++histogram[static_cast<std::size_t>(
+                std::clamp(bin, 0, static_cast<int>(histogram.size()) - 1))];
         }
     }
     // Without the extremes, a small hot spot does not take the greys of the body.
     const auto percentile = [this](int count) {
         std::size_t bin = 0;
-        while (bin + 1 < histogram_.size() && (count -= histogram_[bin]) > 0) {
+        while (bin + 1 < histogram.size() && (count -= histogram[bin]) > 0) {
             ++bin;
         }
         return HistogramLow + (static_cast<int>(bin) << HistogramShift);
@@ -116,17 +116,17 @@ DisplayProcessor::Range DisplayProcessor::SceneRange() {
 void DisplayProcessor::Map(const Range& range, std::span<std::uint8_t, ScenePixels> picture) const {
     const int scale = (255 << 16) / (range.high - range.low);
     std::uint8_t* target = picture.data();
-    for (const CentiDegrees value : measured_) {
+    for (const CentiDegrees value : measured) {
         const int span = std::clamp<int>(value, range.low, range.high) - range.low;
         *target++ = static_cast<std::uint8_t>((span * scale + (1 << 15)) >> 16);
     }
 }
 
 std::uint32_t DisplayProcessor::Random() {
-    random_ ^= random_ << 13;
-    random_ ^= random_ >> 17;
-    random_ ^= random_ << 5;
-    return random_;
+    random ^= random << 13;
+    random ^= random >> 17;
+    random ^= random << 5;
+    return random;
 }
 
 } // namespace kirosim

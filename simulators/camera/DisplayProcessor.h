@@ -26,7 +26,7 @@ public:
                  std::span<std::uint8_t, ScenePixels> picture);
 
     /** Mean of the middle of the last picture. */
-    float SpotCelsius() const { return spot_; }
+    float SpotCelsius() const { return spot; }
 
 private:
     struct Range {
@@ -41,14 +41,14 @@ private:
     std::uint32_t Random();
 
     /** Temperatures as the sensor sees them. */
-    std::array<CentiDegrees, ScenePixels> measured_{};
+    std::array<CentiDegrees, ScenePixels> measured{};
     /** Pixel noise, drawn once; every line of every frame starts at a random place in it. */
-    std::array<std::int8_t, 4096> noise_{};
-    std::array<std::uint16_t, 512> histogram_{};
-    std::uint32_t random_ = 0x2545F491;
-    Modes previous_;
-    Range automatic_;
-    float spot_ = 0.0F;
+    std::array<std::int8_t, 4096> noise{};
+    std::array<std::uint16_t, 512> histogram{};
+    std::uint32_t random = 0x2545F491;
+    Modes previous;
+    Range automatic;
+    float spot = 0.0F;
 };
 
 } // namespace kirosim

@@ -28,7 +28,7 @@ int EnvironmentNumber(const char* name, int low, int high, int byDefault) {
 } // namespace
 
 void kirocamera_manager::ReadEnvironment() {
-    rate_ = EnvironmentNumber("KIROCAMERA_SIM_RATE", 0, ControlCommand::MaxRate, rate_);
+    rate = EnvironmentNumber("KIROCAMERA_SIM_RATE", 0, ControlCommand::MaxRate, rate);
     if (EnvironmentNumber("KIROCAMERA_SIM_CONNECTED", 0, 1, 1) == 1) {
         AddCamera();
     }
@@ -37,15 +37,15 @@ void kirocamera_manager::ReadEnvironment() {
     }
     const char* const path = std::getenv("KIROCAMERA_SIM_CONTROL");
     if (path != nullptr && *path != '\0') {
-        fifo_.emplace(path);
+        fifo.emplace(path);
     }
 }
 
 void kirocamera_manager::EventLoop() {
     const auto handler = [this](std::string_view line) { ExecuteLine(line); };
     for (;;) {
-        pollfd sources[] = {{wakeUp_.Descriptor(), POLLIN, 0},
-                            {fifo_ ? fifo_->Descriptor() : -1, POLLIN, 0}};
+        pollfd sources[] = {{wakeUp.Descriptor(), POLLIN, 0},
+                            {fifo ? fifo->Descriptor() : -1, POLLIN, 0}};
         if (::poll(sources, 2, -1) < 0) {
             continue; // interrupted
         }
@@ -54,35 +54,35 @@ void kirocamera_manager::EventLoop() {
         }
         {
             // After clearing the wake-up: it may have been the one for the end.
-            const std::lock_guard lock(mutex_);
-            if (quit_) {
+            const std::lock_guard lock(mutex);
+            if (quit) {
                 return;
             }
         }
         if (sources[1].revents != 0) {
-            fifo_->Read(handler);
+            fifo->Read(handler);
         }
     }
 }
 
 void kirocamera_manager::Post(const ControlCommand& command) {
-    if (manual_) {
+    if (manual) {
         Execute(command);
         return;
     }
     {
-        const std::lock_guard lock(mutex_);
-        pending_.push_back(command);
+        const std::lock_guard lock(mutex);
+        pending.push_back(command);
     }
-    wakeUp_.Signal();
+    wakeUp.Signal();
 }
 
 void kirocamera_manager::ExecutePending() {
-    wakeUp_.Clear();
-    std::unique_lock lock(mutex_);
-    while (!quit_ && !pending_.empty()) {
-        const ControlCommand command = pending_.front();
-        pending_.pop_front();
+    wakeUp.Clear();
+    std::unique_lock lock(mutex);
+    while (!quit && !pending.empty()) {
+        const ControlCommand command = pending.front();
+        pending.pop_front();
         lock.unlock();
         Execute(command);
         lock.lock();
@@ -140,10 +140,10 @@ void kirocamera_manager::Execute(const ControlCommand& command) {
 }
 
 void kirocamera_manager::Announce() {
-    std::unique_lock lock(mutex_);
+    std::unique_lock lock(mutex);
     // By index, since the callback may extend the list.
-    for (std::size_t i = 0; i < cameras_.size(); ++i) {
-        kirocamera* const camera = cameras_[i].get();
+    for (std::size_t i = 0; i < cameras.size(); ++i) {
+        kirocamera* const camera = cameras[i].get();
         if (!camera->connected || camera->announced) {
             continue;
         }
@@ -153,14 +153,14 @@ void kirocamera_manager::Announce() {
     }
 }
 
-void kirocamera_manager::SetHanging(bool hangs) {
-    const std::lock_guard lock(mutex_);
-    hangs_ = hangs;
-    changed_.notify_all();
+void kirocamera_manager::SetHanging(bool isHanging) {
+    const std::lock_guard lock(mutex);
+    hangs = isHanging;
+    changed.notify_all();
 }
 
-void kirocamera_manager::SetRate(int rate) {
-    const std::lock_guard lock(mutex_);
-    rate_ = rate;
+void kirocamera_manager::SetRate(int hertz) {
+    const std::lock_guard lock(mutex);
+    rate = hertz;
     PaceAnew();
 }

@@ -28,8 +28,8 @@ kiroframe_t NativeGeometry() {
 
 kirocamera_frame& FrameBuilder::Build(const FrameRequest& request) {
     TakeSettings();
-    kirocamera_frame& frame = frames_[next_];
-    next_ ^= 1U;
+    kirocamera_frame& frame = frames[next];
+    next ^= 1U;
     frame.format = request.format;
     Prepare(frame);
     UpdateScene(request.uptimeNanoseconds);
@@ -40,50 +40,49 @@ kirocamera_frame& FrameBuilder::Build(const FrameRequest& request) {
 
 void FrameBuilder::TakeSettings() {
     const std::uint32_t version = Settings::Instance().FrameVersion();
-    if (version == settingsVersion_) {
+    if (version == settingsVersion) {
         return;
     }
     FrameSettings latest = Settings::Instance().Frames();
-    if (latest.played != settings_.played) {
-        player_.Open(latest.played);
+    if (latest.played != settings.played) {
+        player.Open(latest.played);
     }
-    if (latest.recorded != settings_.recorded) {
-        recorder_.Open(latest.recorded);
+    if (latest.recorded != settings.recorded) {
+        recorder.Open(latest.recorded);
     }
-    settings_ = std::move(latest);
-    settingsVersion_ = version;
+    settings = std::move(latest);
+    settingsVersion = version;
 }
 
 void FrameBuilder::UpdateScene(std::uint64_t uptimeNanoseconds) {
-    Temperatures picture;
-    if (player_.Read(picture)) {
-        scene_.Show(picture);
+    Temperatures recorded;
+    if (player.Read(recorded)) {
+        scene.Show(recorded);
     } else {
-        scene_.Update(uptimeNanoseconds);
+        scene.Update(uptimeNanoseconds);
     }
-    if (!settings_.recorded.empty()) {
-        recorder_.Write(scene_.Picture());
+    if (!settings.recorded.empty()) {
+        recorder.Write(scene.Picture());
     }
 }
 
 void FrameBuilder::Prepare(kirocamera_frame& frame) {
-    frame.image = settings_.geometry.value_or(NativeGeometry());
+    frame.image = settings.geometry.value_or(NativeGeometry());
     const std::size_t size = std::size_t{frame.image.header_size} + frame.image.data_size;
     // Exactly the size in the record, so that an address sanitizer reports reads beyond it.
-    if (frame.storage.size() != size + settings_.misalignment) {
-        frame.storage = std::vector<std::uint8_t>(size + settings_.misalignment);
+    if (frame.storage.size() != size + settings.misalignment) {
+        frame.storage = std::vector<std::uint8_t>(size + settings.misalignment);
     }
-    frame.image.buffer = frame.storage.data() + settings_.misalignment;
+    frame.image.buffer = frame.storage.data() + settings.misalignment;
 }
 
 void FrameBuilder::WritePixels(kirocamera_frame& frame, const Modes& modes) {
-    if (settings_.geometry) {
-        processor_.Process(scene_, modes, picture_);
+    if (settings.geometry) {
+        processor.Process(scene, modes, picture);
         Resample(frame.image);
     } else {
         std::uint8_t* const pixels = frame.image.buffer + frame.image.header_size;
-        processor_.Process(scene_, modes,
-                           std::span<std::uint8_t, ScenePixels>(pixels, ScenePixels));
+        processor.Process(scene, modes, std::span<std::uint8_t, ScenePixels>(pixels, ScenePixels));
     }
 }
 
@@ -94,7 +93,7 @@ void FrameBuilder::Resample(const kiroframe_t& image) const {
         for (std::size_t x = 0; x < image.width; ++x) {
             const std::size_t offset = y * image.line_stride + x * image.pixel_size;
             if (offset < data.size()) {
-                data[offset] = picture_[line + x * SceneWidth / image.width];
+                data[offset] = picture[line + x * SceneWidth / image.width];
             }
         }
     }
@@ -104,17 +103,17 @@ void FrameBuilder::WriteHeader(kirocamera_frame& frame, const FrameRequest& requ
     const std::span bytes(frame.image.buffer, frame.image.header_size);
     FrameHeader header;
     header.uptimeNanoseconds = request.uptimeNanoseconds;
-    header.chipId = settings_.identity.chip_id;
+    header.chipId = settings.identity.chip_id;
     header.frameCount = request.frameCount;
-    header.environmentCelsius = static_cast<float>(scene_.Ambient()) / 100.0F;
-    header.spotCelsius = processor_.SpotCelsius();
+    header.environmentCelsius = static_cast<float>(scene.Ambient()) / 100.0F;
+    header.spotCelsius = processor.SpotCelsius();
     // The voltage across a diode, and with it the count, falls as the sensor gets warmer.
-    header.diodeCounts = static_cast<std::uint32_t>(9000 - scene_.Ambient() * 2 / 5);
+    header.diodeCounts = static_cast<std::uint32_t>(9000 - scene.Ambient() * 2 / 5);
     header.Write(bytes);
-    if (settings_.headerMask.any()) {
-        for (std::size_t i = 0; i < std::min(bytes.size(), settings_.headerMask.size()); ++i) {
-            if (settings_.headerMask.test(i)) {
-                bytes[i] = settings_.headerBytes[i];
+    if (settings.headerMask.any()) {
+        for (std::size_t i = 0; i < std::min(bytes.size(), settings.headerMask.size()); ++i) {
+            if (settings.headerMask.test(i)) {
+                bytes[i] = settings.headerBytes[i];
             }
         }
     }

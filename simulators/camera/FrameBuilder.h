@@ -42,15 +42,15 @@ private:
     void WritePixels(kirocamera_frame& frame, const Modes& modes);
     void Resample(const kiroframe_t& image) const;
 
-    ThermalScene scene_;
-    Player player_;
-    Recorder recorder_;
-    DisplayProcessor processor_;
-    FrameSettings settings_;
-    std::uint32_t settingsVersion_ = 0;
-    std::array<std::uint8_t, ScenePixels> picture_{};
-    std::array<kirocamera_frame, 2> frames_;
-    std::size_t next_ = 0;
+    ThermalScene scene;
+    Player player;
+    Recorder recorder;
+    DisplayProcessor processor;
+    FrameSettings settings;
+    std::uint32_t settingsVersion = 0;
+    std::array<std::uint8_t, ScenePixels> picture{};
+    std::array<kirocamera_frame, 2> frames;
+    std::size_t next = 0;
 };
 
 } // namespace kirosim

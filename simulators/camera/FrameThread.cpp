@@ -5,19 +5,19 @@
 
 void kirocamera_manager::FrameLoop() {
     kirosim::FramePacer pacer;
-    unsigned pace = 0;
-    std::unique_lock lock(mutex_);
-    while (!quit_) {
+    unsigned followed = 0;
+    std::unique_lock lock(mutex);
+    while (!quit) {
         if (!FramesWanted()) {
-            changed_.wait(lock);
+            changed.wait(lock);
             continue;
         }
-        if (pace != pace_) {
-            pace = pace_;
-            pacer.Start(Clock::now(), rate_);
+        if (followed != pace) {
+            followed = pace;
+            pacer.Start(Clock::now(), rate);
         }
-        const auto disturbed = [&] { return quit_ || pace != pace_; };
-        if (changed_.wait_until(lock, pacer.Deadline(), disturbed)) {
+        const auto disturbed = [&] { return quit || followed != pace; };
+        if (changed.wait_until(lock, pacer.Deadline(), disturbed)) {
             continue;
         }
         lock.unlock();
@@ -28,5 +28,5 @@ void kirocamera_manager::FrameLoop() {
 }
 
 bool kirocamera_manager::FramesWanted() {
-    return rate_ > 0 && LastCamera(&kirocamera::session) != nullptr;
+    return rate > 0 && LastCamera(&kirocamera::session) != nullptr;
 }

@@ -23,32 +23,32 @@ public:
         for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP, SIGPROF}) {
             ::sigdelset(&all, fault);
         }
-        ::pthread_sigmask(SIG_BLOCK, &all, &previous_);
+        ::pthread_sigmask(SIG_BLOCK, &all, &previous);
     }
-    ~SignalsBlocked() { ::pthread_sigmask(SIG_SETMASK, &previous_, nullptr); }
+    ~SignalsBlocked() { ::pthread_sigmask(SIG_SETMASK, &previous, nullptr); }
     SignalsBlocked(const SignalsBlocked&) = delete;
     SignalsBlocked& operator=(const SignalsBlocked&) = delete;
 
 private:
-    sigset_t previous_{};
+    sigset_t previous{};
 };
 
 } // namespace
 
-kirocamera_manager::kirocamera_manager(bool manual) : manual_(manual) {
-    if (!manual_) {
+kirocamera_manager::kirocamera_manager(bool isManual) : manual(isManual) {
+    if (!manual) {
         ReadEnvironment();
     }
 }
 
 kirocamera_manager::~kirocamera_manager() {
     {
-        const std::lock_guard lock(mutex_);
-        quit_ = true;
+        const std::lock_guard lock(mutex);
+        quit = true;
     }
-    changed_.notify_all();
-    wakeUp_.Signal();
-    for (std::thread* thread : {&eventThread_, &frameThread_}) {
+    changed.notify_all();
+    wakeUp.Signal();
+    for (std::thread* thread : {&eventThread, &frameThread}) {
         if (thread->joinable()) {
             thread->join();
         }
@@ -56,26 +56,26 @@ kirocamera_manager::~kirocamera_manager() {
 }
 
 void kirocamera_manager::Start() {
-    if (manual_) {
+    if (manual) {
         return;
     }
     const SignalsBlocked blocked;
-    eventThread_ = std::thread(&kirocamera_manager::EventLoop, this);
-    frameThread_ = std::thread(&kirocamera_manager::FrameLoop, this);
-    ::pthread_setname_np(eventThread_.native_handle(), "camera-events");
-    ::pthread_setname_np(frameThread_.native_handle(), "camera-frames");
+    eventThread = std::thread(&kirocamera_manager::EventLoop, this);
+    frameThread = std::thread(&kirocamera_manager::FrameLoop, this);
+    ::pthread_setname_np(eventThread.native_handle(), "camera-events");
+    ::pthread_setname_np(frameThread.native_handle(), "camera-frames");
 }
 
-void kirocamera_manager::Register(kirocamera_manager_event_callback_t callback, void* user) {
+void kirocamera_manager::Register(kirocamera_manager_event_callback_t function, void* context) {
     {
-        const std::lock_guard lock(mutex_);
-        callback_ = callback;
-        user_ = user;
-        for (const auto& camera : cameras_) {
+        const std::lock_guard lock(mutex);
+        callback = function;
+        user = context;
+        for (const auto& camera : cameras) {
             camera->announced = false;
         }
     }
-    if (!manual_) {
+    if (!manual) {
         Post({ControlCommand::Kind::Announce, 0});
     }
 }
@@ -83,49 +83,49 @@ void kirocamera_manager::Register(kirocamera_manager_event_callback_t callback, 
 kirocamera_error_t kirocamera_manager::SendEvent(kirocamera_t* camera,
                                                  kirocamera_manager_event_t event,
                                                  kirocamera_error_t error) {
-    std::unique_lock lock(mutex_);
+    std::unique_lock lock(mutex);
     if (camera == nullptr && event == KIROCAMERA_EVENT_CONNECT) {
         camera = &AddCamera();
     }
     if (camera == nullptr) {
         camera = LastCamera(&kirocamera::connected);
     }
-    if (camera == nullptr && !cameras_.empty()) {
-        camera = cameras_.back().get();
+    if (camera == nullptr && !cameras.empty()) {
+        camera = cameras.back().get();
     }
     if (camera != nullptr && event == KIROCAMERA_EVENT_CONNECT) {
         camera->connected = true;
-        camera->announced = callback_ != nullptr;
+        camera->announced = callback != nullptr;
     } else if (camera != nullptr && event == KIROCAMERA_EVENT_DISCONNECT) {
         camera->connected = false;
         camera->session = false;
         PaceAnew();
     }
-    const auto callback = callback_;
-    void* const user = user_;
+    const auto function = callback;
+    void* const context = user;
     lock.unlock();
-    if (callback == nullptr) {
+    if (function == nullptr) {
         return KIROCAMERA_SIM_ERROR_NO_RECEIVER;
     }
-    callback(camera, event, error, user);
+    function(camera, event, error, context);
     return 0;
 }
 
 kirocamera_error_t kirocamera_manager::SendFrame() {
-    const std::lock_guard frames(frameMutex_);
-    std::unique_lock lock(mutex_);
+    const std::lock_guard frames(frameMutex);
+    std::unique_lock lock(mutex);
     kirocamera* const camera = LastCamera(&kirocamera::session);
     if (camera == nullptr) {
         return KIROCAMERA_SIM_ERROR_SESSION;
     }
-    const auto callback = camera->callback;
-    void* const user = camera->user;
-    if (callback == nullptr) {
+    const auto function = camera->callback;
+    void* const context = camera->user;
+    if (function == nullptr) {
         return KIROCAMERA_SIM_ERROR_NO_RECEIVER;
     }
     const kirosim::FrameRequest request = NextRequest(*camera);
     lock.unlock();
-    callback(camera, &builder_.Build(request), user);
+    function(camera, &builder.Build(request), context);
     return 0;
 }
 
@@ -135,30 +135,30 @@ kirosim::FrameRequest kirocamera_manager::NextRequest(kirocamera& camera) const 
     request.modes = camera.modes;
     request.frameCount = ++camera.frames;
     const auto uptime = std::chrono::nanoseconds(Clock::now() - camera.powerOn).count();
-    const auto rate = static_cast<std::uint64_t>(rate_ > 0 ? rate_ : 1);
-    request.uptimeNanoseconds = manual_ ? camera.frames * std::uint64_t{1'000'000'000} / rate
-                                        : static_cast<std::uint64_t>(uptime);
+    const auto hertz = static_cast<std::uint64_t>(rate > 0 ? rate : 1);
+    request.uptimeNanoseconds = manual ? camera.frames * std::uint64_t{1'000'000'000} / hertz
+                                       : static_cast<std::uint64_t>(uptime);
     return request;
 }
 
 void kirocamera_manager::WaitWhileHanging() {
-    std::unique_lock lock(mutex_);
-    changed_.wait(lock, [this] { return !hangs_ || quit_; });
+    std::unique_lock lock(mutex);
+    changed.wait(lock, [this] { return !hangs || quit; });
 }
 
 kirocamera_t* kirocamera_manager::CurrentCamera() {
-    const std::lock_guard lock(mutex_);
+    const std::lock_guard lock(mutex);
     return LastCamera(&kirocamera::connected);
 }
 
 kirocamera& kirocamera_manager::AddCamera() {
-    const auto number = static_cast<unsigned>(cameras_.size() + 1);
-    cameras_.push_back(std::make_unique<kirocamera>(*this, number));
-    return *cameras_.back();
+    const auto number = static_cast<unsigned>(cameras.size() + 1);
+    cameras.push_back(std::make_unique<kirocamera>(*this, number));
+    return *cameras.back();
 }
 
 kirocamera* kirocamera_manager::LastCamera(bool kirocamera::*property) {
-    for (auto camera = cameras_.rbegin(); camera != cameras_.rend(); ++camera) {
+    for (auto camera = cameras.rbegin(); camera != cameras.rend(); ++camera) {
         if ((**camera).*property) {
             return camera->get();
         }
@@ -167,6 +167,6 @@ kirocamera* kirocamera_manager::LastCamera(bool kirocamera::*property) {
 }
 
 void kirocamera_manager::PaceAnew() {
-    ++pace_;
-    changed_.notify_all();
+    ++pace;
+    changed.notify_all();
 }

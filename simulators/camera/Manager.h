@@ -25,7 +25,7 @@
  */
 struct kirocamera_manager {
 public:
-    explicit kirocamera_manager(bool manual);
+    explicit kirocamera_manager(bool isManual);
     ~kirocamera_manager();
     kirocamera_manager(const kirocamera_manager&) = delete;
     kirocamera_manager& operator=(const kirocamera_manager&) = delete;
@@ -33,7 +33,7 @@ public:
     /** Starts the threads. Call it once. */
     void Start();
 
-    void Register(kirocamera_manager_event_callback_t callback, void* user);
+    void Register(kirocamera_manager_event_callback_t function, void* context);
     kirocamera_error_t SendEvent(kirocamera_t* camera, kirocamera_manager_event_t event,
                                  kirocamera_error_t error);
     kirocamera_error_t SendFrame();
@@ -45,7 +45,7 @@ public:
     /** Runs `action` on the camera under the lock; the frame thread sees what it changed. */
     template <typename Action>
     kirocamera_error_t Change(kirocamera& camera, Action action) {
-        const std::lock_guard lock(mutex_);
+        const std::lock_guard lock(mutex);
         if (!camera.connected) {
             return KIROCAMERA_SIM_ERROR_DISCONNECTED;
         }
@@ -66,8 +66,8 @@ private:
     void ExecuteLine(std::string_view line);
     void Execute(const kirosim::ControlCommand& command);
     void Announce();
-    void SetRate(int rate);
-    void SetHanging(bool hangs);
+    void SetRate(int hertz);
+    void SetHanging(bool isHanging);
 
     void FrameLoop();
     bool FramesWanted();
@@ -78,24 +78,24 @@ private:
     kirocamera* LastCamera(bool kirocamera::*property);
     kirosim::FrameRequest NextRequest(kirocamera& camera) const;
 
-    const bool manual_;
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    bool quit_ = false;
-    bool hangs_ = false;
-    int rate_ = 30;
-    unsigned pace_ = 0; /**< counts the reasons to start the frame deadlines anew */
-    std::vector<std::unique_ptr<kirocamera>> cameras_; /**< kept: callbacks may still hold them */
-    kirocamera_manager_event_callback_t callback_ = nullptr;
-    void* user_ = nullptr;
-    std::deque<kirosim::ControlCommand> pending_;
+    const bool manual;
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool quit = false;
+    bool hangs = false;
+    int rate = 30;
+    unsigned pace = 0; /**< counts the reasons to start the frame deadlines anew */
+    std::vector<std::unique_ptr<kirocamera>> cameras; /**< kept: callbacks may still hold them */
+    kirocamera_manager_event_callback_t callback = nullptr;
+    void* user = nullptr;
+    std::deque<kirosim::ControlCommand> pending;
 
-    kirosim::WakeUp wakeUp_;
-    std::optional<kirosim::ControlFifo> fifo_;
+    kirosim::WakeUp wakeUp;
+    std::optional<kirosim::ControlFifo> fifo;
 
-    std::mutex frameMutex_;
-    kirosim::FrameBuilder builder_;
+    std::mutex frameMutex;
+    kirosim::FrameBuilder builder;
 
-    std::thread eventThread_;
-    std::thread frameThread_;
+    std::thread eventThread;
+    std::thread frameThread;
 };

@@ -11,53 +11,53 @@ namespace kirosim {
 static_assert(std::endian::native == std::endian::little, "pictures are copied as they are");
 
 void Player::Open(const std::string& path) {
-    file_.close();
-    file_.clear();
+    file.close();
+    file.clear();
     if (path.empty()) {
         return;
     }
-    file_.open(path, std::ios::binary);
+    file.open(path, std::ios::binary);
     Temperatures first;
     if (!Read(first)) {
         Message("no recording: " + path);
-        file_.close();
+        file.close();
     }
-    file_.seekg(0);
+    file.seekg(0);
 }
 
 bool Player::Read(Temperatures& picture) {
-    if (!file_.is_open()) {
+    if (!file.is_open()) {
         return false;
     }
     for (int attempt = 0; attempt < 2; ++attempt) {
-        if (file_.read(reinterpret_cast<char*>(picture.data()), sizeof picture)) {
+        if (file.read(reinterpret_cast<char*>(picture.data()), sizeof picture)) {
             return true;
         }
-        file_.clear();
-        file_.seekg(0);
+        file.clear();
+        file.seekg(0);
     }
     return false;
 }
 
 void Recorder::Open(const std::string& path) {
-    file_.close();
-    file_.clear();
+    file.close();
+    file.clear();
     if (path.empty()) {
         return;
     }
-    file_.open(path, std::ios::binary);
-    if (!file_) {
+    file.open(path, std::ios::binary);
+    if (!file) {
         Message("cannot record: " + path);
     }
 }
 
 void Recorder::Write(const Temperatures& picture) {
-    if (!file_.is_open()) {
+    if (!file.is_open()) {
         return;
     }
-    if (!file_.write(reinterpret_cast<const char*>(picture.data()), sizeof picture)) {
+    if (!file.write(reinterpret_cast<const char*>(picture.data()), sizeof picture)) {
         Message("the recording has ended: no room");
-        file_.close();
+        file.close();
     }
 }
 

@@ -21,7 +21,7 @@ public:
     bool Read(Temperatures& picture);
 
 private:
-    std::ifstream file_;
+    std::ifstream file;
 };
 
 /** Appends pictures to a new file. */
@@ -33,7 +33,7 @@ public:
     void Write(const Temperatures& picture);
 
 private:
-    std::ofstream file_;
+    std::ofstream file;
 };
 
 } // namespace kirosim

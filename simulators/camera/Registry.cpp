@@ -10,18 +10,18 @@ Registry& Registry::Instance() {
 }
 
 void Registry::Add(kirocamera_manager& manager) {
-    const std::lock_guard lock(mutex_);
-    managers_.push_back(&manager);
+    const std::lock_guard lock(mutex);
+    managers.push_back(&manager);
 }
 
 void Registry::Remove(kirocamera_manager& manager) {
-    const std::lock_guard lock(mutex_);
-    std::erase(managers_, &manager);
+    const std::lock_guard lock(mutex);
+    std::erase(managers, &manager);
 }
 
 kirocamera_manager* Registry::Latest() const {
-    const std::lock_guard lock(mutex_);
-    return managers_.empty() ? nullptr : managers_.back();
+    const std::lock_guard lock(mutex);
+    return managers.empty() ? nullptr : managers.back();
 }
 
 } // namespace kirosim

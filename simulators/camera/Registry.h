@@ -20,8 +20,8 @@ public:
     kirocamera_manager* Latest() const;
 
 private:
-    mutable std::mutex mutex_;
-    std::vector<kirocamera_manager*> managers_;
+    mutable std::mutex mutex;
+    std::vector<kirocamera_manager*> managers;
 };
 
 } // namespace kirosim

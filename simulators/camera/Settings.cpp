@@ -35,9 +35,9 @@ constexpr kirocamera_sim_identity_t DefaultIdentity{
 
 Settings::Settings() {
     for (const char* function : Functions) {
-        results_.emplace(function, 0);
+        results.emplace(function, 0);
     }
-    frames_.identity = DefaultIdentity;
+    frames.identity = DefaultIdentity;
 }
 
 Settings& Settings::Instance() {
@@ -48,60 +48,60 @@ Settings& Settings::Instance() {
 }
 
 void Settings::Reset() {
-    const std::lock_guard lock(mutex_);
-    manual_ = false;
-    factory_.reset();
-    for (auto& [function, result] : results_) {
+    const std::lock_guard lock(mutex);
+    manual = false;
+    factory.reset();
+    for (auto& [function, result] : results) {
         result = 0;
     }
-    frames_ = {};
-    frames_.identity = DefaultIdentity;
-    ++frameVersion_;
+    frames = {};
+    frames.identity = DefaultIdentity;
+    ++frameVersion;
 }
 
 kirocamera_sim_identity_t Settings::Identity() const {
-    const std::lock_guard lock(mutex_);
-    return frames_.identity;
+    const std::lock_guard lock(mutex);
+    return frames.identity;
 }
 
 void Settings::SetIdentity(const kirocamera_sim_identity_t& identity) {
-    const std::lock_guard lock(mutex_);
-    frames_.identity = identity;
-    frames_.identity.chip_id[KIROCAMERA_TEXT_SIZE - 1] = '\0';
-    frames_.identity.serial_number[KIROCAMERA_TEXT_SIZE - 1] = '\0';
-    ++frameVersion_;
+    const std::lock_guard lock(mutex);
+    frames.identity = identity;
+    frames.identity.chip_id[KIROCAMERA_TEXT_SIZE - 1] = '\0';
+    frames.identity.serial_number[KIROCAMERA_TEXT_SIZE - 1] = '\0';
+    ++frameVersion;
 }
 
 FactorySettings Settings::Factory() const {
-    const std::lock_guard lock(mutex_);
-    if (factory_) {
-        return *factory_;
+    const std::lock_guard lock(mutex);
+    if (factory) {
+        return *factory;
     }
-    FactorySettings factory;
-    for (std::uint32_t i = 0; i < factory.size(); ++i) {
-        factory[i] = KIROCAMERA_SIM_FACTORY_BYTE(i);
+    FactorySettings made;
+    for (std::uint32_t i = 0; i < made.size(); ++i) {
+        made[i] = KIROCAMERA_SIM_FACTORY_BYTE(i);
     }
-    return factory;
+    return made;
 }
 
 void Settings::SetFactory(const std::uint8_t* data) {
-    const std::lock_guard lock(mutex_);
-    factory_.reset();
+    const std::lock_guard lock(mutex);
+    factory.reset();
     if (data != nullptr) {
-        std::memcpy(factory_.emplace().data(), data, factory_->size());
+        std::memcpy(factory.emplace().data(), data, factory->size());
     }
 }
 
 kirocamera_error_t Settings::Result(std::string_view function) const {
-    const std::lock_guard lock(mutex_);
-    const auto entry = results_.find(function);
-    return entry == results_.end() ? 0 : entry->second;
+    const std::lock_guard lock(mutex);
+    const auto entry = results.find(function);
+    return entry == results.end() ? 0 : entry->second;
 }
 
 bool Settings::SetResult(std::string_view function, kirocamera_error_t result) {
-    const std::lock_guard lock(mutex_);
-    const auto entry = results_.find(function);
-    if (entry == results_.end()) {
+    const std::lock_guard lock(mutex);
+    const auto entry = results.find(function);
+    if (entry == results.end()) {
         return false;
     }
     entry->second = result;
@@ -109,45 +109,45 @@ bool Settings::SetResult(std::string_view function, kirocamera_error_t result) {
 }
 
 FrameSettings Settings::Frames() const {
-    const std::lock_guard lock(mutex_);
-    return frames_;
+    const std::lock_guard lock(mutex);
+    return frames;
 }
 
 bool Settings::SetHeader(std::uint32_t offset, std::span<const std::uint8_t> bytes) {
-    if (offset > frames_.headerBytes.size() || bytes.size() > frames_.headerBytes.size() - offset) {
+    if (offset > frames.headerBytes.size() || bytes.size() > frames.headerBytes.size() - offset) {
         return false;
     }
-    const std::lock_guard lock(mutex_);
-    std::copy(bytes.begin(), bytes.end(), frames_.headerBytes.begin() + offset);
+    const std::lock_guard lock(mutex);
+    std::copy(bytes.begin(), bytes.end(), frames.headerBytes.begin() + offset);
     for (std::size_t i = 0; i < bytes.size(); ++i) {
-        frames_.headerMask.set(offset + i);
+        frames.headerMask.set(offset + i);
     }
-    ++frameVersion_;
+    ++frameVersion;
     return true;
 }
 
 void Settings::SetGeometry(std::optional<kiroframe_t> geometry) {
-    const std::lock_guard lock(mutex_);
-    frames_.geometry = geometry;
-    ++frameVersion_;
+    const std::lock_guard lock(mutex);
+    frames.geometry = geometry;
+    ++frameVersion;
 }
 
 void Settings::SetMisalignment(std::uint32_t bytes) {
-    const std::lock_guard lock(mutex_);
-    frames_.misalignment = bytes;
-    ++frameVersion_;
+    const std::lock_guard lock(mutex);
+    frames.misalignment = bytes;
+    ++frameVersion;
 }
 
 void Settings::SetPlayed(std::string path) {
-    const std::lock_guard lock(mutex_);
-    frames_.played = std::move(path);
-    ++frameVersion_;
+    const std::lock_guard lock(mutex);
+    frames.played = std::move(path);
+    ++frameVersion;
 }
 
 void Settings::SetRecorded(std::string path) {
-    const std::lock_guard lock(mutex_);
-    frames_.recorded = std::move(path);
-    ++frameVersion_;
+    const std::lock_guard lock(mutex);
+    frames.recorded = std::move(path);
+    ++frameVersion;
 }
 
 } // namespace kirosim

@@ -37,8 +37,8 @@ public:
 
     void Reset();
 
-    bool Manual() const { return manual_; }
-    void SetManual(bool manual) { manual_ = manual; }
+    bool Manual() const { return manual; }
+    void SetManual(bool isManual) { manual = isManual; }
 
     kirocamera_sim_identity_t Identity() const;
     void SetIdentity(const kirocamera_sim_identity_t& identity);
@@ -51,7 +51,7 @@ public:
     bool SetResult(std::string_view function, kirocamera_error_t result);
 
     /** Changes with the frame settings, so that frames compare it without a lock and a copy. */
-    std::uint32_t FrameVersion() const { return frameVersion_; }
+    std::uint32_t FrameVersion() const { return frameVersion; }
     FrameSettings Frames() const;
     bool SetHeader(std::uint32_t offset, std::span<const std::uint8_t> bytes);
     void SetGeometry(std::optional<kiroframe_t> geometry);
@@ -62,12 +62,12 @@ public:
 private:
     Settings();
 
-    mutable std::mutex mutex_;
-    std::atomic<bool> manual_ = false;
-    std::atomic<std::uint32_t> frameVersion_ = 1;
-    std::optional<FactorySettings> factory_;
-    std::map<std::string, kirocamera_error_t, std::less<>> results_;
-    FrameSettings frames_;
+    mutable std::mutex mutex;
+    std::atomic<bool> manual = false;
+    std::atomic<std::uint32_t> frameVersion = 1;
+    std::optional<FactorySettings> factory;
+    std::map<std::string, kirocamera_error_t, std::less<>> results;
+    FrameSettings frames;
 };
 
 } // namespace kirosim

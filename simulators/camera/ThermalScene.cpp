@@ -34,27 +34,27 @@ void ThermalScene::Update(std::uint64_t nanoseconds) {
     constexpr std::uint64_t ScenePeriod = 120;
     const auto seconds =
         static_cast<float>(nanoseconds % (ScenePeriod * 1'000'000'000U) / 1000U) * 1e-6F;
-    ambient_ =
+    ambient =
         static_cast<CentiDegrees>(RoomTemperature + std::lround(40.0F * Wave(nanoseconds, 600)));
-    differences_ = room_;
+    differences = room;
     DrawHotSpot(seconds);
     DrawBody(seconds);
 }
 
 void ThermalScene::Show(const Temperatures& picture) {
-    ambient_ = RoomTemperature;
+    ambient = RoomTemperature;
     const auto difference = [](CentiDegrees temperature) {
         return static_cast<CentiDegrees>(std::max(temperature - RoomTemperature, INT16_MIN));
     };
-    std::transform(picture.begin(), picture.end(), differences_.begin(), difference);
+    std::transform(picture.begin(), picture.end(), differences.begin(), difference);
 }
 
 Temperatures ThermalScene::Picture() const {
     Temperatures picture;
     const auto sum = [this](CentiDegrees difference) {
-        return static_cast<CentiDegrees>(std::clamp(difference + ambient_, INT16_MIN, INT16_MAX));
+        return static_cast<CentiDegrees>(std::clamp(difference + ambient, INT16_MIN, INT16_MAX));
     };
-    std::transform(differences_.begin(), differences_.end(), picture.begin(), sum);
+    std::transform(differences.begin(), differences.end(), picture.begin(), sum);
     return picture;
 }
 
@@ -77,26 +77,26 @@ void ThermalScene::DrawBody(float seconds) {
         const Point thigh{hip.x + side * 3.5F, hip.y};
         const Point knee = reach(thigh, leg, 22.0F);
         const Point ankle = reach(knee, leg * 0.6F - 0.1F * effort, 22.0F);
-        DrawCapsule(thigh, knee, 6.5F, 620, skin_);
-        DrawCapsule(knee, ankle, 4.5F, 480, skin_);
+        DrawCapsule(thigh, knee, 6.5F, 620, skin);
+        DrawCapsule(knee, ankle, 4.5F, 480, skin);
 
         const Point shoulder{neck.x + side * 9.5F, neck.y + 6.0F};
         const Point elbow = reach(shoulder, -leg + side * 0.15F, 16.0F);
         const Point hand = reach(elbow, -leg * 1.3F, 15.0F);
-        DrawCapsule(shoulder, elbow, 4.2F, 640, skin_);
-        DrawCapsule(elbow, hand, 3.4F, 900, skin_);
+        DrawCapsule(shoulder, elbow, 4.2F, 640, skin);
+        DrawCapsule(elbow, hand, 3.4F, 900, skin);
     }
-    DrawCapsule({neck.x, neck.y + 10.0F}, hip, 10.0F, 760, skin_);
-    DrawCapsule({neck.x, neck.y - 2.0F}, {neck.x, neck.y + 5.0F}, 4.0F, 1130, skin_);
-    DrawCapsule({neck.x, neck.y - 14.0F}, {neck.x, neck.y - 10.0F}, 7.2F, 900, skin_);
-    DrawCapsule({neck.x, neck.y - 11.0F}, {neck.x, neck.y - 6.0F}, 5.8F, 1210, skin_);
+    DrawCapsule({neck.x, neck.y + 10.0F}, hip, 10.0F, 760, skin);
+    DrawCapsule({neck.x, neck.y - 2.0F}, {neck.x, neck.y + 5.0F}, 4.0F, 1130, skin);
+    DrawCapsule({neck.x, neck.y - 14.0F}, {neck.x, neck.y - 10.0F}, 7.2F, 900, skin);
+    DrawCapsule({neck.x, neck.y - 11.0F}, {neck.x, neck.y - 6.0F}, 5.8F, 1210, skin);
 }
 
 void ThermalScene::DrawHotSpot(float seconds) {
     const Point middle{134.0F + 4.0F * std::cos(Tau * seconds / 12.0F),
                        80.0F + 3.0F * std::sin(Tau * seconds / 6.0F)};
     const int warmth = static_cast<int>(4600.0F + 600.0F * std::sin(Tau * seconds / 5.0F));
-    DrawCapsule(middle, {middle.x, middle.y + 5.0F}, 8.0F, warmth, glow_);
+    DrawCapsule(middle, {middle.x, middle.y + 5.0F}, 8.0F, warmth, glow);
 }
 
 void ThermalScene::DrawCapsule(Point from, Point to, float radius, int warmth,
@@ -123,7 +123,7 @@ void ThermalScene::DrawCapsule(Point from, Point to, float radius, int warmth,
         const int py = y * SubPixels + SubPixels / 2 - ay;
         int px = left * SubPixels + SubPixels / 2 - ax;
         int foot = static_cast<int>(((px * dx + py * dy) * perLength2) >> 16);
-        CentiDegrees* const line = &differences_[static_cast<std::size_t>(y) * SceneWidth];
+        CentiDegrees* const line = &differences[static_cast<std::size_t>(y) * SceneWidth];
         for (int x = left; x < right; ++x, px += SubPixels, foot += footStep) {
             const int along = std::clamp(foot, 0, 1 << 16);
             const int qx = px - ((dx * along) >> 16);
@@ -140,7 +140,7 @@ void ThermalScene::DrawCapsule(Point from, Point to, float radius, int warmth,
 }
 
 Temperatures ThermalScene::Room() {
-    Temperatures room{};
+    Temperatures made{};
     for (int y = 0; y < SceneHeight; ++y) {
         for (int x = 0; x < SceneWidth; ++x) {
             // Warm air gathers below the ceiling; the floor is cooler, and lighter to the front.
@@ -155,11 +155,11 @@ Temperatures ThermalScene::Room() {
             if (radiator) {
                 value = (x - 6) % 4 < 3 ? 520 - 5 * (y - 68) : 330;
             }
-            room[static_cast<std::size_t>(y) * SceneWidth + static_cast<std::size_t>(x)] =
+            made[static_cast<std::size_t>(y) * SceneWidth + static_cast<std::size_t>(x)] =
                 static_cast<CentiDegrees>(value);
         }
     }
-    return room;
+    return made;
 }
 
 ThermalScene::Profile ThermalScene::SkinProfile() {

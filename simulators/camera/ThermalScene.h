@@ -36,8 +36,8 @@ public:
     /** The picture. */
     Temperatures Picture() const;
     /** Differences from the ambient temperature, line by line. */
-    const Temperatures& Differences() const { return differences_; }
-    CentiDegrees Ambient() const { return ambient_; }
+    const Temperatures& Differences() const { return differences; }
+    CentiDegrees Ambient() const { return ambient; }
 
 private:
     static constexpr CentiDegrees RoomTemperature = 2200;
@@ -57,11 +57,11 @@ private:
     static Profile SkinProfile();
     static Profile GlowProfile();
 
-    const Temperatures room_ = Room();
-    const Profile skin_ = SkinProfile();
-    const Profile glow_ = GlowProfile();
-    Temperatures differences_{};
-    CentiDegrees ambient_ = RoomTemperature;
+    const Temperatures room = Room();
+    const Profile skin = SkinProfile();
+    const Profile glow = GlowProfile();
+    Temperatures differences{};
+    CentiDegrees ambient = RoomTemperature;
 };
 
 } // namespace kirosim

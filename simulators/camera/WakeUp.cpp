@@ -9,23 +9,23 @@
 
 namespace kirosim {
 
-WakeUp::WakeUp() : descriptor_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-    if (descriptor_ < 0) {
+WakeUp::WakeUp() : descriptor(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+    if (descriptor < 0) {
         throw std::system_error(errno, std::generic_category(), "eventfd");
     }
 }
 
 WakeUp::~WakeUp() {
-    ::close(descriptor_);
+    ::close(descriptor);
 }
 
 void WakeUp::Signal() {
-    ::eventfd_write(descriptor_, 1);
+    ::eventfd_write(descriptor, 1);
 }
 
 void WakeUp::Clear() {
     eventfd_t count = 0;
-    ::eventfd_read(descriptor_, &count);
+    ::eventfd_read(descriptor, &count);
 }
 
 } // namespace kirosim

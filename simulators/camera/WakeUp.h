@@ -14,13 +14,13 @@ public:
     WakeUp& operator=(const WakeUp&) = delete;
 
     /** Descriptor to poll for input. */
-    int Descriptor() const { return descriptor_; }
+    int Descriptor() const { return descriptor; }
     void Signal();
     /** Clears all signals so far. */
     void Clear();
 
 private:
-    int descriptor_;
+    int descriptor;
 };
 
 } // namespace kirosim

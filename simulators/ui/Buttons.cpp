@@ -16,47 +16,47 @@ constexpr std::int64_t doubleClickGap = 400; ///< between the end of a click and
 } // namespace
 
 bool ClickDetector::Down(std::int64_t now) {
-    if (downAt_) {
+    if (downAt) {
         return false;
     }
-    downAt_ = now;
-    continues_ = clickedAt_ && now - *clickedAt_ <= doubleClickGap;
-    clickedAt_.reset();
+    downAt = now;
+    continues = clickedAt && now - *clickedAt <= doubleClickGap;
+    clickedAt.reset();
     return true;
 }
 
 std::optional<ClickDetector::Release> ClickDetector::Up(std::int64_t now) {
-    if (!downAt_) {
+    if (!downAt) {
         return std::nullopt;
     }
     Release release;
-    release.click = now - *downAt_ < longestClick;
-    release.doubleClick = release.click && continues_;
+    release.click = now - *downAt < longestClick;
+    release.doubleClick = release.click && continues;
     // A third click starts a new sequence.
     if (release.click && !release.doubleClick) {
-        clickedAt_ = now;
+        clickedAt = now;
     }
-    downAt_.reset();
+    downAt.reset();
     return release;
 }
 
 std::optional<std::int64_t> ClickDetector::Held(std::int64_t now) const {
-    return downAt_ ? std::optional(now - *downAt_) : std::nullopt;
+    return downAt ? std::optional(now - *downAt) : std::nullopt;
 }
 
-Buttons::Buttons(const Clock& clock, SharedState& state, EventTable& events)
-    : clock_(clock), state_(state), events_(events), timer_(clock, [this] {
+Buttons::Buttons(const Clock& source, SharedState& shared, EventTable& table)
+    : clock(source), state(shared), events(table), timer(source, [this] {
           if (TakeLongPress()) {
-              events_.Raise(VANTORELUI_EVENT_POWER_OFF);
+              events.Raise(VANTORELUI_EVENT_POWER_OFF);
           }
       }) {}
 
 void Buttons::PowerDown() {
-    const std::lock_guard lock(mutex_);
-    const std::int64_t now = clock_.Now();
-    if (power_.Down(now)) {
-        powerOffRaised_ = false;
-        timer_.Arm(now + longPress);
+    const std::lock_guard lock(mutex);
+    const std::int64_t now = clock.Now();
+    if (power.Down(now)) {
+        powerOffRaised = false;
+        timer.Arm(now + longPress);
     }
 }
 
@@ -65,73 +65,73 @@ void Buttons::PowerUp() {
     const bool wasLong = TakeLongPress();
     std::optional<ClickDetector::Release> release;
     {
-        const std::lock_guard lock(mutex_);
-        timer_.Disarm();
-        release = power_.Up(clock_.Now());
+        const std::lock_guard lock(mutex);
+        timer.Disarm();
+        release = power.Up(clock.Now());
     }
     if (wasLong) {
-        events_.Raise(VANTORELUI_EVENT_POWER_OFF);
+        events.Raise(VANTORELUI_EVENT_POWER_OFF);
     } else if (release && release->doubleClick) {
-        events_.Raise(VANTORELUI_SIM_EVENT_POWER_DOUBLE_CLICK);
+        events.Raise(VANTORELUI_SIM_EVENT_POWER_DOUBLE_CLICK);
     }
 }
 
 /** True once for a press of the power button that has become long. */
 bool Buttons::TakeLongPress() {
-    const std::lock_guard lock(mutex_);
-    const auto held = power_.Held(clock_.Now());
-    if (!held || *held < longPress || powerOffRaised_) {
+    const std::lock_guard lock(mutex);
+    const auto held = power.Held(clock.Now());
+    if (!held || *held < longPress || powerOffRaised) {
         return false;
     }
-    powerOffRaised_ = true;
+    powerOffRaised = true;
     return true;
 }
 
 void Buttons::TorchDown() {
-    const std::lock_guard lock(mutex_);
-    torch_.Down(clock_.Now());
+    const std::lock_guard lock(mutex);
+    torch.Down(clock.Now());
 }
 
 void Buttons::TorchUp() {
     std::optional<ClickDetector::Release> release;
     {
-        const std::lock_guard lock(mutex_);
-        release = torch_.Up(clock_.Now());
+        const std::lock_guard lock(mutex);
+        release = torch.Up(clock.Now());
     }
     if (!release || !release->click) {
         return;
     }
     // The torch switches at every click, so that a double click leaves it as it was.
-    const bool lit = state_.Modify([](UiState& state) { return state.torchLit = !state.torchLit; });
-    events_.Raise(lit ? VANTORELUI_EVENT_TORCH_ON : VANTORELUI_EVENT_TORCH_OFF);
+    const bool lit = state.Modify([](UiState& ui) { return ui.torchLit = !ui.torchLit; });
+    events.Raise(lit ? VANTORELUI_EVENT_TORCH_ON : VANTORELUI_EVENT_TORCH_OFF);
     if (release->doubleClick) {
-        events_.Raise(VANTORELUI_SIM_EVENT_TORCH_DOUBLE_CLICK);
+        events.Raise(VANTORELUI_SIM_EVENT_TORCH_DOUBLE_CLICK);
     }
 }
 
 void Buttons::PinholeDown() {
-    const std::lock_guard lock(mutex_);
-    pinhole_.Down(clock_.Now());
+    const std::lock_guard lock(mutex);
+    pinhole.Down(clock.Now());
 }
 
 void Buttons::PinholeUp() {
     {
-        const std::lock_guard lock(mutex_);
-        if (!pinhole_.Up(clock_.Now())) {
+        const std::lock_guard lock(mutex);
+        if (!pinhole.Up(clock.Now())) {
             return;
         }
     }
-    state_.Modify([](UiState& state) { state.fahrenheit = !state.fahrenheit; });
-    events_.Raise(VANTORELUI_EVENT_UNITS_CHANGED);
+    state.Modify([](UiState& ui) { ui.fahrenheit = !ui.fahrenheit; });
+    events.Raise(VANTORELUI_EVENT_UNITS_CHANGED);
 }
 
 void Buttons::Reset() {
-    const std::lock_guard lock(mutex_);
-    timer_.Disarm();
-    power_ = {};
-    torch_ = {};
-    pinhole_ = {};
-    powerOffRaised_ = false;
+    const std::lock_guard lock(mutex);
+    timer.Disarm();
+    power = {};
+    torch = {};
+    pinhole = {};
+    powerOffRaised = false;
 }
 
 } // namespace vantorelui

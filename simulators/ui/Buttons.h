@@ -29,9 +29,9 @@ public:
     std::optional<std::int64_t> Held(std::int64_t now) const;
 
 private:
-    std::optional<std::int64_t> downAt_;
-    std::optional<std::int64_t> clickedAt_; ///< end of a click that may become a double click
-    bool continues_ = false;                ///< the current press followed a click quickly
+    std::optional<std::int64_t> downAt;
+    std::optional<std::int64_t> clickedAt; ///< end of a click that may become a double click
+    bool continues = false;                ///< the current press followed a click quickly
 };
 
 /**
@@ -40,7 +40,7 @@ private:
  */
 class Buttons {
 public:
-    Buttons(const Clock& clock, SharedState& state, EventTable& events);
+    Buttons(const Clock& source, SharedState& shared, EventTable& table);
 
     void PowerDown();
     void PowerUp();
@@ -50,21 +50,21 @@ public:
     void PinholeUp();
 
     /** Handles an advanced clock; returns when the handlers of all due events have returned. */
-    void Settle() { timer_.Settle(); }
+    void Settle() { timer.Settle(); }
     void Reset();
 
 private:
     bool TakeLongPress();
 
-    const Clock& clock_;
-    SharedState& state_;
-    EventTable& events_;
-    std::mutex mutex_;
-    ClickDetector power_;
-    ClickDetector torch_;
-    ClickDetector pinhole_;
-    bool powerOffRaised_ = false; ///< for the current press
-    HoldTimer timer_;
+    const Clock& clock;
+    SharedState& state;
+    EventTable& events;
+    std::mutex mutex;
+    ClickDetector power;
+    ClickDetector torch;
+    ClickDetector pinhole;
+    bool powerOffRaised = false; ///< for the current press
+    HoldTimer timer;
 };
 
 } // namespace vantorelui

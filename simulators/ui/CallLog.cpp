@@ -7,13 +7,13 @@
 
 namespace vantorelui {
 
-void CallLog::Switch(bool on) {
-    const std::lock_guard lock(mutex_);
-    if (on) {
-        calls_.clear();
-        count_ = 0;
+void CallLog::Switch(bool isOn) {
+    const std::lock_guard lock(mutex);
+    if (isOn) {
+        calls.clear();
+        count = 0;
     }
-    on_ = on;
+    on = isOn;
 }
 
 void CallLog::Record(const char* function, const CallArguments& arguments) {
@@ -26,26 +26,26 @@ void CallLog::Record(const char* function, const CallArguments& arguments) {
     call.pointer = arguments.pointer;
     call.thread = gettid();
 
-    const std::lock_guard lock(mutex_);
-    if (calls_.size() < VANTORELUI_SIM_LOG_CAPACITY) {
-        calls_.push_back(call);
+    const std::lock_guard lock(mutex);
+    if (calls.size() < VANTORELUI_SIM_LOG_CAPACITY) {
+        calls.push_back(call);
     } else {
-        calls_[count_ % VANTORELUI_SIM_LOG_CAPACITY] = call;
+        calls[count % VANTORELUI_SIM_LOG_CAPACITY] = call;
     }
-    ++count_;
+    ++count;
 }
 
 std::size_t CallLog::Count() const {
-    const std::lock_guard lock(mutex_);
-    return count_;
+    const std::lock_guard lock(mutex);
+    return count;
 }
 
 bool CallLog::Get(std::size_t index, vantorelui_sim_call_t& call) const {
-    const std::lock_guard lock(mutex_);
-    if (index >= count_ || count_ - index > calls_.size()) {
+    const std::lock_guard lock(mutex);
+    if (index >= count || count - index > calls.size()) {
         return false;
     }
-    call = calls_[index % VANTORELUI_SIM_LOG_CAPACITY];
+    call = calls[index % VANTORELUI_SIM_LOG_CAPACITY];
     return true;
 }
 

@@ -21,9 +21,9 @@ struct CallArguments {
 /** Records the application's calls; while switched off it costs one test per call. */
 class CallLog {
 public:
-    void Switch(bool on);
+    void Switch(bool isOn);
     void Add(const char* function, const CallArguments& arguments = {}) {
-        if (on_.load(std::memory_order_relaxed)) {
+        if (on.load(std::memory_order_relaxed)) {
             Record(function, arguments);
         }
     }
@@ -33,10 +33,10 @@ public:
 private:
     void Record(const char* function, const CallArguments& arguments);
 
-    std::atomic<bool> on_ = false;
-    mutable std::mutex mutex_;
-    std::vector<vantorelui_sim_call_t> calls_; ///< a ring once it is full
-    std::size_t count_ = 0;
+    std::atomic<bool> on = false;
+    mutable std::mutex mutex;
+    std::vector<vantorelui_sim_call_t> calls; ///< a ring once it is full
+    std::size_t count = 0;
 };
 
 } // namespace vantorelui

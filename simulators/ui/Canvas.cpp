@@ -62,17 +62,17 @@ Rect Around(Point least, Point most) {
 
 } // namespace
 
-Canvas::Canvas(int width, int height)
-    : width_(width),
-      height_(height),
-      clip_{0, 0, width, height},
-      pixels_(static_cast<std::size_t>(width) * static_cast<std::size_t>(height)) {}
+Canvas::Canvas(int columns, int rows)
+    : width(columns),
+      height(rows),
+      clip{0, 0, columns, rows},
+      pixels(static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows)) {}
 
 Rect Canvas::Clip(const Rect& area) const {
-    const int left = std::max(area.x, clip_.x);
-    const int top = std::max(area.y, clip_.y);
-    const int right = std::min(area.x + area.width, clip_.x + clip_.width);
-    const int bottom = std::min(area.y + area.height, clip_.y + clip_.height);
+    const int left = std::max(area.x, clip.x);
+    const int top = std::max(area.y, clip.y);
+    const int right = std::min(area.x + area.width, clip.x + clip.width);
+    const int bottom = std::min(area.y + area.height, clip.y + clip.height);
     return {left, top, std::max(0, right - left), std::max(0, bottom - top)};
 }
 

@@ -40,16 +40,16 @@ constexpr Color Mix(Color below, Color above, unsigned alpha) {
  */
 class Canvas {
 public:
-    Canvas(int width, int height);
+    Canvas(int columns, int rows);
 
-    int Width() const { return width_; }
-    int Height() const { return height_; }
-    std::uint32_t* Pixels() { return pixels_.data(); }
-    std::uint32_t* Row(int y) { return pixels_.data() + y * width_; }
+    int Width() const { return width; }
+    int Height() const { return height; }
+    std::uint32_t* Pixels() { return pixels.data(); }
+    std::uint32_t* Row(int y) { return pixels.data() + y * width; }
 
     /** Restricts drawing to an area until Unclip(); redraws a part of a larger shape. */
-    void ClipTo(const Rect& area) { clip_ = area; }
-    void Unclip() { clip_ = {0, 0, width_, height_}; }
+    void ClipTo(const Rect& area) { clip = area; }
+    void Unclip() { clip = {0, 0, width, height}; }
 
     void Fill(const Rect& area, Color color);
     /** Lays a colour over an area; `alpha` as in Mix(). */
@@ -70,10 +70,10 @@ private:
     template <typename Distance>
     void Shape(const Rect& bounds, Color color, Distance&& distance);
 
-    int width_;
-    int height_;
-    Rect clip_; ///< lies within the picture
-    std::vector<std::uint32_t> pixels_;
+    int width;
+    int height;
+    Rect clip; ///< lies within the picture
+    std::vector<std::uint32_t> pixels;
 };
 
 } // namespace vantorelui

@@ -7,16 +7,16 @@
 namespace vantorelui {
 
 std::int64_t Clock::Now() const {
-    if (manual_) {
-        return time_;
+    if (manual) {
+        return time;
     }
     const auto now = std::chrono::steady_clock::now().time_since_epoch();
     return std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
 }
 
 void Clock::MakeManual() {
-    time_ = 0;
-    manual_ = true;
+    time = 0;
+    manual = true;
 }
 
 } // namespace vantorelui

@@ -11,15 +11,15 @@ namespace vantorelui {
 class Clock {
 public:
     std::int64_t Now() const;
-    bool IsManual() const { return manual_; }
+    bool IsManual() const { return manual; }
     /** Sets the clock to 0 and stops it; only Advance() moves it then. */
     void MakeManual();
-    void MakeReal() { manual_ = false; }
-    void Advance(std::int64_t milliseconds) { time_ += milliseconds; }
+    void MakeReal() { manual = false; }
+    void Advance(std::int64_t milliseconds) { time += milliseconds; }
 
 private:
-    std::atomic<bool> manual_ = false;
-    std::atomic<std::int64_t> time_ = 0;
+    std::atomic<bool> manual = false;
+    std::atomic<std::int64_t> time = 0;
 };
 
 } // namespace vantorelui

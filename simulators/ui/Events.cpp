@@ -7,18 +7,18 @@
 namespace vantorelui {
 
 void EventTable::Register(int event, Handler handler, void* context) {
-    const std::lock_guard lock(mutex_);
-    if (event >= 0 && static_cast<std::size_t>(event) < entries_.size()) {
-        entries_[static_cast<std::size_t>(event)] = {handler, context};
+    const std::lock_guard lock(mutex);
+    if (event >= 0 && static_cast<std::size_t>(event) < entries.size()) {
+        entries[static_cast<std::size_t>(event)] = {handler, context};
     }
 }
 
 bool EventTable::Raise(int event) const {
     Entry entry;
     {
-        const std::lock_guard lock(mutex_);
-        if (event >= 0 && static_cast<std::size_t>(event) < entries_.size()) {
-            entry = entries_[static_cast<std::size_t>(event)];
+        const std::lock_guard lock(mutex);
+        if (event >= 0 && static_cast<std::size_t>(event) < entries.size()) {
+            entry = entries[static_cast<std::size_t>(event)];
         }
     }
     if (entry.handler == nullptr) {
@@ -29,8 +29,8 @@ bool EventTable::Raise(int event) const {
 }
 
 void EventTable::Reset() {
-    const std::lock_guard lock(mutex_);
-    entries_ = {};
+    const std::lock_guard lock(mutex);
+    entries = {};
 }
 
 } // namespace vantorelui

@@ -23,8 +23,8 @@ private:
         void* context = nullptr;
     };
 
-    mutable std::mutex mutex_;
-    std::array<Entry, 6> entries_;
+    mutable std::mutex mutex;
+    std::array<Entry, 6> entries;
 };
 
 } // namespace vantorelui

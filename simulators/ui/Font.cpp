@@ -42,19 +42,19 @@ struct Font::Typeface {
     float scale = 0;
 };
 
-Font::Font(const unsigned char* typeface, float size) : typeface_(std::make_unique<Typeface>()) {
-    stbtt_InitFont(&typeface_->info, typeface, stbtt_GetFontOffsetForIndex(typeface, 0));
-    typeface_->scale = stbtt_ScaleForMappingEmToPixels(&typeface_->info, size);
+Font::Font(const unsigned char* file, float size) : typeface(std::make_unique<Typeface>()) {
+    stbtt_InitFont(&typeface->info, file, stbtt_GetFontOffsetForIndex(file, 0));
+    typeface->scale = stbtt_ScaleForMappingEmToPixels(&typeface->info, size);
 }
 
 Font::~Font() = default;
 
 const Font::Glyph& Font::At(std::uint32_t codepoint) {
-    Glyph& glyph = glyphs_[codepoint < glyphs_.size() ? codepoint : replacement];
+    Glyph& glyph = glyphs[codepoint < glyphs.size() ? codepoint : replacement];
     if (!glyph.ready) {
-        const stbtt_fontinfo& info = typeface_->info;
-        const float scale = typeface_->scale;
-        const int index = stbtt_FindGlyphIndex(&info, static_cast<int>(&glyph - glyphs_.data()));
+        const stbtt_fontinfo& info = typeface->info;
+        const float scale = typeface->scale;
+        const int index = stbtt_FindGlyphIndex(&info, static_cast<int>(&glyph - glyphs.data()));
         int advance = 0;
         int bearing = 0;
         stbtt_GetGlyphHMetrics(&info, index, &advance, &bearing);

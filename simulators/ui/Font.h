@@ -20,8 +20,8 @@ enum class Align { Left, Center, Right };
  */
 class Font {
 public:
-    /** `typeface` is a TrueType file in memory that outlives the font; `size` is in pixels. */
-    Font(const unsigned char* typeface, float size);
+    /** `file` is a TrueType file in memory that outlives the font; `size` is in pixels. */
+    Font(const unsigned char* file, float size);
     ~Font();
     Font(const Font&) = delete;
     Font& operator=(const Font&) = delete;
@@ -46,8 +46,8 @@ private:
 
     const Glyph& At(std::uint32_t codepoint);
 
-    std::unique_ptr<Typeface> typeface_;
-    std::array<Glyph, 256> glyphs_;
+    std::unique_ptr<Typeface> typeface;
+    std::array<Glyph, 256> glyphs;
 };
 
 /** Every size of type that the screens use. */

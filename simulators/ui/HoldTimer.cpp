@@ -9,29 +9,29 @@
 
 namespace vantorelui {
 
-HoldTimer::HoldTimer(const Clock& clock, std::function<void()> expired)
-    : clock_(clock), expired_(std::move(expired)) {}
+HoldTimer::HoldTimer(const Clock& source, std::function<void()> action)
+    : clock(source), expired(std::move(action)) {}
 
-void HoldTimer::Arm(std::int64_t deadline) {
-    const std::lock_guard lock(mutex_);
-    if (!started_) {
+void HoldTimer::Arm(std::int64_t at) {
+    const std::lock_guard lock(mutex);
+    if (!started) {
         Start();
-        started_ = true;
+        started = true;
     }
-    deadline_ = deadline;
-    changed_.notify_all();
+    deadline = at;
+    changed.notify_all();
 }
 
 void HoldTimer::Disarm() {
-    const std::lock_guard lock(mutex_);
-    deadline_.reset();
-    changed_.notify_all();
+    const std::lock_guard lock(mutex);
+    deadline.reset();
+    changed.notify_all();
 }
 
 void HoldTimer::Settle() {
-    std::unique_lock lock(mutex_);
-    changed_.notify_all();
-    changed_.wait(lock, [this] { return !reporting_ && !IsDue(); });
+    std::unique_lock lock(mutex);
+    changed.notify_all();
+    changed.wait(lock, [this] { return !reporting && !IsDue(); });
 }
 
 void HoldTimer::Start() {
@@ -49,20 +49,20 @@ void HoldTimer::Start() {
 }
 
 void HoldTimer::Run() {
-    std::unique_lock lock(mutex_);
+    std::unique_lock lock(mutex);
     while (true) {
         if (IsDue()) {
-            deadline_.reset();
-            reporting_ = true;
+            deadline.reset();
+            reporting = true;
             lock.unlock();
-            expired_();
+            expired();
             lock.lock();
-            reporting_ = false;
-            changed_.notify_all();
-        } else if (deadline_ && !clock_.IsManual()) {
-            changed_.wait_for(lock, std::chrono::milliseconds(*deadline_ - clock_.Now()));
+            reporting = false;
+            changed.notify_all();
+        } else if (deadline && !clock.IsManual()) {
+            changed.wait_for(lock, std::chrono::milliseconds(*deadline - clock.Now()));
         } else {
-            changed_.wait(lock);
+            changed.wait(lock);
         }
     }
 }

@@ -22,9 +22,9 @@ namespace vantorelui {
  */
 class HoldTimer {
 public:
-    HoldTimer(const Clock& clock, std::function<void()> expired);
+    HoldTimer(const Clock& source, std::function<void()> action);
 
-    void Arm(std::int64_t deadline);
+    void Arm(std::int64_t at);
     void Disarm();
     /** Reads the clock again and returns when everything due has been reported. */
     void Settle();
@@ -32,15 +32,15 @@ public:
 private:
     void Start();
     [[noreturn]] void Run();
-    bool IsDue() const { return deadline_ && clock_.Now() >= *deadline_; }
+    bool IsDue() const { return deadline && clock.Now() >= *deadline; }
 
-    const Clock& clock_;
-    const std::function<void()> expired_;
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    std::optional<std::int64_t> deadline_;
-    bool started_ = false;
-    bool reporting_ = false;
+    const Clock& clock;
+    const std::function<void()> expired;
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::optional<std::int64_t> deadline;
+    bool started = false;
+    bool reporting = false;
 };
 
 } // namespace vantorelui

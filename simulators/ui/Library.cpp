@@ -10,13 +10,13 @@ Library& Library::Get() {
 }
 
 Library::RenderControl Library::Control() const {
-    const std::lock_guard lock(controlMutex_);
-    return control_;
+    const std::lock_guard lock(controlMutex);
+    return control;
 }
 
 std::uint32_t* Library::Render() {
-    if (const RenderControl control = Control(); control.hook != nullptr) {
-        control.hook(control.context);
+    if (const RenderControl current = Control(); current.hook != nullptr) {
+        current.hook(current.context);
     }
     // Read again: the hook may have waited until the test had set another image.
     if (const auto image = Control().image) {
@@ -26,14 +26,14 @@ std::uint32_t* Library::Render() {
 }
 
 void Library::SetRenderImage(std::optional<std::uint32_t*> image) {
-    const std::lock_guard lock(controlMutex_);
-    control_.image = image;
+    const std::lock_guard lock(controlMutex);
+    control.image = image;
 }
 
 void Library::SetRenderHook(void (*hook)(void*), void* context) {
-    const std::lock_guard lock(controlMutex_);
-    control_.hook = hook;
-    control_.context = context;
+    const std::lock_guard lock(controlMutex);
+    control.hook = hook;
+    control.context = context;
 }
 
 void Library::Reset() {

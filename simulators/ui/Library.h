@@ -44,8 +44,8 @@ private:
 
     RenderControl Control() const;
 
-    mutable std::mutex controlMutex_;
-    RenderControl control_;
+    mutable std::mutex controlMutex;
+    RenderControl control;
 };
 
 } // namespace vantorelui

@@ -28,7 +28,7 @@ Rect Segment(int index) {
 
 void IdentityFooter::Refresh(Scene& scene) {
     const UiState& state = scene.state;
-    if (!shown_.Changes({state.sku, state.version})) {
+    if (!shown.Changes({state.sku, state.version})) {
         return;
     }
     scene.canvas.Fill({0, 580, theme::width, 60}, theme::background);
@@ -46,11 +46,11 @@ void SplashScreen::Enter(Scene& scene) {
     DrawPaletteStrip(canvas, {60, 360, 360, 4});
     scene.fonts.label.Draw(canvas, {middle, 392}, "HANDHELD THERMAL IMAGING", theme::muted,
                            Align::Center, 4);
-    footer_.Forget();
+    footer.Forget();
 }
 
 void SplashScreen::Refresh(Scene& scene) {
-    footer_.Refresh(scene);
+    footer.Refresh(scene);
 }
 
 void ChargingScreen::Enter(Scene& scene) {
@@ -62,35 +62,35 @@ void ChargingScreen::Enter(Scene& scene) {
                        theme::background);
     DrawFlash(canvas, batteryCenter, flashHeight, theme::text);
     scene.fonts.display.Prepare("0123456789- %");
-    level_.Forget();
-    footer_.Forget();
-    std::for_each(colors_.begin(), colors_.end(), [](auto& color) { color.Forget(); });
+    level.Forget();
+    footer.Forget();
+    std::for_each(colors.begin(), colors.end(), [](auto& color) { color.Forget(); });
 }
 
 void ChargingScreen::Refresh(Scene& scene) {
     constexpr std::int64_t step = 220; // milliseconds from one segment to the next
-    const auto& level = scene.state.battery;
-    const int filled = level ? (*level * segments + 50) / 100 : 0;
+    const auto& battery = scene.state.battery;
+    const int filled = battery ? (*battery * segments + 50) / 100 : 0;
     // The light moves from the filled segments to the top and stays there for one step.
     const int lit = filled + static_cast<int>(scene.milliseconds / step % (segments - filled + 2));
-    const Color color = level ? BatteryColor(*level) : theme::muted;
+    const Color color = battery ? BatteryColor(*battery) : theme::muted;
     for (int i = 0; i < segments; ++i) {
         const Color shade = i < filled ? color
                             : i < lit  ? Mix(theme::background, color, 90)
                                        : theme::panel;
-        if (colors_[static_cast<std::size_t>(i)].Changes(shade)) {
+        if (colors[static_cast<std::size_t>(i)].Changes(shade)) {
             DrawSegment(scene, i, shade);
         }
     }
-    if (level_.Changes(level)) {
-        const bool full = level && *level >= 100;
+    if (level.Changes(battery)) {
+        const bool full = battery && *battery >= 100;
         scene.canvas.Fill({0, 446, theme::width, 124}, theme::background);
-        scene.fonts.display.Draw(scene.canvas, {middle, 508}, Readout::Percent(level).View(),
+        scene.fonts.display.Draw(scene.canvas, {middle, 508}, Readout::Percent(battery).View(),
                                  theme::text, Align::Center);
         scene.fonts.label.Draw(scene.canvas, {middle, 546}, full ? "FULLY CHARGED" : "CHARGING",
                                full ? theme::good : theme::muted, Align::Center, 4);
     }
-    footer_.Refresh(scene);
+    footer.Refresh(scene);
 }
 
 /** Draws a segment with its part of the flash, whose soft edge must not be drawn over itself. */
@@ -111,11 +111,11 @@ void ErrorScreen::Enter(Scene& scene) {
     scene.fonts.body.Draw(canvas, {middle, 422}, "Insert a charged battery", theme::muted,
                           Align::Center);
     scene.fonts.body.Draw(canvas, {middle, 448}, "to use the camera.", theme::muted, Align::Center);
-    footer_.Forget();
+    footer.Forget();
 }
 
 void ErrorScreen::Refresh(Scene& scene) {
-    footer_.Refresh(scene);
+    footer.Refresh(scene);
 }
 
 } // namespace vantorelui

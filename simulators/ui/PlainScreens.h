@@ -12,7 +12,7 @@ namespace vantorelui {
 /** SKU and version at the bottom of the screens without a live picture. */
 class IdentityFooter {
 public:
-    void Forget() { shown_.Forget(); }
+    void Forget() { shown.Forget(); }
     void Refresh(Scene& scene);
 
 private:
@@ -21,7 +21,7 @@ private:
         FixedText<64> version;
         bool operator==(const Identity&) const = default;
     };
-    Shown<Identity> shown_;
+    Shown<Identity> shown;
 };
 
 /** The product's name, until the camera delivers. */
@@ -31,7 +31,7 @@ public:
     void Refresh(Scene& scene) override;
 
 private:
-    IdentityFooter footer_;
+    IdentityFooter footer;
 };
 
 /** A battery that fills. */
@@ -45,9 +45,9 @@ private:
 
     void DrawSegment(Scene& scene, int index, Color color) const;
 
-    Shown<std::optional<std::uint8_t>> level_;
-    std::array<Shown<Color>, segments> colors_;
-    IdentityFooter footer_;
+    Shown<std::optional<std::uint8_t>> level;
+    std::array<Shown<Color>, segments> colors;
+    IdentityFooter footer;
 };
 
 /** There is no battery. */
@@ -57,7 +57,7 @@ public:
     void Refresh(Scene& scene) override;
 
 private:
-    IdentityFooter footer_;
+    IdentityFooter footer;
 };
 
 } // namespace vantorelui

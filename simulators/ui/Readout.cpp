@@ -18,27 +18,27 @@ constexpr float limit = 9999; ///< beyond every sensor; keeps the text within it
 Readout Readout::Temperature(std::optional<float> celsius, bool fahrenheit) {
     const char* unit = fahrenheit ? "\u00B0F" : "\u00B0C";
     Readout readout;
-    int length = 0;
+    int written = 0;
     if (celsius && std::isfinite(*celsius)) {
         const float shown = fahrenheit ? *celsius * 1.8F + 32 : *celsius;
         // Whole tenths: cheaper than printing floating point, and never "-0.0".
         const long tenths = std::lround(std::clamp(shown, -limit, limit) * 10);
-        length = std::snprintf(readout.text_.data(), readout.text_.size(), "%s%ld.%ld %s",
-                               tenths < 0 ? "-" : "", std::labs(tenths) / 10,
-                               std::labs(tenths) % 10, unit);
+        written = std::snprintf(readout.text.data(), readout.text.size(), "%s%ld.%ld %s",
+                                tenths < 0 ? "-" : "", std::labs(tenths) / 10,
+                                std::labs(tenths) % 10, unit);
     } else {
-        length = std::snprintf(readout.text_.data(), readout.text_.size(), "--.- %s", unit);
+        written = std::snprintf(readout.text.data(), readout.text.size(), "--.- %s", unit);
     }
-    readout.length_ = std::min(static_cast<std::size_t>(length), readout.text_.size() - 1);
+    readout.length = std::min(static_cast<std::size_t>(written), readout.text.size() - 1);
     return readout;
 }
 
 Readout Readout::Percent(std::optional<std::uint8_t> level) {
     Readout readout;
-    const int length =
-        level ? std::snprintf(readout.text_.data(), readout.text_.size(), "%d %%", *level)
-              : std::snprintf(readout.text_.data(), readout.text_.size(), "-- %%");
-    readout.length_ = std::min(static_cast<std::size_t>(length), readout.text_.size() - 1);
+    const int written =
+        level ? std::snprintf(readout.text.data(), readout.text.size(), "%d %%", *level)
+              : std::snprintf(readout.text.data(), readout.text.size(), "-- %%");
+    readout.length = std::min(static_cast<std::size_t>(written), readout.text.size() - 1);
     return readout;
 }
 

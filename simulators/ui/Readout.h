@@ -17,12 +17,12 @@ public:
     static Readout Temperature(std::optional<float> celsius, bool fahrenheit);
     static Readout Percent(std::optional<std::uint8_t> level);
 
-    std::string_view View() const { return {text_.data(), length_}; }
+    std::string_view View() const { return {text.data(), length}; }
     bool operator==(const Readout& other) const { return View() == other.View(); }
 
 private:
-    std::array<char, 20> text_{};
-    std::size_t length_ = 0;
+    std::array<char, 20> text{};
+    std::size_t length = 0;
 };
 
 } // namespace vantorelui

@@ -6,35 +6,35 @@
 
 namespace vantorelui {
 
-Renderer::Renderer() : canvas_(theme::width, theme::height) {}
+Renderer::Renderer() : canvas(theme::width, theme::height) {}
 
 std::uint32_t* Renderer::Render(const SharedState& shared, std::int64_t milliseconds) {
-    shared.Refresh(state_, generation_);
-    Screen* const screen = Find(state_.screen);
+    shared.Refresh(state, generation);
+    Screen* const screen = Find(state.screen);
     if (screen == nullptr) {
         return nullptr;
     }
-    Scene scene{canvas_, fonts_, thermal_, state_, milliseconds};
-    if (shown_ != state_.screen) {
+    Scene scene{canvas, fonts, thermal, state, milliseconds};
+    if (shown != state.screen) {
         screen->Enter(scene);
-        shown_ = state_.screen;
+        shown = state.screen;
     }
     screen->Refresh(scene);
-    return canvas_.Pixels();
+    return canvas.Pixels();
 }
 
 Screen* Renderer::Find(ScreenId id) {
     switch (id) {
     case ScreenId::Splash:
-        return &splash_;
+        return &splash;
     case ScreenId::Thermal:
-        return &thermalScreen_;
+        return &thermalScreen;
     case ScreenId::Charging:
-        return &charging_;
+        return &charging;
     case ScreenId::Update:
-        return &update_;
+        return &update;
     case ScreenId::Error:
-        return &error_;
+        return &error;
     case ScreenId::None:
         break;
     }
@@ -42,8 +42,8 @@ Screen* Renderer::Find(ScreenId id) {
 }
 
 void Renderer::Reset() {
-    thermal_.Clear();
-    shown_ = ScreenId::None;
+    thermal.Clear();
+    shown = ScreenId::None;
 }
 
 } // namespace vantorelui

@@ -19,7 +19,7 @@ class Renderer {
 public:
     Renderer();
 
-    void UpdateThermalImage(const std::uint8_t* pixels) { thermal_.Update(pixels); }
+    void UpdateThermalImage(const std::uint8_t* pixels) { thermal.Update(pixels); }
     /** The current image; null while no screen is selected. */
     std::uint32_t* Render(const SharedState& shared, std::int64_t milliseconds);
     void Reset();
@@ -27,17 +27,17 @@ public:
 private:
     Screen* Find(ScreenId id);
 
-    Canvas canvas_;
-    Fonts fonts_;
-    ThermalView thermal_;
-    SplashScreen splash_;
-    ThermalScreen thermalScreen_;
-    ChargingScreen charging_;
-    UpdateScreen update_;
-    ErrorScreen error_;
-    UiState state_;
-    std::uint64_t generation_ = 0; ///< of the state in `state_`
-    ScreenId shown_ = ScreenId::None;
+    Canvas canvas;
+    Fonts fonts;
+    ThermalView thermal;
+    SplashScreen splash;
+    ThermalScreen thermalScreen;
+    ChargingScreen charging;
+    UpdateScreen update;
+    ErrorScreen error;
+    UiState state;
+    std::uint64_t generation = 0; ///< of the state in `state`
+    ScreenId shown = ScreenId::None;
 };
 
 } // namespace vantorelui

@@ -26,17 +26,17 @@ template <typename Content>
 class Shown {
 public:
     /** Takes over the content; true when it differs from what was drawn. */
-    bool Changes(const Content& content) {
-        if (content_ == content) {
+    bool Changes(const Content& next) {
+        if (content == next) {
             return false;
         }
-        content_ = content;
+        content = next;
         return true;
     }
-    void Forget() { content_.reset(); }
+    void Forget() { content.reset(); }
 
 private:
-    std::optional<Content> content_;
+    std::optional<Content> content;
 };
 
 /** One screen. It draws its background once and later only the regions whose content changed. */

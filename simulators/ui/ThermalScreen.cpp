@@ -58,31 +58,31 @@ void ThermalScreen::Enter(Scene& scene) {
     for (Font* font : {&scene.fonts.display, &scene.fonts.reading, &scene.fonts.value}) {
         font->Prepare("0123456789.- %\u00B0CF");
     }
-    status_.Forget();
-    spot_.Forget();
-    environment_.Forget();
-    diagnostics_.Forget();
-    identity_.Forget();
+    status.Forget();
+    spot.Forget();
+    environment.Forget();
+    diagnostics.Forget();
+    identity.Forget();
 }
 
 void ThermalScreen::Refresh(Scene& scene) {
     const UiState& state = scene.state;
-    if (status_.Changes({state.battery, state.torchLit, state.overheating, state.sku})) {
+    if (status.Changes({state.battery, state.torchLit, state.overheating, state.sku})) {
         DrawStatus(scene);
     }
-    const bool spotChanged = spot_.Changes(Readout::Temperature(state.spot, state.fahrenheit));
+    const bool spotChanged = spot.Changes(Readout::Temperature(state.spot, state.fahrenheit));
     const bool environmentChanged =
-        environment_.Changes(Readout::Temperature(state.environment, state.fahrenheit));
+        environment.Changes(Readout::Temperature(state.environment, state.fahrenheit));
     if (scene.thermal.IsNew() || spotChanged) {
         DrawPicture(scene, spotChanged);
     }
     if (spotChanged || environmentChanged) {
         DrawReadings(scene);
     }
-    if (diagnostics_.Changes(state.debug)) {
+    if (diagnostics.Changes(state.debug)) {
         DrawDiagnostics(scene);
     }
-    if (identity_.Changes({state.chip, state.version})) {
+    if (identity.Changes({state.chip, state.version})) {
         DrawIdentity(scene);
     }
 }
@@ -113,10 +113,11 @@ void ThermalScreen::DrawPicture(Scene& scene, bool spotChanged) const {
         scene.thermal.DrawPart(canvas, pictureTop, labelSource);
     }
     DrawCrossHair(canvas, centerX, centerY);
-    const Readout spot = Readout::Temperature(scene.state.spot, scene.state.fahrenheit);
-    const int width = static_cast<int>(scene.fonts.value.Width(spot.View())) + 20;
+    const Readout temperature = Readout::Temperature(scene.state.spot, scene.state.fahrenheit);
+    const int width = static_cast<int>(scene.fonts.value.Width(temperature.View())) + 20;
     canvas.Tint({centerX - width / 2, labelTop, width, labelHeight}, 0x000000, 150);
-    scene.fonts.value.Draw(canvas, {centerX, labelTop + 22}, spot.View(), 0xFFFFFF, Align::Center);
+    scene.fonts.value.Draw(canvas, {centerX, labelTop + 22}, temperature.View(), 0xFFFFFF,
+                           Align::Center);
 }
 
 void ThermalScreen::DrawReadings(Scene& scene) const {

@@ -32,11 +32,11 @@ private:
         FixedText<64> version;
         bool operator==(const Identity&) const = default;
     };
-    Shown<Status> status_;
-    Shown<Readout> spot_;
-    Shown<Readout> environment_;
-    Shown<FixedText<640>> diagnostics_;
-    Shown<Identity> identity_;
+    Shown<Status> status;
+    Shown<Readout> spot;
+    Shown<Readout> environment;
+    Shown<FixedText<640>> diagnostics;
+    Shown<Identity> identity;
 };
 
 } // namespace vantorelui

@@ -12,26 +12,26 @@ namespace vantorelui {
 
 ThermalView::ThermalView() {
     for (int level = 0; level < levels; ++level) {
-        palette_[static_cast<std::size_t>(level)] =
+        palette[static_cast<std::size_t>(level)] =
             PaletteColor(static_cast<float>(level) / static_cast<float>(levels - 1));
     }
 }
 
 void ThermalView::Update(const std::uint8_t* pixels) {
-    if (std::memcmp(picture_.data(), pixels, picture_.size()) != 0) {
-        std::memcpy(picture_.data(), pixels, picture_.size());
-        isNew_ = true;
+    if (std::memcmp(picture.data(), pixels, picture.size()) != 0) {
+        std::memcpy(picture.data(), pixels, picture.size());
+        isNew = true;
     }
 }
 
 void ThermalView::Clear() {
-    picture_.fill(0);
-    isNew_ = true;
+    picture.fill(0);
+    isNew = true;
 }
 
 void ThermalView::DrawAll(Canvas& canvas, int top) {
     DrawPart(canvas, top, {0, 0, sourceWidth, sourceHeight});
-    isNew_ = false;
+    isNew = false;
 }
 
 void ThermalView::DrawPart(Canvas& canvas, int top, const Rect& source) const {
@@ -41,7 +41,7 @@ void ThermalView::DrawPart(Canvas& canvas, int top, const Rect& source) const {
     WideRow* below = &buffers[2];
     Widen(source.y - 1, *above);
     Widen(source.y, *here);
-    const Color* palette = palette_.data();
+    const Color* colors = palette.data();
     const int begin = source.x * scale;
     const int end = begin + source.width * scale;
     for (int row = source.y; row < source.y + source.height; ++row) {
@@ -52,9 +52,9 @@ void ThermalView::DrawPart(Canvas& canvas, int top, const Rect& source) const {
         std::uint32_t* const lower = canvas.Row(top + row * scale + 2);
         for (int x = begin; x < end; ++x) {
             const unsigned level = wide[1][x];
-            upper[x] = palette[2 * level + wide[0][x]];
-            middle[x] = palette[3 * level];
-            lower[x] = palette[2 * level + wide[2][x]];
+            upper[x] = colors[2 * level + wide[0][x]];
+            middle[x] = colors[3 * level];
+            lower[x] = colors[2 * level + wide[2][x]];
         }
         std::swap(above, here);
         std::swap(here, below);
@@ -64,7 +64,7 @@ void ThermalView::DrawPart(Canvas& canvas, int top, const Rect& source) const {
 /** Interpolates one source row to the full width; rows beyond the edge repeat it. */
 void ThermalView::Widen(int row, WideRow& wide) const {
     const int y = std::clamp(row, 0, sourceHeight - 1);
-    const std::uint8_t* source = picture_.data() + y * sourceWidth;
+    const std::uint8_t* source = picture.data() + y * sourceWidth;
     std::uint16_t* out = wide.data();
     unsigned left = source[0];
     unsigned here = left;

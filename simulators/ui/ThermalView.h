@@ -33,7 +33,7 @@ public:
     /** Restores the uniform picture of the beginning. */
     void Clear();
     /** Whether Update() brought a picture that DrawAll() has not drawn yet. */
-    bool IsNew() const { return isNew_; }
+    bool IsNew() const { return isNew; }
 
     void DrawAll(Canvas& canvas, int top);
     /** Draws a part, given in pixels of the camera, to restore what an overlay covered. */
@@ -45,9 +45,9 @@ private:
 
     void Widen(int row, WideRow& wide) const;
 
-    std::array<std::uint8_t, std::size_t{sourceWidth} * sourceHeight> picture_{};
-    std::array<Color, levels> palette_;
-    bool isNew_ = true;
+    std::array<std::uint8_t, std::size_t{sourceWidth} * sourceHeight> picture{};
+    std::array<Color, levels> palette;
+    bool isNew = true;
 };
 
 } // namespace vantorelui

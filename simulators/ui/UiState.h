@@ -18,16 +18,16 @@ template <std::size_t Capacity>
 class FixedText {
 public:
     /** Null counts as empty; text that does not fit is cut off. */
-    void Assign(const char* text) {
-        length_ = text == nullptr ? 0 : strnlen(text, Capacity);
-        std::copy_n(text, length_, text_.data());
+    void Assign(const char* source) {
+        length = source == nullptr ? 0 : strnlen(source, Capacity);
+        std::copy_n(source, length, text.data());
     }
-    std::string_view View() const { return {text_.data(), length_}; }
+    std::string_view View() const { return {text.data(), length}; }
     bool operator==(const FixedText& other) const { return View() == other.View(); }
 
 private:
-    std::array<char, Capacity> text_{};
-    std::size_t length_ = 0;
+    std::array<char, Capacity> text{};
+    std::size_t length = 0;
 };
 
 /** Values as in vantorelui_sim_screen(). */
@@ -56,29 +56,29 @@ class SharedState {
 public:
     template <typename Change>
     auto Modify(Change&& change) {
-        const std::lock_guard lock(mutex_);
-        ++generation_;
-        return change(state_);
+        const std::lock_guard lock(mutex);
+        ++generation;
+        return change(state);
     }
     template <typename Question>
     auto Ask(Question&& question) const {
-        const std::lock_guard lock(mutex_);
-        return question(state_);
+        const std::lock_guard lock(mutex);
+        return question(state);
     }
     /** Refreshes a copy that is as old as `generation`; an unchanged state costs next to nothing.
      */
-    void Refresh(UiState& copy, std::uint64_t& generation) const {
-        const std::lock_guard lock(mutex_);
-        if (generation != generation_) {
-            generation = generation_;
-            copy = state_;
+    void Refresh(UiState& copy, std::uint64_t& seen) const {
+        const std::lock_guard lock(mutex);
+        if (seen != generation) {
+            seen = generation;
+            copy = state;
         }
     }
 
 private:
-    mutable std::mutex mutex_;
-    UiState state_;
-    std::uint64_t generation_ = 1;
+    mutable std::mutex mutex;
+    UiState state;
+    std::uint64_t generation = 1;
 };
 
 } // namespace vantorelui

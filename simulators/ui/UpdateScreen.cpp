@@ -63,26 +63,26 @@ void UpdateScreen::Enter(Scene& scene) {
     scene.fonts.label.Draw(scene.canvas, {middle, 84}, "FIRMWARE UPDATE", theme::muted,
                            Align::Center, 4);
     scene.fonts.heading.Prepare("0123456789 %");
-    phase_.Forget();
-    footer_.Forget();
+    phase.Forget();
+    footer.Forget();
 }
 
 void UpdateScreen::Refresh(Scene& scene) {
-    const UpdatePhase phase = scene.state.updatePhase;
-    if (phase_.Changes(phase)) {
+    const UpdatePhase current = scene.state.updatePhase;
+    if (phase.Changes(current)) {
         DrawPhase(scene);
-        dots_.Forget();
-        progress_.Forget();
+        dots.Forget();
+        progress.Forget();
     }
     const int dot = static_cast<int>(scene.milliseconds / 400 % 3);
-    if (phase == UpdatePhase::Waiting && dots_.Changes(dot)) {
+    if (current == UpdatePhase::Waiting && dots.Changes(dot)) {
         scene.canvas.Fill(bar, theme::background);
         for (int i = 0; i < 3; ++i) {
             scene.canvas.Disc({middle + static_cast<float>(24 * (i - 1)), 455}, 5,
                               i == dot ? theme::accent : theme::rule);
         }
     }
-    if (phase == UpdatePhase::Uploading && progress_.Changes(scene.state.updateProgress)) {
+    if (current == UpdatePhase::Uploading && progress.Changes(scene.state.updateProgress)) {
         const std::uint8_t percent = scene.state.updateProgress;
         scene.canvas.Fill(bar, theme::background);
         scene.canvas.RoundedRect(bar, 9, theme::rule);
@@ -94,7 +94,7 @@ void UpdateScreen::Refresh(Scene& scene) {
         scene.fonts.heading.Draw(scene.canvas, {middle, 512}, Readout::Percent(percent).View(),
                                  theme::text, Align::Center);
     }
-    footer_.Refresh(scene);
+    footer.Refresh(scene);
 }
 
 void UpdateScreen::DrawPhase(Scene& scene) const {

@@ -15,10 +15,10 @@ public:
 private:
     void DrawPhase(Scene& scene) const;
 
-    Shown<UpdatePhase> phase_;
-    Shown<int> dots_;              ///< animation of the wait
-    Shown<std::uint8_t> progress_; ///< percent, while uploading
-    IdentityFooter footer_;
+    Shown<UpdatePhase> phase;
+    Shown<int> dots;              ///< animation of the wait
+    Shown<std::uint8_t> progress; ///< percent, while uploading
+    IdentityFooter footer;
 };
 
 } // namespace vantorelui
