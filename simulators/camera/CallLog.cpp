@@ -13,7 +13,7 @@ CallLog& CallLog::Instance() {
 
 void CallLog::Add(std::string line) {
     const std::lock_guard lock(mutex);
-    if (lines.size() == MaxLines) {
+    if (lines.size() == maxLines) {
         lines.pop_front();
     }
     lines.push_back(std::move(line));

@@ -19,7 +19,7 @@ public:
     void Clear();
 
 private:
-    static constexpr std::size_t MaxLines = 1000;
+    static constexpr std::size_t maxLines = 1000;
 
     mutable std::mutex mutex;
     std::deque<std::string> lines;

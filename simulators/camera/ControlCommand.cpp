@@ -10,15 +10,15 @@ namespace kirosim {
 
 namespace {
 
-constexpr std::string_view Blanks = " \t\r";
+constexpr std::string_view blanks = " \t\r";
 
 /** Takes the next word off the front of a line. */
 std::string_view TakeWord(std::string_view& line) {
-    const std::size_t begin = line.find_first_not_of(Blanks);
+    const std::size_t begin = line.find_first_not_of(blanks);
     if (begin == std::string_view::npos) {
         return line = {};
     }
-    const std::size_t end = std::min(line.find_first_of(Blanks, begin), line.size());
+    const std::size_t end = std::min(line.find_first_of(blanks, begin), line.size());
     const std::string_view word = line.substr(begin, end - begin);
     line.remove_prefix(end);
     return word;
@@ -65,7 +65,7 @@ std::optional<ControlCommand> ControlCommand::Parse(std::string_view line) {
         }
     }
     if (name == "rate") {
-        if (const auto rate = ParseNumber(argument, 0, MaxRate)) {
+        if (const auto rate = ParseNumber(argument, 0, maxRate)) {
             return ControlCommand{Kind::Rate, *rate};
         }
     }

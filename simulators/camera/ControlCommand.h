@@ -25,7 +25,7 @@ struct ControlCommand {
     std::int32_t value = 0;
     std::string path = {};
 
-    static constexpr std::int32_t MaxRate = 240;
+    static constexpr std::int32_t maxRate = 240;
 
     /**
      * Reads `connect`, `disconnect`, `error CODE`, `rate HZ`, `hang 0|1`, `play [PATH]` or

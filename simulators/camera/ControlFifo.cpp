@@ -13,7 +13,7 @@
 namespace kirosim {
 
 namespace {
-constexpr std::size_t MaxLine = 128;
+constexpr std::size_t maxLine = 128;
 }
 
 ControlFifo::ControlFifo(const std::string& name) : path(name) {
@@ -61,7 +61,7 @@ void ControlFifo::Read(const LineHandler& handler) {
 void ControlFifo::Append(std::string_view bytes, const LineHandler& handler) {
     for (const char byte : bytes) {
         if (byte != '\n') {
-            if (line.size() < MaxLine) {
+            if (line.size() < maxLine) {
                 line.push_back(byte);
             } else {
                 overlong = true;

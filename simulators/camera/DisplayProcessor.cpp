@@ -20,15 +20,15 @@ struct Gain {
 };
 constexpr Gain Gains[] = {{4, -2000, 6000, 0}, {64, -2000, 32000, 2}};
 
-constexpr int FixedLow = 0;
-constexpr int FixedHigh = 6000;
+constexpr int fixedLow = 0;
+constexpr int fixedHigh = 6000;
 
 /** The histogram spans -20 to about 62 degrees; hotter scenes saturate the picture anyway. */
-constexpr int HistogramLow = -2000;
-constexpr int HistogramShift = 4;
+constexpr int histogramLow = -2000;
+constexpr int histogramShift = 4;
 /** The range of a scene comes from every second pixel of every second line. */
-constexpr std::size_t SampleStep = 2;
-constexpr int Samples = static_cast<int>(ScenePixels / (SampleStep * SampleStep));
+constexpr std::size_t sampleStep = 2;
+constexpr int samples = static_cast<int>(scenePixels / (sampleStep * sampleStep));
 
 } // namespace
 
@@ -45,7 +45,7 @@ DisplayProcessor::DisplayProcessor() {
 }
 
 void DisplayProcessor::Process(const ThermalScene& scene, const Modes& modes,
-                               std::span<std::uint8_t, ScenePixels> picture) {
+                               std::span<std::uint8_t, scenePixels> picture) {
     Measure(scene, modes.sensor);
     if (modes.display == KIROCAMERA_DISPLAY_MODE_HANDHELD) {
         const Range range = SceneRange();
@@ -59,7 +59,7 @@ void DisplayProcessor::Process(const ThermalScene& scene, const Modes& modes,
         follow(automatic.high, range.high);
         Map(automatic, picture);
     } else {
-        Map({FixedLow, FixedHigh}, picture);
+        Map({fixedLow, fixedHigh}, picture);
     }
     if (modes.debug != 0) {
         DrawTestPattern(picture);
@@ -73,19 +73,19 @@ void DisplayProcessor::Measure(const ThermalScene& scene, int sensorMode) {
     CentiDegrees* target = measured.data();
     const int ambient = scene.Ambient();
     const int mask = ~(gain.step - 1);
-    for (int y = 0; y < SceneHeight; ++y) {
-        const std::size_t entry = Random() % (noise.size() - SceneWidth);
+    for (int y = 0; y < sceneHeight; ++y) {
+        const std::size_t entry = Random() % (noise.size() - sceneWidth);
         const std::int8_t* grain = &noise[entry];
-        for (int x = 0; x < SceneWidth; ++x) {
+        for (int x = 0; x < sceneWidth; ++x) {
             const int value = *source++ + ambient + (*grain++ >> gain.noiseShift);
             *target++ = static_cast<CentiDegrees>(std::clamp(value & mask, gain.low, gain.high));
         }
     }
 
     int sum = 0;
-    for (int y = SceneHeight / 2 - 1; y <= SceneHeight / 2 + 1; ++y) {
-        for (int x = SceneWidth / 2 - 1; x <= SceneWidth / 2 + 1; ++x) {
-            sum += measured[static_cast<std::size_t>(y * SceneWidth + x)];
+    for (int y = sceneHeight / 2 - 1; y <= sceneHeight / 2 + 1; ++y) {
+        for (int x = sceneWidth / 2 - 1; x <= sceneWidth / 2 + 1; ++x) {
+            sum += measured[static_cast<std::size_t>(y * sceneWidth + x)];
         }
     }
     spot = static_cast<float>(sum) / 900.0F;
@@ -93,9 +93,9 @@ void DisplayProcessor::Measure(const ThermalScene& scene, int sensorMode) {
 
 DisplayProcessor::Range DisplayProcessor::SceneRange() {
     histogram.fill(0);
-    for (std::size_t y = 0; y < SceneHeight; y += SampleStep) {
-        for (std::size_t x = 0; x < SceneWidth; x += SampleStep) {
-            const int bin = (measured[y * SceneWidth + x] - HistogramLow) >> HistogramShift;
+    for (std::size_t y = 0; y < sceneHeight; y += sampleStep) {
+        for (std::size_t x = 0; x < sceneWidth; x += sampleStep) {
+            const int bin = (measured[y * sceneWidth + x] - histogramLow) >> histogramShift;
             ++histogram[static_cast<std::size_t>(
                 std::clamp(bin, 0, static_cast<int>(histogram.size()) - 1))];
         }
@@ -106,14 +106,14 @@ DisplayProcessor::Range DisplayProcessor::SceneRange() {
         while (bin + 1 < histogram.size() && (count -= histogram[bin]) > 0) {
             ++bin;
         }
-        return HistogramLow + (static_cast<int>(bin) << HistogramShift);
+        return histogramLow + (static_cast<int>(bin) << histogramShift);
     };
-    Range range{percentile(Samples / 200), percentile(Samples - Samples / 160)};
+    Range range{percentile(samples / 200), percentile(samples - samples / 160)};
     range.high = std::max(range.high, range.low + 400); // or an even scene would show only noise
     return range;
 }
 
-void DisplayProcessor::Map(const Range& range, std::span<std::uint8_t, ScenePixels> picture) const {
+void DisplayProcessor::Map(const Range& range, std::span<std::uint8_t, scenePixels> picture) const {
     const int scale = (255 << 16) / (range.high - range.low);
     std::uint8_t* target = picture.data();
     for (const CentiDegrees value : measured) {

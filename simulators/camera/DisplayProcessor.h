@@ -23,7 +23,7 @@ public:
     DisplayProcessor();
 
     void Process(const ThermalScene& scene, const Modes& modes,
-                 std::span<std::uint8_t, ScenePixels> picture);
+                 std::span<std::uint8_t, scenePixels> picture);
 
     /** Mean of the middle of the last picture. */
     float SpotCelsius() const { return spot; }
@@ -37,11 +37,11 @@ private:
 
     void Measure(const ThermalScene& scene, int sensorMode);
     Range SceneRange();
-    void Map(const Range& range, std::span<std::uint8_t, ScenePixels> picture) const;
+    void Map(const Range& range, std::span<std::uint8_t, scenePixels> picture) const;
     std::uint32_t Random();
 
     /** Temperatures as the sensor sees them. */
-    std::array<CentiDegrees, ScenePixels> measured{};
+    std::array<CentiDegrees, scenePixels> measured{};
     /** Pixel noise, drawn once; every line of every frame starts at a random place in it. */
     std::array<std::int8_t, 4096> noise{};
     std::array<std::uint16_t, 512> histogram{};

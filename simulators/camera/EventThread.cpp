@@ -28,7 +28,7 @@ int EnvironmentNumber(const char* name, int low, int high, int byDefault) {
 } // namespace
 
 void kirocamera_manager::ReadEnvironment() {
-    rate = EnvironmentNumber("KIROCAMERA_SIM_RATE", 0, ControlCommand::MaxRate, rate);
+    rate = EnvironmentNumber("KIROCAMERA_SIM_RATE", 0, ControlCommand::maxRate, rate);
     if (EnvironmentNumber("KIROCAMERA_SIM_CONNECTED", 0, 1, 1) == 1) {
         AddCamera();
     }

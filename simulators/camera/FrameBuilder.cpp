@@ -13,13 +13,13 @@ namespace {
 
 kiroframe_t NativeGeometry() {
     kiroframe_t image{};
-    image.width = SceneWidth;
-    image.height = SceneHeight;
+    image.width = sceneWidth;
+    image.height = sceneHeight;
     image.channels = 1;
     image.pixel_depth = 8;
-    image.line_stride = SceneWidth;
+    image.line_stride = sceneWidth;
     image.pixel_size = 1;
-    image.data_size = ScenePixels;
+    image.data_size = scenePixels;
     image.header_size = KIROCAMERA_SIM_HEADER_SIZE;
     return image;
 }
@@ -82,18 +82,18 @@ void FrameBuilder::WritePixels(kirocamera_frame& frame, const Modes& modes) {
         Resample(frame.image);
     } else {
         std::uint8_t* const pixels = frame.image.buffer + frame.image.header_size;
-        processor.Process(scene, modes, std::span<std::uint8_t, ScenePixels>(pixels, ScenePixels));
+        processor.Process(scene, modes, std::span<std::uint8_t, scenePixels>(pixels, scenePixels));
     }
 }
 
 void FrameBuilder::Resample(const kiroframe_t& image) const {
     const std::span data(image.buffer + image.header_size, image.data_size);
     for (std::size_t y = 0; y < image.height; ++y) {
-        const std::size_t line = y * SceneHeight / image.height * SceneWidth;
+        const std::size_t line = y * sceneHeight / image.height * sceneWidth;
         for (std::size_t x = 0; x < image.width; ++x) {
             const std::size_t offset = y * image.line_stride + x * image.pixel_size;
             if (offset < data.size()) {
-                data[offset] = picture[line + x * SceneWidth / image.width];
+                data[offset] = picture[line + x * sceneWidth / image.width];
             }
         }
     }

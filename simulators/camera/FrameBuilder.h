@@ -48,7 +48,7 @@ private:
     DisplayProcessor processor;
     FrameSettings settings;
     std::uint32_t settingsVersion = 0;
-    std::array<std::uint8_t, ScenePixels> picture{};
+    std::array<std::uint8_t, scenePixels> picture{};
     std::array<kirocamera_frame, 2> frames;
     std::size_t next = 0;
 };

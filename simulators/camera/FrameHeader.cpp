@@ -10,12 +10,12 @@ namespace kirosim {
 
 namespace {
 
-constexpr std::size_t UptimeOffset = 22;
-constexpr std::size_t ChipIdOffset = 30;
-constexpr std::size_t FrameCountOffset = 99;
-constexpr std::size_t DiodeOffset = 103;
-constexpr std::size_t EnvironmentOffset = 107;
-constexpr std::size_t SpotOffset = 131;
+constexpr std::size_t uptimeOffset = 22;
+constexpr std::size_t chipIdOffset = 30;
+constexpr std::size_t frameCountOffset = 99;
+constexpr std::size_t diodeOffset = 103;
+constexpr std::size_t environmentOffset = 107;
+constexpr std::size_t spotOffset = 131;
 
 /** Writes a field, unless it lies beyond a header that a test made shorter. */
 template <typename Unsigned>
@@ -32,14 +32,14 @@ void Store(std::span<std::uint8_t> bytes, std::size_t offset, Unsigned value) {
 
 void FrameHeader::Write(std::span<std::uint8_t> bytes) const {
     std::fill(bytes.begin(), bytes.end(), std::uint8_t{0});
-    Store(bytes, UptimeOffset, uptimeNanoseconds);
-    if (bytes.size() > ChipIdOffset + chipId.size()) {
-        std::copy(chipId.begin(), chipId.end(), bytes.begin() + ChipIdOffset);
+    Store(bytes, uptimeOffset, uptimeNanoseconds);
+    if (bytes.size() > chipIdOffset + chipId.size()) {
+        std::copy(chipId.begin(), chipId.end(), bytes.begin() + chipIdOffset);
     }
-    Store(bytes, FrameCountOffset, frameCount);
-    Store(bytes, DiodeOffset, diodeCounts);
-    Store(bytes, EnvironmentOffset, std::bit_cast<std::uint32_t>(environmentCelsius));
-    Store(bytes, SpotOffset, std::bit_cast<std::uint32_t>(spotCelsius));
+    Store(bytes, frameCountOffset, frameCount);
+    Store(bytes, diodeOffset, diodeCounts);
+    Store(bytes, environmentOffset, std::bit_cast<std::uint32_t>(environmentCelsius));
+    Store(bytes, spotOffset, std::bit_cast<std::uint32_t>(spotCelsius));
 }
 
 } // namespace kirosim

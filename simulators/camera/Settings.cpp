@@ -28,7 +28,7 @@ constexpr const char* Functions[] = {
     "kirocamera_frame_get_frame_by_format",
 };
 
-constexpr kirocamera_sim_identity_t DefaultIdentity{
+constexpr kirocamera_sim_identity_t defaultIdentity{
     1402, "4B1D0C7A92E5", "KC1402-00731", {{2, 5, 1, 38}}};
 
 } // namespace
@@ -37,7 +37,7 @@ Settings::Settings() {
     for (const char* function : Functions) {
         results.emplace(function, 0);
     }
-    frames.identity = DefaultIdentity;
+    frames.identity = defaultIdentity;
 }
 
 Settings& Settings::Instance() {
@@ -55,7 +55,7 @@ void Settings::Reset() {
         result = 0;
     }
     frames = {};
-    frames.identity = DefaultIdentity;
+    frames.identity = defaultIdentity;
     ++frameVersion;
 }
 

@@ -10,6 +10,6 @@
 namespace kirosim {
 
 /** Draws a frame, a cross in the middle and a wedge of 16 greys over a picture. */
-void DrawTestPattern(std::span<std::uint8_t, ScenePixels> picture);
+void DrawTestPattern(std::span<std::uint8_t, scenePixels> picture);
 
 } // namespace kirosim

@@ -9,18 +9,18 @@ namespace kirosim {
 
 namespace {
 
-constexpr float Tau = 6.2831853F;
+constexpr float tau = 6.2831853F;
 /** Coordinates of shapes count sixteenths of a pixel, so that movement is smooth. */
-constexpr int SubPixels = 16;
+constexpr int subPixels = 16;
 
 int ToSubPixels(float pixels) {
-    return static_cast<int>(std::lround(pixels * SubPixels));
+    return static_cast<int>(std::lround(pixels * subPixels));
 }
 
 /** Sine of a time in a period; it stays exact after days of uptime. */
 float Wave(std::uint64_t nanoseconds, std::uint64_t periodSeconds) {
     const std::uint64_t period = periodSeconds * 1'000'000'000U;
-    return std::sin(Tau * static_cast<float>(nanoseconds % period) / static_cast<float>(period));
+    return std::sin(tau * static_cast<float>(nanoseconds % period) / static_cast<float>(period));
 }
 
 } // namespace
@@ -31,20 +31,20 @@ ThermalScene::ThermalScene() {
 
 void ThermalScene::Update(std::uint64_t nanoseconds) {
     // Every movement of the scene repeats after this many seconds, or divides it.
-    constexpr std::uint64_t ScenePeriod = 120;
+    constexpr std::uint64_t scenePeriod = 120;
     const auto seconds =
-        static_cast<float>(nanoseconds % (ScenePeriod * 1'000'000'000U) / 1000U) * 1e-6F;
+        static_cast<float>(nanoseconds % (scenePeriod * 1'000'000'000U) / 1000U) * 1e-6F;
     ambient =
-        static_cast<CentiDegrees>(RoomTemperature + std::lround(40.0F * Wave(nanoseconds, 600)));
+        static_cast<CentiDegrees>(roomTemperature + std::lround(40.0F * Wave(nanoseconds, 600)));
     differences = room;
     DrawHotSpot(seconds);
     DrawBody(seconds);
 }
 
 void ThermalScene::Show(const Temperatures& picture) {
-    ambient = RoomTemperature;
+    ambient = roomTemperature;
     const auto difference = [](CentiDegrees temperature) {
-        return static_cast<CentiDegrees>(std::max(temperature - RoomTemperature, INT16_MIN));
+        return static_cast<CentiDegrees>(std::max(temperature - roomTemperature, INT16_MIN));
     };
     std::transform(picture.begin(), picture.end(), differences.begin(), difference);
 }
@@ -59,13 +59,13 @@ Temperatures ThermalScene::Picture() const {
 }
 
 void ThermalScene::DrawBody(float seconds) {
-    const float angle = Tau * seconds / 20.0F - 0.7F;
+    const float angle = tau * seconds / 20.0F - 0.7F;
     const float x = 80.0F + 58.0F * std::sin(angle);
     const float effort = std::abs(std::cos(angle)); // least at the turning points
-    const float stride = x * Tau / 38.0F;
+    const float stride = x * tau / 38.0F;
     const float swing = (0.12F + 0.38F * effort) * std::sin(stride);
     const float bob = effort * std::abs(std::cos(stride));
-    const float sway = 1.5F * std::sin(Tau * seconds / 4.0F);
+    const float sway = 1.5F * std::sin(tau * seconds / 4.0F);
 
     const Point hip{x + sway * 0.3F, 66.0F - bob};
     const Point neck{x + sway, 32.0F - bob};
@@ -93,9 +93,9 @@ void ThermalScene::DrawBody(float seconds) {
 }
 
 void ThermalScene::DrawHotSpot(float seconds) {
-    const Point middle{134.0F + 4.0F * std::cos(Tau * seconds / 12.0F),
-                       80.0F + 3.0F * std::sin(Tau * seconds / 6.0F)};
-    const int warmth = static_cast<int>(4600.0F + 600.0F * std::sin(Tau * seconds / 5.0F));
+    const Point middle{134.0F + 4.0F * std::cos(tau * seconds / 12.0F),
+                       80.0F + 3.0F * std::sin(tau * seconds / 6.0F)};
+    const int warmth = static_cast<int>(4600.0F + 600.0F * std::sin(tau * seconds / 5.0F));
     DrawCapsule(middle, {middle.x, middle.y + 5.0F}, 8.0F, warmth, glow);
 }
 
@@ -106,25 +106,25 @@ void ThermalScene::DrawCapsule(Point from, Point to, float radius, int warmth,
     const int dx = ToSubPixels(to.x) - ax;
     const int dy = ToSubPixels(to.y) - ay;
     const int r = ToSubPixels(radius);
-    const auto firstPixel = [r](int low) { return std::max((low - r) / SubPixels, 0); };
+    const auto firstPixel = [r](int low) { return std::max((low - r) / subPixels, 0); };
     const int left = firstPixel(std::min(ax, ax + dx));
     const int top = firstPixel(std::min(ay, ay + dy));
-    const int right = std::min((std::max(ax, ax + dx) + r) / SubPixels + 1, SceneWidth);
-    const int bottom = std::min((std::max(ay, ay + dy) + r) / SubPixels + 1, SceneHeight);
+    const int right = std::min((std::max(ax, ax + dx) + r) / subPixels + 1, sceneWidth);
+    const int bottom = std::min((std::max(ay, ay + dy) + r) / subPixels + 1, sceneHeight);
 
     // The foot of the perpendicular moves evenly along a line: one division for the whole shape.
     const int length2 = std::max(dx * dx + dy * dy, 1);
     const std::int64_t perLength2 = (std::int64_t{1} << 32) / length2;
-    const int footStep = static_cast<int>((SubPixels * dx * perLength2) >> 16);
+    const int footStep = static_cast<int>((subPixels * dx * perLength2) >> 16);
     const int radius2 = r * r;
     const auto toProfile = static_cast<unsigned>((64U << 15) / static_cast<unsigned>(radius2));
 
     for (int y = top; y < bottom; ++y) {
-        const int py = y * SubPixels + SubPixels / 2 - ay;
-        int px = left * SubPixels + SubPixels / 2 - ax;
+        const int py = y * subPixels + subPixels / 2 - ay;
+        int px = left * subPixels + subPixels / 2 - ax;
         int foot = static_cast<int>(((px * dx + py * dy) * perLength2) >> 16);
-        CentiDegrees* const line = &differences[static_cast<std::size_t>(y) * SceneWidth];
-        for (int x = left; x < right; ++x, px += SubPixels, foot += footStep) {
+        CentiDegrees* const line = &differences[static_cast<std::size_t>(y) * sceneWidth];
+        for (int x = left; x < right; ++x, px += subPixels, foot += footStep) {
             const int along = std::clamp(foot, 0, 1 << 16);
             const int qx = px - ((dx * along) >> 16);
             const int qy = py - ((dy * along) >> 16);
@@ -141,8 +141,8 @@ void ThermalScene::DrawCapsule(Point from, Point to, float radius, int warmth,
 
 Temperatures ThermalScene::Room() {
     Temperatures made{};
-    for (int y = 0; y < SceneHeight; ++y) {
-        for (int x = 0; x < SceneWidth; ++x) {
+    for (int y = 0; y < sceneHeight; ++y) {
+        for (int x = 0; x < sceneWidth; ++x) {
             // Warm air gathers below the ceiling; the floor is cooler, and lighter to the front.
             int value = y < 96 ? 120 - 3 * y : -330 + 5 * (y - 96);
             value -= (x * x) / 200; // the far corner is an outer wall
@@ -155,7 +155,7 @@ Temperatures ThermalScene::Room() {
             if (radiator) {
                 value = (x - 6) % 4 < 3 ? 520 - 5 * (y - 68) : 330;
             }
-            made[static_cast<std::size_t>(y) * SceneWidth + static_cast<std::size_t>(x)] =
+            made[static_cast<std::size_t>(y) * sceneWidth + static_cast<std::size_t>(x)] =
                 static_cast<CentiDegrees>(value);
         }
     }

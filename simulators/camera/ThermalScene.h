@@ -8,15 +8,15 @@
 
 namespace kirosim {
 
-inline constexpr int SceneWidth = 160;
-inline constexpr int SceneHeight = 120;
-inline constexpr std::size_t ScenePixels = std::size_t{SceneWidth} * SceneHeight;
+inline constexpr int sceneWidth = 160;
+inline constexpr int sceneHeight = 120;
+inline constexpr std::size_t scenePixels = std::size_t{sceneWidth} * sceneHeight;
 
 /** A temperature, or a difference of two, in hundredths of a degree Celsius. */
 using CentiDegrees = std::int16_t;
 
 /** A picture, line by line. */
-using Temperatures = std::array<CentiDegrees, ScenePixels>;
+using Temperatures = std::array<CentiDegrees, scenePixels>;
 
 /**
  * A room with a window, in which a person walks to and fro past something hot.
@@ -40,7 +40,7 @@ public:
     CentiDegrees Ambient() const { return ambient; }
 
 private:
-    static constexpr CentiDegrees RoomTemperature = 2200;
+    static constexpr CentiDegrees roomTemperature = 2200;
 
     struct Point {
         float x;
@@ -61,7 +61,7 @@ private:
     const Profile skin = SkinProfile();
     const Profile glow = GlowProfile();
     Temperatures differences{};
-    CentiDegrees ambient = RoomTemperature;
+    CentiDegrees ambient = roomTemperature;
 };
 
 } // namespace kirosim

@@ -53,10 +53,10 @@ KIROCAMERA_EXPORT kirocamera_error_t kirocamera_sim_set_header(uint32_t offset, 
 }
 
 KIROCAMERA_EXPORT kirocamera_error_t kirocamera_sim_set_geometry(const kiroframe_t* geometry) {
-    constexpr uint32_t Limit = 64U << 20;
+    constexpr uint32_t limit = 64U << 20;
     if (geometry == nullptr) {
         Settings::Instance().SetGeometry(std::nullopt);
-    } else if (geometry->header_size > Limit || geometry->data_size > Limit) {
+    } else if (geometry->header_size > limit || geometry->data_size > limit) {
         return KIROCAMERA_SIM_ERROR_ARGUMENT;
     } else {
         Settings::Instance().SetGeometry(*geometry);
