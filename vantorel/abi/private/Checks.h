@@ -12,6 +12,10 @@
  * and the table slots of virtual operations. Use them by explicit instantiation, which may name
  * private members.
  *
+ * abidiff finds the same changes, but only in the device's finished library, and the description
+ * that it compares with has 3.9 MB. scripts/package calls it for a release; these checks are in
+ * every build.
+ *
  * Pointers to members hold these numbers (Itanium C++ ABI), but not in constant expressions. So the
  * checks rely on the optimizer: it must remove each call of Differs(). Compile them with
  * optimization.
