@@ -31,7 +31,7 @@ def fill(share: Path, machine):
         copy = share / "firmware" / image
         copy.unlink(missing_ok=True)
         os.link(machine.firmware / image, copy)
-    for program in ("dbclient", "lsusb"):
+    for program in ("dbclient", "lsusb", "usbreset"):
         shutil.copy(machine.image / "userland/usr/bin" / program, share / "bin")
     shutil.copytree(PROJECT / "tests/data", share / "data", dirs_exist_ok=True)
 
