@@ -11,11 +11,10 @@ namespace vantorelui {
 
 namespace {
 
-constexpr float middle = theme::width / 2.0F;
 constexpr Rect whole{0, 0, theme::width, theme::height};
 
 constexpr Rect battery{160, 124, 160, 304};
-constexpr Point batteryCenter{middle, battery.y + battery.height / 2.0F};
+constexpr Point batteryCenter{theme::middle, battery.y + battery.height / 2.0F};
 constexpr float flashHeight = 92;
 
 Rect Segment(int index) {
@@ -32,19 +31,20 @@ void IdentityFooter::Refresh(Scene& scene) {
         return;
     }
     scene.canvas.Fill({0, 580, theme::width, 60}, theme::background);
-    scene.fonts.value.Draw(scene.canvas, {middle, 600}, state.sku.View(), theme::muted,
+    scene.fonts.value.Draw(scene.canvas, {theme::middle, 600}, state.sku.View(), theme::muted,
                            Align::Center);
-    scene.fonts.small.Draw(scene.canvas, {middle, 622}, state.version.View(), theme::muted,
+    scene.fonts.small.Draw(scene.canvas, {theme::middle, 622}, state.version.View(), theme::muted,
                            Align::Center);
 }
 
 void SplashScreen::Enter(Scene& scene) {
     Canvas& canvas = scene.canvas;
     canvas.Fill(whole, theme::background);
-    DrawEmblem(canvas, middle - 42, 190);
-    scene.fonts.wordmark.Draw(canvas, {middle, 338}, "VANTOREL", theme::text, Align::Center, 6);
+    DrawEmblem(canvas, theme::middle - 42, 190);
+    scene.fonts.wordmark.Draw(canvas, {theme::middle, 338}, "VANTOREL", theme::text, Align::Center,
+                              6);
     DrawPaletteStrip(canvas, {60, 360, 360, 4});
-    scene.fonts.label.Draw(canvas, {middle, 392}, "HANDHELD THERMAL IMAGING", theme::muted,
+    scene.fonts.label.Draw(canvas, {theme::middle, 392}, "HANDHELD THERMAL IMAGING", theme::muted,
                            Align::Center, 4);
     footer.Forget();
 }
@@ -85,9 +85,10 @@ void ChargingScreen::Refresh(Scene& scene) {
     if (level.Changes(battery)) {
         const bool full = battery && *battery >= 100;
         scene.canvas.Fill({0, 446, theme::width, 124}, theme::background);
-        scene.fonts.display.Draw(scene.canvas, {middle, 508}, Readout::Percent(battery).View(),
-                                 theme::text, Align::Center);
-        scene.fonts.label.Draw(scene.canvas, {middle, 546}, full ? "FULLY CHARGED" : "CHARGING",
+        scene.fonts.display.Draw(scene.canvas, {theme::middle, 508},
+                                 Readout::Percent(battery).View(), theme::text, Align::Center);
+        scene.fonts.label.Draw(scene.canvas, {theme::middle, 546},
+                               full ? "FULLY CHARGED" : "CHARGING",
                                full ? theme::good : theme::muted, Align::Center, 4);
     }
     footer.Refresh(scene);
@@ -107,10 +108,12 @@ void ErrorScreen::Enter(Scene& scene) {
     canvas.RoundedRect({302, 226, 14, 44}, 4, theme::rule);
     canvas.RoundedFrame({144, 188, 156, 120}, 18, 8, theme::rule);
     DrawWarning(canvas, 178, 200, 88, theme::bad, theme::background);
-    scene.fonts.heading.Draw(canvas, {middle, 384}, "No battery", theme::text, Align::Center);
-    scene.fonts.body.Draw(canvas, {middle, 422}, "Insert a charged battery", theme::muted,
+    scene.fonts.heading.Draw(canvas, {theme::middle, 384}, "No battery", theme::text,
+                             Align::Center);
+    scene.fonts.body.Draw(canvas, {theme::middle, 422}, "Insert a charged battery", theme::muted,
                           Align::Center);
-    scene.fonts.body.Draw(canvas, {middle, 448}, "to use the camera.", theme::muted, Align::Center);
+    scene.fonts.body.Draw(canvas, {theme::middle, 448}, "to use the camera.", theme::muted,
+                          Align::Center);
     footer.Forget();
 }
 

@@ -8,6 +8,7 @@ namespace vantorelui::theme {
 
 inline constexpr int width = 480;
 inline constexpr int height = 640;
+inline constexpr float middle = width / 2.0F;
 
 inline constexpr Color background = 0x0B0F14;
 inline constexpr Color panel = 0x141B23;

@@ -11,8 +11,7 @@ namespace vantorelui {
 
 namespace {
 
-constexpr float middle = theme::width / 2.0F;
-constexpr Point emblem{middle, 216};
+constexpr Point emblem{theme::middle, 216};
 constexpr Rect bar{60, 446, 360, 18};
 
 struct Words {
@@ -60,7 +59,7 @@ void DrawMark(Canvas& canvas, UpdatePhase phase, Color color) {
 
 void UpdateScreen::Enter(Scene& scene) {
     scene.canvas.Fill({0, 0, theme::width, theme::height}, theme::background);
-    scene.fonts.label.Draw(scene.canvas, {middle, 84}, "FIRMWARE UPDATE", theme::muted,
+    scene.fonts.label.Draw(scene.canvas, {theme::middle, 84}, "FIRMWARE UPDATE", theme::muted,
                            Align::Center, 4);
     scene.fonts.heading.Prepare("0123456789 %");
     phase.Forget();
@@ -78,7 +77,7 @@ void UpdateScreen::Refresh(Scene& scene) {
     if (current == UpdatePhase::Waiting && dots.Changes(dot)) {
         scene.canvas.Fill(bar, theme::background);
         for (int i = 0; i < 3; ++i) {
-            scene.canvas.Disc({middle + static_cast<float>(24 * (i - 1)), 455}, 5,
+            scene.canvas.Disc({theme::middle + static_cast<float>(24 * (i - 1)), 455}, 5,
                               i == dot ? theme::accent : theme::rule);
         }
     }
@@ -91,8 +90,8 @@ void UpdateScreen::Refresh(Scene& scene) {
             scene.canvas.RoundedRect({bar.x, bar.y, length, bar.height}, 9, theme::accent);
         }
         scene.canvas.Fill({0, 480, theme::width, 50}, theme::background);
-        scene.fonts.heading.Draw(scene.canvas, {middle, 512}, Readout::Percent(percent).View(),
-                                 theme::text, Align::Center);
+        scene.fonts.heading.Draw(scene.canvas, {theme::middle, 512},
+                                 Readout::Percent(percent).View(), theme::text, Align::Center);
     }
     footer.Refresh(scene);
 }
@@ -103,9 +102,10 @@ void UpdateScreen::DrawPhase(Scene& scene) const {
     canvas.Fill({0, 120, theme::width, 450}, theme::background);
     canvas.Ring(emblem, 70, 6, words.color);
     DrawMark(canvas, scene.state.updatePhase, words.color);
-    scene.fonts.heading.Draw(canvas, {middle, 346}, words.heading, theme::text, Align::Center);
-    scene.fonts.body.Draw(canvas, {middle, 384}, words.first, theme::muted, Align::Center);
-    scene.fonts.body.Draw(canvas, {middle, 410}, words.second, theme::muted, Align::Center);
+    scene.fonts.heading.Draw(canvas, {theme::middle, 346}, words.heading, theme::text,
+                             Align::Center);
+    scene.fonts.body.Draw(canvas, {theme::middle, 384}, words.first, theme::muted, Align::Center);
+    scene.fonts.body.Draw(canvas, {theme::middle, 410}, words.second, theme::muted, Align::Center);
 }
 
 } // namespace vantorelui

@@ -3,6 +3,7 @@
 #include "tools/vantorel-log/LineReader.h"
 
 #include <cerrno>
+#include <iterator>
 #include <system_error>
 
 namespace vantorel::logtool {
@@ -17,7 +18,7 @@ LineReader::LineReader(const std::string& path) : file(path) {
 std::optional<LineReader::Line> LineReader::Next() {
     Line line;
     while (true) {
-        file.getline(buffer.data(), buffer.size());
+        file.getline(buffer.data(), std::ssize(buffer));
         auto length = static_cast<std::size_t>(file.gcount());
         if (file.eof() && length == 0 && !line.tooLong) {
             return std::nullopt;
