@@ -18,6 +18,7 @@
 #include <system_error>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace vantorel {
@@ -30,24 +31,35 @@ bool Exists(const std::string& path) {
     return sys::Access(path.c_str(), F_OK) == 0;
 }
 
+/**
+ * The status of a file, not of what a link points to; of no type when there is none. The functions
+ * of std::filesystem are in the C++ library, which may have been built with times of 32 bits: they
+ * fail on a file that was written after January 2038.
+ */
+struct stat StatusOf(const std::string& path) {
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) == -1) {
+        status = {};
+    }
+    return status;
+}
+
 /** Whether all names of a file are in a folder. */
-bool HasNoNameOutside(const std::string& path, const std::string& folder) {
+bool HasNoNameOutside(const struct stat& file, const std::string& folder) {
     std::error_code failure;
-    std::uintmax_t inside = 0;
+    nlink_t inside = 0;
     std::filesystem::recursive_directory_iterator entries(folder, failure);
     for (; entries != end(entries); entries.increment(failure)) {
-        const bool isName = !entries->is_symlink(failure) &&
-                            std::filesystem::equivalent(entries->path(), path, failure);
-        inside += isName ? 1 : 0;
+        const struct stat entry = StatusOf(entries->path());
+        inside += entry.st_dev == file.st_dev && entry.st_ino == file.st_ino ? 1 : 0;
     }
-    return std::filesystem::hard_link_count(path, failure) <= inside && !failure;
+    return file.st_nlink <= inside && !failure;
 }
 
 /** A link named as a member, symbolic or hard, would bring in a file of the device. */
 bool IsMember(const std::string& path, const std::string& folder) {
-    std::error_code ignored; // the status then says that nothing is there
-    return std::filesystem::is_regular_file(std::filesystem::symlink_status(path, ignored)) &&
-           HasNoNameOutside(path, folder);
+    const struct stat status = StatusOf(path);
+    return S_ISREG(status.st_mode) && HasNoNameOutside(status, folder);
 }
 
 /** Makes a file's content, or a folder's entries, durable; false when the medium refuses. */
@@ -62,9 +74,8 @@ bool Flush(const std::string& path) {
 
 /** A copy reports nothing, so a short one shows only in its size. */
 bool IsWholeCopy(const std::string& copy, const std::string& source) {
-    std::error_code failure;
-    const auto size = std::filesystem::file_size(copy, failure);
-    return !failure && size == std::filesystem::file_size(source, failure) && !failure;
+    const struct stat status = StatusOf(copy);
+    return S_ISREG(status.st_mode) && status.st_size == StatusOf(source).st_size;
 }
 
 /**
