@@ -118,8 +118,15 @@ std::vector<Promise> MakePromises() {
         {"unmounting", "", ends, "the mount would outlive its owner"},
         {"disk", "Umount", ends, "the mount would outlive its owner"},
         {"disk", "Rmdir", ends, "the mount would outlive its owner"},
-        {"disk", "Open", silent, "a drive without the licence works, too", {}, 22, 23},
+        {"disk", "Open", silent, "a drive without the licence works, too", {}, 23, 24},
+        {"disk", "Open", silent, "an unreadable table names no mount", {}, 21, 21},
+        {"disk", "Open", silent, "an unreadable table names no mount", {}, 43, 43},
+        {"remounting", "Open", silent, "an unreadable table names no mount"},
+        {"tools", "Open", silent, "an unreadable table names no mount"},
+        {"drive", "Open", silent, "an unreadable text names neither a mount nor a slot"},
+        {"drive", "Read", silent, "an unreadable text names neither a mount nor a slot"},
         {"looking", "Open", silent, "what was not copied is not unpacked"},
+        {"looking", "Read", silent, "what was not copied is not unpacked"},
         {"", "Sendfile", silent, "a copy reports nothing"},
         {"disk", "Ftruncate", thrown, "the device cannot start", {}, 0, last, 1},
         {"adding", "", ends, "half a port is of no use to a host"},
@@ -137,7 +144,11 @@ std::vector<Promise> MakePromises() {
         {"serving", "", silent, "the host sees a stall, or asks again"},
         {"looking", "Umount", silent, "the drive is looked at again"},
         {"unpacking", "", silent, "the archive is looked at again"},
-        {"writing", "", silent, "the marker may stay as it was", {}, 6, 14},
+        {"writing", "Read", silent, "reading goes on", {EINTR}},
+        {"writing", "Read", silent, "the partition has been found", {}, 2, 2},
+        {"writing", "Read", silent, "the partition has been found", {}, 8, 8},
+        {"writing", "Read", silent, "the partition has been found", {}, 14, 14},
+        {"writing", "", silent, "the marker may stay as it was", {}, 18, last},
         {"writing", "", thrown, "observers hear no reasons", {}, 0, last, 0, EBADE},
     };
 }
@@ -256,8 +267,8 @@ TEST_F(FaultSweep, KeepsWhatEveryOperationPromises) {
     }
 }
 
-// Kernels may transfer fewer bytes than requested. That ends no operation with an error, and an
-// update is not installed in part.
+// Kernels may transfer fewer bytes than requested. That ends no operation with an error, except an
+// update that finds no partition, and an update is not installed in part.
 TEST_F(FaultSweep, TakesAShortTransferForWhatItIs) {
     for (const Scenario& scenario : test::Scenarios()) {
         const auto whole = PlayUndisturbed(scenario);
@@ -269,7 +280,10 @@ TEST_F(FaultSweep, TakesAShortTransferForWhatItIs) {
             for (const int cut : {test::cutToNothing, test::cutToOneByte, test::cutByOneByte}) {
                 const auto faults = Play(scenario, at, cut);
                 EXPECT_TRUE(faults->wasCut || faults->made.size() <= at) << scenario.name;
-                EXPECT_EQ(faults->reported.value_or(0), 0)
+                // Nothing read is a file's end: an empty table has no partition to write to.
+                const bool isTable = call.where == "writing" && call.call == "Read" &&
+                                     call.index % 6 == 1 && cut == test::cutToNothing;
+                EXPECT_EQ(faults->reported.value_or(0), isTable ? EBADE : 0)
                     << scenario.name << ", " << call.where << ' ' << call.index << ", " << call.call
                     << ", cut " << cut;
                 EXPECT_LE(faults->Kept(), scenario.kept) << scenario.name << ' ' << call.call;

@@ -338,7 +338,7 @@ void UseCamera(Faults& faults) {
     vantorelui_sim_event(VANTORELUI_EVENT_UNITS_CHANGED);
     Firstboot().Clear();
     static_cast<void>(Firstboot().Value());
-    static_cast<void>(VersionText(Version()));
+    static_cast<void>(Version());
 }
 
 constexpr Scenario list[] = {

@@ -9,7 +9,6 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <mntent.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -64,9 +63,4 @@ extern "C" __attribute__((visibility("default"))) std::FILE* fopen64(const char*
     static const auto next = reinterpret_cast<decltype(&fopen64)>(::dlsym(RTLD_NEXT, "fopen64"));
     vantorel::test::DeviceFiles* const files = vantorel::test::active;
     return next(files != nullptr ? files->PathOf(path, *mode != 'r').c_str() : path, mode);
-}
-
-extern "C" __attribute__((visibility("default"))) std::FILE* setmntent(const char* path,
-                                                                       const char* mode) {
-    return fopen64(path, mode);
 }

@@ -10,8 +10,8 @@
 namespace vantorel::test {
 
 /**
- * The device's small files, in memory only. As long as one of these lives, the library, C++ streams
- * and setmntent() find nothing else: whatever they open for writing comes into being, whatever else
+ * The device's small files, in memory only. As long as one of these lives, the library and C++
+ * streams find nothing else: whatever they open for writing comes into being, whatever else
  * they want to read is not there. Of one thread. A root directory would take too long for each.
  */
 class DeviceFiles {

@@ -152,6 +152,10 @@ public:
             Step(true);
             return ::unlink(path);
         };
+        sys->Rename = [this](const char* from, const char* to) {
+            Step(true);
+            return ::rename(from, to);
+        };
         sys->Close = [this](int fd) {
             Step(!written.empty());
             return ::close(fd);

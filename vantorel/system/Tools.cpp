@@ -5,13 +5,16 @@
 #include "vantorel/service/Error.h"
 #include "vantorel/service/UniqueFd.h"
 #include "vantorel/service/private/OrThrow.h"
+#include "vantorel/service/private/ReadFile.h"
 #include "vantorel/service/private/Sys.h"
+#include "vantorel/service/private/WriteFile.h"
 #include "vantorel/system/private/ChildProcess.h"
 #include "vantorel/system/private/Proc.h"
 
 #include <array>
 #include <cerrno>
-#include <fstream>
+#include <cstdio>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -32,6 +35,20 @@ constexpr unsigned long readOnlyFlag = MS_RDONLY;
 void ThrowIfFailed(int status) {
     if (WIFEXITED(status) && WEXITSTATUS(status) != 0) {
         throw Error(status);
+    }
+}
+
+/** Copies the rest of a file, up to the first failure. */
+void CopyInBlocks(const UniqueFd& from, const UniqueFd& to) {
+    std::vector<char> block(std::size_t{64} << 10);
+    for (;;) {
+        const ssize_t count = sys::Read(from.Get(), block.data(), block.size());
+        if (count == -1 && errno == EINTR) {
+            continue;
+        }
+        if (count <= 0 || !WriteAll(to.Get(), {block.data(), static_cast<std::size_t>(count)})) {
+            return;
+        }
     }
 }
 
@@ -135,17 +152,20 @@ void Tools::Umount(std::string target) {
 }
 
 bool Tools::IsMounted(std::string target, std::string type) {
-    std::FILE* const table = ::setmntent("/etc/mtab", "re");
-    if (table == nullptr) {
+    // The table is read through the library's own calls; getmntent_r() decodes its fields.
+    std::string content = ReadFileIfPossible("/etc/mtab");
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> table(
+        ::fmemopen(content.data(), content.size(), "r"), ::endmntent);
+    if (!table) {
         return false;
     }
     bool found = false;
     mntent entry{};
     std::array<char, 8192> texts{}; // not the function's own buffer, which all threads share
-    while (!found && ::getmntent_r(table, &entry, texts.data(), int{texts.size()}) != nullptr) {
+    while (!found &&
+           ::getmntent_r(table.get(), &entry, texts.data(), int{texts.size()}) != nullptr) {
         found = target == entry.mnt_dir && type == entry.mnt_type;
     }
-    ::endmntent(table);
     return found;
 }
 
@@ -163,10 +183,7 @@ void Tools::Cp(std::string source, std::string destination) {
         sent = sys::Sendfile(to.Get(), from.Get(), nullptr, most);
     } while (sent > 0 || (sent == -1 && errno == EINTR));
     if (sent == -1 && (errno == EINVAL || errno == ENOSYS)) {
-        // A file system that cannot do it.
-        std::ifstream input(source, std::ios::binary);
-        std::ofstream output(destination, std::ios::binary | std::ios::trunc);
-        output << input.rdbuf();
+        CopyInBlocks(from, to); // a file system that cannot do it
     }
 }
 

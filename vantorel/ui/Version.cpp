@@ -2,20 +2,31 @@
 // SPDX-License-Identifier: LicenseRef-Vantorel
 #include "vantorel/ui/Version.h"
 
-#include <fstream>
+#include "vantorel/service/private/ReadFile.h"
 
 namespace vantorel {
+namespace {
 
-Version::Version() {
-    std::ifstream skuFile("/tmp/var/sku");
-    std::ifstream versionFile("/etc/kiro/version");
-    std::ifstream revisionFile("/etc/kiro/revision");
-    std::getline(skuFile, sku);
-    std::string revision;
-    std::getline(revisionFile, revision);
-    std::getline(versionFile, major, '.');
-    std::getline(versionFile, minor, '.');
-    ApplyRevision(revision);
+/** Takes the text before the first separator off a text, with the separator. */
+std::string TakePart(std::string& text, char separator) {
+    const std::size_t end = text.find(separator);
+    const std::string part = text.substr(0, end);
+    text.erase(0, end == std::string::npos ? end : end + 1);
+    return part;
+}
+
+std::string FirstLine(const char* path) {
+    std::string text = ReadFileIfPossible(path);
+    return TakePart(text, '\n');
+}
+
+} // namespace
+
+Version::Version() : sku(FirstLine("/tmp/var/sku")) {
+    std::string components = ReadFileIfPossible("/etc/kiro/version");
+    major = TakePart(components, '.');
+    minor = TakePart(components, '.');
+    ApplyRevision(FirstLine("/etc/kiro/revision"));
     fixed = "27"; // identifies the product line to host software
 }
 

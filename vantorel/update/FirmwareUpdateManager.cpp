@@ -38,7 +38,7 @@ bool Exists(const std::string& path) {
  */
 struct stat StatusOf(const std::string& path) {
     struct stat status {};
-    if (::lstat(path.c_str(), &status) == -1) {
+    if (sys::Lstat(path.c_str(), &status) == -1) {
         status = {};
     }
     return status;
@@ -88,11 +88,8 @@ void ReplaceGaugeStream(const std::string& source) {
     const std::string part = destination + ".part";
     sys::Unlink(destination.c_str());
     Tools::Cp(source, part);
-    std::error_code failure = std::make_error_code(std::errc::io_error);
-    if (IsWholeCopy(part, source) && Flush(part)) {
-        std::filesystem::rename(part, destination, failure);
-    }
-    if (failure) {
+    if (!IsWholeCopy(part, source) || !Flush(part) ||
+        sys::Rename(part.c_str(), destination.c_str()) != 0) {
         sys::Unlink(part.c_str());
     }
     Flush(flashStreamDirectory);

@@ -12,8 +12,9 @@
 
 /**
  * Every system call that the library makes directly, as X(result, name, system function,
- * parameters, arguments). Streams, directory listings and the standard library's file-system
- * operations are not included. The tests generate their stand-in from this list: a test can script
+ * parameters, arguments). Not included are listings and removals of folders, and the streams that
+ * the public classes have: of the log's lines and of the attributes that functions of the port
+ * write. The tests generate their stand-in from this list: a test can script
  * a call added here, and make it fail, without further work.
  *
  * Each wrapper behaves like its system function: -1 (MAP_FAILED for Mmap) and errno on failure, no

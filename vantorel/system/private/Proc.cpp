@@ -2,15 +2,15 @@
 // SPDX-License-Identifier: LicenseRef-Vantorel
 #include "vantorel/system/private/Proc.h"
 
+#include "vantorel/service/private/ReadFile.h"
 #include "vantorel/service/private/Sys.h"
 
 #include <array>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <optional>
+#include <sstream>
 
 #include <dirent.h>
 
@@ -83,7 +83,7 @@ int Proc::DescriptorOf(pid_t pid, const std::string& target) {
 }
 
 std::string Proc::MtdOf(const std::string& partitionName) {
-    std::ifstream table("/proc/mtd");
+    std::istringstream table(ReadFileIfPossible("/proc/mtd"));
     for (std::string line; std::getline(table, line);) {
         if (line.find(partitionName) != std::string::npos) {
             return "/dev/" + line.substr(0, line.find(':'));
@@ -93,8 +93,7 @@ std::string Proc::MtdOf(const std::string& partitionName) {
 }
 
 std::string Proc::ImageSelect() {
-    std::ifstream file("/proc/cmdline");
-    std::string text{std::istreambuf_iterator<char>(file), {}};
+    std::string text = ReadFileIfPossible("/proc/cmdline");
     if (text.ends_with('\n')) {
         text.pop_back(); // added by the kernel; it is no value of a parameter at the end
     }

@@ -118,13 +118,12 @@ void FreeLine(const std::string& line) {
     }
     // A supervisor may restart each killed user.
     const std::string hidden = line + ".removed";
-    std::error_code ignored;
-    fs::rename(line, hidden, ignored);
+    sys::Rename(line.c_str(), hidden.c_str());
     if (!EndUsersOf(node)) {
-        fs::rename(hidden, line, ignored);
+        sys::Rename(hidden.c_str(), line.c_str());
         throw Error(EBUSY);
     }
-    fs::remove(hidden, ignored);
+    sys::Unlink(hidden.c_str());
 }
 
 } // namespace vantorel
