@@ -10,7 +10,7 @@ namespace {
 /** Takes the text before the first separator off a text, with the separator. */
 std::string TakePart(std::string& text, char separator) {
     const std::size_t end = text.find(separator);
-    const std::string part = text.substr(0, end);
+    std::string part = text.substr(0, end);
     text.erase(0, end == std::string::npos ? end : end + 1);
     return part;
 }
