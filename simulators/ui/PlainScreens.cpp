@@ -13,14 +13,14 @@ namespace {
 
 constexpr Rect whole{0, 0, theme::width, theme::height};
 
-constexpr Rect battery{160, 124, 160, 304};
-constexpr Point batteryCenter{theme::middle, battery.y + battery.height / 2.0F};
+constexpr Rect outline{160, 124, 160, 304};
+constexpr Point outlineCenter{theme::middle, outline.y + outline.height / 2.0F};
 constexpr float flashHeight = 92;
 
 Rect Segment(int index) {
     constexpr int pitch = 28;
-    return {battery.x + 14, battery.y + battery.height - 14 - 24 - index * pitch,
-            battery.width - 28, 24};
+    return {outline.x + 14, outline.y + outline.height - 14 - 24 - index * pitch,
+            outline.width - 28, 24};
 }
 
 } // namespace
@@ -56,11 +56,11 @@ void SplashScreen::Refresh(Scene& scene) {
 void ChargingScreen::Enter(Scene& scene) {
     Canvas& canvas = scene.canvas;
     canvas.Fill(whole, theme::background);
-    canvas.RoundedRect({theme::width / 2 - 30, battery.y - 18, 60, 24}, 6, theme::rule);
-    canvas.RoundedRect(battery, 20, theme::rule);
-    canvas.RoundedRect({battery.x + 6, battery.y + 6, battery.width - 12, battery.height - 12}, 15,
+    canvas.RoundedRect({theme::width / 2 - 30, outline.y - 18, 60, 24}, 6, theme::rule);
+    canvas.RoundedRect(outline, 20, theme::rule);
+    canvas.RoundedRect({outline.x + 6, outline.y + 6, outline.width - 12, outline.height - 12}, 15,
                        theme::background);
-    DrawFlash(canvas, batteryCenter, flashHeight, theme::text);
+    DrawFlash(canvas, outlineCenter, flashHeight, theme::text);
     scene.fonts.display.Prepare("0123456789- %");
     level.Forget();
     footer.Forget();
@@ -98,7 +98,7 @@ void ChargingScreen::Refresh(Scene& scene) {
 void ChargingScreen::DrawSegment(Scene& scene, int index, Color color) const {
     scene.canvas.ClipTo(Segment(index));
     scene.canvas.Fill(Segment(index), color);
-    DrawFlash(scene.canvas, batteryCenter, flashHeight, theme::text);
+    DrawFlash(scene.canvas, outlineCenter, flashHeight, theme::text);
     scene.canvas.Unclip();
 }
 

@@ -9,13 +9,14 @@
 #include "tests/support/ScriptedSys.h"
 #include "tests/support/UISimulator.h"
 #include "vantorel/logger/Logger.h"
+#include "vantorel/service/UniqueFd.h"
 #include "vantorel/system/Firstboot.h"
 #include "vantorel/ui/UserInterfaceManager.h"
 
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <future>
+#include <array>
 #include <optional>
 #include <set>
 
@@ -171,9 +172,11 @@ TEST_F(DurableState, IsWrittenInPlaceWhereTheFileCannotBeReplaced) {
     std::filesystem::remove(path);
 
     test::MakeFifo(path);
-    auto reader = std::async(std::launch::async, [&] { return test::ReadFile(path); });
+    const UniqueFd reader(::open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
     Firstboot().Reset();
-    EXPECT_EQ(reader.get(), "1\n");
+    std::array<char, 8> text{};
+    ASSERT_EQ(::read(reader.Get(), text.data(), text.size()), 2);
+    EXPECT_STREQ(text.data(), "1\n");
 }
 
 TEST_F(DurableState, KeepsThePermissionsOfItsFile) {
