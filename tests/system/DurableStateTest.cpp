@@ -148,6 +148,7 @@ TEST_F(DurableState, IsTheOldOrTheNewOneWheneverThePowerGoes) {
             }
         }
         prepare();
+        test::WriteFile(file.path + ".new", "a longer file that a cut has left");
         file.write();
         EXPECT_EQ(test::ReadFile(file.path), file.after);
     }
