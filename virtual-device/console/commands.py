@@ -346,7 +346,8 @@ class Console(Looking, camera.Commands):
         if output:
             self.say(output.rstrip("\n"))
         if status != 0:
-            raise Failure(f"exit status {status}")
+            latest = output.rstrip("\n").rpartition("\n")[2][:100]
+            raise Failure(f"exit status {status}" + (f": {latest}" if latest else ""))
 
     def do_wait(self, arguments):
         need(arguments, 1, "wait SECONDS")

@@ -93,6 +93,7 @@ class Looking:
         seconds = number(arguments[1], 0, 3600, float) if len(arguments) == 2 else self.patience
         deadline = time.monotonic() + seconds
         machine = self.machine
+        boots = machine.boots
         with machine.changed:
             while True:
                 for index in range(self.seen, len(machine.lines)):
@@ -101,8 +102,15 @@ class Looking:
                         return
                 remaining = deadline - time.monotonic()
                 if remaining <= 0 or machine.ended.is_set():
-                    raise Failure(f"no status line with {text!r} in {seconds:g} s")
+                    raise Failure(f"no status line with {text!r} in {seconds:g} s"
+                                  + self._instead(machine.boots - boots))
                 machine.changed.wait(remaining)
+
+    def _instead(self, boots: int) -> str:
+        """What came instead of an awaited line, for a failure that does not repeat."""
+        restarts = f"; the device has restarted {boots} times" if boots else ""
+        latest = " | ".join(line[:60] for line in self.machine.lines[self.seen:][-4:])
+        return restarts + (f"; the latest lines: {latest}" if latest else "; no line at all")
 
     def _poll(self, read, wanted: str, seconds: float, complaint: str):
         deadline = time.monotonic() + seconds
