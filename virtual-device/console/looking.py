@@ -108,9 +108,11 @@ class Looking:
 
     def _instead(self, boots: int) -> str:
         """What came instead of an awaited line, for a failure that does not repeat."""
-        restarts = f"; the device has restarted {boots} times" if boots else ""
+        course = f"; the device has restarted {boots} times" if boots else ""
+        if self.machine.ended.is_set():
+            course += f"; it ended by {self.machine.end_reason} ({self.machine.exit_status})"
         latest = " | ".join(line[:60] for line in self.machine.lines[self.seen:][-4:])
-        return restarts + (f"; the latest lines: {latest}" if latest else "; no line at all")
+        return course + (f"; the latest lines: {latest}" if latest else "; no line at all")
 
     def _poll(self, read, wanted: str, seconds: float, complaint: str):
         deadline = time.monotonic() + seconds
