@@ -16,15 +16,15 @@ namespace {
 
 class Follower final : public vantorel::ButtonObserver {
 public:
-    void OnButtonDown(vantorel::Button& button) override { Tell(button.Name() + " down\n"); }
-    void OnButtonUp(vantorel::Button& button) override { Tell(button.Name() + " up\n"); }
+    void OnButtonDown(vantorel::Button& button) override { Print(button.Name() + " down\n"); }
+    void OnButtonUp(vantorel::Button& button) override { Print(button.Name() + " up\n"); }
     void OnButtonError(vantorel::Button& button, vantorel::Error& error) override {
-        Tell(button.Name() + ": " + error.ToString() + "\n");
+        Print(button.Name() + ": " + error.ToString() + "\n");
     }
     void WaitForOne() { happened.acquire(); }
 
 private:
-    void Tell(const std::string& line) {
+    void Print(const std::string& line) {
         std::cout << line << std::flush;
         happened.release();
     }

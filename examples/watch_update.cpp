@@ -17,9 +17,9 @@ using vantorel::FirmwareUpdateManager;
 
 class Follower final : public vantorel::FirmwareUpdateObserver {
 public:
-    void OnFirmwareUpdateFileFound(FirmwareUpdateManager&) override { Tell("found"); }
-    void OnFirmwareUpdateFileValid(FirmwareUpdateManager&) override { Tell("valid"); }
-    void OnFirmwareUpdateBegin(FirmwareUpdateManager&) override { Tell("begin"); }
+    void OnFirmwareUpdateFileFound(FirmwareUpdateManager&) override { Print("found"); }
+    void OnFirmwareUpdateFileValid(FirmwareUpdateManager&) override { Print("valid"); }
+    void OnFirmwareUpdateBegin(FirmwareUpdateManager&) override { Print("begin"); }
     void OnFirmwareUpdateInProgress(FirmwareUpdateManager&, std::uint8_t percent) override {
         std::cout << "update: " << int{percent} << " %" << std::endl;
     }
@@ -30,7 +30,7 @@ public:
     std::promise<bool> ended;
 
 private:
-    static void Tell(const char* what) { std::cout << "update: " << what << std::endl; }
+    static void Print(const char* what) { std::cout << "update: " << what << std::endl; }
 };
 
 } // namespace

@@ -112,7 +112,7 @@ TEST_F(CameraManagerTest, DoesNotReportACameraThatRefusesTheFrameCallback) {
     EXPECT_THAT(log, IsEmpty());
     Frame();
     EXPECT_THAT(log, ElementsAre("a frame"));
-    EXPECT_EQ(output.Take(), "") << "the camera itself is not told of frames";
+    EXPECT_EQ(output.Take(), "") << "the camera itself is not notified of frames";
 }
 
 TEST_F(CameraManagerTest, RunsASessionOnBatteryAndWithoutHostAndRecoversOnBatteryAlone) {

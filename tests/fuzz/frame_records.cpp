@@ -65,7 +65,7 @@ void Address(std::uint32_t x, std::uint32_t y) {
     Demand(::kiroframe_get_header(nullptr) == nullptr && ::kiroframe_get_data(nullptr) == nullptr);
 }
 
-/** As on the device: whoever is told of frames, with a record that keeps to its buffer. */
+/** Passes a frame whose record fits its buffer to the observers of frames, as on the device. */
 void Show() {
     const test::DeviceFiles files;
     Camera camera(nullptr);

@@ -5,8 +5,8 @@
 // touched and no thread runs: endpoint zero, the kernel's log and the camera's frames are in here.
 //
 // An input is a text that the camera calls its chip, then steps: a byte that says what happens (see
-// World::Step()) and what belongs to it. What each request is answered, the tests in tests/usb
-// know; here no answer may tell the host anything but what is meant for it.
+// World::Step()) and what belongs to it. The tests in tests/usb check the
+// answer to each request; here no answer may contain anything that is not meant for the host.
 
 #include "tests/fuzz/Demand.h"
 #include "tests/fuzz/Frame.h"
@@ -129,7 +129,7 @@ private:
         try {
             subi->ServiceFunction();
         } catch (const std::invalid_argument&) {
-            // The development machine has no version to tell; a device without one ends here.
+            // The development machine has no version file; a device without one ends here.
             Demand(event.at(1) == 78 && selector == 0);
         }
         const bool isRequest = event.size() == 12 && event[8] == 4;

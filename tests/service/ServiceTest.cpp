@@ -119,15 +119,15 @@ TEST(ServiceDeathTest, EndsTheProcessWhenDestroyedWhileItRuns) {
 
 TEST(ObserverList, NotifiesInTheOrderOfRegistrationWithoutChecks) {
     struct Listener {
-        void OnEvent(std::vector<Listener*>& told) { told.push_back(this); }
+        void OnEvent(std::vector<Listener*>& notified) { notified.push_back(this); }
     } a, b;
     ObserverList<Listener> list;
     for (Listener* listener : {&a, &a, &b}) {
         list.Add(*listener);
     }
-    std::vector<Listener*> told;
-    list.Notify(&Listener::OnEvent, told);
-    EXPECT_THAT(told, testing::ElementsAre(&a, &a, &b));
+    std::vector<Listener*> notified;
+    list.Notify(&Listener::OnEvent, notified);
+    EXPECT_THAT(notified, testing::ElementsAre(&a, &a, &b));
 }
 
 TEST(Error, ReturnsThePlatformsTexts) {

@@ -64,7 +64,7 @@ void FuelGaugeService::ServiceFunction() {
 
 template <typename Reading, typename Value>
 void FuelGaugeService::Query(Reading (FuelGauge::*read)(),
-                             void (FuelGaugeObserver::*tell)(FuelGauge&, Value)) {
+                             void (FuelGaugeObserver::*operation)(FuelGauge&, Value)) {
     Reading reading{};
     try {
         reading = (gauge.*read)();
@@ -72,7 +72,7 @@ void FuelGaugeService::Query(Reading (FuelGauge::*read)(),
         observers.Notify(&FuelGaugeObserver::OnFuelGaugeError, gauge, error);
         return;
     }
-    observers.Notify(tell, gauge, reading);
+    observers.Notify(operation, gauge, reading);
 }
 
 } // namespace vantorel

@@ -48,7 +48,8 @@ private:
     void ApplyPendingUpdate();
     void ResetGauge();
     template <typename Reading, typename Value>
-    void Query(Reading (FuelGauge::*read)(), void (FuelGaugeObserver::*tell)(FuelGauge&, Value));
+    void Query(Reading (FuelGauge::*read)(),
+               void (FuelGaugeObserver::*operation)(FuelGauge&, Value));
 
     FuelGauge& gauge;
     ObserverList<FuelGaugeObserver> observers;

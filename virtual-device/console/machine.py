@@ -298,8 +298,8 @@ class Machine:
             words = line.split()
             with self._answered:
                 if "ready" in words:  # maybe after part of an answer that a reset cut off
-                    told = (word.partition("=") for word in words[words.index("ready") + 1:])
-                    self.running = {name: value for name, _, value in told}
+                    fields = (word.partition("=") for word in words[words.index("ready") + 1:])
+                    self.running = {name: value for name, _, value in fields}
                     self.ready = True
                 else:
                     self._answer = words

@@ -26,7 +26,7 @@ class View:
         self._buffers = {}  # size and places of the display's pictures by their first page
 
     @property
-    def told(self) -> bool:
+    def has_record(self) -> bool:
         return self._record > 0
 
     def learn(self, answer: str):
@@ -103,7 +103,7 @@ class Watch:
 
     def _current(self):
         machine = self._machine
-        if machine.ready and not (self._boot == machine.boots and self._view.told):
+        if machine.ready and not (self._boot == machine.boots and self._view.has_record):
             answer = self._ask("picture")
             if answer:
                 self._view.learn(answer)

@@ -143,8 +143,8 @@ pid_t StartChild(const std::vector<std::string>& arguments,
     if (error == 0) {
         return child;
     }
-    // Either no process was to be had, and a fork fails as well; or the program cannot be run, or
-    // the kernel had no memory for it, and whoever waits for it is promised a child that ends with
+    // Either no process can be created, and a fork fails as well; or the program cannot be run or
+    // the kernel has no memory for it, and the caller that waits expects a child that ends with
     // 127.
     child = OrThrow(sys::Fork());
     if (child == 0) {
