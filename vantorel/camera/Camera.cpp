@@ -12,8 +12,8 @@ namespace {
 using std::chrono::system_clock;
 
 /**
- * The time since the epoch. The clock of a C++ library for 32-bit ARM may have been built with
- * seconds of 32 bits: it returns garbage after January 2038, and every frame rate would be wrong.
+ * The time since the epoch. A C++ library for 32-bit ARM may have been built with 32-bit seconds.
+ * Its clock returns wrong times after January 2038, and every frame rate would be wrong.
  */
 system_clock::duration WallClock() {
     std::timespec now{};
@@ -64,8 +64,9 @@ void Camera::OnConnectionStateChanged(ConnectionState newState, ConnectionState)
         connectionState = newState;
         return;
     }
-    // A thread that reads the new state must find the session started. An error between the two
-    // would wait for the first frame of a session whose start waits for the error.
+    // Set the state and start the session under one lock: a thread that reads the new state must
+    // find the session started. Otherwise an error between the two would wait for the first frame
+    // of a session that can start only after the error has been handled.
     const Lock lock(sessionMutex);
     connectionState = newState;
     StartWithLock();

@@ -26,7 +26,7 @@ namespace vantorel {
  *
  * A stop waits for a frame that no earlier stop has consumed, since the SDK must not be stopped
  * before its first frame. A host that stops a session before the first frame therefore blocks the
- * session until a frame arrives, and every later start or stop waits, too.
+ * session until a frame arrives, and every later start or stop waits as well.
  *
  * Thread-safe: frames arrive on SDK threads, events on another SDK thread, connection states and
  * requests on the threads of their subjects. An exception in any notification ends the process.

@@ -9,8 +9,8 @@
 namespace vantorel {
 
 /**
- * A failure of the camera SDK: Value() is the SDK's (negative) code, not an errno. So print Text();
- * ToString() treats the code as an errno. Reentrant.
+ * A failure of the camera SDK: Value() is the SDK's (negative) code, not an errno. Print Text()
+ * for it, since ToString() treats the code as an errno. Reentrant.
  */
 class VANTOREL_EXPORT CameraError : public Error {
 public:

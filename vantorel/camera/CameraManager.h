@@ -22,16 +22,16 @@ class Camera;
  *
  * Notifications run on the SDK's threads in the order of registration, the Camera last; the Camera
  * sends those of a session. The SDK must deliver frames and events on different threads, because
- * recovery from an error waits for a frame. Frames may overlap on several threads: each goes to the
- * observers, and with the camera, that were current at its arrival. A frame may reach observers
+ * recovery from an error waits for a frame. Frames may overlap on several threads. Each frame uses
+ * the observers and the camera that were current when it arrived. A frame may reach observers
  * before OnCameraConnect().
  *
  * Thread-safe once the observers are added.
  *
- * With any observer registered that is no Camera, a disconnect event ends in std::bad_cast, after
- * it has notified every observer, with the camera still current. On the device that ends the
- * process, and the product's supervisor restarts it: so the system recovers from an unplugged
- * camera.
+ * When an observer that is not a Camera is registered, a disconnect event first notifies every
+ * observer and then throws std::bad_cast; the camera stays current. On the device this ends the
+ * process, and the product's supervisor restarts it. That is how the system recovers from an
+ * unplugged camera.
  */
 class VANTOREL_EXPORT CameraManager final : public ConnectionObserver,
                                             public USBGadgetObserver,
@@ -54,7 +54,10 @@ public:
      */
     void Start();
 
-    /** Adds an observer, which receives the next event or frame. Call it before Start(). */
+    /**
+     * Adds an observer, which receives events and frames from the next one on. Call it before
+     * Start().
+     */
     void AddObserver(CameraObserver& observer);
 
     /**

@@ -18,7 +18,7 @@ static_assert(sizeof(kiroframe_t) == 28 + sizeof(void*));
 
 namespace {
 
-/** The byte at an offset in the frame's buffer; null when the frame has no buffer. */
+/** Returns the address of a byte in the frame's buffer; null when the frame has no buffer. */
 std::uint8_t* At(const kiroframe_t* frame, std::size_t offset) {
     return frame->buffer != nullptr ? frame->buffer + offset : nullptr;
 }

@@ -23,16 +23,16 @@ namespace {
 constexpr std::chrono::milliseconds pauseWithoutDevice{100};
 
 /**
- * Whether a wait ended because the device is gone. Every later poll() then returns at once, with
- * POLLIN too when events remain, although no read returns them any more.
+ * Whether a wait ended because the device is gone. Every later poll() then returns at once. It
+ * also reports POLLIN while events remain, although reads no longer return them.
  */
 bool IsGone(short found) {
     return (found & POLLIN) == 0 || (found & (POLLERR | POLLNVAL)) != 0;
 }
 
 /**
- * The buttons whose last event was not a release. Not in the object, whose size is part of the
- * binary interface.
+ * The buttons whose last event was not a release. They are not in the object, whose size is part
+ * of the binary interface.
  */
 class PressedButtons {
 public:
@@ -101,8 +101,8 @@ InputEventRecord Button::WaitForEvent() {
     InputEventRecord event{};
     while (event.code != code) {
         const short found = WaitForInput(fd);
-        // Input devices deliver whole records. A failed read leaves the last record unchanged, and
-        // that record belongs to another key.
+        // Input devices deliver whole records. A failed read leaves the previous record unchanged,
+        // and that record belongs to another key.
         static_cast<void>(sys::Read(fd.Get(), &event, sizeof event));
         if (event.code == code) {
             break;
@@ -117,7 +117,7 @@ InputEventRecord Button::WaitForEvent() {
             }
         }
         if (IsGone(found)) {
-            // Without the pause, a lost button would use a whole processor.
+            // Without the pause, a button whose device is gone would keep a processor busy.
             SleepFor(pauseWithoutDevice);
         }
     }

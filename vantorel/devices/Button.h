@@ -31,13 +31,14 @@ public:
      * Blocks until an event has the key's code and returns it; discards events of other keys. Does
      * not check the type of the event. A button with code 0 does not wait and returns an all-zero
      * record. The wait continues when the device disappears: poll() then returns at once, so a
-     * pause of 100 ms follows each poll to save processor time. A device that returns is a new
+     * pause of 100 ms follows each poll to save processor time. A device that reappears is a new
      * device and needs a new Button.
      *
-     * When the kernel has dropped events because nobody read them (SYN_DROPPED), the key's state is
-     * read from the device (EVIOCGKEY). If it differs from the last event that was returned, an
-     * event of this state is returned: no key stays pressed whose release was dropped. A key that
-     * is held when the button is constructed has no event before its release.
+     * When the kernel has dropped events because they were not read in time (SYN_DROPPED), the
+     * key's state is read from the device (EVIOCGKEY). If it differs from the last event that was
+     * returned, an event with this state is returned, so a dropped release does not leave the key
+     * pressed. A key that is held when the button is constructed causes no event until its
+     * release.
      * @throws Error with the errno of a failed wait, EINTR among them
      */
     InputEventRecord WaitForEvent();

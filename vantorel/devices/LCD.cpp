@@ -35,7 +35,7 @@ void Issue(const UniqueFd& card, typename Request::Record& record) {
 template <typename Entry>
 std::uint64_t Allocate(std::vector<Entry>& entries, std::uint32_t count) {
     entries.assign(std::max<std::uint32_t>(count, 1), Entry{});
-    // Through uintptr_t, so that a 32-bit address is not sign-extended.
+    // Cast through uintptr_t, so that a 32-bit address is not sign-extended.
     return reinterpret_cast<std::uintptr_t>(entries.data());
 }
 
@@ -43,7 +43,7 @@ std::uint32_t FirstId(const std::vector<std::uint64_t>& ids) {
     return LoadLe<std::uint32_t>(reinterpret_cast<const std::uint8_t*>(ids.data()));
 }
 
-/** The only event requested is the end of a flip, so its content does not matter. */
+/** Only ends of flips are requested as events, so the content does not matter. */
 void DiscardEvent(const UniqueFd& card) {
     drm::FlipEvent event{};
     static_cast<void>(sys::Read(card.Get(), &event, sizeof event));
@@ -57,7 +57,8 @@ void UnmapPixels::operator()(std::uint32_t* pixels) const noexcept {
 
 LCD::LCD(std::string deviceName, std::string devicePath)
     : Device(std::move(deviceName), std::move(devicePath), O_RDWR) {
-    // The first opener of the card is its master anyway; with another master, a later step fails.
+    // Ignored: the first opener of the card is its master anyway. If another process is the
+    // master, a later step fails.
     static_cast<void>(sys::Ioctl(fd.Get(), drm::setMaster, nullptr));
     ReadResources();
     ReadConnector();
@@ -119,7 +120,7 @@ MappedPixels LCD::CreateBuffer(BufferRecords& records) {
 
 MappedPixels LCD::MapBuffer(const BufferRecords& records) {
     const std::uint64_t size = records.create.size;
-    // Observers draw Height() rows of Stride() bytes without a further check.
+    // Observers draw Height() rows of Stride() bytes without checking the size.
     if (size < std::uint64_t{Stride()} * Height() ||
         size > std::numeric_limits<std::size_t>::max()) {
         throw Error(EINVAL);
@@ -130,8 +131,9 @@ MappedPixels LCD::MapBuffer(const BufferRecords& records) {
     if (address == MAP_FAILED) {
         throw Error(errno);
     }
-    // A mapping keeps the card open and its first opener the master. A child that never execs, such
-    // as a getty's supervisor, would block the display at the next start of the application.
+    // An inherited mapping keeps the card open and its first opener the master. A child that never
+    // execs, such as a getty's supervisor, would block the display at the application's next
+    // start.
     static_cast<void>(sys::Madvise(address, bytes, MADV_DONTFORK));
     return MappedPixels(static_cast<std::uint32_t*>(address), UnmapPixels{bytes});
 }

@@ -19,9 +19,10 @@ namespace vantorel {
  * first mode on the first CRTC, with two alternating buffers of 32-bit pixels.
  *
  * Draw into BackBuffer(), show it with SwapBuffers(), and draw again after WaitForVSYNC().
- * Thread-bound, except that other threads may read BackBuffer() and the geometry. The pixels live
- * as long as the object, and in this process only: a forked child does not inherit them
- * (MADV_DONTFORK), since a mapping keeps the card open and its first opener the master.
+ * Thread-bound, except that other threads may read BackBuffer() and the geometry. The pixels exist
+ * as long as the object, and in this process only. A forked child does not inherit them
+ * (MADV_DONTFORK), because an inherited mapping would keep the card open and its first opener the
+ * master.
  */
 class VANTOREL_EXPORT LCD final : public Device {
 public:
@@ -53,10 +54,10 @@ public:
     std::uint32_t* BackBuffer() const { return backBuffer; }
 
     /**
-     * Requests that the next vertical sync shows the back buffer; the other buffer becomes the back
-     * buffer.
-     * @throws Error with the errno of the failed flip (EBUSY while the last one is pending); the
-     *         back buffer then does not change
+     * Requests a flip to the back buffer at the next vertical sync. The other buffer becomes the
+     * back buffer.
+     * @throws Error with the errno of the failed flip (EBUSY while the previous flip is pending);
+     *         the back buffer then does not change
      */
     void SwapBuffers();
 

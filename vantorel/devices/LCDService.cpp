@@ -13,16 +13,16 @@
 namespace vantorel {
 namespace {
 
-/** Many refreshes: a driver that has sent no event by then has lost it. */
+/** Many refreshes long: a driver that has sent no event by then has lost it. */
 constexpr std::chrono::milliseconds eventLimit{1000};
 constexpr std::chrono::milliseconds busyLimit{100};
 
-/** Flips and waits for the flip. Returns the error that observers have to receive. */
+/** Flips and waits for the flip. Returns the error to report to the observers, if any. */
 std::optional<Error> Flip(LCD& lcd) {
     try {
         lcd.SwapBuffers();
         if (!lcd.WaitForVSYNC(eventLimit)) {
-            return Error(ETIME); // a wait that ends early (ETIMEDOUT) is not reported
+            return Error(ETIME); // the errors of a wait that ends early are not reported
         }
     } catch (const Error& error) {
         if (!IsEndOfWait(error)) {
@@ -33,15 +33,16 @@ std::optional<Error> Flip(LCD& lcd) {
 }
 
 /**
- * Takes the event of a flip whose own wait has ended without it, by a signal or the limit. While
- * that flip is pending, the driver refuses every other one. Were its event left, each later wait
- * would return with the event of the flip before, and each later flip come too early.
+ * Reads the event of a flip whose wait ended without it, because of a signal or the time limit.
+ * The driver refuses other flips while that flip is pending. If its event stayed unread, each
+ * later wait would return with the event of the previous flip, and each later flip would come too
+ * early.
  */
 void TakeOverdueEvent(LCD& lcd) {
     try {
         static_cast<void>(lcd.WaitForVSYNC(busyLimit));
     } catch (const Error&) {
-        // The next flip reports what is wrong with the card.
+        // If the card has failed, the next flip reports it.
     }
 }
 

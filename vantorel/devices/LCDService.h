@@ -14,9 +14,9 @@ class LCD;
  * The render loop: lets its observers draw, flips and waits for the flip, once per display refresh,
  * on the service's thread. There is no pause between cycles.
  *
- * A driver may lose the event that ends a flip. The service waits a second for it, reports
- * ETIME and draws and flips again, so the display returns with the driver's next event, and
- * Stop() always returns. While the driver refuses flips with EBUSY, a cycle takes up to 100 ms.
+ * A driver may lose the event that ends a flip. The service waits a second for it, reports ETIME,
+ * then draws and flips again. So the display recovers with the driver's next event, and Stop()
+ * always returns. While the driver refuses flips with EBUSY, a cycle takes up to 100 ms.
  * Thread-bound.
  */
 class VANTOREL_EXPORT LCDService final : public Service {
@@ -29,8 +29,8 @@ public:
     void AddObserver(LCDObserver& observer) { observers.Add(observer); }
 
     /**
-     * Shows one frame. Reports a refused flip and a flip without an event for a second (ETIME),
-     * but not an interrupted wait.
+     * Shows one frame. Reports a refused flip, and a flip whose event does not come within a
+     * second (ETIME), but not an interrupted wait.
      */
     void ServiceFunction() override;
 

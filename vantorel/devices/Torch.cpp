@@ -38,7 +38,7 @@ void Torch::Off() {
 }
 
 void Torch::Toggle() {
-    // A dimmed LED is in neither position and has no opposite.
+    // A dimmed LED is neither on nor off, so it cannot be toggled.
     const char position = brightness;
     if (position == lit) {
         Off();
@@ -51,7 +51,7 @@ void Torch::Switch(char position) {
     // Recorded before the write: after a failure, the user's next request switches the other way
     // instead of repeating the failed write.
     brightness = position;
-    // An attribute treats each write as its whole text, whatever the file position.
+    // The kernel takes each write to an attribute as its whole text, whatever the file position.
     OrThrow(sys::Write(fd.Get(), &position, sizeof position));
     Report(position);
 }

@@ -18,15 +18,14 @@ namespace vantorel {
  * interface and may light only while the device runs on its battery: any other state switches it
  * off, and it ignores requests until the battery state returns.
  *
- * Switching throws Error with the errno of a failed write to the caller, before it notifies
- * observers; OnTorchError() is never called. The connection manager reports the error to its
+ * When the write fails, switching throws Error with its errno to the caller and notifies no
+ * observer; OnTorchError() is never called. The connection manager reports the error to its
  * observers and announces the state again. A user's request comes through UserInterfaceManager,
  * whose operations are noexcept, so the error ends the process there; the product's supervisor
  * restarts it, and the constructor reads the LED's state.
  *
- * The connection manager's thread and the UI library's call it; observers run on the thread that
- * switches. Thread-safe, but two threads that switch at once may leave the LED in the state of
- * either.
+ * The connection manager's thread and the UI library's thread call it; observers run on the thread
+ * that switches. Thread-safe, but two threads that switch at once may leave the LED on or off.
  */
 class VANTOREL_EXPORT Torch final : public Device,
                                     public ConnectionObserver,
@@ -45,7 +44,7 @@ public:
     void On();
     /** Switches off the LED and reports OnTorchOff(), even when it is already dark. */
     void Off();
-    /** Switches to the other position. */
+    /** Switches the LED off when it is lit, and on when it is off. */
     void Toggle();
 
     /** Adds an observer. Call it before requests arrive. */

@@ -37,13 +37,14 @@ constexpr std::uint8_t commandCurrent = 0x22;
 
 constexpr std::uint16_t controlReset = 0x0041;
 constexpr std::uint16_t controlRomMode = 0x0F00;
-// The gauge takes a key only as two words in this order, and the second key only after the first.
+// The gauge accepts a key only as two words in this order, and the second key only after the
+// first.
 constexpr std::uint16_t unsealKey[] = {0x5C21, 0x1E47};
 constexpr std::uint16_t fullAccessKey[] = {0xB4B4, 0xB4B4};
 
 constexpr std::uint8_t flagBatteryDetected = 0x08;
 
-/** Makes a transfer; false when the gauge does not acknowledge. Passes other errors on. */
+/** Makes a transfer; returns false when the gauge does not acknowledge. Throws other errors. */
 template <typename Transfer>
 bool IsAcknowledged(Transfer transfer) {
     try {
@@ -93,8 +94,8 @@ bool FuelGauge::IsBatteryConnected() {
         return (byte & flagBatteryDetected) != 0;
     }
     try {
-        // The address stays there on purpose: a gauge that an interrupted update has left in ROM
-        // mode answers only there. The operations that leave ROM mode set the normal address.
+        // The address stays set on purpose: a gauge that an interrupted update left in ROM mode
+        // answers only at this address. The operations that leave ROM mode set the normal address.
         SetAddress(romAddress);
         ReadRegister(commandControl, &byte, sizeof byte);
         return true;

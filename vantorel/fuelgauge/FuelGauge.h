@@ -53,13 +53,13 @@ public:
     /**
      * Whether a battery is connected. When the gauge does not acknowledge, it is probed at its
      * ROM-mode address, since an interrupted update leaves it in ROM mode; a gauge that answers
-     * there counts as a battery. The address stays at ROM mode after such a probe, whatever it
-     * found, until Unseal(), EnterRomMode() or ExitRomMode() sets it.
-     * @throws Error of the first transfer when that fails with another errno than ENXIO
+     * there counts as a battery. After such a probe the ROM-mode address stays set, whatever the
+     * result, until Unseal(), EnterRomMode() or ExitRomMode() changes it.
+     * @throws Error of the first transfer when it fails with an errno other than ENXIO
      */
     virtual bool IsBatteryConnected();
 
-    /** Gives the gauge the keys for maintenance. Takes a second. @throws Error of a transfer */
+    /** Sends the gauge its maintenance keys. Takes a second. @throws Error of a transfer */
     void Unseal();
     /** Unseals and restarts the gauge. Takes a second. @throws Error of a transfer */
     virtual void Reset();
@@ -70,7 +70,7 @@ public:
 
     /** Called before every reading. Does nothing: a hook for boards that switch the thermistor. */
     void EnableThermistor();
-    /** Called after every reading. Does nothing, as EnableThermistor(). */
+    /** Called after every reading. Does nothing, like EnableThermistor(). */
     void DisableThermistor();
 
     /** Whether no flash stream waits in "/tmp/var/update/bqfs". */
@@ -87,7 +87,8 @@ public:
     /**
      * Brings the gauge into ROM mode, plays the waiting stream, brings the gauge out of ROM mode
      * and deletes the stream. Does nothing when no stream waits. A stream that fails is kept.
-     * @throws what ExecuteFlashStream() and ExitRomMode() throw, Error of deleting the stream
+     * @throws what ExecuteFlashStream() and ExitRomMode() throw, and Error when the stream cannot
+     *         be deleted
      */
     virtual void Update();
 

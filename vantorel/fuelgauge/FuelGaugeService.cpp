@@ -36,7 +36,7 @@ void FuelGaugeService::ApplyPendingUpdate() {
         gauge.Update();
         PrintStatus("FUEL GAUGE UPDATE COMPLETE!");
     } catch (...) {
-        // The stream is kept for the next start; the device runs without it until then.
+        // The stream stays for the next start; until then the device runs without it.
         PrintStatus("FUEL GAUGE UPDATE FAILED!");
     }
 }
@@ -46,7 +46,7 @@ void FuelGaugeService::ResetGauge() {
         gauge.Reset();
     } catch (const Error& error) {
         // A failed update leaves the gauge in ROM mode, where it does not acknowledge. The device
-        // must start all the same: the next start repeats the update.
+        // must start nevertheless: the next start repeats the update.
         if (error.Value() != ENXIO) {
             throw;
         }

@@ -20,7 +20,7 @@ namespace vantorel {
  * connection manager: it blocks for a second, and for as long as a stream takes.
  *
  * A gauge that does not acknowledge reads as 0, see FuelGauge. Observers are called on the
- * service's thread; an exception of theirs ends the process. Thread-bound.
+ * service's thread; an exception that one throws ends the process. Thread-bound.
  */
 class VANTOREL_EXPORT FuelGaugeService final : public ConnectionObserver, public Service {
 public:

@@ -18,7 +18,7 @@
 namespace vantorel {
 namespace {
 
-// A message counts its bytes in 16 bits, and a write has the command byte in front.
+// A message's length has 16 bits, and a write begins with the command byte.
 constexpr std::size_t maximumLength = 0xffff - 1;
 
 void CheckLength(std::size_t length) {
@@ -43,7 +43,7 @@ I2C::~I2C() = default;
 
 void I2C::SetAddress(std::uint8_t slaveAddress) {
     address = slaveAddress;
-    // The kernel takes the address itself as this request's argument, not a pointer to it.
+    // The argument of this request is the address itself, not a pointer to it.
     void* argument = reinterpret_cast<void*>(std::uintptr_t{slaveAddress});
     OrThrow(sys::Ioctl(fd.Get(), I2C_SLAVE, argument));
 }

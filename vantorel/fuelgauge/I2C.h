@@ -34,13 +34,13 @@ public:
 
     /**
      * Writes a command byte and, after a repeated start, reads that many bytes.
-     * @throws Error EINVAL for a null buffer or more bytes than a message can have
+     * @throws Error EINVAL for a null buffer or more bytes than a message can hold
      */
     void ReadRegister(std::uint8_t command, std::uint8_t* buffer, std::size_t length);
 
     /**
      * Writes a command byte and data in one message.
-     * @throws Error EINVAL for more bytes than a message can have
+     * @throws Error EINVAL for more bytes than a message can hold
      */
     void WriteRegister(std::uint8_t command, const std::uint8_t* data, std::size_t length);
 
@@ -50,7 +50,7 @@ public:
     std::size_t Write(const std::uint8_t* data, std::size_t length);
 
 protected:
-    /** No bus at all: each transfer throws Error with EBADF. */
+    /** Opens no bus: each transfer throws Error with EBADF. */
     explicit I2C(std::string deviceName) : Device(std::move(deviceName)), address(0) {}
 
 private:

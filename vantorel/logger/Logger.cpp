@@ -70,8 +70,8 @@ void Logger::AddEntry(LoggerEntry& entry, std::chrono::milliseconds uptime) {
     const std::string line = session + ',' + std::to_string(uptime.count() / 1000) + ',' +
                              entry.ToString(false, false, ",") + '\n';
     {
-        // One write per line: a full buffer goes to the file together with the new line, so that
-        // the file ends with a whole line whenever the process is killed.
+        // Add each line with one write: a full buffer then goes to the file together with the new
+        // line, so the file ends with a whole line whenever the process is killed.
         const Lock lock(logMutex);
         log.write(line.data(), static_cast<std::streamsize>(line.size()));
     }
@@ -94,7 +94,7 @@ void Logger::OnCameraFrameAvailable(Camera& camera, kirocamera_frame_t* frame) n
             frameHeader.store(copy);
         }
     }
-    // Always: the rate also counts frames that cannot be converted.
+    // Updated for every frame: the rate also counts frames that cannot be converted.
     frameRate = camera.FrameRate();
 }
 

@@ -83,7 +83,7 @@ private:
     std::uint32_t sessionId = 0;
     std::ofstream log VANTOREL_GUARDED_BY(logMutex);
     std::ofstream kernelLog;    // opened but never written
-    std::ifstream sessionInput; // unused, like the next: applications are compiled with them
+    std::ifstream sessionInput; // unused, like the next: part of the binary interface
     std::ofstream sessionOutput;
     std::atomic<std::int16_t> batteryCurrent{0};
     std::atomic<std::uint8_t> batteryLevel{0};
@@ -94,7 +94,7 @@ private:
     std::atomic<FrameHeader> frameHeader{FrameHeader{}};
     std::atomic<double> frameRate{0.0};
     std::atomic<std::uint32_t> cameraErrorCount{0};
-    Mutex logMutex; // other threads than the sampling one call Flush()
+    Mutex logMutex; // threads other than the sampling one call Flush()
 };
 
 } // namespace vantorel

@@ -56,7 +56,7 @@ void ConnectionManager::Poll() {
         }
         break;
     case ConnectionState::Battery:
-        // The device runs, so it has a battery, whatever the gauge reports.
+        // The device has run without the charger, so it has a battery, whatever the gauge reports.
         if (online) {
             TransitionToState(ConnectionState::BatteryCharger);
         }
@@ -83,7 +83,7 @@ void ConnectionManager::FindHost() {
             TransitionToState(ConnectionState::Host);
             return;
         }
-        SleepFor(hostCheckPause); // after the last check, too: the host gets its full time
+        SleepFor(hostCheckPause); // also after the last check, so that the host gets its full time
     }
     TransitionToState(ConnectionState::NoHost);
 }

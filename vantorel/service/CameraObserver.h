@@ -12,12 +12,12 @@ class Camera;
 
 /**
  * Receives what the CameraManager reports, on the camera SDK's threads: frames on one, events on
- * another, so a frame may arrive before its camera's connect. The session notifications run on the
+ * another, so a frame may arrive before OnCameraConnect(). The session notifications run on the
  * thread that starts or stops the session. That thread holds the session's lock: an observer must
  * not start or stop a session from them. An observer must be thread-safe.
  *
- * The operations have empty bodies, unlike those of the other interfaces: most observers of a
- * camera need one or two of them.
+ * The operations have empty bodies, unlike those of the other interfaces, because most observers
+ * of a camera need only one or two of them.
  */
 class VANTOREL_EXPORT CameraObserver {
 public:

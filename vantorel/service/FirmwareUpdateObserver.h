@@ -29,9 +29,10 @@ public:
     /** The new firmware runs at the next boot, unless a signal killed the tool that selects it. */
     virtual void OnFirmwareUpdateComplete(FirmwareUpdateManager& manager) = 0;
     /**
-     * The update failed. The device keeps its firmware, and also a gauge stream of the archive.
-     * When an observer throws at 100 percent or at completion, the update fails too, although the
-     * variable that selects the slot is already set. The error is always 52 (EBADE).
+     * The update failed. The device keeps its old firmware. A gauge stream that the archive
+     * contained is kept too. When an observer throws at 100 percent or at completion, the update
+     * fails too, although the variable that selects the slot is already set. The error is always
+     * 52 (EBADE).
      */
     virtual void OnFirmwareUpdateError(FirmwareUpdateManager& manager, Error& error) = 0;
     virtual ~FirmwareUpdateObserver() = default;

@@ -18,7 +18,7 @@ class VANTOREL_EXPORT LoggerObserver {
 public:
     /** The service took a sample. It writes it to the log after every observer has returned. */
     virtual void OnLoggerNewEntry(Logger& logger, LoggerEntry& entry) = 0;
-    /** Reserved; nothing sends it. */
+    /** Reserved; never called. */
     virtual void OnLoggerError(Logger& logger, Error& error) = 0;
     virtual ~LoggerObserver() = default;
 };

@@ -37,9 +37,9 @@ namespace vantorel {
 template <typename Native>
 class VANTOREL_CAPABILITY CheckedMutex {
 public:
-    /** Waits until no other thread holds the mutex, and takes it. */
+    /** Locks the mutex; waits while another thread holds it. */
     void lock() VANTOREL_ACQUIRE() { native.lock(); }
-    /** Releases the mutex, which the calling thread holds. */
+    /** Unlocks the mutex, which the calling thread holds. */
     void unlock() VANTOREL_RELEASE() { native.unlock(); }
 
 private:

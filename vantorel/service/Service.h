@@ -47,10 +47,10 @@ public:
     void Stop();
 
     /**
-     * The worker's loop, which Start() runs on the service's thread: a pause and a cycle, until a
-     * stop is requested. Returns at once after Stop(). Public, so that an application can run the
-     * loop on its own thread, with another stack or priority. Stop() acts only on a service that
-     * was started, and does not wait for such a thread.
+     * The worker's loop, which Start() runs on the service's thread: a pause and a cycle, repeated
+     * until a stop is requested. Returns at once after Stop(). Public, so that an application can
+     * run the loop on its own thread, with another stack or priority. Stop() acts only on a
+     * service that was started, and does not wait for such a thread.
      */
     static void ServiceThreadFunction(Service* service);
 

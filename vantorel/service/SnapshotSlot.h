@@ -11,9 +11,9 @@
 namespace vantorel {
 
 /**
- * A slot for one object that threads read in place while another thread replaces it. A reader takes
- * no lock, waits for nothing, and keeps every object alive that it may see. Replaced objects are
- * destroyed, outside of the lock, by the thread that first finds no reader in the slot.
+ * A slot for one object that threads read in place while another thread replaces it. A reader
+ * takes no lock, waits for nothing, and keeps every object alive that it may see. Replaced objects
+ * are destroyed without holding the lock, by the first thread that finds no reader in the slot.
  * Thread-safe.
  *
  * A replaced object therefore lives on while readers overlap without a gap. Use SharedSlot where
@@ -30,21 +30,21 @@ public:
     /** Reads the object that the slot holds at the reader's construction. */
     class Reader {
     public:
-        /** Begins to read. */
+        /** Starts reading. */
         explicit Reader(const SnapshotSlot& from) : slot(from) {
             slot.state.fetch_add(oneReader);
             entry = slot.newest.load();
         }
         Reader(const Reader&) = delete;
         Reader& operator=(const Reader&) = delete;
-        /** Ends the reading; may destroy replaced objects. */
+        /** Stops reading; may destroy replaced objects. */
         ~Reader() {
             if (slot.state.fetch_sub(oneReader) == oneReader + hasReplaced) {
                 slot.DestroyReplaced();
             }
         }
 
-        /** The object, valid until the reader ends. */
+        /** The object, valid until the reader is destroyed. */
         const T& operator*() const { return entry->object; }
         /** A member of the object. */
         const T* operator->() const { return &entry->object; }
@@ -54,14 +54,14 @@ public:
         const Entry* entry;
     };
 
-    /** Holds this object first. */
+    /** @param first the object that the slot holds until the first Store() */
     explicit SnapshotSlot(T first) : newest(new Entry{std::move(first), nullptr}) {}
     SnapshotSlot(const SnapshotSlot&) = delete;
     SnapshotSlot& operator=(const SnapshotSlot&) = delete;
-    /** No reader may be left. */
+    /** Requires that every reader has been destroyed. */
     ~SnapshotSlot() { const std::unique_ptr<Entry> all(newest.load()); }
 
-    /** Begins to read the object that was stored last. */
+    /** Starts reading the object that was stored last. */
     Reader Read() const { return Reader(*this); }
 
     /** Replaces the object. */
@@ -77,7 +77,7 @@ public:
     }
 
 private:
-    // The state: whether there are replaced objects, and the number of readers.
+    // The bits of the state: one for the existence of replaced objects, the others count readers.
     static constexpr unsigned hasReplaced = 1;
     static constexpr unsigned oneReader = 2;
 

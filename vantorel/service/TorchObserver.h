@@ -18,7 +18,7 @@ public:
     virtual void OnTorchOn(Torch& torch) = 0;
     /** The torch is dark. */
     virtual void OnTorchOff(Torch& torch) = 0;
-    /** Reserved; nothing sends it: the torch throws its errors to the caller that switches it. */
+    /** Reserved; never called: the torch throws its errors to the caller that switches it. */
     virtual void OnTorchError(Torch& torch, Error& error) = 0;
     virtual ~TorchObserver() = default;
 };

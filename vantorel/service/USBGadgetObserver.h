@@ -22,7 +22,7 @@ public:
     virtual void OnUSBGadgetStopCaptureSessionRequest(USBGadget& gadget) = 0;
     /** The host wants the capture session started. */
     virtual void OnUSBGadgetStartCaptureSessionRequest(USBGadget& gadget) = 0;
-    /** Reserved; nothing sends it. */
+    /** Reserved; never called. */
     virtual void OnUSBGadgetError(USBGadget& gadget, Error& error) = 0;
     virtual ~USBGadgetObserver() = default;
 };

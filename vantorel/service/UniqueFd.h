@@ -33,7 +33,7 @@ public:
     /** Whether a descriptor is owned. */
     explicit operator bool() const { return fd >= 0; }
 
-    /** Gives up the descriptor; the caller must close it. */
+    /** Releases the descriptor; the caller must close it. */
     [[nodiscard]] int Release() {
         const int released = fd;
         fd = -1;

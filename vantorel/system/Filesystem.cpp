@@ -17,7 +17,7 @@
 namespace vantorel {
 namespace {
 
-/** An ioctl whose argument is a number or nothing. */
+/** Calls an ioctl whose argument is a number or unused. */
 int Control(const UniqueFd& fd, unsigned long request, int number = 0) {
     return OrThrow(
         sys::Ioctl(fd.Get(), request, reinterpret_cast<void*>(static_cast<std::intptr_t>(number))));

@@ -10,7 +10,7 @@ namespace vantorel {
 
 /**
  * One mounted file system whose lifetime is the object's: construction loads the modules that the
- * type needs, attaches an image file to a free loop device if asked to, makes the mount point and
+ * type needs, attaches an image file to a free loop device if requested, makes the mount point and
  * mounts; destruction unmounts and removes the mount point.
  *
  * When a step of the construction fails, the earlier steps are not undone: the loop device stays
@@ -34,8 +34,8 @@ public:
     virtual ~Filesystem();
 
     /**
-     * Unmounts and mounts again, so that changes below the file system become visible, such as
-     * those of a USB host to the image.
+     * Unmounts and mounts again, so that changes made underneath the file system become visible,
+     * such as a USB host's writes to the image.
      * @throws Error; when the second mount fails, the file system stays unmounted
      */
     void Remount();

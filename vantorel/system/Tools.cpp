@@ -29,8 +29,8 @@ namespace {
 constexpr unsigned long readOnlyFlag = MS_RDONLY;
 
 /**
- * For programs whose success matters. The error carries the whole status, and a program killed by a
- * signal passes. Kept: callers may compare with these numbers.
+ * For programs whose success matters. The error's number is the whole wait status, and a program
+ * that a signal killed does not count as failed. Kept: callers may compare with these numbers.
  */
 void ThrowIfFailed(int status) {
     if (WIFEXITED(status) && WEXITSTATUS(status) != 0) {
@@ -85,7 +85,7 @@ pid_t Tools::Ifdown(std::string interface) {
 }
 
 pid_t Tools::GettyStart(std::string line, std::string speed) {
-    // -n: no question for a name; -l: the shell instead of a log-in.
+    // -n: do not prompt for a name; -l: run the shell instead of a log-in.
     return StartSupervised(
         Applet({"getty", "-n", "-l", "/bin/sh", std::move(line), std::move(speed)}));
 }
@@ -120,7 +120,7 @@ pid_t Tools::ShStart(std::string term) {
 }
 
 void Tools::Mkdir(std::string path) {
-    // 0600 for directories, too: only root, to whom it does not matter, has business in them.
+    // Directories get 0600, too: only root uses them, and root does not need the execute bit.
     if (sys::Mkdir(path.c_str(), 0600) == -1 && errno != EEXIST) {
         throw Error(errno);
     }
@@ -152,7 +152,8 @@ void Tools::Umount(std::string target) {
 }
 
 bool Tools::IsMounted(std::string target, std::string type) {
-    // The table is read through the library's own calls; getmntent_r() decodes its fields.
+    // Read the table through the library's system-call wrappers; getmntent_r() only decodes its
+    // fields.
     std::string content = ReadFileIfPossible("/etc/mtab");
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> table(
         ::fmemopen(content.data(), content.size(), "r"), ::endmntent);
@@ -161,7 +162,7 @@ bool Tools::IsMounted(std::string target, std::string type) {
     }
     bool found = false;
     mntent entry{};
-    std::array<char, 8192> texts{}; // not the function's own buffer, which all threads share
+    std::array<char, 8192> texts{}; // getmntent() would use one buffer for all threads
     while (!found &&
            ::getmntent_r(table.get(), &entry, texts.data(), int{texts.size()}) != nullptr) {
         found = target == entry.mnt_dir && type == entry.mnt_type;
@@ -176,14 +177,15 @@ void Tools::Cp(std::string source, std::string destination) {
     if (!from || !to) {
         return;
     }
-    // Within the kernel: an archive through a buffer of the process takes more than twice as long.
+    // Copy within the kernel: copying an archive through the process's buffer takes more than
+    // twice as long.
     constexpr std::size_t most = std::size_t{1} << 30;
     ssize_t sent = 0;
     do {
         sent = sys::Sendfile(to.Get(), from.Get(), nullptr, most);
     } while (sent > 0 || (sent == -1 && errno == EINTR));
     if (sent == -1 && (errno == EINVAL || errno == ENOSYS)) {
-        CopyInBlocks(from, to); // a file system that cannot do it
+        CopyInBlocks(from, to); // the file system does not support it
     }
 }
 

@@ -16,13 +16,13 @@ namespace vantorel {
  * of "/bin/busybox".
  *
  * Unless an operation says otherwise, a failed fork, wait or system call throws Error with its
- * errno, and the exit status of a program is not examined: a program that the kernel refuses to
- * execute (missing, no memory for it) counts as one that ended with 127. Operations that wait do so
- * without a time-out. All are stateless, so thread-safe. Children of operations that do
- * not wait are not reaped here; the caller may wait for their ids.
+ * errno, and the exit status of a program is not examined: a program that the kernel cannot
+ * execute (it is missing, or memory is short) counts as one that exited with 127. Operations that
+ * wait do so without a time-out. All are stateless, so thread-safe. An operation that does not
+ * wait does not reap its child either; the caller may wait for the process id that it returns.
  *
- * A child starts with the default action of every signal and with none blocked, whatever the
- * application does with its own. It gets neither the display's memory nor any descriptor of the
+ * A child starts with the default action of every signal and with no signal blocked, whatever the
+ * application has set for itself. It gets neither the display's memory nor any descriptor of the
  * library.
  */
 class VANTOREL_EXPORT Tools {
@@ -35,7 +35,7 @@ public:
     static void Ln(std::string a, std::string b, std::string c);
     /** Loads a kernel module; waits. */
     static void Modprobe(std::string module);
-    /** Loads a kernel module with five parameters, each passed as it is; waits. */
+    /** Loads a kernel module with five parameters, each passed unchanged; waits. */
     static void Modprobe(std::string module, std::string p1, std::string p2, std::string p3,
                          std::string p4, std::string p5);
     /** Unloads a kernel module; waits. */
@@ -47,8 +47,8 @@ public:
     /** Takes a network interface down; returns the process id without waiting. */
     static pid_t Ifdown(std::string interface);
     /**
-     * Puts a root shell on a serial line, and a new one whenever the last one has ended, without
-     * delay or limit. Returns the process id of the child that supervises them, without waiting.
+     * Runs a root shell on a serial line and starts a new one whenever it ends, without delay or
+     * limit. Returns the process id of the child that supervises them, without waiting.
      */
     static pid_t GettyStart(std::string line, std::string speed);
     /** Starts a debug server on a line; returns its process id without waiting. */
@@ -86,7 +86,7 @@ public:
     static void Umount(std::string target);
     /** Whether the mount table has a mount of that type on that directory. Never throws. */
     static bool IsMounted(std::string target, std::string type);
-    /** Copies a file; nothing is reported, and a missing source leaves an empty destination. */
+    /** Copies a file. Failures are not reported; a missing source leaves an empty destination. */
     static void Cp(std::string source, std::string destination);
     /** Does nothing: a hook for boards that distribute interrupts over processors. */
     static void BalanceIrqs();
@@ -97,7 +97,7 @@ public:
     static pid_t PidOf(std::string executable);
     /**
      * Returns the device ("/dev/mtd3") of the first line of "/proc/mtd" that contains the name, or
-     * an empty text. The name must not be a part of another line.
+     * an empty text. The name must not occur in another partition's line.
      */
     static std::string MtdOf(std::string partitionName);
     /** Returns the first descriptor of a process that is open on exactly this path, or -1. */

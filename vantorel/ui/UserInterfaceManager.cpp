@@ -37,7 +37,7 @@ UserInterfaceManager& Manager(void* context) {
     return *static_cast<UserInterfaceManager*>(context);
 }
 
-/** Calls the UI library's function for the button's name; the library knows no other buttons. */
+/** Calls the UI library's function for the button of this name; it has none for other buttons. */
 void PassOn(const Button& button, void (*power)(), void (*torch)(), void (*reset)()) {
     const std::string& name = button.Name();
     if (name == "vantorel.button.power") {
@@ -125,7 +125,7 @@ void UserInterfaceManager::TransitionToState(UserInterfaceState target) {
     if (!Leads(state, target)) {
         return;
     }
-    // Before the call of the UI library: handlers of the events that it raises must see the new
+    // Set before the UI library is called: handlers of the events that it raises must see the new
     // state.
     state = target;
     // A handler may have selected another screen before the library showed this one. The library
@@ -146,7 +146,7 @@ void UserInterfaceManager::OnButtonUp(Button& button) noexcept {
 }
 
 void UserInterfaceManager::OnCameraConnect(Camera& camera) noexcept {
-    char chipId[KIROCAMERA_TEXT_SIZE + 1] = {}; // the SDK may fill its bytes without a terminator
+    char chipId[KIROCAMERA_TEXT_SIZE + 1] = {}; // the SDK may fill all of its bytes without a NUL
     ::kirocamera_get_chipid(camera.Handle(), chipId);
     ::SetChipID(chipId);
 }
@@ -179,7 +179,7 @@ void UserInterfaceManager::OnCameraFrameAvailable(Camera&, kirocamera_frame_t* f
 
 void UserInterfaceManager::KeepFrame(const kiroframe_t& image) {
     if (frameCopy->Assign(image)) {
-        frameKept.store(true, std::memory_order_relaxed); // the mutex protects the copy itself
+        frameKept.store(true, std::memory_order_relaxed); // the mutex orders access to the copy
     }
 }
 
@@ -298,7 +298,7 @@ void UserInterfaceManager::TorchButtonDoubleClick(void* context) {
         &UserInterfaceObserver::OnUserInterfaceTorchButtonDoubleClick);
 }
 
-// Of no interest to the screens.
+// The screens do not show these.
 void UserInterfaceManager::OnButtonError(Button&, Error&) noexcept {}
 void UserInterfaceManager::OnCameraCaptureSessionStart(Camera&) noexcept {}
 void UserInterfaceManager::OnCameraCaptureSessionStop(Camera&) noexcept {}

@@ -7,7 +7,9 @@
 namespace vantorel {
 namespace {
 
-/** Takes the text before the first separator off a text, with the separator. */
+/**
+ * Removes the part before the first separator, and the separator, from a text; returns the part.
+ */
 std::string TakePart(std::string& text, char separator) {
     const std::size_t end = text.find(separator);
     std::string part = text.substr(0, end);
@@ -32,9 +34,9 @@ Version::Version() : sku(FirstLine("/tmp/var/sku")) {
 
 Version::~Version() = default;
 
-// Only the two existing boards have rules. Any other revision text, even one with a trailing blank,
-// leaves the hardware component empty, so that a mislabelled board fails at its first start instead
-// of passing for another one.
+// Only the two existing boards have rules. Any other revision text, even one with a trailing
+// blank, leaves the hardware component empty, so that a mislabelled board fails at its first start
+// instead of running as another board.
 void Version::ApplyRevision(const std::string& revision) {
     if (revision == "REV-4") {
         if (sku.empty()) {

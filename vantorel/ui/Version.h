@@ -53,7 +53,7 @@ VANTOREL_EXPORT const Version& DeviceVersion();
  */
 VANTOREL_EXPORT std::array<std::uint8_t, 4> VersionBytes(const Version& version);
 
-/** The components of VersionBytes() in decimal, joined with dots; throws as it does. */
+/** The components of VersionBytes() in decimal, joined with dots; throws the same exceptions. */
 VANTOREL_EXPORT std::string VersionText(const Version& version);
 
 } // namespace vantorel

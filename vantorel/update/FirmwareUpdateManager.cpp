@@ -32,9 +32,9 @@ bool Exists(const std::string& path) {
 }
 
 /**
- * The status of a file, not of what a link points to; of no type when there is none. The functions
- * of std::filesystem are in the C++ library, which may have been built with times of 32 bits: they
- * fail on a file that was written after January 2038.
+ * Returns the status of a file, of a link itself; it has no type when there is no such file. Not
+ * done with std::filesystem: the C++ library may have been built with 32-bit times, and its
+ * functions then fail on a file that was written after January 2038.
  */
 struct stat StatusOf(const std::string& path) {
     struct stat status {};
@@ -44,7 +44,7 @@ struct stat StatusOf(const std::string& path) {
     return status;
 }
 
-/** Whether all names of a file are in a folder. */
+/** Whether all hard links of a file are in a folder. */
 bool HasNoNameOutside(const struct stat& file, const std::string& folder) {
     std::error_code failure;
     nlink_t inside = 0;
@@ -56,13 +56,15 @@ bool HasNoNameOutside(const struct stat& file, const std::string& folder) {
     return file.st_nlink <= inside && !failure;
 }
 
-/** A link named as a member, symbolic or hard, would bring in a file of the device. */
+/**
+ * Excludes links: a symbolic or hard link in place of a member would refer to the device's files.
+ */
 bool IsMember(const std::string& path, const std::string& folder) {
     const struct stat status = StatusOf(path);
     return S_ISREG(status.st_mode) && HasNoNameOutside(status, folder);
 }
 
-/** Makes a file's content, or a folder's entries, durable; false when the medium refuses. */
+/** Makes a file's content, or a folder's entries, durable; returns false when that fails. */
 bool Flush(const std::string& path) {
     const UniqueFd fd(sys::Open(path.c_str(), O_RDONLY | O_CLOEXEC, 0));
     int result = 0;
@@ -72,16 +74,16 @@ bool Flush(const std::string& path) {
     return result == 0;
 }
 
-/** A copy reports nothing, so a short one shows only in its size. */
+/** Compares the sizes, because Tools::Cp() does not report an incomplete copy. */
 bool IsWholeCopy(const std::string& copy, const std::string& source) {
     const struct stat status = StatusOf(copy);
     return S_ISREG(status.st_mode) && status.st_size == StatusOf(source).st_size;
 }
 
 /**
- * Puts the stream of an update in the place of one that still waits. The old one goes first, so
- * that its room is available, as it is for a copy that overwrites. The new one gets its name when
- * it is durable: the gauge would play a part of a stream as a whole one and lose its firmware.
+ * Replaces a stream that still waits with the stream of an update. Removes the old stream first,
+ * so that its space is available to the new one. Renames the new stream only when it is durable:
+ * the gauge would play an incomplete stream like a complete one and lose its firmware.
  */
 void ReplaceGaugeStream(const std::string& source) {
     const std::string destination = flashStreamFile;
@@ -160,8 +162,9 @@ void FirmwareUpdateManager::TransitionToState(FirmwareUpdateState newState) {
         break;
     case Failed:
         observers.ForEach([this](FirmwareUpdateObserver& observer) {
-            // A new one for each observer, which may change the one that it is given. The value
-            // does not depend on what failed. Kept: an observer may rely on it.
+            // Each observer gets a new error, because an observer may change the one that it
+            // receives. The value does not depend on what failed. Kept: an observer may rely on
+            // it.
             Error error(EBADE);
             observer.OnFirmwareUpdateError(*this, error);
         });
@@ -202,7 +205,7 @@ void FirmwareUpdateManager::ServiceFunction() {
             VerifyFlash();
             UpdateImageSelect();
             Firstboot().Reset();
-            sys::Sync(); // once observers know of the end, the power may go at any time
+            sys::Sync(); // observers may turn the power off once they know of the end
             TransitionToState(Complete);
         } catch (...) {
             TransitionToState(Failed);
@@ -216,7 +219,7 @@ void FirmwareUpdateManager::ServiceFunction() {
 
 bool FirmwareUpdateManager::IsUpdateImagePresent() {
     try {
-        // Without it the kernel serves what it cached before the host wrote.
+        // Without the remount, the kernel returns what it cached before the host wrote.
         filesystem.Remount();
     } catch (const Error&) {
         return false;
@@ -240,8 +243,8 @@ bool FirmwareUpdateManager::IsUpdateImageValid() {
 }
 
 /**
- * Members of an earlier archive would complete this one and mix old and new firmware. A link that
- * an archive left under the name of the archive would redirect the next copy.
+ * Members of an earlier archive would complete a partial one and mix old and new firmware. A link
+ * that an archive left under the archive's own name would redirect the next copy.
  */
 void FirmwareUpdateManager::EmptyUpdateDirectory(const std::string& kept) const {
     std::error_code ignored; // tar fails on what cannot be removed
@@ -264,7 +267,7 @@ void FirmwareUpdateManager::ExtractImage() {
         try {
             Tools::Mkdir(flashStreamDirectory);
         } catch (const Error&) {
-            // The copy then fails without a report, as on a full file system.
+            // The copy then fails and is not reported, as on a full file system.
         }
         ReplaceGaugeStream(updateDirectory + gaugeStreamMember);
     }

@@ -30,8 +30,9 @@ enum class FirmwareUpdateState {
  *
  * The device has two slots, each a FIT image partition and a root file-system partition in flash.
  * The manager writes the slot that is not running, then sets the boot-loader variable
- * "image_select" to it and sets the first-boot marker. It polls every 250 ms, one step a poll, and
- * starts itself when a USB host is attached. Observers are notified on its thread. Thread-bound.
+ * "image_select" to it and sets the first-boot marker. It polls every 250 ms, makes one step per
+ * poll, and starts itself when a USB host is attached. Observers are notified on its thread.
+ * Thread-bound.
  *
  * The archive is not signed: a host that can write the drive can replace the firmware.
  */
@@ -73,8 +74,8 @@ public:
     bool IsUpdateImageValid();
     /**
      * Unpacks the copied archive. A fuel-gauge stream in it replaces the one in
-     * "/tmp/var/update/bqfs", which is played at the next start on battery. A stream that cannot be
-     * copied is not reported; none waits then, neither the old one nor a part of the new one.
+     * "/tmp/var/update/bqfs", which is played at the next start on battery. A failed copy of the
+     * stream is not reported; no stream waits then, neither the old one nor a part of the new one.
      * @throws Error with the wait status of tar when it fails
      * @throws int 2 (ENOENT) when a member is missing or is not a regular file
      */

@@ -17,9 +17,9 @@ struct VANTOREL_EXPORT FlashPartition {
     std::string partition; /**< name of the MTD partition, unique in "/proc/mtd" */
 
     /**
-     * Erases the partition, writes the member to it and verifies it, by the flash copy tool.
+     * Erases the partition, writes the member to it and verifies it with the flash copy tool.
+     * Waits for the tool without a limit.
      * @param directory where the archive was unpacked, with a trailing slash
-     * Waits for the tool, without a limit.
      * @throws Error EBADE for an unknown partition, the tool's wait status when it fails, is
      *         killed or is missing, errno when no process can be started
      */

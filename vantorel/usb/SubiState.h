@@ -18,9 +18,9 @@ struct SubiIdentity {
     using FactorySettings = std::array<std::uint8_t, KIROCAMERA_FACTORY_SETTINGS_SIZE>;
 
     std::uint16_t roicId = 0;                 /**< of the sensor's readout circuit */
-    Text chipId{};                            /**< the sensor's number */
-    Text serialNumber{};                      /**< the camera's number */
-    kirocamera_firmware_version_t firmware{}; /**< the camera's own */
+    Text chipId{};                            /**< identifies the sensor */
+    Text serialNumber{};                      /**< of the camera */
+    kirocamera_firmware_version_t firmware{}; /**< of the camera */
     FactorySettings factorySettings{};        /**< a host reads ranges of them */
 };
 
@@ -32,9 +32,9 @@ struct SubiFactoryRange {
 };
 
 /**
- * What the control protocol of USBGadgetSubi remembers between two requests. An application has no
- * use for it; it is a part of the function's object. Thread-bound, except for the session's state,
- * which the camera's threads change as well.
+ * What the control protocol of USBGadgetSubi remembers between two requests. Applications do not
+ * use it; it is part of the function's object. Thread-bound, except for the session's state, which
+ * the camera's threads change as well.
  */
 struct SubiState {
     std::uint32_t status = 0;                     /**< the outcome of the last request */

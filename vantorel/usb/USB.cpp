@@ -58,7 +58,7 @@ void USB::BindGadgets() {
     for (USBGadget& gadget : gadgets) {
         gadget.OnAdd();
     }
-    // A port has one camera in its life, and so one binding: a second one fails here.
+    // A port accepts one camera in its life, and so one binding: a second one fails here.
     const std::uint16_t connectedChip = chipIdPromise.get_future().get();
     serialNumberPromise.get_future().get();
     DescribeToHost(connectedChip);
@@ -80,7 +80,7 @@ void USB::DescribeToHost(std::uint16_t connectedChip) {
 }
 
 std::string USB::SerialNumberText() const {
-    // The buffer's address, not its text. Kept: a host program may rely on its form.
+    // This prints the buffer's address, not its text. Kept: a host program may rely on the form.
     const Lock lock(identityMutex);
     return Compose(static_cast<const void*>(serialNumber.get()));
 }
@@ -137,7 +137,7 @@ void USB::Write(const std::string& attribute, const std::string& value) {
     configfs::WriteAttribute(attributeStream, attribute, value);
 }
 
-// The port ignores these.
+// The port ignores these notifications.
 void USB::OnCameraCaptureSessionStop(Camera&) {}
 void USB::OnCameraFrameAvailable(Camera&, kirocamera_frame_t*) {}
 void USB::OnCameraError(Camera&, kirocamera_error_t) {}

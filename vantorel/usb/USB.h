@@ -83,8 +83,8 @@ public:
     void OnFirmwareUpdateError(FirmwareUpdateManager& manager, Error& error) override;
 
     /**
-     * Composes the gadget, waits without a limit until a camera connects, and binds it. Must stay
-     * the last virtual operation, so that the slots of the others do not change.
+     * Composes the gadget, waits without a limit until a camera connects, and binds it. It must
+     * stay the last virtual operation, so that the slots of the others do not change.
      * @throws Error of a function, std::future_error at a second call
      */
     virtual void BindGadgets();

@@ -23,7 +23,7 @@ public:
      * Accesses no file.
      * @param gadgetName name of this object
      * @param functionType the kernel's name of the function, for instance "acm"
-     * @param controller USB device controller; the part after its last dot is the gadget's number
+     * @param controller USB device controller; the part after its last dot is the gadget's index
      */
     USBGadget(std::string gadgetName, const std::string& functionType, std::string controller);
     ~USBGadget() override;

@@ -13,12 +13,12 @@ class Filesystem;
 
 /**
  * A small USB disk: a FAT image in "/tmp/mass_storage/lun0", which stays mounted on the device's
- * side at "/tmp/mass_storage/lun0.fs". Every construction creates it anew, with only the licence
- * text.
+ * side at "/tmp/mass_storage/lun0.fs". Every construction creates a new image that contains only
+ * the licence text.
  *
- * Either the host or the device may write it, never both: with readOnly false the host writes and
- * the device's mount is read-only; readOnly true reverses this. Data that the host wrote appears on
- * the device's side after Storage().Remount().
+ * Either the host or the device may write the disk, never both. With hostReadOnly false, the host
+ * writes and the device's mount is read-only; true reverses this. Data that the host wrote appears
+ * on the device's side after Storage().Remount().
  *
  * Thread-bound: construct it on the application's thread; the other operations run on the thread
  * that composes the gadget. A failure in OnAdd() or OnRemove() ends the process.

@@ -17,7 +17,7 @@ constexpr const char* networkInterface = "usb0";
 constexpr const char* hostNameFile = "/etc/hostname";
 constexpr const char* sshServer = "dropbear";
 constexpr const char* dhcpServer = "busybox-udhcpd";
-// Between two steps: the init scripts do not report when their server is ready.
+// The pause between two steps: the init scripts do not report when their server is ready.
 constexpr std::chrono::seconds stepPause{1};
 
 } // namespace

@@ -23,7 +23,7 @@ std::string LineOf(int number) {
     return "/dev/ttyGS" + std::to_string(number);
 }
 
-/** The line of a function by the kernel's number; empty when the kernel does not report it. */
+/** Returns the line that the kernel reports for a function; empty when it reports none. */
 std::string KernelLine(const std::string& function) {
     std::istringstream attribute(ReadFileIfPossible(function + "/port_num"));
     unsigned number = 0;
@@ -63,11 +63,11 @@ void USBGadgetSerial::OnUnbind() noexcept {
     --_count;
 }
 
-// Runs detached and takes no object: it may be destroyed before the delay ends.
+// Runs detached, without the object, which may be destroyed before the delay ends.
 void USBGadgetSerial::ServeLine(bool withDebugger, bool withGetty,
                                 const std::shared_ptr<LineServers>& servers) {
     if (!withDebugger && !withGetty) {
-        servers->Start(LineOf(_count.fetch_add(1)), {}); // the line exists without a server, too
+        servers->Start(LineOf(_count.fetch_add(1)), {}); // the line exists even without a server
         return;
     }
     SleepFor(lineDelay);

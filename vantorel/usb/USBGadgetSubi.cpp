@@ -83,7 +83,7 @@ bool USBGadgetSubi::OpenEndpointZero() {
     if (!opened ||
         sys::Write(opened.Get(), subi::descriptors.data(), subi::descriptors.size()) < 0 ||
         sys::Write(opened.Get(), subi::strings.data(), subi::strings.size()) < 0) {
-        return false; // a function that is already up keeps its descriptor
+        return false; // a function that is already running keeps its descriptor
     }
     endpointZero = std::move(opened);
     return true;
@@ -115,7 +115,7 @@ bool USBGadgetSubi::WaitForEvent() const {
         if (sys::Poll(waits, 2, -1) >= 0) {
             return (waits[1].revents & POLLIN) == 0;
         }
-        if (errno != EINTR) { // after a signal, poll again instead of blocking in the read
+        if (errno != EINTR) { // after a signal, poll again: a read would block
             break;
         }
     }

@@ -33,8 +33,8 @@ namespace vantorel {
  * composes the gadget; the camera's notifications arrive on the SDK's threads; ServiceFunction()
  * owns the state of the protocol.
  *
- * A stall refuses a request; the host reads the reason with request 53. docs/usb-control.md lists
- * the requests.
+ * The function refuses a request with a stall; the host reads the reason with request 53.
+ * docs/usb-control.md lists the requests.
  */
 class VANTOREL_EXPORT USBGadgetSubi final : public USBGadget,
                                             public CameraObserver,

@@ -12,8 +12,8 @@
  * and the table slots of virtual operations. Use them by explicit instantiation, which may name
  * private members.
  *
- * abidiff finds the same changes, but only in the device's finished library, and the description
- * that it compares with has 3.9 MB. scripts/package calls it for a release; these checks are in
+ * abidiff finds the same changes, but only in the device's finished library, and it needs a
+ * reference description of 3.9 MB. scripts/package runs it for a release; these checks run in
  * every build.
  *
  * Pointers to members hold these numbers (Itanium C++ ABI), but not in constant expressions. So the
@@ -22,13 +22,13 @@
  */
 namespace vantorel::abi {
 
-[[gnu::error("a class has another layout, or its virtual operations another order")]] void
+[[gnu::error("a class has a different layout, or its virtual operations a different order")]] void
 Differs();
 
 #ifdef __arm__
 inline constexpr bool onDevice = true;
 #else
-inline constexpr bool onDevice = false; // other sizes; the order is the same
+inline constexpr bool onDevice = false; // the sizes differ, the order is the same
 #endif
 
 /** The offset of a field, or of a virtual operation in the table (plus 1 on x86). */

@@ -11,7 +11,7 @@
 namespace vantorel {
 
 std::size_t ReadFromStart(const UniqueFd& fd, char* buffer, std::size_t size) {
-    // A file that cannot be rewound is not an error; the read decides.
+    // A failed rewind is not an error by itself: if it matters, the read fails.
     static_cast<void>(sys::Lseek(fd.Get(), 0, SEEK_SET));
     return static_cast<std::size_t>(OrThrow(sys::Read(fd.Get(), buffer, size)));
 }

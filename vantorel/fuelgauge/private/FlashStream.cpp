@@ -19,7 +19,7 @@
 namespace vantorel {
 namespace {
 
-// Kept as they are, spelling included: a program that searches the output may rely on them.
+// Kept unchanged, spelling included: a program that searches the output may rely on them.
 constexpr const char* writeUnreadable = "FUEL FAUGE UPDATE: FAILED TO PARSE WRITE CMD!";
 constexpr const char* writeFailed = "FUEL FAUGE UPDATE: FAILED WRITE CMD!";
 constexpr const char* waitUnreadable = "FUEL FAUGE UPDATE: FAILED TO PARSE WAIT CMD!";
@@ -63,8 +63,8 @@ auto Reporting(const char* message, Action action) {
 } // namespace
 
 void FlashStream::Play() {
-    // The whole file, before the first transfer: a read error in the middle must not look like the
-    // end of the stream.
+    // Read the whole file before the first transfer: a read error in the middle must not look like
+    // the end of the stream.
     std::istringstream stream(ReadFile(flashStreamFile));
     for (std::string line; std::getline(stream, line);) {
         switch (line.empty() ? '\0' : line[0]) {

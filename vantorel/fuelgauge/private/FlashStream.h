@@ -9,7 +9,7 @@ namespace vantorel {
 class I2C;
 
 /**
- * The waiting flash stream, a text that reprograms the gauge: a line writes registers, compares
+ * The waiting flash stream, a text that reprograms the gauge. Each line writes registers, compares
  * them or waits. docs/gauge-streams.md describes the lines. Thread-bound.
  */
 class FlashStream {

@@ -8,7 +8,7 @@
 
 namespace vantorel {
 
-/** Opens an existing file for this process alone (O_CLOEXEC); throws Error(errno). */
+/** Opens an existing file, which children do not inherit (O_CLOEXEC); throws Error(errno). */
 UniqueFd OpenFile(const std::string& path, int flags);
 
 } // namespace vantorel

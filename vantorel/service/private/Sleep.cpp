@@ -20,7 +20,7 @@ void SleepFor(std::chrono::milliseconds duration) {
     timespec remaining{};
     remaining.tv_sec = static_cast<time_t>(seconds);
     remaining.tv_nsec = static_cast<long>(duration.count() % 1000) * 1'000'000L;
-    // Only EINTR sets the remaining time; any other failure would repeat forever.
+    // Only EINTR updates the remaining time; a retry after any other failure would repeat forever.
     while (sys::Nanosleep(&remaining, &remaining) == -1 && errno == EINTR) {
     }
 }

@@ -12,7 +12,7 @@ void WriteStatusLine(const std::string& text) {
     static Mutex mutex;
     const std::string line = text + '\n';
     const Lock lock(mutex);
-    // One write for the whole line, so that the reader of a pipe receives whole lines.
+    // Write the whole line at once, so that the reader of a pipe receives whole lines.
     std::cout.write(line.data(), static_cast<std::streamsize>(line.size())).flush();
     if (std::cout.bad()) { // one failed line must not suppress the lines after it
         std::cout.clear();

@@ -14,7 +14,7 @@ void WriteStatusLine(const std::string& text);
 
 namespace statusline {
 
-/** Literals of all lengths count as one type, for one instance of the templates below. */
+/** Gives literals of all lengths one type, so that the templates below need one instance. */
 inline std::string_view Part(const char* literal) {
     return literal;
 }

@@ -12,7 +12,7 @@
 namespace vantorel {
 namespace {
 
-/** Returns false when the file is still the old one. */
+/** Returns false when the file has not been replaced. */
 bool Replace(const std::string& path, std::string_view content) {
     struct stat status {};
     mode_t mode = 0666;
@@ -28,7 +28,7 @@ bool Replace(const std::string& path, std::string_view content) {
         sys::Unlink(replacement.c_str());
         return false;
     }
-    // The new name is durable once its folder is.
+    // The new name survives a power cut only when its folder has been flushed.
     const std::string folder = path.substr(0, path.rfind('/') + 1) + '.';
     const UniqueFd directory(sys::Open(folder.c_str(), O_RDONLY | O_CLOEXEC, 0));
     sys::Fsync(directory.Get());

@@ -17,22 +17,23 @@
 namespace vantorel {
 namespace {
 
-// The exit code of a shell that cannot find a command.
+// A shell exits with this code when it cannot find a command.
 constexpr int cannotRun = 127;
 
-// More descriptors than any process of the device has; a supervisor must not spend its start on a
-// limit of a million.
+// Above the descriptors of any process on the device. The process's limit may be a million, and
+// closing that many would delay a supervisor's start.
 constexpr int descriptorCap = 4096;
 
 /**
- * Text lists in the form that exec wants. Built before the fork: the process has many threads, so
- * in the child another one may hold the allocator's lock for ever.
+ * Lists of texts in the form that exec requires. Build them before the fork: the process has many
+ * threads, and in the child the allocator's lock may stay locked forever by a thread that does not
+ * exist there.
  */
 class ExecList {
 public:
     explicit ExecList(const std::vector<std::string>& texts) {
         for (const std::string& text : texts) {
-            // exec takes them as not const for historic reasons and changes nothing.
+            // The parameters of exec are not const for historical reasons; it changes nothing.
             pointers.push_back(const_cast<char*>(text.c_str()));
         }
         pointers.push_back(nullptr);
@@ -61,10 +62,11 @@ std::vector<std::string> Inherited(const std::vector<std::string>& replacements)
 }
 
 /**
- * What the application does with signals is not for its children. An application that waits for its
- * signals blocks them in all of its threads, and a block survives an exec: a server started with it
- * could not be stopped by its init script. So does ignoring a signal, and in a shell that began
- * with it Ctrl-C would do nothing. A supervisor, which never execs, would keep the handlers even.
+ * Children must not inherit the application's signal settings. An application that waits for
+ * signals blocks them in all its threads, and a blocked signal stays blocked across an exec: an
+ * init script could not stop a server that was started like this. An ignored signal also stays
+ * ignored across an exec: Ctrl-C would do nothing in such a shell. A supervisor, which never
+ * execs, would even keep the handlers.
  */
 void ResetSignals() {
     for (int signal = 1; signal < NSIG; ++signal) {
@@ -75,7 +77,7 @@ void ResetSignals() {
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
-/** What ResetSignals() does, for a child that is spawned. */
+/** Does the same as ResetSignals() for a spawned child. */
 class SpawnAttributes {
 public:
     SpawnAttributes() {
@@ -97,7 +99,7 @@ private:
     posix_spawnattr_t attributes{};
 };
 
-/** What an exec would close: a supervisor never execs, and would keep the library's descriptors. */
+/** Closes what an exec would close: a supervisor never execs and would keep these descriptors. */
 void CloseAsAnExecWould() {
     for (int fd = 3; fd < descriptorCap; ++fd) {
         const int flags = ::fcntl(fd, F_GETFD);
@@ -107,7 +109,7 @@ void CloseAsAnExecWould() {
     }
 }
 
-/** Runs in a child of a process with threads: system calls only. */
+/** Runs in a forked child of a process with threads, so it may only make system calls. */
 [[noreturn]] void Supervise(char* const* arguments) {
     ResetSignals();
     CloseAsAnExecWould();
@@ -136,16 +138,15 @@ pid_t StartChild(const std::vector<std::string>& arguments,
     const ExecList argumentList(arguments);
     const ExecList environmentList(entries);
     pid_t child = 0;
-    // The child borrows this process's memory until its exec. A fork would first copy the tables of
-    // all of it, and cost every thread a page fault at its next write to each page.
+    // The child borrows this process's memory until its exec. A fork would first copy all its page
+    // tables, and each thread's next write to each page would cause a page fault.
     const int error = sys::Spawn(&child, argumentList.Get()[0], nullptr, SpawnAttributes().Get(),
                                  argumentList.Get(), environmentList.Get());
     if (error == 0) {
         return child;
     }
-    // Either no process can be created, and a fork fails as well; or the program cannot be run or
-    // the kernel has no memory for it, and the caller that waits expects a child that ends with
-    // 127.
+    // If no process can be created, the fork fails as well. If the program cannot be run, or the
+    // kernel has no memory for it, the caller needs a child that exits with 127.
     child = OrThrow(sys::Fork());
     if (child == 0) {
         ResetSignals();

@@ -22,7 +22,7 @@ struct DirectoryCloser {
 };
 using Directory = std::unique_ptr<DIR, DirectoryCloser>;
 
-/** The target of a link, or nothing when it cannot be read. */
+/** Returns the target of a link, or nothing when it cannot be read. */
 std::optional<std::string> LinkTarget(const std::string& link) {
     std::array<char, 4096> text{};
     const ssize_t length = sys::Readlink(link.c_str(), text.data(), text.size());
@@ -32,7 +32,7 @@ std::optional<std::string> LinkTarget(const std::string& link) {
     return std::string(text.data(), static_cast<std::size_t>(length));
 }
 
-/** The name of the next entry but "." and "..", or null at the end. */
+/** Returns the name of the next entry, skipping "." and "..", or null at the end. */
 const char* NextEntry(const Directory& directory) {
     while (const dirent* entry = ::readdir(directory.get())) {
         const std::string name(entry->d_name);
@@ -56,7 +56,8 @@ pid_t Proc::PidOf(const std::string& executable) {
         return -1;
     }
     while (const char* name = NextEntry(processes)) {
-        // Without a link: a kernel thread or somebody else's.
+        // The link cannot be read for kernel threads and for processes that this one may not
+        // inspect.
         if (IsProcess(name) && LinkTarget("/proc/" + std::string(name) + "/exe") == executable) {
             return std::atoi(name);
         }
@@ -73,7 +74,7 @@ int Proc::DescriptorOf(pid_t pid, const std::string& target) {
     while (const char* name = NextEntry(descriptors)) {
         const auto link = LinkTarget(path + name);
         if (!link) {
-            return -1; // the process is ending, so that its other links are not reliable
+            return -1; // the process is ending; its other links are not reliable
         }
         if (*link == target) {
             return std::atoi(name);
@@ -95,7 +96,7 @@ std::string Proc::MtdOf(const std::string& partitionName) {
 std::string Proc::ImageSelect() {
     std::string text = ReadFileIfPossible("/proc/cmdline");
     if (text.ends_with('\n')) {
-        text.pop_back(); // added by the kernel; it is no value of a parameter at the end
+        text.pop_back(); // added by the kernel, not part of the last parameter's value
     }
     // Throws when the parameter is missing. Without a '=' after it, find() returns npos; npos + 1
     // is 0, and the result is the first letter of the key, which is not the name of a slot.

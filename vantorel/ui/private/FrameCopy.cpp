@@ -14,7 +14,7 @@ bool FrameCopy::Assign(const kiroframe_t& source) {
     }
     const auto size = static_cast<std::size_t>(whole);
     if (size > capacity) {
-        // Not value-initialised: the copy overwrites all of it.
+        // Without initialisation: the copy overwrites the whole buffer.
         buffer.reset(new std::uint8_t[size]);
         capacity = size;
     }

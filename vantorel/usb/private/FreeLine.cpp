@@ -25,13 +25,15 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A killed process closes its files a moment later. It may have started a child before that, which
-// has not opened the line yet. So only two empty rounds in a row end the search.
+// A killed process closes its files a moment later, and before it ended it may have started a
+// child that has not opened the line yet. So only two empty rounds in a row end the search.
 constexpr std::chrono::milliseconds endingTime{10};
 constexpr int rounds = 500;
 constexpr int emptyRounds = 2;
 
-/** Whether two records describe the same line, or the same file where a file replaces the line. */
+/**
+ * Whether two records describe the same line, or the same file when the line is a regular file.
+ */
 bool IsSame(const struct stat& a, const struct stat& b) {
     return S_ISCHR(a.st_mode) ? S_ISCHR(b.st_mode) && a.st_rdev == b.st_rdev
                               : a.st_dev == b.st_dev && a.st_ino == b.st_ino;
@@ -40,7 +42,8 @@ bool IsSame(const struct stat& a, const struct stat& b) {
 /** The number of a process's controlling terminal; 0 when it has none. */
 dev_t ControllingTerminal(const fs::path& process) {
     const std::string text = ReadFileIfPossible(process / "stat");
-    // The fields after the program's name, which may contain any character, and its parenthesis.
+    // The fields follow the last parenthesis: the program's name before it may contain any
+    // character.
     std::istringstream fields(text.substr(text.rfind(')') + 1));
     std::string skipped;
     unsigned number = 0;
@@ -49,8 +52,8 @@ dev_t ControllingTerminal(const fs::path& process) {
 }
 
 /**
- * Whether a process has the line open, also by the name of its controlling terminal. For a process
- * that this one may not inspect, the controlling terminal alone decides.
+ * Whether a process has the line open, also through "/dev/tty", its controlling terminal. For a
+ * process that this one may not inspect, the controlling terminal alone decides.
  */
 bool Uses(const fs::path& process, const struct stat& line) {
     const dev_t byTerminal = ::makedev(5, 0); // "/dev/tty"
@@ -88,8 +91,9 @@ std::vector<pid_t> UsersOf(const struct stat& line) {
 bool EndUsersOf(const struct stat& line) {
     int empty = 0;
     for (int round = 0; round < rounds && empty < emptyRounds; ++round) {
-        // Find all before killing the first: when a session's leader ends, its other processes lose
-        // their controlling terminal, but not the files opened by that name.
+        // Find all users before killing the first: when a session's leader ends, its other
+        // processes lose their controlling terminal, but keep the files that they opened by that
+        // name.
         const std::vector<pid_t> users = UsersOf(line);
         for (const pid_t user : users) {
             if (user != ::getpid()) {

@@ -7,9 +7,9 @@
 namespace vantorel {
 
 /**
- * Kills every other process that has a serial line open, by any name. A process that this one may
- * not inspect (without CAP_SYS_PTRACE one with more capabilities) is killed when the line is its
- * controlling terminal.
+ * Kills every other process that has a serial line open, under any path. A process that this one
+ * may not inspect (without CAP_SYS_PTRACE one with more capabilities) is killed when the line is
+ * its controlling terminal.
  * @param line the line's node; does nothing when there is none
  */
 void EndUsersOf(const std::string& line);

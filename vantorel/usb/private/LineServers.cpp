@@ -26,7 +26,7 @@ void LineServers::End(const std::string& kernelLine) {
     allowed = false;
     for (const Taken& one : taken) {
         if (one.server > 0) {
-            // First, because it may be a supervisor that would restart its shell.
+            // Kill the server first: it may be a supervisor that would restart its shell.
             sys::Kill(one.server, SIGKILL);
             sys::Waitpid(one.server, nullptr, 0);
         }
@@ -35,7 +35,7 @@ void LineServers::End(const std::string& kernelLine) {
         if (kernelLine.empty()) {
             FreeLine(one.line);
         } else if (one.server > 0 && one.line != kernelLine) {
-            // The number belongs to another function's line: kill its users but keep the line.
+            // Another function has this line: kill its users but keep the line.
             EndUsersOf(one.line);
         }
     }

@@ -13,9 +13,9 @@
 namespace vantorel {
 
 /**
- * The lines that a serial function's workers have taken, and the servers on them. The kernel
- * removes a line only when no process has it open: a shell that restarts after the cable was pulled
- * would block the application forever.
+ * The lines that a serial function's workers have claimed, and the servers on them. The kernel
+ * removes a line only when no process has it open. A shell that restarts after the cable was
+ * pulled would therefore block the application forever.
  *
  * Thread-safe.
  */
@@ -25,7 +25,7 @@ public:
     void Allow() VANTOREL_EXCLUDES(mutex);
 
     /**
-     * Takes a line and starts a server on it, unless the function is being removed.
+     * Claims a line and starts a server on it, unless the function is being removed.
      * @param start returns the process id of its child; empty for a line without a server
      * @throws any exception of start
      */
@@ -35,8 +35,8 @@ public:
     /**
      * Ends the servers and all other processes that have the function's line open. Later calls of
      * Start() start nothing.
-     * @param kernelLine the function's line; empty when the kernel does not report it, then all
-     *                   taken lines are freed
+     * @param kernelLine the function's line; empty when the kernel does not report it; all claimed
+     *         lines are then freed
      * @throws Error with EBUSY when a line stays open, see FreeLine()
      */
     void End(const std::string& kernelLine) VANTOREL_EXCLUDES(mutex);

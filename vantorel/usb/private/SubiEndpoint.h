@@ -8,12 +8,14 @@
 
 namespace vantorel {
 
-/** What the control protocol needs of the function that it serves. Thread-bound. */
+/** What the control protocol needs from the function that it serves. Thread-bound. */
 class SubiEndpoint {
 public:
     virtual ~SubiEndpoint() = default;
 
-    /** Reads from endpoint zero, as read(): an event, or a host's data. Reading 0 bytes stalls. */
+    /**
+     * Reads from endpoint zero, as read(): an event or the host's data. Reading 0 bytes stalls.
+     */
     virtual ssize_t Read(void* data, std::size_t size) = 0;
     /** Writes to endpoint zero, as write(): a reply. Writing 0 bytes stalls. */
     virtual ssize_t Write(const void* data, std::size_t size) = 0;

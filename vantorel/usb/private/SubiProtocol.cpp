@@ -38,8 +38,8 @@ static_assert(sizeof(SubiState::kernelLog) == kernelLogPiece);
 static_assert(selector::factoryTail.length == factoryTailSize);
 
 /**
- * The protocol sends temperatures in 32nds of a degree, low 16 bits only; 0 for a value that is not
- * a number or exceeds 32 bits.
+ * Converts to the protocol's unit, 32nds of a degree, and keeps the low 16 bits. Returns 0 for a
+ * value that is not a number or exceeds 32 bits.
  */
 std::uint16_t In32nds(float value) {
     const double scaled = static_cast<double>(value) * 32.0;
@@ -203,7 +203,7 @@ void SubiProtocol::AnswerFactoryTailRequest() {
 
 void SubiProtocol::AnswerVersion() {
     std::array<char, selector::version.length> record{};
-    const auto version = VersionBytes(DeviceVersion()); // its exceptions end the process
+    const auto version = VersionBytes(DeviceVersion()); // an exception ends the process
     std::ranges::copy(version, record.begin());
     static_assert(sizeof __DATE__ <= 16 && sizeof __TIME__ <= 16);
     std::memcpy(&record[4], __DATE__, sizeof __DATE__);
@@ -213,10 +213,10 @@ void SubiProtocol::AnswerVersion() {
 }
 
 void SubiProtocol::FetchKernelLog() {
-    // Reading an empty log waits for the kernel's next line, and so would every other request. That
-    // still happens when another reader empties the log between the two calls: klogctl() has no
-    // action that consumes the log without blocking, and a thread per request is not worth it. The
-    // next line of the log ends the wait.
+    // Reading an empty log waits for the kernel's next line, and every other request would wait
+    // with it. This still happens when another reader empties the log between the two calls:
+    // klogctl() has no action that consumes the log without blocking, and a thread per request is
+    // not worth it. The next line of the log ends the wait.
     const int room = static_cast<int>(state.kernelLog.size());
     int count = sys::Klogctl(klogSizeUnread, nullptr, 0);
     if (count != 0) {
@@ -296,7 +296,9 @@ void SubiProtocol::Take(void* data, std::size_t size) {
     }
 }
 
-/** Refuses the request as FunctionFS requires: transfers no data in the wrong direction. */
+/**
+ * Refuses the request as FunctionFS requires: with a transfer of no data in the wrong direction.
+ */
 void SubiProtocol::Stall() {
     std::uint8_t nothing = 0;
     if ((requestType & deviceToHost) != 0) {

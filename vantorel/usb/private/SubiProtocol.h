@@ -13,8 +13,8 @@
 namespace vantorel {
 
 /**
- * The control protocol of the vendor function: serves one event of endpoint zero. What must outlast
- * the event is in SubiState. SubiRequests.h lists the requests.
+ * The control protocol of the vendor function: serves one event of endpoint zero. SubiState
+ * contains what must be kept after the event. SubiRequests.h lists the requests.
  *
  * A host is not trusted: no request accesses memory outside the buffers it names. Thread-bound.
  */
@@ -32,7 +32,7 @@ public:
 
     /**
      * Reads an event and answers it if it is a control request. Prints a failed read.
-     * @throws any exception of an observer, of reading the device's version, or of a lack of memory
+     * @throws any exception of an observer, of reading the device's version, or std::bad_alloc
      */
     void ServeEvent();
 

@@ -6,11 +6,11 @@
 #include <cstdint>
 
 /**
- * The control protocol as X(name, number, direction, length, handler): the device answers by this
- * table, the host's program takes its numbers and lengths from it, and a test compares
- * docs/usb-control.md with it. The handler is an operation of SubiProtocol.
+ * The control protocol as X(name, number, direction, length, handler). The device answers by this
+ * table, the host's program uses its numbers and lengths, and a test compares docs/usb-control.md
+ * with it. The handler is an operation of SubiProtocol.
  *
- * The device refuses a request of another length. It does not check the direction. Kept: a host
+ * The device refuses a request with another length. It does not check the direction. Kept: a host
  * program may rely on it.
  */
 #define VANTOREL_SUBI_REQUESTS(X)                                                                  \
