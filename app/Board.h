@@ -6,8 +6,8 @@
 
 /**
  * All board and product settings of the application: hardware paths, object names and sensor
- * intervals. The paths below /dev/vantorel are links that the system image creates, so that no
- * number of a bus or a chip appears here.
+ * intervals. The paths below /dev/vantorel are links that the system image creates, so that this
+ * file contains no bus or chip numbers.
  */
 namespace board {
 
@@ -24,7 +24,7 @@ inline constexpr const char* buttons = "/dev/vantorel/buttons";
 inline constexpr const char* boardTemperature = "/dev/vantorel/temperature-board";
 inline constexpr const char* processorTemperature = "/dev/vantorel/temperature-cpu";
 inline constexpr const char* logDirectory = "/tmp/var/log/";
-inline constexpr const char* spareLogDirectory = "/tmp/log/"; // lost at the next start
+inline constexpr const char* spareLogDirectory = "/tmp/log/"; // lost at the next boot
 inline constexpr const char* usbController = "dummy_udc.0";
 inline constexpr const char* driveLabel = "VANTOREL";
 inline constexpr unsigned driveSize = 64U << 20U; // room for an update archive
@@ -43,7 +43,7 @@ inline constexpr const char* boardThermometerName = "vantorel.thermometer.board"
 inline constexpr const char* boardLogThermometerName = "thermometer.board";
 inline constexpr const char* processorLogThermometerName = "thermometer.cpu";
 
-// The size that the UI library draws; a display of another size would show a torn picture.
+// The size that the UI library draws; a display of another size would show a distorted image.
 inline constexpr int screenWidth = 480;
 inline constexpr int screenHeight = 640;
 

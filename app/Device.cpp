@@ -27,7 +27,7 @@ Logger Device::OpenLog() {
     return Logger(board::spareLogDirectory);
 }
 
-/** Complete before the display draws, since the UI library may raise an event while it does. */
+/** Runs before the display draws, since the UI library may raise an event while it draws. */
 void Device::WireScreen() {
     userInterface.AddObserver(torch);
     userInterface.AddObserver(camera);
@@ -44,12 +44,12 @@ void Device::WireConnection() {
     connection.AddObserver(camera);
     connection.AddObserver(update);
     connection.AddObserver(loggerService);
-    // After those that may receive a state twice: a torch that cannot be switched throws, and the
-    // manager announces the state again.
+    // After the observers that may receive a state twice: a torch that cannot be switched throws,
+    // and the manager announces the state again.
     connection.AddObserver(torch);
     connection.AddObserver(beforeGauge);
-    // After all that may throw, so that it receives a state once: it resets the gauge, which takes
-    // a second, and starts polling it.
+    // After all observers that may throw, so that it receives each state once: it resets the
+    // gauge, which takes a second, and starts polling it.
     connection.AddObserver(fuelGaugeService);
     connection.AddObserver(settled);
 }
@@ -75,7 +75,7 @@ void Device::Wire() {
     fuelGaugeService.AddObserver(userInterface);
     fuelGaugeService.AddObserver(logger);
     loggerService.AddObserver(userInterface);
-    update.AddObserver(userInterface); // the screen first: leaving the bus waits for init scripts
+    update.AddObserver(userInterface); // before the port: it waits for init scripts
     update.AddObserver(usb);
     control.AddObserver(camera);
 

@@ -39,15 +39,15 @@ using namespace vantorel;
 class StopSteps;
 
 /**
- * The whole device. Its members are constructed in the order in which they stand here; Wire(),
- * Start() and Stop() follow in this order, each once and on one thread.
+ * The whole device. Its members are constructed in the order of their declaration. Then call
+ * Wire(), Start() and Stop() in this order, each once and on one thread.
  */
 class Device {
 public:
     /**
      * Opens the hardware and shows the first screen.
-     * @param serialDebugger a debug server on the USB serial line instead of the shell
-     * @throws std::runtime_error that names the part which cannot be opened
+     * @param serialDebugger run a debug server on the USB serial line instead of the shell
+     * @throws std::runtime_error that names the part that cannot be opened
      * @throws CameraError from the camera SDK
      */
     explicit Device(bool serialDebugger) : hasSerialDebugger(serialDebugger) {}
@@ -57,7 +57,8 @@ public:
 
     /**
      * Starts the services. Waits some seconds for a camera.
-     * @param isToEnd ends the wait early; the connection manager then does not start
+     * @param isToEnd checked during the wait; true ends it, and the connection manager does not
+     *         start
      */
     void Start(const std::function<bool()>& isToEnd);
 
@@ -70,8 +71,8 @@ public:
      *
      * A thread of the library may wait for the camera: for one to connect, for a frame before it
      * stops the capture session (a USB host can cause that), or for the SDK. So each step that
-     * joins a thread has a time limit, and the end of the process ends the rest. No destructor
-     * runs: threads of the buttons, the display and the camera still use the objects.
+     * joins a thread has a time limit, and the end of the process ends the threads that remain. No
+     * destructor runs: threads of the buttons, the display and the camera still use the objects.
      */
     [[noreturn]] void Stop();
 
@@ -82,8 +83,8 @@ private:
     };
 
     /**
-     * Lets the display draw while the members below it are constructed, and stops it when one of
-     * them fails: no service may be destroyed running.
+     * Lets the display draw while the members below it are constructed. Stops the display when one
+     * of them fails, because a service must not be destroyed while it runs.
      */
     class EarlyDisplay {
     public:
@@ -99,7 +100,10 @@ private:
         LCDService& service;
     };
 
-    /** Logs to memory when the log's file system takes no file: the picture needs no log. */
+    /**
+     * Logs to memory when no file can be created in the log's file system: the camera works
+     * without a log.
+     */
     static Logger OpenLog();
 
     void WireScreen();
@@ -129,7 +133,7 @@ private:
         Open<Thermometer>(board::processorLogThermometerName, board::processorTemperature);
     const SizeCheck sizeCheck{lcd};
 
-    // The screen, and the observers of what the user asks for.
+    // The screen, and the observers of the user's requests.
     Logger logger = Open("log", board::logDirectory, OpenLog);
     LogFlusher logFlusher{logger};
     PowerManager power;
@@ -164,8 +168,8 @@ private:
     FirmwareUpdateManager update{drive.Storage()};
     ConnectionManager connection{charger, fuelGauge, usb, board::connectionInterval};
 
-    // They tell Stop() the connected camera, and which observers an announcement of the connection
-    // manager has reached.
+    // Stop() reads from these the connected camera, and which observers the connection manager's
+    // announcement has reached.
     CameraLatch cameraLatch;
     ConnectionLatch decided;     // first of the connection manager's observers
     ConnectionLatch beforeGauge; // before the fuel gauge's service

@@ -35,17 +35,17 @@ bool Device::StopDeciding(StopSteps& steps) {
                         isGaugeAtWork);
 }
 
-/** Removes the functions of a port that has left the bus. */
+/** Removes the functions after the port has left the bus. */
 void Device::RemoveFunctions(StopSteps& steps) {
-    // The last one may wait for the camera. It ends the process if the kernel had refused the
-    // function, which adding it does not report.
+    // The last step may wait for the camera. It ends the process if the kernel refused the
+    // function when it was added, since adding it does not report that.
     static_cast<void>(steps.Do("network function", [&] { usb.RemoveGadget(network); }) &&
                       steps.Do("drive function", [&] { usb.RemoveGadget(drive); }) &&
                       steps.Work("serial function", [&] { usb.RemoveGadget(serial); }) &&
                       steps.Do("control function", [&] { usb.RemoveGadget(control); }));
 }
 
-/** The mount would outlive the process and obstruct the next process's mount. */
+/** A mount that outlives the process would prevent the next process from mounting the drive. */
 void Device::UnmountDrive() {
     const std::string directory = drive.Storage().MountPoint();
     try {
@@ -64,9 +64,9 @@ void Device::Stop() {
     logger.Flush(); // so that no failure below loses a line
     StopSteps steps(cameraLatch);
 
-    // First the manager that starts the other services. It is abandoned when it waits for the
-    // camera: while it binds the port, or while it announces a state that starts a capture session,
-    // which is never the state that starts updates.
+    // Stop the manager that starts the other services first. It is abandoned when it waits for the
+    // camera: while it binds the port, or while it announces a state that starts a capture
+    // session. That is never the state that starts updates.
     const bool stopped = StopDeciding(steps);
     std::vector<std::future<void>> polling;
     if (stopped) {
@@ -88,7 +88,7 @@ void Device::Stop() {
     const bool isReleased = hasPort && steps.Work("USB port", [&] { usb.UnbindGadgets(); });
     UnmountDrive();
 
-    // The port serves no host any more, and no mount obstructs the next start. The remaining steps
+    // The port no longer serves a host, and no mount obstructs the next start. The remaining steps
     // run as far as time permits.
     if (isReleased) {
         RemoveFunctions(steps);

@@ -41,7 +41,7 @@ public:
     }
 
     /**
-     * Releases one stop of the capture session that waits for a frame. The camera counts an empty
+     * Releases a stop of the capture session that waits for a frame. The camera counts an empty
      * frame like any other and does not read it.
      */
     void SendEmptyFrame() {

@@ -26,7 +26,7 @@ auto Open(const std::string& name, const std::string& where, Construct construct
     }
 }
 
-/** Constructs a part from its name and further arguments, of which the texts say where it is. */
+/** Constructs a part from its name and further arguments; the texts among these are its paths. */
 template <typename Part, typename... Arguments>
 Part Open(const char* name, Arguments... arguments) {
     std::string where;

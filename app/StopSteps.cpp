@@ -16,7 +16,7 @@ namespace app {
 
 namespace {
 
-// For init scripts and for killing processes on a busy machine.
+// Enough for init scripts and for killing processes on a busy machine.
 constexpr std::chrono::milliseconds timeForWork = 30s;
 constexpr std::chrono::milliseconds slice = 250ms;
 

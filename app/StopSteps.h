@@ -11,10 +11,10 @@
 namespace app {
 
 /**
- * The steps of the device's end, each on a separate thread, which is abandoned when it takes too
- * long. Together they wait for six of the ten seconds that an end may take. The rest is for leaving
- * the bus and ending the shells on the serial line: an end with little waiting took two seconds in
- * the virtual device.
+ * The steps of the shutdown, each on a separate thread, which is abandoned when it takes too long.
+ * Together they wait for six of the ten seconds that a shutdown may take. The rest is for leaving
+ * the bus and ending the shells on the serial line: a shutdown with little waiting took two
+ * seconds in the virtual device.
  */
 class StopSteps {
 public:
@@ -35,7 +35,7 @@ public:
     /** Begins a step and waits for it. */
     bool Do(const char* name, std::function<void()> step);
 
-    /** For a step that never waits for the camera: up to 30 seconds of it are not counted. */
+    /** For a step that never waits for the camera: up to 30 seconds of its time do not count. */
     bool Work(const char* name, std::function<void()> step);
 
     static constexpr std::chrono::milliseconds timeInAll{6000};

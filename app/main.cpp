@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 /**
- * The reference application: wires the whole device from the library's classes. Read it from top to
- * bottom and copy it. Device.h constructs, Device.cpp registers the observers and starts the
+ * The reference application: builds the whole device from the library's classes. Read it from top
+ * to bottom and copy it. Device.h constructs, Device.cpp registers the observers and starts the
  * services, DeviceStop.cpp stops them.
  */
 #include "app/Device.h"
