@@ -1,7 +1,7 @@
 # SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 # SPDX-License-Identifier: LicenseRef-Vantorel
-"""Flash streams for the fuel gauge as the device plays them: what an update cannot install, and the
-conversion of a stream that was made for another player. docs/gauge-streams.md has the rules."""
+"""Flash streams for the fuel gauge as the device plays them: finds what an update cannot install,
+and converts a stream that was made for another player. docs/gauge-streams.md has the rules."""
 
 import re
 from dataclasses import dataclass
@@ -49,7 +49,7 @@ class Line:
 
 
 def _number(text: str, base: int) -> int:
-    """As the device reads it: a number at the beginning, whatever follows."""
+    """Parses a number as the device does: the digits at the beginning, whatever follows."""
     digits = r"(?:0[xX])?[0-9a-fA-F]+" if base == 16 else r"[0-9]+"
     match = re.match(rf"[ \t\v\f\r]*([+-]?{digits})", text)
     if not match or not -2**31 <= int(match[1], base) < 2**31:
@@ -80,7 +80,7 @@ def _parse_line(number: int, text: str) -> Line:
 
 
 def parse(content: bytes) -> list[Line]:
-    # One character a byte, since comments may be in any encoding.
+    # One character per byte, since comments may be in any encoding.
     texts = content.decode("latin-1").split("\n")
     if texts[-1] == "":
         texts.pop()
@@ -91,19 +91,19 @@ def parse(content: bytes) -> list[Line]:
 
 
 def _added(texts: list[str], lines: list[Line]) -> list[Line]:
-    """Lines that are in no file, which end as the others do."""
+    """Returns lines that are not in the file, with the same line ends as the others."""
     end = "\r" if lines[0].text.endswith("\r") else ""
     return [_parse_line(0, text + end) for text in texts]
 
 
 class _Gauge:
-    """The gauge's mode after each line, and how many words of its keys it has been given."""
+    """The gauge's mode after each line, and how many words of its keys it has received."""
 
     def __init__(self):
         self.mode, self.left, self.keys, self.command = ROM, None, 0, None
 
     def play(self, line: Line) -> str | None:
-        """What is wrong with the line, if something is."""
+        """Returns what is wrong with the line, if anything."""
         if line.address != self.mode:
             if self.mode == ROM:
                 return "it is for normal mode (AA), but the gauge is in ROM mode"
@@ -130,19 +130,19 @@ class _Gauge:
         elif word in (SEAL, RESET):
             self.keys = 0
         elif self.keys < len(UNSEAL):
-            # A key counts as two words in a row.
+            # A key is two consecutive words.
             self.keys = self.keys + 1 if word == UNSEAL[self.keys] else self.keys & ~1
         return None
 
 
 def _head(lines: list[Line]) -> list[Line]:
-    """The lines for normal mode with which a stream begins, up to its first one for ROM mode."""
+    """Returns the lines for normal mode at the beginning, up to the first line for ROM mode."""
     first = next((at for at, line in enumerate(lines) if line.address == ROM), len(lines))
     return [line for line in lines[:first] if line.is_transfer]
 
 
 def problems(lines: list[Line]) -> list[str]:
-    """Why an update cannot install a stream; nothing when it can, as far as its lines show."""
+    """Returns why an update cannot install a stream; empty when its lines show no problem."""
     found = []
     head = _head(lines)
     if head:
@@ -167,7 +167,7 @@ def _without_head(lines: list[Line]) -> list[Line]:
     if not head:
         return lines
     if not any(line.address == ROM for line in lines):
-        # All of it is for normal mode: the firmware starts first.
+        # The whole stream is for normal mode: start the firmware first.
         return _added(LEAVE, lines) + lines
     for line in head:
         if line.control not in (*UNSEAL, ENTER_ROM):
@@ -202,12 +202,13 @@ def _mode_after(lines: list[Line]) -> int:
 
 def convert(lines: list[Line]) -> list[Line]:
     """
-    The same stream for an update. Lines that the device must not play become comments, so that the
-    others keep their numbers. Throws StreamError when the result would do something else.
+    Returns the same stream for an update. Lines that the device must not play become comments, so
+    that the others keep their numbers. Raises StreamError when the result would act differently.
     """
     result = _without_last_exit(_without_head(lines))
     if _mode_after(result) == NORMAL:
-        # It may end with a reset, after which the gauge is silent until its firmware has started.
+        # It may end with a reset. The gauge then acknowledges nothing until its firmware has
+        # started.
         result = result + _added(["X: 4000", *ENTRY], lines)
     wrong = problems(result)
     if wrong:

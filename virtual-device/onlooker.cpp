@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: LicenseRef-Vantorel
 
 // Answers requests of the development machine about the display and the board: onlooker PORT. Each
-// line is a request and gets a line as its answer. No pixel is copied: the development machine maps
-// this machine's memory and needs only the picture's address.
-//   "picture"  the picture's address, as the display's driver reports it; empty while it is dark
+// line is a request, which is answered with a line. No pixel is copied: the development machine
+// maps this machine's memory and needs only the framebuffer's address.
+//   "picture"  the framebuffer's address from the display's driver; empty while it is dark
 //   "board"    the board's state, with ", " between the entries
 // Any other line is a command for the board. This is faster than a shell: the time for which a
 // button is held must not depend on the load of the machine.
@@ -50,8 +50,8 @@ std::string InOneLine(const std::string& text) {
     return line + '\n';
 }
 
-/** Sends a command to the board; returns "ok" or the reason of its refusal. */
-std::string Commanded(const std::string& command) {
+/** Sends a command to the board; returns "ok" or the reason why the board refused it. */
+std::string RunCommand(const std::string& command) {
     const int file = ::open(board, O_WRONLY | O_CLOEXEC);
     const bool done =
         ::write(file, command.data(), command.size()) == static_cast<ssize_t>(command.size());
@@ -64,7 +64,7 @@ std::string Answer(const std::string& line) {
     if (line == "picture" || line == "board") {
         return InOneLine(Content(line == "board" ? board : picture));
     }
-    return Commanded(line) + '\n';
+    return RunCommand(line) + '\n';
 }
 
 void Send(int port, const std::string& text) {

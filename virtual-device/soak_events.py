@@ -1,6 +1,6 @@
 # SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 # SPDX-License-Identifier: LicenseRef-Vantorel
-"""The events of a day that `soak` plays on the virtual device."""
+"""The events of a day that `soak` simulates on the virtual device."""
 
 import random
 
@@ -8,7 +8,7 @@ from commands import BETWEEN_CLICKS, BOARD, CLICK, Console, KEYS
 
 
 def press(key: int, *pauses: float) -> str:
-    """Returns one command: a busy development machine would delay the second of two."""
+    """Returns a single command, because a busy development machine would delay a second one."""
     moves = [f"echo key {key} {1 - number % 2} >{BOARD}; sleep {pause:.2f}"
              for number, pause in enumerate(pauses)]
     return "; ".join(moves + [f"echo key {key} 0 >{BOARD}"])
@@ -22,7 +22,7 @@ class Events:
               (2, "camera_hangs"))
     HOST = ((6, "identity"), (4, "raw"), (3, "fuzz"), (2, "log"), (2, "factory"), (3, "session"),
             (3, "cable"), (3, "terminal"), (2, "network"), (2, "drive"),
-            # On battery, all later readings would be of the gauge's other mode.
+            # On battery, all later readings would use the address of the gauge's other mode.
             (2, "nack"))
 
     def __init__(self, console: Console, draw: random.Random, host: bool):
@@ -111,7 +111,7 @@ class Events:
                   f"--count {self.draw.randint(20, 300)}")
 
     def log(self):
-        # On a busy machine the display alone fills the log faster than it is read.
+        # On a busy machine the display's messages alone fill the log faster than it is read.
         self.host("echo a line >/dev/kmsg"
                   "; timeout 60 /host/bin/vantorel-host klog >/dev/null; true")
 

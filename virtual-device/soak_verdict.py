@@ -1,6 +1,6 @@
 # SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 # SPDX-License-Identifier: LicenseRef-Vantorel
-"""Checks the samples of a life for growing resources, for `soak`."""
+"""Checks the samples of a life for growing resources; used by `soak`."""
 
 NAMES = ("rss", "anonymous", "data", "descriptors", "threads", "mounts", "processes", "ticks",
          "slab")

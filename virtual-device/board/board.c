@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: GPL-2.0-only
 /*
- * The camera's hardware as its software sees it, for a virtual machine: one platform
- * device with all the parts, and a control file in debugfs through which a test changes
- * the camera's environment. ../README.md lists its commands.
+ * The camera's hardware for a virtual machine, as the camera's software accesses it: one
+ * platform device with all the parts. A control file in debugfs lets a test change the
+ * camera's environment. ../README.md lists its commands.
  */
 #include <linux/debugfs.h>
 #include <linux/kernel.h>
@@ -125,7 +125,7 @@ static int board_probe(struct platform_device *device)
 		if (error)
 			return error;
 	}
-	/* Last, so that no command reaches a part that does not exist yet. */
+	/* Created last, so that no command reaches a part that does not exist yet. */
 	directory = debugfs_create_dir(BOARD_NAME, NULL);
 	debugfs_create_file("ctl", 0600, directory, NULL, &ctl_operations);
 	debugfs_create_file("gauge-flash", 0400, directory, NULL, &gauge_flash_fops);

@@ -35,7 +35,7 @@ static bool take_fault(struct bus_fault *fault)
 	return true;
 }
 
-/* A held clock delays the transfer, and fails it when the adapter times out. */
+/* A held clock delays the transfer; the transfer fails when the adapter times out. */
 static int wait_for_clock(void)
 {
 	u64 now = gauge_clock_ms();
@@ -78,7 +78,7 @@ static int carry_messages(struct i2c_msg *messages, int count)
 	return error;
 }
 
-/* For the two forms that drivers use: one message, or a write and a read. */
+/* Handles the two forms that drivers use: one message, or a write and a read. */
 static void log_transfer(const struct i2c_msg *messages, int count, u8 pointer, int result)
 {
 	const struct i2c_msg *last = &messages[count - 1];
@@ -128,8 +128,9 @@ static const struct i2c_algorithm bus_algorithm = {
 };
 
 /*
- * A file that is not a whole gauge, such as an empty one, is filled with this gauge. The buffer is
- * needed because a file system of the host takes no data from a module's variables.
+ * A file that does not contain a complete gauge, such as an empty one, is overwritten with this
+ * gauge. The buffer is needed because a file system of the host cannot transfer data from a
+ * module's variables.
  */
 int bus_open_store(const char *path)
 {

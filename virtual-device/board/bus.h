@@ -10,7 +10,7 @@
 #include "board.h"
 #include "gauge.h"
 
-/* A fault of `count` transfers, after `skip` good ones. */
+/* A fault of `count` transfers, which follows `skip` good ones. */
 struct bus_fault {
 	int error;
 	int count;
@@ -24,7 +24,7 @@ struct bus {
 	struct gauge_memory *store_buffer;
 	struct bus_fault failure; /* the transfer fails with the error */
 	struct bus_fault corruption; /* a read returns a wrong bit */
-	u64 held_until; /* the gauge holds the clock line, on gauge_clock_ms() */
+	u64 held_until; /* end of a held clock line, by gauge_clock_ms() */
 	struct i2c_adapter adapter;
 };
 

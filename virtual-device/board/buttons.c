@@ -1,9 +1,8 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: GPL-2.0-only
 /*
- * The camera's buttons. The control file presses and releases them ("key CODE VALUE")
- * and removes and restores the whole device ("buttons 0|1"), as a loose connector
- * does.
+ * The camera's buttons. The control file presses and releases them ("key CODE VALUE") and removes
+ * and restores the whole device ("buttons 0|1"), as a loose connector would.
  */
 #include <linux/atomic.h>
 #include <linux/input.h>
@@ -116,7 +115,7 @@ static const struct board_command buttons_commands[] = {
 	{}
 };
 
-/* Keys of a removed device have no position; the output can be replayed as commands. */
+/* Omits the keys of a removed device. The output can be replayed as commands. */
 static void buttons_show(struct seq_file *state)
 {
 	size_t i;

@@ -25,7 +25,7 @@ enum rom_command {
 
 enum rom_status { ROM_DONE, ROM_BAD_CHECKSUM, ROM_REFUSED };
 
-/* Protects against a stray byte: the erase command needs this instead of a row. */
+/* The erase command requires this in place of a row, so a stray byte erases nothing. */
 #define ERASE_KEY 0xA55A
 
 static u16 word_at(const u8 *bytes)
@@ -56,7 +56,7 @@ void flash_fill(struct gauge_content *content)
 	memset(content->blocks, 0, sizeof(content->blocks));
 }
 
-/* The first word of the first row is the sum of all that follows. */
+/* The first word of the first row is the sum of all bytes after it. */
 bool flash_is_whole(const struct gauge_content *content)
 {
 	const u8 *bytes = &content->rows[0][0];

@@ -14,7 +14,7 @@ void flash_fill(struct gauge_content *content);
 /* Whether the rows contain a firmware that can start. */
 bool flash_is_whole(const struct gauge_content *content);
 
-/* Completes the operation in progress, or aborts it half-way. */
+/* Completes the operation in progress, or aborts it halfway. */
 void flash_finish(struct gauge_memory *memory);
 void flash_tear(struct gauge_memory *memory);
 

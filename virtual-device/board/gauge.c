@@ -37,9 +37,9 @@ static void enter_rom(struct gauge *gauge)
 }
 
 /*
- * The firmware starts sealed and does not answer on the bus meanwhile. Without whole
- * firmware the boot loader stays, so a gauge with an interrupted update always answers
- * at one of the two addresses.
+ * The firmware starts sealed, and does not acknowledge while it starts. Without complete firmware
+ * the boot loader keeps running, so a gauge with an interrupted update always answers at one of
+ * the two addresses.
  */
 static void start_firmware(struct gauge *gauge)
 {
@@ -70,7 +70,7 @@ static u16 control_status(const struct gauge *gauge)
 	return status;
 }
 
-/* A key must be two consecutive words of Control, and must come in its turn. */
+/* A key must be two consecutive words of Control, and the keys must come in order. */
 static void try_keys(struct gauge *gauge, u16 first, u16 second)
 {
 	struct gauge_memory *memory = &gauge->memory;
@@ -139,7 +139,7 @@ static bool is_writable(const struct gauge *gauge, u8 reg)
 	return gauge->memory.access != GAUGE_SEALED && is_block_register(reg);
 }
 
-/* The gauge acts on the byte that completes a command, never on a part of one. */
+/* The gauge acts on the byte that completes a command, never on an incomplete one. */
 static void act_on(struct gauge *gauge, u8 reg)
 {
 	unsigned int busy = 0;
@@ -183,7 +183,7 @@ int gauge_write(struct gauge *gauge, u8 address, const u8 *data, size_t size)
 	for (i = 1; i < size; i++) {
 		u8 reg = gauge->pointer;
 
-		/* A byte for a read-only register or a late one is not acknowledged. */
+		/* A byte for a read-only register, or while the gauge is busy, is not acknowledged. */
 		if (!acknowledges(gauge, address) || !is_writable(gauge, reg))
 			return -ENXIO;
 		*register_at(gauge, reg) = data[i];
@@ -283,7 +283,7 @@ bool gauge_restore(struct gauge *gauge, const struct gauge_memory *memory)
 	    memory->operation > GAUGE_PROGRAMS_BLOCK || memory->target >= GAUGE_ROWS)
 		return false;
 	gauge->memory = *memory;
-	/* More time has passed than any change of the flash takes. */
+	/* The machine was off for longer than any change of the flash takes. */
 	flash_finish(&gauge->memory);
 	return true;
 }

@@ -1,10 +1,9 @@
 /* SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem */
 /* SPDX-License-Identifier: GPL-2.0-only */
 /*
- * Model of a bq27-series fuel gauge: two modes, each with an address and a file
- * of 256 byte registers, and a flash behind them that is written by commands.
- * docs/gauge-streams.md has its rules. It does not depend on a bus; the caller
- * transfers the data and holds the lock.
+ * Model of a bq27-series fuel gauge: two modes, each with an address and a file of 256 byte
+ * registers, and a flash behind them that commands write. docs/gauge-streams.md describes its
+ * rules. The model does not depend on a bus; the caller transfers the data and holds the lock.
  */
 #ifndef VANTOREL_GAUGE_H
 #define VANTOREL_GAUGE_H
@@ -43,7 +42,7 @@ enum gauge_register {
 enum gauge_access { GAUGE_SEALED, GAUGE_UNSEALED, GAUGE_FULL_ACCESS };
 enum gauge_mode { GAUGE_NORMAL, GAUGE_ROM };
 
-/* A change of the flash in progress; the gauge acknowledges nothing meanwhile. */
+/* The change of the flash in progress; the gauge acknowledges nothing until it ends. */
 enum gauge_operation { GAUGE_IDLE, GAUGE_ERASES, GAUGE_PROGRAMS_ROW, GAUGE_PROGRAMS_BLOCK };
 
 struct gauge_content {
@@ -68,7 +67,7 @@ struct gauge {
 	struct gauge_memory memory;
 	u8 normal[256];
 	u8 pointer;
-	u64 silent_until; /* on gauge_clock_ms() */
+	u64 silent_until; /* by gauge_clock_ms() */
 	unsigned int resets;
 	unsigned int reset_ms; /* time that its firmware takes to start */
 	/* Faults: the gauge acknowledges nothing; it does not leave ROM mode. */
@@ -80,7 +79,7 @@ struct gauge {
 u64 gauge_clock_ms(void);
 
 void gauge_init(struct gauge *gauge);
-/* Restores a saved state; returns false when `memory` is not a gauge's. */
+/* Restores a saved state; returns false when `memory` is not the state of a gauge. */
 bool gauge_restore(struct gauge *gauge, const struct gauge_memory *memory);
 /* Removes the battery, also during an operation, and inserts it again. */
 void gauge_power_cycle(struct gauge *gauge);

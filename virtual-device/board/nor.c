@@ -1,11 +1,10 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: GPL-2.0-only
 /*
- * The board's flash: two banks of NOR, which the kernel's own CFI driver operates. This
- * module passes it their addresses and partitions, and injects a test's flash faults.
- * Erases and programs are counted over all partitions, and the one numbered fault_at
- * has a fault:
- *   cut     a power cut. The medium keeps the torn result and refuses every later
+ * The board's flash: two banks of NOR, which the kernel's own CFI driver operates. This module
+ * passes it their addresses and partitions, and injects a test's flash faults. Erases and programs
+ * are counted over all partitions, and the one numbered fault_at has a fault:
+ *   cut     a power cut. The medium keeps the incomplete result and refuses every later
  *           operation until power is set again.
  *   before  a power cut before the operation
  *   end     a cut that also ends the machine
@@ -30,7 +29,7 @@ static unsigned int fault_at;
 module_param(fault_at, uint, 0644);
 static char fault[8] = "cut";
 module_param_string(fault, fault, sizeof(fault), 0644);
-static unsigned int seed; /* for where and how an operation is torn */
+static unsigned int seed; /* decides where and how an operation is interrupted */
 module_param(seed, uint, 0644);
 static bool power = true;
 module_param(power, bool, 0644);
@@ -101,8 +100,8 @@ static bool meets_fault(struct nor_bank *bank, loff_t at, const char *operation)
 	return true;
 }
 
-/* Cuts the power; the machine itself, if it has to end, sees nothing of it. */
-static int power_goes(void)
+/* Cuts the power. The fault "end" also stops the machine at once, without a shutdown. */
+static int cut_power(void)
 {
 	power = sysfs_streq(fault, "fail");
 	if (sysfs_streq(fault, "end")) {
@@ -119,7 +118,7 @@ static bool leaves_nothing(void)
 	return sysfs_streq(fault, "fail") || sysfs_streq(fault, "before");
 }
 
-/* A program at the cut: some bytes, some bits of the next one, none of the rest. */
+/* A program at the cut writes some bytes, some bits of the next one, nothing after it. */
 static void tear_program(struct rnd_state *random, u_char *data, size_t size)
 {
 	size_t at = prandom_u32_state(random) % size;
@@ -128,7 +127,7 @@ static void tear_program(struct rnd_state *random, u_char *data, size_t size)
 	memset(data + at + 1, 0xff, size - at - 1);
 }
 
-/* An erase at the cut: part of the block, still clearing all bits first, or all bits weak. */
+/* An erase at the cut stops in the block, while it clears all bits, or leaves all bits weak. */
 static void tear_erase(struct rnd_state *random, u_char *cells, size_t size)
 {
 	size_t at = prandom_u32_state(random) % size;
@@ -177,7 +176,7 @@ static int faulty_program(struct nor_bank *bank, loff_t to, size_t size, const u
 	int error;
 
 	if (leaves_nothing())
-		return power_goes();
+		return cut_power();
 	torn = kvmalloc(size, GFP_KERNEL);
 	if (!torn)
 		return -ENOMEM;
@@ -189,7 +188,7 @@ static int faulty_program(struct nor_bank *bank, loff_t to, size_t size, const u
 		tear_program(&random, torn, size);
 	error = program(bank, to, size, torn);
 	kvfree(torn);
-	return sysfs_streq(fault, "flip") ? error : power_goes();
+	return sysfs_streq(fault, "flip") ? error : cut_power();
 }
 
 static int nor_write(struct mtd_info *mtd, loff_t to, size_t size, size_t *done, const u_char *data)
@@ -219,7 +218,7 @@ static int faulty_erase(struct nor_bank *bank, struct erase_info *block)
 	int error;
 
 	if (leaves_nothing())
-		return power_goes();
+		return cut_power();
 	cells = kvmalloc(size, GFP_KERNEL);
 	if (!cells)
 		return -ENOMEM;
@@ -234,7 +233,7 @@ static int faulty_erase(struct nor_bank *bank, struct erase_info *block)
 	} else if (!error) {
 		tear_erase(&random, cells, size);
 		bank->write(bank->mtd, block->addr, size, &done, cells);
-		error = power_goes();
+		error = cut_power();
 	}
 	kvfree(cells);
 	return error;

@@ -1,9 +1,9 @@
 /* SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem */
 /* SPDX-License-Identifier: GPL-2.0-only */
 /*
- * Definitions that the gauge's model needs outside the kernel. The same source is
- * compiled into the kernel module and into a native test of the library, which cuts
- * the power at every line of a stream: thousands of starts without booting a machine.
+ * Definitions that the gauge's model needs outside the kernel. The same source is compiled into
+ * the kernel module and into a native test of the library. The test cuts the power at every line
+ * of a stream, which takes thousands of starts, without booting a machine.
  */
 #ifndef VANTOREL_PORTABLE_H
 #define VANTOREL_PORTABLE_H

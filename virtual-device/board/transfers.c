@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: GPL-2.0-only
 /*
- * Ring of the last transfers, long enough for a whole reprogramming of the
- * gauge. A line is "NUMBER SECONDS ADDRESS R|W REGISTER SIZE RESULT DATA..."; the
- * numbers keep counting when old lines are overwritten, and long data is truncated.
+ * A ring of the last transfers, large enough for a complete reprogramming of the gauge. A
+ * line is "NUMBER SECONDS ADDRESS R|W REGISTER SIZE RESULT DATA..."; the numbers keep
+ * counting when old lines are overwritten, and long data is truncated.
  */
 #include <linux/mm.h>
 #include <linux/module.h>

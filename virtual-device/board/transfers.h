@@ -1,6 +1,6 @@
 /* SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem */
 /* SPDX-License-Identifier: GPL-2.0-only */
-/* Log of the bus; a test counts the software's requests to the gauge in it. */
+/* The log of the bus, in which a test counts the software's requests to the gauge. */
 #ifndef VANTOREL_TRANSFERS_H
 #define VANTOREL_TRANSFERS_H
 

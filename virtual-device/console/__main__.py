@@ -23,12 +23,12 @@ from machine import Failure, Machine
 from own import Own
 from progress import Step
 
-SNAPSHOT = "# machine: snapshot\n"  # in a script that needs no boot of its own
+SNAPSHOT = "# machine: snapshot\n"  # in a script that does not need a fresh boot
 TEST_TIME_LIMIT = 600  # seconds, after which a test program counts as hung
 
 
 def say(text: str):
-    # One write: status lines come from another thread.
+    # A single write, because another thread prints status lines.
     sys.stdout.write(f"{text}\n")
     sys.stdout.flush()
 
@@ -109,7 +109,7 @@ def converse_at_terminal(console: Console) -> int:
         return 0
     finally:
         console.machine.on_end = lambda: None
-    return tell_end(console.machine)
+    return report_end(console.machine)
 
 
 def converse_until(console: Console, at_end: socket.socket) -> int:
@@ -131,10 +131,10 @@ def converse_until(console: Console, at_end: socket.socket) -> int:
             return 0
         if not data:
             return 0
-    return tell_end(console.machine)
+    return report_end(console.machine)
 
 
-def tell_end(machine: Machine) -> int:
+def report_end(machine: Machine) -> int:
     if machine.end_reason == "guest-shutdown":
         say("The device has powered off.")
         return 0
@@ -172,7 +172,8 @@ def run_tests(machine: Machine, programs: list, results: Results) -> int:
     failed = []
     for program in programs:
         name = machine.install_test(program)
-        # Each in its own namespaces, as on the development machine: tests mount and bind.
+        # Each test runs in its own namespaces, as on the development machine: tests mount and
+        # bind.
         status, output = machine.run(
             f"cd /host/tests && unshare -m -p -f sh -c 'mount -t proc proc /proc; exec ./{name}'",
             TEST_TIME_LIMIT)
@@ -187,7 +188,7 @@ def run_tests(machine: Machine, programs: list, results: Results) -> int:
 
 
 def with_results(path, suite: str, run) -> int:
-    """Calls run(results) and writes the results, also of a run that breaks off."""
+    """Calls run(results) and writes the results, also when the run is aborted."""
     results = Results(suite)
     try:
         return run(results)
@@ -236,7 +237,7 @@ def work(options, machine: Machine, began: float) -> int:
             machine.start()
             machine.wait_until_ready()
     if options.test or options.shell or options.debug is not None:
-        # No picture appears there to confirm a slot on trial.
+        # No picture appears there that would confirm a slot on trial.
         machine.check("/usr/libexec/vantorel/confirm now")
     if options.test:
         return with_results(options.junit, "programs",

@@ -1,6 +1,6 @@
 # SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 # SPDX-License-Identifier: LicenseRef-Vantorel
-"""The command line of ./run. `python3 arguments.py ARGUMENT...` only checks it: ./run calls that
+"""The command line of ./run. `python3 arguments.py ARGUMENT...` only checks it; ./run does so
 before it builds anything."""
 
 import argparse
@@ -46,7 +46,7 @@ def _result(text: str) -> Path:
 
 
 def _parser() -> argparse.ArgumentParser:
-    # No abbreviations: ./run installs an option's dependencies and knows only full names.
+    # No abbreviations: ./run installs an option's dependencies and recognises only full names.
     parser = argparse.ArgumentParser(prog="run", description="Starts the virtual device.",
                                      allow_abbrev=False)
     what = parser.add_mutually_exclusive_group()
@@ -86,7 +86,7 @@ def _parser() -> argparse.ArgumentParser:
 
 
 def arguments(words=None):
-    """Ends the process with 2 and a message if they are wrong."""
+    """Exits with status 2 and a message if they are wrong."""
     parser = _parser()
     options = parser.parse_args(words)
     if options.junit and not (options.script or options.test):

@@ -10,17 +10,17 @@ from looking import number
 
 HELP = """\
 camera connect|disconnect|error CODE|rate 0..240|hang 0|1
-camera play FILE|off        a recording instead of the scene, over and over
+camera play FILE|off        a recording instead of the scene, repeated
 camera record FILE SECONDS  what the camera sees, as a recording"""
 
 PICTURE_SIZE = 160 * 120 * 2  # of a recording
-MOST_RECORDED = 60  # seconds: 70 MB of the device's memory
+MOST_RECORDED = 60  # seconds, which take 70 MB of the device's memory
 
 
 class Commands:
     """A part of Console."""
 
-    recordings = 0  # put on the device so far
+    recordings = 0  # copied to the device so far
 
     def do_camera(self, arguments):
         usage = "usage: camera connect|disconnect|error CODE|rate 0..240|hang 0|1|play|record ..."
@@ -62,8 +62,8 @@ class Commands:
         return settings
 
     def _put_recording(self) -> str:
-        """The path of the recording on the device: another one each time, since the camera goes on
-        with the file that it has open when the path is the same. Empty without a recording."""
+        """Returns the path of the recording on the device, empty without one. The path is new each
+        time: with the same path the camera would continue with the file that it has open."""
         self.machine.check("rm -f /run/recording-*")
         if self.surroundings.recording is None:
             return ""
@@ -80,4 +80,4 @@ class Commands:
         self.machine.check("echo record > /run/camera")
         self.do_get(["/run/recorded", file])
         whole = Path(file).stat().st_size // PICTURE_SIZE * PICTURE_SIZE
-        os.truncate(file, whole)  # the last picture may still be on its way
+        os.truncate(file, whole)  # the last frame may be incomplete

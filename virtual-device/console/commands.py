@@ -25,11 +25,11 @@ button power|torch|reset down|up|click|hold SECONDS|doubleclick
 button plug|unplug          the whole input device
 {camera.HELP}
 cable plug|unplug           whether a USB host is at the other end of the cable
-start [host|debugger]       start the application; set initial conditions before. With a host that
-                            it must have found, however busy this machine; with a debug server on
-                            the USB serial line instead of the shell
+start [host|debugger]       start the application; set initial conditions before. "host": start
+                            again until it finds the host in time; "debugger": run a debug server
+                            on the USB serial line instead of the shell
 gdb TEXT COMMAND...         gdb commands on that line, attached to the application; wait for TEXT
-stop                        ask the application to end
+stop                        send SIGTERM to the application
 reboot                      cut the power and boot again from the same flash
 restart                     cut the power if it is on, boot in the surroundings that were set
                             (battery, charger, cable, temperatures, camera), start the application
@@ -41,7 +41,7 @@ expect-poweroff [SECONDS]   wait until the device has powered off (10 s)
 expect-cut [SECONDS]        wait until the flash has cut the power (10 s)
 power-on                    in a script, after either: boot the device again
 put FILE PATH               copies a file of the development machine onto the device
-put FILE... FOLDER/         copies several, or what a pattern like build/*.deb stands for
+put FILE... FOLDER/         copies several, or all that match a pattern like build/*.deb
 get PATH FILE               copies a file of the device to the development machine
 shell COMMAND               on the device, for up to 60 s (scripts: 600 s)
 host COMMAND                on the USB host's side
@@ -104,7 +104,7 @@ class Console(Looking, camera.Commands):
     # --- the board --------------------------------------------------------------------------------
 
     def board(self, command: str):
-        # Remembered first: the command may turn the device off.
+        # Store it first: the command may turn the device off.
         if self.surroundings.remember(command) and not self.machine.ready:
             return  # the next start applies it
         self.watch.command(command)
@@ -178,8 +178,8 @@ class Console(Looking, camera.Commands):
             raise Failure(usage)
 
     def _click(self, key: int, pause: str = ""):
-        """Clicks once, or twice with that pause. The device's clock times it: a click that a busy
-        machine prolongs would be a long press."""
+        """Clicks once, or twice with that pause. The device's clock times the click, because a
+        click that a busy machine prolongs would be a long press."""
         click = f"echo 'key {key} 1' > {BOARD} && sleep {CLICK} && echo 'key {key} 0' > {BOARD}"
         self.machine.check(f"{click} && {pause} && {click}" if pause else click)
 
@@ -200,7 +200,7 @@ class Console(Looking, camera.Commands):
             self.machine.check(f"echo {int(not self.surroundings.cable)} > {CABLE}")
 
     def application_runs(self) -> bool:
-        # By process ID: a getty's supervisor has the same name.
+        # Check the process ID: a getty's supervisor has the same name.
         return self.machine.ready and \
             self.machine.run("kill -0 $(cat /run/application.pid)")[0] == 0
 
@@ -270,7 +270,7 @@ class Console(Looking, camera.Commands):
             shutil.copy(arguments[0] if arguments else made, self.machine.share / "out" / "update")
         except OSError as error:
             raise Failure(str(error)) from None
-        # The host sets the pace: the drive's last sector is written when it is unmounted.
+        # The host decides when it writes: the drive's last sector is written at the unmount.
         self._on_host("for i in $(seq 20); do [ -b /dev/sda ] && break; sleep 0.5; done\n"
                       "[ -b /dev/sda ] || { echo the host sees no drive; exit 1; }\n"
                       "mkdir -p /tmp/host && mount -t vfat /dev/sda /tmp/host || exit 1\n"
@@ -322,7 +322,7 @@ class Console(Looking, camera.Commands):
     def do_get(self, arguments):
         need(arguments, 2, "get PATH FILE")
         path, target = arguments
-        # Files that the kernel generates on reading have no size.
+        # Files whose content the kernel generates have no size.
         file = shlex.quote(path)
         self.machine.check(f"test -f {file} && cat {file} > /host/out/get", SHELL_TIME_LIMIT)
         try:
@@ -334,7 +334,7 @@ class Console(Looking, camera.Commands):
         self._on_host(command)
 
     def _on_host(self, command):
-        # The host's own programs, vantorel-host for one, are on no path of the device.
+        # The host's own programs, such as vantorel-host, are not in the device's PATH.
         self._shell("export PATH=$PATH:/host/bin\n"
                     "exec nsenter -t $(cat /run/host-namespace) -n sh -c "
                     + shlex.quote(command) if command else "")

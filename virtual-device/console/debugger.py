@@ -28,7 +28,7 @@ def _pump(source: socket.socket, target: socket.socket):
 
 
 def _join(listener: socket.socket, line: socket.socket):
-    """Gives the line to the first debugger; when that disconnects, the debug server ends."""
+    """Connects the line to the first debugger; when that disconnects, the debug server ends."""
     debugger, _ = listener.accept()
     debugger.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
     threading.Thread(target=_pump, args=(debugger, line), daemon=True).start()
@@ -46,7 +46,7 @@ def debug(machine: Machine, program, port: int, say) -> int:
         listener = socket.create_server(("127.0.0.1", port))
     except OSError as error:
         raise Failure(f"port {port}: {error.strerror}; choose another with --port") from None
-    # Connected before the server opens its end: a line without a host reads as closed.
+    # Connect before the server opens its end: a line without a host reads as closed.
     threading.Thread(target=_join, args=(listener, machine.connect("debug")), daemon=True).start()
     libraries = os.path.relpath(machine.image / "layers/product")
     say("In another terminal: gdb-multiarch -ex 'set remotetimeout 30' "

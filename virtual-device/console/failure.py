@@ -8,4 +8,4 @@ class Failure(Exception):
 
 
 class DeviceOff(Failure):
-    """The device is off, or went off before it answered."""
+    """The device is off, or turned off before it answered."""

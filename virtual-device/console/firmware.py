@@ -19,7 +19,7 @@ def _state(path: Path) -> str:
 
 
 def _inputs(image: Path, artifacts: Path, options: list) -> str:
-    """All inputs of the images."""
+    """Returns a text that changes with any input of the images."""
     files = [TOOLS / "make-firmware", image / "initramfs.gz", image / "loader/machine.dtb",
              artifacts / "app/vantorel-app"]
     for folder in ("vantorel", "simulators"):
@@ -43,7 +43,7 @@ def build(image: Path, artifacts: Path, roots=(), key=None) -> Path:
     name = hashlib.sha256("\0".join(options).encode()).hexdigest()[:12] if options else "build"
     folder = artifacts / "firmware" / name
     folder.mkdir(parents=True, exist_ok=True)
-    # Two devices may start at the same time.
+    # Lock it, because two devices may start at the same time.
     lock = os.open(folder, os.O_RDONLY | os.O_DIRECTORY)
     try:
         fcntl.flock(lock, fcntl.LOCK_EX)

@@ -1,7 +1,7 @@
 # SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 # SPDX-License-Identifier: LicenseRef-Vantorel
-"""The device's flash seen from outside, with the device off: its partitions, their factory
-contents, and the boot loader's environment."""
+"""Reads and writes the device's flash from outside while the device is off: its partitions, their
+factory contents, and the boot loader's environment."""
 
 import hashlib
 import struct
@@ -45,12 +45,12 @@ def variables_of(image: bytes) -> dict:
     """The variables in effect: the newest good copy's; nothing if both are bad."""
     copies = [copy for copy in (_copy(image, offset) for offset in COPIES) if copy]
     # On NOR flash a copy is marked active, and then the other one obsolete. A power cut in between
-    # leaves both active; then the first one is used, as by the device's tools.
+    # leaves both active. The first one is used then, as the device's tools do.
     return max(copies, key=lambda copy: copy[0])[1] if copies else {}
 
 
 def make_environment(variables: dict, active: int = 0) -> bytes:
-    """A whole partition with two good copies, of which `active` is in effect."""
+    """Returns the content of the partition: two good copies, of which `active` is in effect."""
     text = b"".join(f"{name}={value}".encode() + b"\0" for name, value in variables.items())
     data = (text + b"\0").ljust(COPY - 5, b"\0")
     image = bytearray(b"\xff" * PARTITIONS["env"][2])
@@ -61,8 +61,8 @@ def make_environment(variables: dict, active: int = 0) -> bytes:
 
 
 def _empty_data() -> bytes:
-    """An empty file system for the data partition: each sector has JFFS2's mark for an erased one.
-    Without the marks the device would erase all of it at its first start."""
+    """Returns an empty file system for the data partition, in which each sector has JFFS2's mark
+    of an erased one. Without the marks the device would erase the partition at its first start."""
     head = struct.pack("<HHI", 0x1985, 0x2003, 12)
     mark = head + struct.pack("<I", zlib.crc32(head, 0xFFFFFFFF) ^ 0xFFFFFFFF)
     return mark.ljust(SECTOR, b"\xff") * (PARTITIONS["data"][2] // SECTOR)
@@ -73,7 +73,7 @@ class Flash:
 
     def __init__(self, folder: Path):
         self.banks = [folder / f"bank{number}.raw" for number in (0, 1)]
-        self._written = folder / "written"  # digest of the last firmware from a factory
+        self._written = folder / "written"  # digest of the firmware that was written last
 
     def read(self, name: str) -> bytes:
         bank, offset, size = PARTITIONS[name]
@@ -98,7 +98,7 @@ class Flash:
         return int(self.variables().get("image_select") == "1")
 
     def prepare(self, loader: bytes) -> bool:
-        """Makes missing banks, writes the boot loader, returns whether the flash is new."""
+        """Creates missing banks and writes the boot loader; returns whether the flash is new."""
         blank = any(not bank.exists() for bank in self.banks)
         if blank:
             for bank in self.banks:
@@ -125,8 +125,8 @@ class Flash:
         return all(self.read(f"{partition}_{slot}").startswith((firmware / file).read_bytes())
                    for file, partition in IMAGES.items())
 
-    def take(self, firmware: Path) -> str:
-        """Writes the firmware into the running slot unless it was the last one written here; an
+    def write_build(self, firmware: Path) -> str:
+        """Writes the firmware into the running slot unless it is the one that was written last; an
         update installed since then stays. Returns a message with the result."""
         check(firmware)
         digest = hashlib.sha256((firmware / "fit").read_bytes()).hexdigest()

@@ -17,7 +17,7 @@ QUALITY = 88
 
 def jpeg(picture) -> bytes:
     """Returns an empty result for no picture."""
-    # Colours at half the resolution would blur coloured text.
+    # Subsampled colours would blur coloured text.
     return encode(picture, "JPEG", quality=QUALITY, subsampling=0) if picture else b""
 
 
@@ -27,24 +27,24 @@ class Gallery:
         self._changed = threading.Condition()
         self._number = 0
         self._latest = b""
-        self._asked = 0.0  # time of the last request
+        self._requested = 0.0  # time of the last request
         threading.Thread(target=self._work, daemon=True).start()
 
     def newer(self, number: int) -> tuple[int, bytes]:
         """Waits a little for a picture with another number; returns the latest number and picture,
         which is empty while the display is dark."""
         with self._changed:
-            self._asked = time.monotonic()
+            self._requested = time.monotonic()
             self._changed.notify_all()
             self._changed.wait_for(lambda: self._number != number, PATIENCE)
-            self._asked = time.monotonic()
+            self._requested = time.monotonic()
             return self._number, self._latest
 
     def _work(self):
         before = ()  # no picture compares equal to it
         while True:
             with self._changed:
-                self._changed.wait_for(lambda: time.monotonic() - self._asked < LINGER)
+                self._changed.wait_for(lambda: time.monotonic() - self._requested < LINGER)
             begin = time.monotonic()
             try:
                 picture = self._watch.picture()

@@ -11,15 +11,15 @@ from machine import Failure
 
 HELP = """\
 gauge nack on|off           whether it acknowledges nothing
-gauge new|power-cycle       another one as from its maker; its battery out and in
+gauge new|power-cycle       replace it with a new one; remove and insert its battery
 gauge fault ERRNO N         the Nth transfer from now fails, as by ENXIO or ETIMEDOUT
 gauge fault corrupt N       the Nth read from now has a wrong bit
-gauge fault hang MS         it holds the bus's clock for that long
+gauge fault hang MS         it holds the bus clock for that long
 gauge fault rom on|off      it does not leave ROM mode
-gauge reset-time MS         how long it is silent while its firmware starts
+gauge reset-time MS         how long it does not acknowledge while its firmware starts
 gauge type NUMBER           which gauge it is
 gauge dump|log FILE         its flash, or the bus's last transfers, into a file here
-gauge stream [OPTION...]    make-gauge-stream, to /host/out/bqfs; the flash it gives, to .../flash
+gauge stream [OPTION...]    make-gauge-stream, to /host/out/bqfs; the resulting flash, to .../flash
 gauge archive               make-update of fit, rootfs and bqfs in /host/out, to .../THERMAL.STR"""
 
 TOOLS = Path(__file__).resolve().parents[1]

@@ -22,7 +22,8 @@ class Results:
         self._begin = self._last = time.monotonic()
 
     def add(self, name: str, failure: str = "", output: str = ""):
-        """A case that ends now; the case before it, or the suite's begin, is its begin."""
+        """Adds a case that ends now. It began at the end of the case before it, or with the
+        suite."""
         now = time.monotonic()
         case = XML.Element("testcase", classname=self._suite, name=_text(name),
                            time=f"{now - self._last:.3f}")

@@ -26,7 +26,7 @@ screenshot FILE.png         what the display shows"""
 
 MOST_LINES = 500
 PATIENCE = 10  # seconds that an interactive command waits
-SCRIPT_PATIENCE = 600  # seconds; a script waits for the event, and only a hang reaches this
+SCRIPT_PATIENCE = 600  # seconds; a script waits for the event, so only a hang reaches this
 
 
 def number(text: str, low: float, high: float, kind=int):
@@ -51,7 +51,7 @@ class Looking:
         self.watch = watch or Watch(machine)
         self.words = words.Words()
         self.seen = 0  # status lines consumed by expect
-        self.patience = PATIENCE  # seconds; the limit of a wait without its own
+        self.patience = PATIENCE  # seconds; the limit of a wait that sets none
 
     # --- state ------------------------------------------------------------------------------------
 
@@ -107,7 +107,8 @@ class Looking:
                 machine.changed.wait(remaining)
 
     def _instead(self, boots: int) -> str:
-        """What came instead of an awaited line, for a failure that does not repeat."""
+        """Describes what happened instead of an expected line, for failures that cannot be
+        repeated."""
         course = f"; the device has restarted {boots} times" if boots else ""
         if self.machine.ended.is_set():
             course += f"; it ended by {self.machine.end_reason} ({self.machine.exit_status})"

@@ -24,16 +24,16 @@ from flash import Flash
 from own import Own
 from surroundings import Surroundings
 
-MEMORY = 512 << 20  # bytes; a file in memory that contains the display's pictures
+MEMORY = 512 << 20  # bytes; a file in memory that contains the display's framebuffers
 TIMED_OUT = 143  # exit status of a command that timed out
 REQUEST_TIME_LIMIT = 120  # seconds; only a hang reaches this, even on a busy machine
-GRACE = 300  # seconds that an answer may come after its request's limit, which the device applies
+GRACE = 300  # seconds that an answer may take beyond the request's limit on the device
 BOOT_TIME_LIMIT = 1200  # seconds, on a busy development machine, after three starts on trial
 PORTS = ("control", "status", "debug", "watch")
 
 
 def _die_with_parent():
-    """Ends the machine with its console, however that ends. For the kernel, the parent is the
+    """Ends the machine when its console ends for any reason. For the kernel, the parent is the
     thread that starts the machine."""
     os.setpgid(0, 0)  # Ctrl-C at the terminal is for the console
     ctypes.CDLL(None).prctl(1, signal.SIGKILL)
@@ -52,8 +52,8 @@ class Machine:
         self.work = work
         self.share = work / "share"
         self.flash = Flash(work / "flash")
-        self.firmware = None  # folder with the images of the current build
-        self.blank = False  # prepare() has made the flash, and nothing has booted from it
+        self.firmware = None  # folder with the current build's images
+        self.blank = False  # prepare() has created the flash, and nothing has booted from it
         self.lines = []  # status lines of the application since the start
         self.changed = threading.Condition()
         self.on_line = lambda line: None
@@ -99,7 +99,7 @@ class Machine:
         self.blank = self.flash.prepare(
             verified.loader(self.image, self.certificate) if self.certificate else
             (self.image / "loader/u-boot.bin").read_bytes())
-        what = self.flash.take(self.firmware)
+        what = self.flash.write_build(self.firmware)
         (self.work / "status.log").unlink(missing_ok=True)
         share.fill(self.share, self)
         return what
@@ -117,7 +117,7 @@ class Machine:
                               text=True).stdout
 
     def start(self, snapshot: str = ""):
-        """Boots, or continues where a snapshot was saved, which QEMU reads from this address."""
+        """Boots, or continues from a snapshot, which QEMU reads from this address."""
         self.blank = False
         self.migration = None
         self.ended.clear()
@@ -158,12 +158,12 @@ class Machine:
         self._order("migrate-set-capabilities",
                     capabilities=[{"capability": "events", "state": True}])
         if snapshot:
-            # After the ports' connections: the device would notice that nobody is at their other
-            # end.
+            # Only after the ports are connected: the device would detect that their other ends are
+            # closed.
             self._order("migrate-incoming", uri=snapshot)
 
     def command(self, memory: str) -> list:
-        """QEMU's command without the files of this device, but of its memory."""
+        """Returns QEMU's command without this device's files, except for its memory."""
         command = [
             "qemu-system-arm", "-M", "virt,highmem=off,memory-backend=memory", "-cpu", "cortex-a15",
             "-smp", "1", "-m", str(MEMORY >> 20), "-object",
@@ -184,7 +184,7 @@ class Machine:
         self._monitor.sendall(json.dumps({"execute": command, "arguments": arguments}).encode())
 
     def save(self, path: Path):
-        """Ends the machine with all that it is in a file. /host must not be mounted."""
+        """Saves the machine's complete state to a file and ends it. /host must not be mounted."""
         self._order("migrate", uri=f"exec:cat > {shlex.quote(str(path))}")
         with self._answered:
             self._answered.wait_for(lambda: self.migration in ("completed", "failed") or
@@ -193,7 +193,7 @@ class Machine:
             raise Failure(f"the machine cannot be saved; see {self.work}/qemu.log")
 
     def wait_until_ready(self, seconds: float = BOOT_TIME_LIMIT):
-        """Waits for the agent's first line: the machine has booted."""
+        """Waits for the agent's first line, which means that the machine has booted."""
         with self._answered:
             self._answered.wait_for(lambda: self.ready or self.ended.is_set(), seconds)
         if not self.ready:
@@ -231,7 +231,8 @@ class Machine:
         self.wait_until_ready()
 
     def connect(self, name: str) -> socket.socket:
-        """Connects to a socket of the machine by a path that is short even in a deep folder."""
+        """Connects to a socket of the machine through a path that is short even in a deep
+        folder."""
         path = f"/proc/self/fd/{self._folder}/{name}.sock"
         deadline = time.monotonic() + 10
         while True:
@@ -252,8 +253,8 @@ class Machine:
         return thread
 
     def _live(self, command: list, begun: threading.Event):
-        """Starts QEMU and waits for its end, in one thread that lasts as long as QEMU: QEMU would
-        die with a caller's thread that ends earlier."""
+        """Starts QEMU and waits for its end in one thread that lasts as long as QEMU, because QEMU
+        is killed when the thread that started it ends."""
         try:
             with open(self.work / "qemu.log", "wb") as errors:
                 self._process = subprocess.Popen(command, cwd=self.work, stdin=subprocess.DEVNULL,
@@ -277,14 +278,14 @@ class Machine:
         self.on_end()
 
     def _was_cut(self) -> bool:
-        """Whether the flash model has ended the machine, which is the kernel's last message."""
+        """Whether the flash model stopped the machine; the kernel's last message shows it."""
         with open(self.work / "console.log", "rb") as log:
             log.seek(max(0, log.seek(0, os.SEEK_END) - 200))
             return b"the power is cut" in log.read()
 
     def _read_status(self, connection):
         with open(self.work / "status.log", "a", encoding="utf-8") as log:
-            # A tool's progress display overwrites its line; only the last version is kept.
+            # A tool's progress display overwrites its line; keep only the last version.
             for line in connection.makefile("r", encoding="utf-8", errors="replace", newline="\n"):
                 line = line.rstrip("\r\n").rpartition("\r")[2]
                 print(line, file=log, flush=True)
@@ -297,7 +298,7 @@ class Machine:
         for line in connection.makefile("r", encoding="ascii", errors="replace", newline="\n"):
             words = line.split()
             with self._answered:
-                if "ready" in words:  # maybe after part of an answer that a reset cut off
+                if "ready" in words:  # after a reset, part of an answer may precede it
                     fields = (word.partition("=") for word in words[words.index("ready") + 1:])
                     self.running = {name: value for name, _, value in fields}
                     self.ready = True

@@ -19,7 +19,8 @@ ARM = 40
 
 
 def check(path: Path):
-    """Reports a file that the device cannot load, such as one built for the development machine."""
+    """Rejects a file that the device cannot load, such as one built for the development
+    machine."""
     try:
         with open(path, "rb") as file:
             head = file.read(20)
@@ -34,22 +35,22 @@ def check(path: Path):
 
 class Own:
     def __init__(self, files: dict[str, Path]):
-        """`files` has paths by their names in PLACES."""
+        """`files` contains paths by their names in PLACES."""
         self.files = files
         self._boot = 0  # number of the boot that has them
 
     @property
     def shows_frames(self) -> bool:
-        """Whether the reference application's lines and frames are still to be expected."""
+        """Whether the reference application's lines and frames can still be expected."""
         return not {"application", "camera_library"} & self.files.keys()
 
     def shared(self):
-        """Each file and its place in the shared folder."""
+        """Yields each file with its path in the shared folder."""
         return [(file, PLACES[name][0]) for name, file in self.files.items()]
 
     def put(self, machine):
-        """Puts them over the files of the running firmware, once a boot: a file that the user puts
-        there later stays."""
+        """Copies them over the files of the running firmware once per boot: a file that the user
+        copies there later stays."""
         if self.files and self._boot != machine.boots:
             for name in self.files:
                 shared, target = PLACES[name]

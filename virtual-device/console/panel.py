@@ -20,14 +20,14 @@ from watch import Watch
 
 FILES = Path(__file__).resolve().parents[1] / "panel"
 LONGEST_LINE = 1024  # bytes
-# Bytes: the size of the device's drive; a recording of a minute, the longest one that is made.
+# Bytes: the size of the device's drive; a recording of one minute, the maximum.
 LARGEST = {"update": 64 << 20, "recording": 70 << 20}
 MOST_VISITORS = 96  # a page uses six connections
 # A page may change the device's environment, but nothing on the development machine.
 COMMANDS = {"battery", "charger", "fixture", "temperature", "button", "cable", "start", "stop",
             "restart", "state", "lines", "expect", "expect-state", "expect-picture",
             "expect-pixel", "expect-motion"}
-# Of these only the forms without a file.
+# Of these commands only the forms without a file.
 PARTS = re.compile(r"camera (connect|disconnect|error -?\d{1,10}|rate \d{1,4}|hang [01]|play off)|"
                    r"gauge (nack (on|off)|fault (E[A-Z0-9]+|corrupt|hang) \d{1,4})")
 HEADERS = {
@@ -49,7 +49,7 @@ class Visitor:
         self._worker = ThreadPoolExecutor(1)
 
     async def execute(self, line: str) -> tuple[str, bytes]:
-        """Executes a line; returns the answer, and the picture if the line requests one."""
+        """Executes a line; returns the answer, and a picture if the line requests one."""
         return await asyncio.get_running_loop().run_in_executor(self._worker, self._execute, line)
 
     def leave(self):
@@ -66,7 +66,7 @@ class Visitor:
             answer = "ok"
         except Failure as failure:
             answer = "error " + str(failure).replace("\n", " ")
-        except Exception as error:  # bad input of one page must not stop the others
+        except Exception as error:  # bad input from one page must not stop the others
             answer = f"error {type(error).__name__}: {error}"
         return "\n".join([*self._said, answer]), picture
 
@@ -117,7 +117,7 @@ class Panel:
         return shlex.quote(str(files[name]))
 
     def record(self, console: Console, seconds: str) -> str:
-        """Records what the camera sees; returns the name under which a page gets the file."""
+        """Records the camera's frames; returns the name under which a page downloads the file."""
         if not self._recorder.acquire(blocking=False):
             raise Failure("a recording is being made")
         try:

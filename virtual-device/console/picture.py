@@ -46,7 +46,7 @@ def reading(path: Path) -> Picture:
 
 
 def difference(one: Picture, other: Picture) -> float:
-    """The share of pixels that have another colour; all of them if the sizes differ."""
+    """Returns the share of pixels whose colours differ; all of them if the sizes differ."""
     if (one.width, one.height) != (other.width, other.height):
         return 1.0
     red, green, blue = ImageChops.difference(one.image(), other.image()).split()

@@ -1,18 +1,19 @@
 # SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 # SPDX-License-Identifier: LicenseRef-Vantorel
-"""Shows of a long step that it goes on."""
+"""Shows that a long step is still running."""
 
 import sys
 import threading
 import time
 
 QUIET = 2  # seconds before anything is shown
-UP = "\033[A\033[K"  # of a terminal: over the line before
+UP = "\033[A\033[K"  # moves a terminal's cursor to the line before and clears it
 BETWEEN_LINES = 20  # seconds, where the output is no terminal
 
 
 class Step:
-    """In a `with` statement: shows the text and the seconds so far, in one line of a terminal."""
+    """Use it in a `with` statement. Shows the text and the elapsed seconds, in one line of a
+    terminal."""
 
     def __init__(self, say, text: str):
         self._say = say

@@ -11,15 +11,15 @@ PROJECT = Path(__file__).resolve().parents[2]
 
 
 def fill(share: Path, machine):
-    """Copies what the device may load from there; /host keeps everything else."""
+    """Copies the files that the device loads from there; other files in /host stay."""
     for folder in ("lib", "bin", "tests", "out"):
         (share / folder).mkdir(parents=True, exist_ok=True)
-    # Not the copies that the package tests install elsewhere in there: they may be older.
+    # Skip the copies that the package tests install below the folder: they may be older.
     for folder in ("vantorel", "simulators"):
         for library in (machine.artifacts / folder).glob("**/lib*.so*"):
             if not library.is_symlink():
                 _install(library, share / "lib" / _soname(library))
-    # The application, and the programs for the other end of the USB cable.
+    # The application, and the programs that run at the other end of the USB cable.
     for program in ("app/vantorel-app", "host/vantorel-host"):
         if (machine.artifacts / program).exists():
             _install(machine.artifacts / program, share / "bin" / Path(program).name)
@@ -44,8 +44,9 @@ def _soname(library: Path) -> str:
 
 
 def _install(source: Path, target: Path):
-    """Copies without debug information: the device loads it over a slow file system. A copy has
-    its source's time, so that any other file there, a user's own for instance, is replaced."""
+    """Copies without debug information, since the device loads the file over a slow file system. A
+    copy gets its source's time, so that any other file there, such as a user's own, is
+    replaced."""
     time_of = source.stat().st_mtime_ns
     if target.exists() and target.stat().st_mtime_ns == time_of:
         return

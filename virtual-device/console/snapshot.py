@@ -2,9 +2,9 @@
 # SPDX-License-Identifier: LicenseRef-Vantorel
 """Snapshots of a booted machine: a new device of the same firmware starts from one in a second.
 
-A snapshot contains memory, devices and flash of a machine that has booted for the first time and on
-which nothing was started since. It does not contain the folder /host, which is mounted anew, and
-the time, which is set anew.
+A snapshot contains the memory, devices and flash of a machine after its first boot, before
+anything was started on it. It does not contain the folder /host, which is mounted again, or the
+time, which is set again.
 """
 
 import fcntl
@@ -22,7 +22,7 @@ FORMAT = 1  # of the files in a snapshot's folder
 
 
 def _digest(machine) -> str:
-    """What a machine's first boot depends on."""
+    """Returns a digest of everything that a machine's first boot depends on."""
     digest = hashlib.sha256(f"{FORMAT} {machine.version()} {machine.command('')}".encode())
     for file in (machine.firmware / "fit", machine.firmware / "rootfs"):
         digest.update(file.read_bytes())
@@ -31,7 +31,7 @@ def _digest(machine) -> str:
 
 
 def _make(machine, folder: Path):
-    """Boots a machine of its own and saves it."""
+    """Boots a separate machine and saves it."""
     work = folder.with_suffix(".new")
     shutil.rmtree(work, ignore_errors=True)
     other = type(machine)(machine.image, machine.artifacts, work)
@@ -49,8 +49,8 @@ def _make(machine, folder: Path):
 
 
 def of(machine) -> Path:
-    """The folder of the snapshot for a new device, made if there is none. Old ones are removed; not
-    the last two, from which other devices may just be starting."""
+    """Returns the folder of the snapshot for a new device, and makes the snapshot if it is
+    missing. Removes old ones except the last two, from which other devices may be starting."""
     name = _digest(machine)
     snapshots = machine.image.parent / "snapshots"
     snapshots.mkdir(parents=True, exist_ok=True)
@@ -68,7 +68,7 @@ def of(machine) -> Path:
 
 
 def start(machine):
-    """Starts a device whose flash is as prepare() has made it, as if it had booted."""
+    """Starts a device whose flash prepare() has just created, as if it had booted."""
     folder = of(machine)
     machine.start(f"exec:cat {shlex.quote(str(folder / 'state'))}")
     with machine.changed:

@@ -12,7 +12,7 @@ REMEMBERED = re.compile(r"(battery|level|current|voltage|gauge-temperature|charg
 class Surroundings:
     def __init__(self):
         self.camera = {}  # the simulator's settings, by environment variable
-        self.recording = None  # that the camera plays, a file of the development machine
+        self.recording = None  # played by the camera; a file of the development machine
         self.cable = False
         self._board = {}  # the latest board command for each state
 

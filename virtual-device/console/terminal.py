@@ -1,7 +1,7 @@
 # SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 # SPDX-License-Identifier: LicenseRef-Vantorel
-"""The console at a terminal: a line that can be edited, with history and completion, below the
-status lines, which other threads print meanwhile."""
+"""The console at a terminal: an editable line with history and completion, below the status lines
+that other threads print meanwhile."""
 
 import glob
 import os
@@ -18,11 +18,11 @@ DESCRIPTION = re.compile("  .*")  # after a usage, and in a line of its own
 
 
 class DeviceEnded(Exception):
-    """Raised in the main thread, out of its wait for a line."""
+    """Raised in the main thread while it waits for a line."""
 
 
 class Terminal:
-    """Use it in the main thread, and only one."""
+    """Use it in the main thread only, and create only one."""
 
     def __init__(self, history: Path, usages: dict[str, str]):
         """`usages`: the usage of each command by its name."""
@@ -76,7 +76,7 @@ class Terminal:
         return self._matches[number] if number < len(self._matches) else None
 
     def complete(self, before: list, text: str) -> list:
-        """The words that may stand for `text` after the words `before`."""
+        """Returns the possible completions of `text` after the words `before`."""
         if not before or before == ["help"]:
             words = self._usages
         elif before[0] in self._usages:

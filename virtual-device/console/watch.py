@@ -1,7 +1,7 @@
 # SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 # SPDX-License-Identifier: LicenseRef-Vantorel
-"""The display and the board, at little cost for the device: the picture is read from its memory,
-and `onlooker` on the device reports the address of each of the display's buffers once."""
+"""The display and the board, at little cost for the device: pixels are read from its memory, and
+`onlooker` on the device reports the address of each of the display's buffers once."""
 
 import mmap
 import struct
@@ -21,9 +21,9 @@ class View:
 
     def __init__(self, memory: int):
         self._memory = mmap.mmap(memory, MEMORY, mmap.MAP_SHARED, mmap.PROT_READ)
-        self._record = 0  # where the driver records the picture on display
+        self._record = 0  # address of the driver's record of the framebuffer on display
         self._darkened = 0
-        self._buffers = {}  # size and places of the display's pictures by their first page
+        self._buffers = {}  # size and addresses of the display's buffers by their first page
 
     @property
     def has_record(self) -> bool:
@@ -40,7 +40,8 @@ class View:
         self._record = max(0, int(record) - MEMORY_BEGIN)
 
     def now(self) -> tuple[int, int, int]:
-        """First page of the picture, 0 for none; number of times it went dark; number of flips."""
+        """First page of the framebuffer, 0 for none; number of times it went dark; number of
+        flips."""
         return struct.unpack_from("<III", self._memory, self._record) if self._record else (0, 0, 0)
 
     def shown(self):
@@ -97,7 +98,7 @@ class Watch:
             view = self._current()
             try:
                 return view.shown() if view else None
-            except KeyError:  # the application has changed the picture since the last answer
+            except KeyError:  # the application has flipped since the last answer
                 view.learn(self._ask("picture"))
         raise Failure("the device does not answer")
 

@@ -12,7 +12,7 @@ LINES = [  # state by status line; the latest one counts
     (re.compile(r"USB CONNECTION STATE: (.*)"), "usb", None),
     (re.compile(r"\[device\] the application has (ended) with status \d+"), "application", None),
 ]
-# A point that has this colour on this screen only; the first match counts.
+# A pixel that has this colour on this screen only; the first match counts.
 SCREENS = [
     ("thermal image", 4, 4, {"141b23"}),
     ("charging", 163, 276, {"2a3541"}),
@@ -33,7 +33,7 @@ def screen(picture) -> str:
 
 
 class Words:
-    """Continues to read the status lines where it stopped."""
+    """Reads the status lines; each read continues where the last one stopped."""
 
     def __init__(self):
         self._boot = 0
