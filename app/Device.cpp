@@ -88,7 +88,7 @@ void Device::Wire() {
     usb.AddGadget(network);
 }
 
-void Device::Start(const std::function<bool()>& isToEnd) {
+void Device::Start(const std::function<bool()>& shouldEnd) {
     // The camera starts before the connection manager, whose first decision starts the capture
     // session of the camera connected by then. The services of the fuel gauge and the logger start
     // themselves when that decision finds a battery.
@@ -99,10 +99,10 @@ void Device::Start(const std::function<bool()>& isToEnd) {
     powerButtonService.Start();
     torchButtonService.Start();
     resetButtonService.Start();
-    if (!cameraLatch.WaitFor(board::cameraWait, isToEnd)) {
+    if (!cameraLatch.WaitFor(board::cameraWait, shouldEnd)) {
         std::cerr << "No camera yet; continuing without it.\n";
     }
-    if (!isToEnd()) {
+    if (!shouldEnd()) {
         connection.Start();
     }
 }

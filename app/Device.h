@@ -57,10 +57,10 @@ public:
 
     /**
      * Starts the services. Waits some seconds for a camera.
-     * @param isToEnd checked during the wait; true ends it, and the connection manager does not
+     * @param shouldEnd checked during the wait; true ends it, and the connection manager does not
      *         start
      */
-    void Start(const std::function<bool()>& isToEnd);
+    void Start(const std::function<bool()>& shouldEnd);
 
     /**
      * Ends the process with status 0 within ten seconds, whatever the camera does: writes the log

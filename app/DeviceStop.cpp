@@ -76,7 +76,7 @@ void Device::Stop() {
                  &boardThermometerService}) {
             polling.push_back(StopSteps::Begin([poller] { poller->Stop(); }));
         }
-        steps.Finish("update", StopSteps::Begin([&] { update.Stop(); }), StopSteps::timeInAll,
+        steps.Finish("update", StopSteps::Begin([&] { update.Stop(); }), StopSteps::totalTime,
                      [] { return true; });
     }
 

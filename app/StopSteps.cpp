@@ -64,7 +64,7 @@ bool StopSteps::Do(const char* name, std::function<void()> step) {
 
 bool StopSteps::Work(const char* name, std::function<void()> step) {
     const auto isWork = [until = Clock::now() + timeForWork] { return Clock::now() < until; };
-    return Finish(name, Begin(std::move(step)), timeInAll, isWork);
+    return Finish(name, Begin(std::move(step)), totalTime, isWork);
 }
 
 } // namespace app

@@ -29,7 +29,7 @@ public:
      * @param isWork whether the step does work that must not be cut short; its time does not count
      */
     bool Finish(
-        const char* name, std::future<void> step, std::chrono::milliseconds limit = timeInAll,
+        const char* name, std::future<void> step, std::chrono::milliseconds limit = totalTime,
         const std::function<bool()>& isWork = [] { return false; });
 
     /** Begins a step and waits for it. */
@@ -38,13 +38,13 @@ public:
     /** For a step that never waits for the camera: up to 30 seconds of its time do not count. */
     bool Work(const char* name, std::function<void()> step);
 
-    static constexpr std::chrono::milliseconds timeInAll{6000};
+    static constexpr std::chrono::milliseconds totalTime{6000};
 
 private:
     using Clock = std::chrono::steady_clock;
 
     CameraLatch& camera;
-    Clock::time_point deadline = Clock::now() + timeInAll;
+    Clock::time_point deadline = Clock::now() + totalTime;
 };
 
 } // namespace app

@@ -47,7 +47,7 @@ Filesystem::~Filesystem() {
 
 void Filesystem::LoadModules() const {
     if (type == "vfat") {
-        Tools::Modprobe("nls-cp437"); // the driver's default code page, a module of its own
+        Tools::Modprobe("nls-cp437"); // the driver's default code page, a separate module
         Tools::Modprobe("vfat");
     } else if (type == "jffs2") {
         Tools::Modprobe("jffs2");

@@ -51,34 +51,34 @@ def _parser() -> argparse.ArgumentParser:
                                      allow_abbrev=False)
     what = parser.add_mutually_exclusive_group()
     what.add_argument("--script", type=_file, metavar="FILE",
-                      help="carry out the commands in FILE; exit 0 when each was answered ok")
-    what.add_argument("--shell", action="store_true", help="a shell in the device")
+                      help="run the commands in FILE; exit with 0 when each answered ok")
+    what.add_argument("--shell", action="store_true", help="a shell on the device")
     what.add_argument("--test", nargs="+", type=_file, metavar="PROGRAM",
-                      help="run armhf test programs in the device")
+                      help="run armhf test programs on the device")
     what.add_argument("--debug", nargs="?", const="", metavar="PROGRAM",
                       help="the application or a test program under the debug server")
     what.add_argument("--panel", nargs="?", type=_port, const=8480, metavar="PORT",
                       help="the device in a browser: buttons, display, surroundings (8480)")
     what.add_argument("--tour", action="store_true",
-                      help="a minute with the device, in words and pictures; ends by itself")
+                      help="a one-minute tour of the device in words and pictures")
     for name, part in (("application", "application"), ("ui-library", "user-interface library"),
                        ("camera-library", "camera library")):
         parser.add_argument(f"--{name}", type=_device_file, metavar="FILE",
                             help=f"your own {part}, for this run only")
     parser.add_argument("--recording", type=_file, metavar="FILE",
-                        help="what the camera shows, over and over, instead of its own scene")
+                        help="played repeatedly instead of the camera's own scene")
     parser.add_argument("--junit", type=_result, metavar="FILE",
                         help="with --script or --test: write the results as JUnit XML")
     parser.add_argument("--root", action="append", default=[], type=_folder, metavar="DIR",
-                        help="a folder over the root file system of this build's firmware; "
-                             "several: one over the other")
+                        help="a folder that overlays the root file system of this build's "
+                             "firmware; repeatable, later ones on top")
     parser.add_argument("--key", type=_file,
                         help="a private RSA key that signs this build's firmware")
     parser.add_argument("--verified", type=_file, metavar="CERTIFICATE",
-                        help="boot nothing but what the certificate's key has signed")
+                        help="boot only firmware signed with the certificate's key")
     parser.add_argument("--snapshot", action="store_true",
-                        help="start a new device from a snapshot of its first boot, as a script "
-                             "does that has the line '# machine: snapshot'")
+                        help="start a new device from a snapshot of its first boot, like a "
+                             "script with the line '# machine: snapshot'")
     parser.add_argument("--port", type=_port, default=2345, help="for --debug (2345)")
     parser.add_argument("--work", type=Path, default=PROJECT / "build" / "device",
                         help="folder of this device's flash, files and logs (build/device)")

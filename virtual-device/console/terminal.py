@@ -14,7 +14,7 @@ from pathlib import Path
 
 PROMPT = "> "
 MOST_LINES = 1000  # of the history
-DESCRIPTION = re.compile("  .*")  # after a usage, and in a line of its own
+DESCRIPTION = re.compile("  .*")  # after a usage, and on a separate line
 
 
 class DeviceEnded(Exception):

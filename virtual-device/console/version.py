@@ -13,7 +13,7 @@ class ShowVersion(argparse.Action):
     """For add_argument("--version", action=ShowVersion)."""
 
     def __init__(self, option_strings, dest):
-        super().__init__(option_strings, dest, nargs=0, help="print the version and end")
+        super().__init__(option_strings, dest, nargs=0, help="print the version and exit")
 
     def __call__(self, parser, *_):
         version = subprocess.run([SCRIPT], stdout=subprocess.PIPE, text=True, check=True).stdout
