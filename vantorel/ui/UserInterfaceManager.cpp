@@ -66,7 +66,7 @@ float WithoutTorchHeat(float t) {
 }
 
 /** Whether the state machine allows this transition. */
-bool Leads(UserInterfaceState from, UserInterfaceState target) {
+bool IsAllowed(UserInterfaceState from, UserInterfaceState target) {
     switch (target) {
     case UserInterfaceState::Splash:
         return from == UserInterfaceState::None;
@@ -122,7 +122,7 @@ UserInterfaceManager::~UserInterfaceManager() = default;
 
 void UserInterfaceManager::TransitionToState(UserInterfaceState target) {
     const Lock lock(transitionMutex);
-    if (!Leads(state, target)) {
+    if (!IsAllowed(state, target)) {
         return;
     }
     // Set before the UI library is called: handlers of the events that it raises must see the new

@@ -45,7 +45,7 @@ struct stat StatusOf(const std::string& path) {
 }
 
 /** Whether all hard links of a file are in a folder. */
-bool HasNoNameOutside(const struct stat& file, const std::string& folder) {
+bool HasAllLinksIn(const struct stat& file, const std::string& folder) {
     std::error_code failure;
     nlink_t inside = 0;
     std::filesystem::recursive_directory_iterator entries(folder, failure);
@@ -61,7 +61,7 @@ bool HasNoNameOutside(const struct stat& file, const std::string& folder) {
  */
 bool IsMember(const std::string& path, const std::string& folder) {
     const struct stat status = StatusOf(path);
-    return S_ISREG(status.st_mode) && HasNoNameOutside(status, folder);
+    return S_ISREG(status.st_mode) && HasAllLinksIn(status, folder);
 }
 
 /** Makes a file's content, or a folder's entries, durable; returns false when that fails. */
