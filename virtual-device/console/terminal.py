@@ -10,6 +10,7 @@ import readline
 import signal
 import sys
 import threading
+import time
 from pathlib import Path
 
 PROMPT = "> "
@@ -29,6 +30,7 @@ class Terminal:
         self._history = history
         self._usages = usages
         self._reading = False
+        self._reads = 0
         self._lock = threading.Lock()
         self._matches = []
         if history.exists():
@@ -41,6 +43,7 @@ class Terminal:
 
     def read(self) -> str:
         """The next line. Raises DeviceEnded, EOFError, KeyboardInterrupt."""
+        self._reads += 1
         self._reading = True
         try:
             line = input(PROMPT)
@@ -60,8 +63,11 @@ class Terminal:
             sys.stdout.flush()
 
     def interrupt(self):
-        """Ends read(), from any thread."""
-        os.kill(os.getpid(), signal.SIGUSR1)
+        """Ends read(), from any thread but the main one."""
+        read = self._reads
+        while self._reading and self._reads == read:
+            os.kill(os.getpid(), signal.SIGUSR1)
+            time.sleep(0.1)  # again: a signal just before readline waits does not end that wait
 
     def _end(self, *_):
         if self._reading:
