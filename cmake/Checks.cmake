@@ -1,9 +1,9 @@
 # SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 # SPDX-License-Identifier: LicenseRef-Vantorel
 
-# Rules about the sources that fail the build when they are broken.
+# Checks of the sources. The build fails when a source breaks one of these rules.
 
-# Adds to a target the check that dependencies between subsystems run one way.
+# Makes a target check that dependencies between subsystems run in one direction.
 function(vantorel_check_layers target)
     file(GLOB_RECURSE sources CONFIGURE_DEPENDS
         ${PROJECT_SOURCE_DIR}/vantorel/*.h ${PROJECT_SOURCE_DIR}/vantorel/*.cpp)
@@ -16,7 +16,7 @@ function(vantorel_check_layers target)
     add_custom_target(${target}_layers ALL DEPENDS ${stamp})
 endfunction()
 
-# Compiles every header on its own, but for those that a source of the same name includes first.
+# Compiles every header alone, except those that a source of the same name includes first.
 function(vantorel_check_headers_alone target)
     set(probes)
     foreach(header IN LISTS ARGN)
@@ -37,7 +37,7 @@ function(vantorel_check_headers_alone target)
     target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR}/sdk)
 endfunction()
 
-# Compares every source with what the formatter would make of it.
+# Checks that the formatter would not change any source.
 if(NOT VANTOREL_CHECK_FORMAT)
     return()
 endif()

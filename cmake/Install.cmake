@@ -22,12 +22,12 @@ foreach(tool IN ITEMS vantorel-host vantorel-log)
 endforeach()
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/VantorelSystem)
-# The closed libraries' interfaces, which the public headers need. In a separate folder, since an
-# integrator may have the makers' headers in the usual one.
+# The closed libraries' interfaces, which the public headers need. They go to a separate folder,
+# since an integrator may have the makers' headers in the usual one.
 set(sdk_dir ${CMAKE_INSTALL_INCLUDEDIR}/vantorel/sdk)
 
-# Outside of the loader's folders the library finds the closed libraries beside itself, for the
-# linker of an application as well as for the loader, and the application finds the library.
+# Outside the loader's folders, the library finds the closed libraries in its own folder, both when
+# an application is linked and when it is loaded, and the application finds the library.
 set_target_properties(VantorelSystem PROPERTIES INSTALL_RPATH "$ORIGIN")
 file(RELATIVE_PATH to_libraries ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
 set_target_properties(vantorel-app PROPERTIES INSTALL_RPATH "$ORIGIN/${to_libraries}")
@@ -52,7 +52,7 @@ install(FILES
     ${PROJECT_BINARY_DIR}/package/VantorelSystemConfig.cmake
     ${PROJECT_BINARY_DIR}/package/VantorelSystemConfigVersion.cmake
     DESTINATION ${package_dir} COMPONENT development)
-# The pkg-config files name the prefix relative to their folder, so that an installation can be
+# The pkg-config files state the prefix relative to their own folder, so that an installation can be
 # moved.
 function(install_pkg_config_file name component)
     set(folder ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
@@ -78,7 +78,7 @@ if(VANTOREL_SIMULATORS)
 endif()
 install(TARGETS vantorel-app RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT application)
 
-# The scripts that make an update, with what they need beside them, under names of their own.
+# The scripts that make an update, with the files that they need, under separate names.
 set(scripts_dir ${CMAKE_INSTALL_DATADIR}/vantorel-tools)
 file(RELATIVE_PATH to_scripts ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_PREFIX}/${scripts_dir})
 install(PROGRAMS virtual-device/make-update virtual-device/make-gauge-stream
@@ -95,7 +95,7 @@ foreach(script IN ITEMS make-update make-gauge-stream)
     add_dependencies(shipped manual_page_vantorel-${script}.1)
 endforeach()
 
-# Access to a camera without root, and the words of the command line.
+# The udev rule that gives access to a camera without root, and the shell's completions.
 set(completions ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
 if(TARGET vantorel-host)
     string(SUBSTRING ${vantorel_vendor_id} 2 4 usb_rule_vendor)

@@ -1,7 +1,7 @@
 # SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 # SPDX-License-Identifier: LicenseRef-Vantorel
 
-# Installs a manual page, compressed as the distribution wants it.
+# Installs a manual page, compressed as the distribution requires.
 function(vantorel_install_manual_page page component)
     get_filename_component(name ${page} NAME)
     set(compressed ${CMAKE_CURRENT_BINARY_DIR}/${name}.gz)

@@ -4,8 +4,8 @@
 # Compile options of every target in the project. Users of the package do not get them.
 
 option(VANTOREL_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
-# On in the presets alone: the warnings of another compiler must not stop a user's build, nor the
-# differences of another formatter.
+# Only the presets enable these: neither the warnings of another compiler nor another version of the
+# formatter must stop a user's build.
 option(VANTOREL_WERROR "Treat warnings as errors" OFF)
 option(VANTOREL_CHECK_FORMAT "Check the formatting of the sources" OFF)
 option(VANTOREL_FUZZ "Build the fuzzers of tests/fuzz, too; needs clang" OFF)
@@ -27,18 +27,18 @@ target_compile_options(vantorel_options INTERFACE
     # come out on every machine.
     -ffp-contract=off
     $<$<BOOL:${VANTOREL_WERROR}>:-Werror>)
-# File offsets and times of 64 bits on 32-bit machines: dates past 2038, flash larger than 2 GiB.
+# 64-bit file offsets and times on 32-bit machines, for dates after 2038 and flash above 2 GiB.
 target_compile_definitions(vantorel_options INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
 target_link_libraries(vantorel_options INTERFACE Threads::Threads)
 
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    # Remarks on how g++ changed passing arguments years ago; no mixed compilers here.
-    # Reports a cast to a stricter alignment on every machine, also on one that permits the access.
+    # psabi: g++ once changed how it passes arguments; no build here mixes compilers.
+    # cast-align: report a cast to a stricter alignment even on a machine that permits the access.
     target_compile_options(vantorel_options INTERFACE -Wno-psabi -Wcast-align=strict)
 endif()
 
-# Programs and libraries that are shipped are hardened: a USB host and a file on the drive are not
-# trusted. Sanitizers have their own checks, and checks of buffers need the optimizer.
+# Shipped programs and libraries are hardened, since neither a USB host nor a file on the drive is
+# trusted. Sanitizers have their own checks, and buffer checks need the optimizer.
 if(NOT VANTOREL_SANITIZE AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
     target_compile_options(vantorel_options INTERFACE
         -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -fstack-protector-strong -fstack-clash-protection)
@@ -68,8 +68,8 @@ if(VANTOREL_FUZZ)
 endif()
 
 # Headers of the standard library take most of a file's compile time. The native build does not
-# precompile them, so that it finds a file with a missing include. Every build precompiles the
-# further headers, which take seconds each.
+# precompile them, so that it detects a missing include. Every build precompiles the additional
+# headers, each of which takes seconds.
 function(vantorel_precompile target)
     if(ARGN AND NOT VANTOREL_PRECOMPILE)
         target_precompile_headers(${target} PRIVATE ${ARGN})
@@ -81,8 +81,8 @@ function(vantorel_precompile target)
     endif()
 endfunction()
 
-# For programs of the development machine: header-only libraries for arguments and JSON take up to
-# half a minute per file when compiled for speed and with debug information.
+# For programs on the development machine: the header-only libraries for arguments and JSON take up
+# to half a minute per file when they are optimized for speed and have debug information.
 function(vantorel_compile_quickly target)
     target_compile_options(${target} PRIVATE "$<$<CONFIG:RelWithDebInfo>:-Os;-g1>")
 endfunction()

@@ -1,11 +1,11 @@
 # SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 # SPDX-License-Identifier: LicenseRef-Vantorel
 
-# The header-only libraries of the programs for a PC: the parser of arguments and JSON.
+# The header-only libraries of the PC programs: the argument parser and JSON.
 
-# Adds them to a target. They serve every architecture, so a cross build takes the PC's own. Each is
-# linked into a folder of its own: the folder with all the PC's headers must not be visible to a
-# compiler for another architecture.
+# Adds them to a target. They suit every architecture, so a cross build uses those of the PC. Each
+# is linked into a separate folder, because a compiler for another architecture must not see the
+# folder with all headers of the PC.
 function(vantorel_program_headers target)
     find_path(VANTOREL_CLI11_DIR CLI/CLI.hpp NO_CMAKE_FIND_ROOT_PATH)
     find_path(VANTOREL_JSON_DIR nlohmann/json.hpp NO_CMAKE_FIND_ROOT_PATH)

@@ -4,12 +4,12 @@
  * @file VantorelUI.h
  * C interface of the UI library, as far as libVantorelSystem uses it.
  *
- * On a product the maker's closed library implements it; on a desk the UI simulator does
- * (simulators/ui). The library draws every screen; libVantorelSystem tells it what to show, asks it
- * to render and passes its events on.
+ * On a product the maker's closed library implements it; elsewhere the UI simulator does
+ * (simulators/ui). The library draws every screen. libVantorelSystem selects the screen, passes the
+ * values to show, calls Render() and handles the library's events.
  *
- * Threads: UpdateThermalImage() and Render() are called under one lock by the caller; every other
- * function must tolerate calls from several threads at once.
+ * Threads: the caller holds one lock while it calls UpdateThermalImage() or Render(). Several
+ * threads may call the other functions at the same time.
  */
 #ifndef VANTORELUI_H
 #define VANTORELUI_H
@@ -21,7 +21,7 @@
 extern "C" {
 #endif
 
-/** Events that the library raises, on whichever thread its input or rendering runs. */
+/** Events that the library raises, on the thread that handles its input or its rendering. */
 enum {
     VANTORELUI_EVENT_TORCH_ON = 0,     /**< the user wants the torch switched */
     VANTORELUI_EVENT_TORCH_OFF = 1,    /**< the user wants the torch switched */
@@ -43,7 +43,7 @@ void SelectErrorScreen(void);    /**< the device cannot run: there is no battery
 
 /** Chooses the units of every temperature shown. */
 void SetTemperatureUnits(int units);
-/** The units now in use. */
+/** Returns the units in use. */
 int GetTemperatureUnits(void);
 
 void Button1Down(void);       /**< the power button went down */
@@ -53,7 +53,7 @@ void Button2Up(void);         /**< the torch button went up */
 void ButtonPinholeDown(void); /**< the reset button in its pinhole went down */
 void ButtonPinholeUp(void);   /**< the reset button in its pinhole went up */
 
-/** Takes over the newest thermal picture (KIROCAMERA_FORMAT_DISPLAY); copied before it returns. */
+/** Sets the newest thermal image (KIROCAMERA_FORMAT_DISPLAY); copies it before it returns. */
 void UpdateThermalImage(const uint8_t* pixels);
 /**
  * Draws the current screen and returns it: pixels of 32 bits (0x00RRGGBB), rows without padding, in
@@ -68,7 +68,7 @@ void SetBatteryState(uint8_t level);
 void SetOverheatingState(bool overheating);
 /** Temperature of the surroundings, degrees Celsius. */
 void SetEnvironmentTemp(float celsius);
-/** Temperature of the spot in the middle of the picture, degrees Celsius. */
+/** Temperature of the spot in the middle of the image, degrees Celsius. */
 void SetReadoutTemp(float celsius);
 
 void SetChipID(const char* text);    /**< identity of the sensor chip; copied */
@@ -80,7 +80,7 @@ void SetDebugInfo(const char* text); /**< diagnostics, lines separated by '\n'; 
 void SetUpdateProgress(uint8_t percent);
 /** A firmware update is being written. */
 void SetUpdateUploading(void);
-/** A firmware update has ended, well or badly. */
+/** A firmware update has succeeded or failed. */
 void SetUpdateComplete(bool success);
 
 #ifdef __cplusplus
