@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::string_view blanks = " \t\r";
 
-/** Takes the next word off the front of a line. */
+/** Removes the first word of a line and returns it. */
 std::string_view TakeWord(std::string_view& line) {
     const std::size_t begin = line.find_first_not_of(blanks);
     if (begin == std::string_view::npos) {

@@ -9,17 +9,17 @@
 
 namespace kirosim {
 
-/** A command to the simulator from outside of the application. */
+/** A command to the simulator from outside the application. */
 struct ControlCommand {
     enum class Kind {
         Connect,
         Disconnect,
         Error,   /**< value: the code to report */
         Rate,    /**< value: frames per second, 0 stops them */
-        Hang,    /**< value: whether starts and stops of a session wait until it is 0 again */
-        Play,    /**< path: the recording to play; empty: the scene again */
-        Record,  /**< path: the recording to make; empty: ends it */
-        Announce /**< report cameras that the event callback has not heard of; has no text */
+        Hang,    /**< value: 1 blocks calls that start or stop a session, until it is 0 again */
+        Play,    /**< path: the recording to play; empty: return to the scene */
+        Record,  /**< path: the recording to write; empty: stop recording */
+        Announce /**< report cameras that the event callback does not know yet; has no text form */
     };
     Kind kind = Kind::Announce;
     std::int32_t value = 0;
@@ -28,13 +28,13 @@ struct ControlCommand {
     static constexpr std::int32_t maxRate = 240;
 
     /**
-     * Reads `connect`, `disconnect`, `error CODE`, `rate HZ`, `hang 0|1`, `play [PATH]` or
-     * `record [PATH]`; nothing when it is none of them.
+     * Parses `connect`, `disconnect`, `error CODE`, `rate HZ`, `hang 0|1`, `play [PATH]` or
+     * `record [PATH]`; returns nothing for any other line.
      */
     static std::optional<ControlCommand> Parse(std::string_view line);
 };
 
-/** Reads a decimal number that fills the text and lies within the bounds. */
+/** Parses a text that consists of one decimal number within the bounds. */
 std::optional<std::int32_t> ParseNumber(std::string_view text, std::int32_t low, std::int32_t high);
 
 } // namespace kirosim

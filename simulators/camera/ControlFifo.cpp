@@ -22,7 +22,7 @@ ControlFifo::ControlFifo(const std::string& name) : path(name) {
         Message("cannot create control pipe " + path + ": " + std::strerror(errno));
         return;
     }
-    // With a writer of its own the pipe does not report its end when a shell closes it.
+    // This process is also a writer, so the pipe reports no end of file when a shell closes it.
     descriptor = ::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK);
     struct stat status {};
     if (descriptor < 0) {

@@ -13,16 +13,16 @@ class ControlFifo {
 public:
     using LineHandler = std::function<void(std::string_view)>;
 
-    /** Creates the pipe unless there is one. */
+    /** Creates the pipe unless it exists. */
     explicit ControlFifo(const std::string& name);
-    /** Removes the pipe if it was created here. */
+    /** Removes the pipe if this object created it. */
     ~ControlFifo();
     ControlFifo(const ControlFifo&) = delete;
     ControlFifo& operator=(const ControlFifo&) = delete;
 
     /** Descriptor to poll for input; -1 without a pipe. */
     int Descriptor() const { return descriptor; }
-    /** Reads what has arrived and passes on the complete lines, without their ends. */
+    /** Reads the available input and passes complete lines to `handler`, without line ends. */
     void Read(const LineHandler& handler);
 
 private:

@@ -23,10 +23,10 @@ constexpr Gain Gains[] = {{4, -2000, 6000, 0}, {64, -2000, 32000, 2}};
 constexpr int fixedLow = 0;
 constexpr int fixedHigh = 6000;
 
-/** The histogram spans -20 to about 62 degrees; hotter scenes saturate the picture anyway. */
+/** The histogram spans -20 to about 62 degrees; hotter scenes saturate the image anyway. */
 constexpr int histogramLow = -2000;
 constexpr int histogramShift = 4;
-/** The range of a scene comes from every second pixel of every second line. */
+/** The range of a scene is computed from every second pixel of every second line. */
 constexpr std::size_t sampleStep = 2;
 constexpr int samples = static_cast<int>(scenePixels / (sampleStep * sampleStep));
 
@@ -34,7 +34,7 @@ constexpr int samples = static_cast<int>(scenePixels / (sampleStep * sampleStep)
 
 DisplayProcessor::DisplayProcessor() {
     for (std::int8_t& value : noise) {
-        // The sum of four even distributions is close enough to a normal one: sigma 0.09 degrees.
+        // The sum of four uniform distributions is close enough to normal: sigma 0.09 degrees.
         const std::uint32_t bits = Random();
         int sum = 0;
         for (unsigned shift = 0; shift < 32; shift += 8) {
@@ -51,7 +51,7 @@ void DisplayProcessor::Process(const ThermalScene& scene, const Modes& modes,
         const Range range = SceneRange();
         const bool first = previous.display != modes.display || previous.sensor != modes.sensor;
         const auto follow = [first](int& value, int target) {
-            // The range follows slowly, so that the background does not flicker when the body
+            // The range changes slowly, so that the background does not flicker when the body
             // turns.
             value = first ? target : value + (target - value) / 8;
         };
@@ -100,7 +100,7 @@ DisplayProcessor::Range DisplayProcessor::SceneRange() {
                 std::clamp(bin, 0, static_cast<int>(histogram.size()) - 1))];
         }
     }
-    // Without the extremes, a small hot spot does not take the greys of the body.
+    // The extremes are cut off, so that a small hot spot does not reduce the contrast of the body.
     const auto percentile = [this](int count) {
         std::size_t bin = 0;
         while (bin + 1 < histogram.size() && (count -= histogram[bin]) > 0) {
@@ -109,7 +109,7 @@ DisplayProcessor::Range DisplayProcessor::SceneRange() {
         return histogramLow + (static_cast<int>(bin) << histogramShift);
     };
     Range range{percentile(samples / 200), percentile(samples - samples / 160)};
-    range.high = std::max(range.high, range.low + 400); // or an even scene would show only noise
+    range.high = std::max(range.high, range.low + 400); // a uniform scene would show only noise
     return range;
 }
 

@@ -14,10 +14,10 @@ namespace kirosim {
 struct Modes {
     int display = 0; /**< 0 fixed range, 4 contrast follows the scene */
     int sensor = 0;  /**< 0 high gain, 1 low gain */
-    int debug = 0;   /**< 1 test pattern over the picture */
+    int debug = 0;   /**< 1 test pattern over the image */
 };
 
-/** The camera behind its lens: measures a scene with a sensor and makes a grey picture. */
+/** The sensor and the image processing: measures a scene and computes a grey image. */
 class DisplayProcessor {
 public:
     DisplayProcessor();
@@ -25,7 +25,7 @@ public:
     void Process(const ThermalScene& scene, const Modes& modes,
                  std::span<std::uint8_t, scenePixels> picture);
 
-    /** Mean of the middle of the last picture. */
+    /** Mean of the middle of the last image. */
     float SpotCelsius() const { return spot; }
 
 private:
@@ -42,7 +42,7 @@ private:
 
     /** Temperatures as the sensor sees them. */
     std::array<CentiDegrees, scenePixels> measured{};
-    /** Pixel noise, drawn once; every line of every frame starts at a random place in it. */
+    /** Pixel noise, computed once; every line of every frame starts at a random index. */
     std::array<std::int8_t, 4096> noise{};
     std::array<std::uint16_t, 512> histogram{};
     std::uint32_t random = 0x2545F491;

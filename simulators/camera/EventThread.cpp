@@ -53,7 +53,7 @@ void kirocamera_manager::EventLoop() {
             ExecutePending();
         }
         {
-            // After clearing the wake-up: it may have been the one for the end.
+            // Checked after the wake-up is cleared, which may be the one that requests the end.
             const std::lock_guard lock(mutex);
             if (quit) {
                 return;

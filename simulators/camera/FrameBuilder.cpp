@@ -34,7 +34,7 @@ kirocamera_frame& FrameBuilder::Build(const FrameRequest& request) {
     Prepare(frame);
     UpdateScene(request.uptimeNanoseconds);
     WritePixels(frame, request.modes);
-    WriteHeader(frame, request); // after the pixels: it holds the spot temperature of this picture
+    WriteHeader(frame, request); // after the pixels: it contains their spot temperature
     return frame;
 }
 
@@ -69,7 +69,7 @@ void FrameBuilder::UpdateScene(std::uint64_t uptimeNanoseconds) {
 void FrameBuilder::Prepare(kirocamera_frame& frame) {
     frame.image = settings.geometry.value_or(NativeGeometry());
     const std::size_t size = std::size_t{frame.image.header_size} + frame.image.data_size;
-    // Exactly the size in the record, so that an address sanitizer reports reads beyond it.
+    // Exactly the size in the record, so that the address sanitizer reports reads beyond it.
     if (frame.storage.size() != size + settings.misalignment) {
         frame.storage = std::vector<std::uint8_t>(size + settings.misalignment);
     }
@@ -107,7 +107,7 @@ void FrameBuilder::WriteHeader(kirocamera_frame& frame, const FrameRequest& requ
     header.frameCount = request.frameCount;
     header.environmentCelsius = static_cast<float>(scene.Ambient()) / 100.0F;
     header.spotCelsius = processor.SpotCelsius();
-    // The voltage across a diode, and with it the count, falls as the sensor gets warmer.
+    // The voltage across a diode, and thus the count, falls as the sensor gets warmer.
     header.diodeCounts = static_cast<std::uint32_t>(9000 - scene.Ambient() * 2 / 5);
     header.Write(bytes);
     if (settings.headerMask.any()) {

@@ -11,7 +11,7 @@
 #include <cstdint>
 #include <vector>
 
-/** A frame as the callback gets it. */
+/** A frame as the callback receives it. */
 struct kirocamera_frame {
     std::uint32_t format = 0;
     kiroframe_t image{};
@@ -28,10 +28,10 @@ struct FrameRequest {
     Modes modes;
 };
 
-/** Makes frames in two buffers in turn; allocates only after a change of the settings. */
+/** Builds frames alternately in two buffers; allocates only after a change of the settings. */
 class FrameBuilder {
 public:
-    /** Makes a frame. It stays valid until the second call after this one. */
+    /** Builds a frame. It stays valid until the second call after this one. */
     kirocamera_frame& Build(const FrameRequest& request);
 
 private:

@@ -17,7 +17,7 @@ constexpr std::size_t diodeOffset = 103;
 constexpr std::size_t environmentOffset = 107;
 constexpr std::size_t spotOffset = 131;
 
-/** Writes a field, unless it lies beyond a header that a test made shorter. */
+/** Writes a field, unless a test has shortened the header and the field lies beyond its end. */
 template <typename Unsigned>
 void Store(std::span<std::uint8_t> bytes, std::size_t offset, Unsigned value) {
     if (offset + sizeof(value) > bytes.size()) {

@@ -17,7 +17,7 @@ struct FrameHeader {
     float environmentCelsius = 0.0F;
     float spotCelsius = 0.0F;
 
-    /** Little-endian, packed without alignment; all other bytes become 0. */
+    /** Writes the fields little-endian and unaligned, and 0 to all other bytes. */
     void Write(std::span<std::uint8_t> bytes) const;
 };
 

@@ -7,7 +7,7 @@
 
 namespace kirosim {
 
-/** Deadlines at an even rate, each computed from the start, so that errors do not add up. */
+/** Deadlines at a constant rate. Each is computed from the start, so errors do not add up. */
 class FramePacer {
 public:
     using Clock = std::chrono::steady_clock;

@@ -12,8 +12,8 @@ using kirosim::ControlCommand;
 namespace {
 
 /**
- * Blocks the process's signals in threads that are created meanwhile, so that the application
- * decides which of its threads takes them. Signals of faults are not blocked.
+ * Threads that are created while this object lives block the signals of the process, so that the
+ * application decides which of its threads handles them. Signals of faults are not blocked.
  */
 class SignalsBlocked {
 public:

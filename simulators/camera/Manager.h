@@ -18,10 +18,10 @@
 
 /**
  * The cameras and, except in manual mode, two threads. One delivers events, the other frames, so
- * that a handler of an event can wait for the next frame.
+ * that an event handler can wait for the next frame.
  *
- * Locks: the frames' mutex is taken before the state's. Callbacks run without the state's mutex, so
- * that they can use every function of the SDK.
+ * Locks: lock the frames' mutex before the state's. Callbacks run without the state's mutex, so
+ * they can call every function of the SDK.
  */
 struct kirocamera_manager {
 public:
@@ -39,10 +39,10 @@ public:
     kirocamera_error_t SendFrame();
     void Post(const kirosim::ControlCommand& command);
     kirocamera_t* CurrentCamera();
-    /** Holds up the caller for as long as the SDK is to hang. */
+    /** Blocks the caller while the SDK is set to hang. */
     void WaitWhileHanging();
 
-    /** Runs `action` on the camera under the lock; the frame thread sees what it changed. */
+    /** Runs `action` on the camera under the lock and notifies the frame thread of the change. */
     template <typename Action>
     kirocamera_error_t Change(kirocamera& camera, Action action) {
         const std::lock_guard lock(mutex);
@@ -84,8 +84,8 @@ private:
     bool quit = false;
     bool hangs = false;
     int rate = 30;
-    unsigned pace = 0; /**< counts the reasons to start the frame deadlines anew */
-    std::vector<std::unique_ptr<kirocamera>> cameras; /**< kept: callbacks may still hold them */
+    unsigned pace = 0; /**< counts the restarts of the frame deadlines */
+    std::vector<std::unique_ptr<kirocamera>> cameras; /**< kept: callbacks may still use them */
     kirocamera_manager_event_callback_t callback = nullptr;
     void* user = nullptr;
     std::deque<kirosim::ControlCommand> pending;

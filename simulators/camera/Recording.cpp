@@ -8,7 +8,7 @@
 
 namespace kirosim {
 
-static_assert(std::endian::native == std::endian::little, "pictures are copied as they are");
+static_assert(std::endian::native == std::endian::little, "images are copied without conversion");
 
 void Player::Open(const std::string& path) {
     file.close();

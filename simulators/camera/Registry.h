@@ -9,7 +9,7 @@
 
 namespace kirosim {
 
-/** The existing managers, for tests, which cannot see those that the code under test creates. */
+/** The existing managers. Tests use it to reach those that the code under test creates. */
 class Registry {
 public:
     static Registry& Instance();

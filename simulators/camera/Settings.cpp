@@ -41,8 +41,8 @@ Settings::Settings() {
 }
 
 Settings& Settings::Instance() {
-    // Never destroyed: the threads of a manager that an application does not destroy still read it
-    // at the end.
+    // Never destroyed: if an application does not destroy a manager, its threads still read the
+    // settings at the end.
     static Settings* const settings = new Settings;
     return *settings;
 }

@@ -27,7 +27,7 @@ struct FrameSettings {
     std::array<std::uint8_t, KIROCAMERA_SIM_HEADER_SIZE> headerBytes{};
     std::bitset<KIROCAMERA_SIM_HEADER_SIZE> headerMask;
     std::string played;   /**< path of a recording, or empty: the scene */
-    std::string recorded; /**< path of the recording to make, or empty */
+    std::string recorded; /**< path of the recording to write, or empty */
 };
 
 /** All settings of tests, for the whole process. Thread-safe. */
@@ -50,7 +50,7 @@ public:
     /** False when there is no such function. */
     bool SetResult(std::string_view function, kirocamera_error_t result);
 
-    /** Changes with the frame settings, so that frames compare it without a lock and a copy. */
+    /** Changes with the frame settings, so a frame detects a change without a lock or a copy. */
     std::uint32_t FrameVersion() const { return frameVersion; }
     FrameSettings Frames() const;
     bool SetHeader(std::uint32_t offset, std::span<const std::uint8_t> bytes);

@@ -19,7 +19,7 @@ void DrawTestPattern(std::span<std::uint8_t, scenePixels> picture) {
         fill(step * stepWidth, wedgeTop, stepWidth, sceneHeight - wedgeTop, step * 17);
     }
 
-    // The outermost pixels, so that a picture cropped or shifted by one pixel shows it.
+    // The outermost pixels, so that a crop or a shift by one pixel is visible.
     fill(0, 0, sceneWidth, 1, 255);
     fill(0, sceneHeight - 1, sceneWidth, 1, 255);
     fill(0, 0, 1, sceneHeight, 255);
@@ -27,7 +27,7 @@ void DrawTestPattern(std::span<std::uint8_t, scenePixels> picture) {
 
     fill(sceneWidth / 2 - 12, sceneHeight / 2, 25, 1, 255);
     fill(sceneWidth / 2, sceneHeight / 2 - 12, 1, 25, 255);
-    fill(4, 4, 10, 6, 255); // marks the picture's upper left corner
+    fill(4, 4, 10, 6, 255); // marks the image's upper left corner
 }
 
 } // namespace kirosim

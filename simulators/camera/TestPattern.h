@@ -9,7 +9,7 @@
 
 namespace kirosim {
 
-/** Draws a frame, a cross in the middle and a wedge of 16 greys over a picture. */
+/** Draws a border, a cross in the middle and a wedge of 16 greys over an image. */
 void DrawTestPattern(std::span<std::uint8_t, scenePixels> picture);
 
 } // namespace kirosim

@@ -10,14 +10,14 @@ namespace kirosim {
 namespace {
 
 constexpr float tau = 6.2831853F;
-/** Coordinates of shapes count sixteenths of a pixel, so that movement is smooth. */
+/** Coordinates of shapes are in sixteenths of a pixel, so that movement is smooth. */
 constexpr int subPixels = 16;
 
 int ToSubPixels(float pixels) {
     return static_cast<int>(std::lround(pixels * subPixels));
 }
 
-/** Sine of a time in a period; it stays exact after days of uptime. */
+/** Sine of the phase within a period; stays exact after days of uptime. */
 float Wave(std::uint64_t nanoseconds, std::uint64_t periodSeconds) {
     const std::uint64_t period = periodSeconds * 1'000'000'000U;
     return std::sin(tau * static_cast<float>(nanoseconds % period) / static_cast<float>(period));
@@ -30,7 +30,7 @@ ThermalScene::ThermalScene() {
 }
 
 void ThermalScene::Update(std::uint64_t nanoseconds) {
-    // Every movement of the scene repeats after this many seconds, or divides it.
+    // The period of every movement, in seconds, divides this number.
     constexpr std::uint64_t scenePeriod = 120;
     const auto seconds =
         static_cast<float>(nanoseconds % (scenePeriod * 1'000'000'000U) / 1000U) * 1e-6F;
@@ -112,7 +112,8 @@ void ThermalScene::DrawCapsule(Point from, Point to, float radius, int warmth,
     const int right = std::min((std::max(ax, ax + dx) + r) / subPixels + 1, sceneWidth);
     const int bottom = std::min((std::max(ay, ay + dy) + r) / subPixels + 1, sceneHeight);
 
-    // The foot of the perpendicular moves evenly along a line: one division for the whole shape.
+    // The foot of the perpendicular moves uniformly along a line, so one division is enough for the
+    // whole shape.
     const int length2 = std::max(dx * dx + dy * dy, 1);
     const std::int64_t perLength2 = (std::int64_t{1} << 32) / length2;
     const int footStep = static_cast<int>((subPixels * dx * perLength2) >> 16);
@@ -143,7 +144,7 @@ Temperatures ThermalScene::Room() {
     Temperatures made{};
     for (int y = 0; y < sceneHeight; ++y) {
         for (int x = 0; x < sceneWidth; ++x) {
-            // Warm air gathers below the ceiling; the floor is cooler, and lighter to the front.
+            // Warm air collects below the ceiling; the floor is cooler, and warmer at the front.
             int value = y < 96 ? 120 - 3 * y : -330 + 5 * (y - 96);
             value -= (x * x) / 200; // the far corner is an outer wall
             const bool window = x >= 96 && x < 142 && y >= 14 && y < 56;
@@ -165,7 +166,7 @@ Temperatures ThermalScene::Room() {
 ThermalScene::Profile ThermalScene::SkinProfile() {
     Profile profile{};
     for (std::size_t i = 0; i < profile.size(); ++i) {
-        // Round limbs look cooler towards their outline, then end within about a pixel.
+        // Round limbs appear cooler towards their outline and end within about a pixel.
         const float u = (static_cast<float>(i) + 0.5F) / static_cast<float>(profile.size());
         const float inner = 1.0F - 0.22F * u;
         const float edge = std::clamp((1.0F - u) / 0.3F, 0.0F, 1.0F);

@@ -15,25 +15,25 @@ inline constexpr std::size_t scenePixels = std::size_t{sceneWidth} * sceneHeight
 /** A temperature, or a difference of two, in hundredths of a degree Celsius. */
 using CentiDegrees = std::int16_t;
 
-/** A picture, line by line. */
+/** An image, line by line. */
 using Temperatures = std::array<CentiDegrees, scenePixels>;
 
 /**
- * A room with a window, in which a person walks to and fro past something hot.
+ * A room with a window, in which a person walks back and forth past a hot object.
  *
- * All pixel work is in integers, since QEMU emulates the virtual device's floating point in
+ * All pixel operations use integers, since QEMU emulates the virtual device's floating point in
  * software.
  */
 class ThermalScene {
 public:
     ThermalScene();
 
-    /** Computes the scene at a time after the camera was switched on. */
+    /** Computes the scene at a time since the camera was switched on. */
     void Update(std::uint64_t nanoseconds);
-    /** Shows a picture instead of the scene, in a room at 22 degrees. */
+    /** Shows an image instead of the scene, in a room at 22 degrees. */
     void Show(const Temperatures& picture);
 
-    /** The picture. */
+    /** The image. */
     Temperatures Picture() const;
     /** Differences from the ambient temperature, line by line. */
     const Temperatures& Differences() const { return differences; }
@@ -46,7 +46,7 @@ private:
         float x;
         float y;
     };
-    /** Weights of 256 by the squared distance from the middle, in 64ths of the squared radius. */
+    /** Weights up to 256 by squared distance from the middle, in 64ths of the squared radius. */
     using Profile = std::array<std::uint16_t, 64>;
 
     void DrawBody(float seconds);

@@ -4,10 +4,10 @@
 
 namespace kirosim {
 
-/** Lets a thread end the poll() of another one. */
+/** Lets a thread end the poll() of another thread. */
 class WakeUp {
 public:
-    /** Throws std::system_error when there is no descriptor left. */
+    /** Throws std::system_error when no descriptor is available. */
     WakeUp();
     ~WakeUp();
     WakeUp(const WakeUp&) = delete;
@@ -16,7 +16,7 @@ public:
     /** Descriptor to poll for input. */
     int Descriptor() const { return descriptor; }
     void Signal();
-    /** Clears all signals so far. */
+    /** Clears all previous signals. */
     void Clear();
 
 private:

@@ -31,7 +31,7 @@ kirocamera_error_t Called(const char* function, const kirocamera_t* camera, Numb
     return Settings::Instance().Result(function);
 }
 
-/** A call for a camera: it is recorded, may fail as a test forces it, then acts on the camera. */
+/** Records a call for a camera, returns the result that a test forces, or runs the action. */
 template <typename Action, typename... Numbers>
 kirocamera_error_t Call(const char* function, kirocamera_t* camera, Action action,
                         Numbers... numbers) {
@@ -44,7 +44,7 @@ kirocamera_error_t Call(const char* function, kirocamera_t* camera, Action actio
     return camera->manager.Change(*camera, action);
 }
 
-/** A call that starts or stops a session, and so one that hangs when it is to. */
+/** A call that starts or stops a session; it blocks while the SDK is set to hang. */
 template <typename Action, typename... Numbers>
 kirocamera_error_t CallSession(const char* function, kirocamera_t* camera, Action action,
                                Numbers... numbers) {
@@ -242,7 +242,7 @@ KIROCAMERA_EXPORT kirocamera_error_t kirocamera_get_factory_settings(
 KIROCAMERA_EXPORT kirocamera_error_t kirocamera_frame_get_frame_by_format(kirocamera_frame_t* frame,
                                                                           uint32_t format,
                                                                           kiroframe_t** image) {
-    // Logged in manual mode only, since an entry costs an allocation at every frame.
+    // Logged in manual mode only, since an entry costs an allocation per frame.
     const bool log = Settings::Instance().Manual();
     if (const kirocamera_error_t result =
             log ? Called(__func__, nullptr, format) : Settings::Instance().Result(__func__)) {

@@ -9,8 +9,8 @@ namespace vantorelui {
 
 namespace {
 
-constexpr std::int64_t longPress = 1500;     ///< held at least so long: power off
-constexpr std::int64_t longestClick = 1000;  ///< held less: a click
+constexpr std::int64_t longPress = 1500;     ///< held at least this long: power off
+constexpr std::int64_t longestClick = 1000;  ///< held less than this: a click
 constexpr std::int64_t doubleClickGap = 400; ///< between the end of a click and the next press
 
 } // namespace
@@ -61,7 +61,7 @@ void Buttons::PowerDown() {
 }
 
 void Buttons::PowerUp() {
-    // On a busy device the release may come before the timer; the press was long all the same.
+    // On a busy device the release may arrive before the timer expires; it is still a long press.
     const bool wasLong = TakeLongPress();
     std::optional<ClickDetector::Release> release;
     {
@@ -76,7 +76,7 @@ void Buttons::PowerUp() {
     }
 }
 
-/** True once for a press of the power button that has become long. */
+/** Returns true once per long press of the power button. */
 bool Buttons::TakeLongPress() {
     const std::lock_guard lock(mutex);
     const auto held = power.Held(clock.Now());

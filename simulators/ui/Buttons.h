@@ -21,9 +21,9 @@ public:
         bool doubleClick = false; ///< the click was the second of two
     };
 
-    /** False when the button was down already: input devices repeat a held key. */
+    /** Returns false when the button was already down: input devices repeat a held key. */
     bool Down(std::int64_t now);
-    /** Nothing when the button was not down. */
+    /** Returns nothing when the button was not down. */
     std::optional<Release> Up(std::int64_t now);
     /** How long the button has been down; nothing when it is not. */
     std::optional<std::int64_t> Held(std::int64_t now) const;
@@ -31,12 +31,12 @@ public:
 private:
     std::optional<std::int64_t> downAt;
     std::optional<std::int64_t> clickedAt; ///< end of a click that may become a double click
-    bool continues = false;                ///< the current press followed a click quickly
+    bool continues = false;                ///< the current press follows a click within the gap
 };
 
 /**
- * Converts button presses to the user's requests. No lock is held while an event is raised, so that
- * a handler may call the library.
+ * Converts button presses to the user's requests. No lock is held while an event is raised, so a
+ * handler may call the library.
  */
 class Buttons {
 public:
@@ -49,7 +49,7 @@ public:
     void PinholeDown();
     void PinholeUp();
 
-    /** Handles an advanced clock; returns when the handlers of all due events have returned. */
+    /** Reads the advanced clock; returns when the handlers of all due events have returned. */
     void Settle() { timer.Settle(); }
     void Reset();
 

@@ -18,7 +18,7 @@ struct CallArguments {
     const void* pointer = nullptr;
 };
 
-/** Records the application's calls; while switched off it costs one test per call. */
+/** Records the application's calls; while it is off, it costs one test per call. */
 class CallLog {
 public:
     void Switch(bool isOn);

@@ -23,7 +23,7 @@ float RoundedRectDistance(Point p, const Rect& area, float radius) {
     return outside + std::min(std::max(dx, dy), 0.0F) - radius;
 }
 
-/** Squared, so that a polygon computes one root and not one for each side. */
+/** Squared, so that a polygon computes one square root instead of one per side. */
 float SegmentDistanceSquared(Point p, Point a, Point b) {
     const Point along{b.x - a.x, b.y - a.y};
     const Point toP{p.x - a.x, p.y - a.y};
@@ -52,7 +52,7 @@ float PolygonDistance(Point p, std::span<const Point> corners) {
     return inside ? -distance : distance;
 }
 
-/** The pixels that a shape between two corners can touch, its soft edge included. */
+/** The pixels that a shape between two corners can touch, including its soft edge. */
 Rect Around(Point least, Point most) {
     const int x = static_cast<int>(std::floor(least.x)) - 1;
     const int y = static_cast<int>(std::floor(least.y)) - 1;
@@ -76,7 +76,7 @@ Rect Canvas::Clip(const Rect& area) const {
     return {left, top, std::max(0, right - left), std::max(0, bottom - top)};
 }
 
-/** Fills where the signed distance to the edge is negative; half a pixel around it is blended. */
+/** Fills where the signed distance to the edge is negative; blends half a pixel around the edge. */
 template <typename Distance>
 void Canvas::Shape(const Rect& bounds, Color color, Distance&& distance) {
     const Rect area = Clip(bounds);

@@ -31,12 +31,12 @@ constexpr Color Mix(Color below, Color above, unsigned alpha) {
 }
 
 /**
- * The picture of the display and the shapes that the screens are made of. Edges are anti-aliased,
- * everything is clipped to the picture.
+ * The image of the display and the shapes that the screens consist of. Edges are anti-aliased, and
+ * everything is clipped to the image.
  *
- * It has 5 KB of code. Debian's cairo, which draws the same, needs libraries of 5 MB (fontconfig
- * and X11 among them), nearly as much as the device's compressed root file system of 6 MB; a
- * program for the device could only be linked once these are unpacked.
+ * It has 5 KB of code. Debian's cairo, which draws the same shapes, needs 5 MB of libraries
+ * (including fontconfig and X11), nearly as much as the device's compressed root file system of
+ * 6 MB, and they would have to be unpacked before a program for the device can be linked.
  */
 class Canvas {
 public:
@@ -52,7 +52,7 @@ public:
     void Unclip() { clip = {0, 0, width, height}; }
 
     void Fill(const Rect& area, Color color);
-    /** Lays a colour over an area; `alpha` as in Mix(). */
+    /** Blends a colour over an area; `alpha` as in Mix(). */
     void Tint(const Rect& area, Color color, unsigned alpha);
     void RoundedRect(const Rect& area, float radius, Color color);
     /** Only the edge of a rounded rectangle; `thickness` reaches inwards. */
@@ -62,7 +62,7 @@ public:
     /** A line with round ends. */
     void Line(Point from, Point to, float thickness, Color color);
     void Polygon(std::span<const Point> corners, Color color);
-    /** Draws through a stencil of 8-bit coverage, as glyphs are. */
+    /** Draws through a stencil of 8-bit coverage, such as a glyph. */
     void Stencil(const Rect& area, const std::uint8_t* coverage, Color color);
 
 private:
@@ -72,7 +72,7 @@ private:
 
     int width;
     int height;
-    Rect clip; ///< lies within the picture
+    Rect clip; ///< lies within the image
     std::vector<std::uint32_t> pixels;
 };
 

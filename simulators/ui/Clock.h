@@ -7,7 +7,7 @@
 
 namespace vantorelui {
 
-/** Milliseconds of a monotonic clock, or of one that a test advances by hand. */
+/** Milliseconds of a monotonic clock, or of one that a test advances. */
 class Clock {
 public:
     std::int64_t Now() const;

@@ -7,13 +7,13 @@
 
 namespace vantorelui {
 
-/** The registered handlers. They are called without any lock held and may throw. */
+/** The registered handlers. They are called without a lock and may throw. */
 class EventTable {
 public:
     using Handler = void (*)(void* context);
 
     void Register(int event, Handler handler, void* context);
-    /** Calls the event's handler on this thread; false when there is none. */
+    /** Calls the event's handler on this thread; returns false when none is registered. */
     bool Raise(int event) const;
     void Reset();
 

@@ -15,8 +15,8 @@ namespace vantorelui {
 enum class Align { Left, Center, Right };
 
 /**
- * One typeface in one size. A glyph is rasterised when it is first needed and kept, so that text
- * costs no more than copying stencils. Characters beyond Latin-1 appear as a question mark.
+ * One typeface in one size. A glyph is rasterised on first use and then cached, so drawing text
+ * only copies stencils. Characters beyond Latin-1 appear as a question mark.
  */
 class Font {
 public:
@@ -30,9 +30,9 @@ public:
     void Draw(Canvas& canvas, Point anchor, std::string_view text, Color color,
               Align align = Align::Left, float spacing = 0);
     float Width(std::string_view text, float spacing = 0);
-    /** The number of bytes of the text that fit into a line; at least one character. */
+    /** Returns how many bytes of the text fit into a line; at least one character. */
     std::size_t Fit(std::string_view text, float width);
-    /** Rasterises glyphs ahead of time, for text that changes while the picture is live. */
+    /** Rasterises glyphs in advance, for text that changes while the live image is shown. */
     void Prepare(std::string_view characters);
 
 private:
@@ -50,7 +50,7 @@ private:
     std::array<Glyph, 256> glyphs;
 };
 
-/** Every size of type that the screens use. */
+/** Every font that the screens use. */
 struct Fonts {
     Fonts();
 

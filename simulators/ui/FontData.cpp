@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-Vantorel
 #include "FontData.h"
 
-// The assembler embeds the files byte for byte: it is fast, and the same for every target.
+// The assembler embeds the files: this is fast and works for every target.
 // VANTORELUI_FONT_* are the paths that CMake found.
 #define VANTORELUI_EMBED(SYMBOL, PATH)                                                             \
     __asm__(".pushsection .rodata\n"                                                               \

@@ -35,8 +35,8 @@ void HoldTimer::Settle() {
 }
 
 void HoldTimer::Start() {
-    // The application decides which of its threads takes signals. This one takes only those of its
-    // own faults.
+    // The application decides which of its threads handles signals. This thread handles only those
+    // of its own faults.
     sigset_t all;
     sigset_t before;
     sigfillset(&all);

@@ -13,12 +13,12 @@
 namespace vantorelui {
 
 /**
- * Reports on a thread of its own that a time has come.
+ * Reports on its own thread that a deadline has passed.
  *
  * A held button must be reported even while the application does not call the library. Its handler
- * may shut the system down, for which Render() could not wait, since the application may hold a
- * lock around it. The thread starts with the first Arm(). It is never joined, since a handler that
- * switches the device off may not return.
+ * may shut the system down. Render() could not wait for that, since the application may hold a lock
+ * around it. The first Arm() starts the thread. It is never joined, since a handler that switches
+ * the device off may not return.
  */
 class HoldTimer {
 public:
@@ -26,7 +26,7 @@ public:
 
     void Arm(std::int64_t at);
     void Disarm();
-    /** Reads the clock again and returns when everything due has been reported. */
+    /** Reads the clock again and returns when all due deadlines have been reported. */
     void Settle();
 
 private:

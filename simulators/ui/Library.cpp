@@ -18,7 +18,7 @@ std::uint32_t* Library::Render() {
     if (const RenderControl current = Control(); current.hook != nullptr) {
         current.hook(current.context);
     }
-    // Read again: the hook may have waited until the test had set another image.
+    // Read again: the hook may have waited until the test set another image.
     if (const auto image = Control().image) {
         return *image;
     }

@@ -15,10 +15,10 @@
 
 namespace vantorelui {
 
-/** The parts of the library, behind its C functions. */
+/** The implementation behind the library's C functions. */
 class Library {
 public:
-    /** Never destroyed: the timer's thread and threads of the application may outlive main(). */
+    /** Never destroyed: the timer's thread and the application's threads may outlive main(). */
     static Library& Get();
 
     /** Draws, unless a test has set another image. */

@@ -12,7 +12,7 @@ Color PaletteColor(float heat) {
         float heat;
         Color color;
     };
-    // Glowing metal: brightness rises with the heat, as in a grey picture.
+    // Glowing metal: brightness rises with the heat, as in a grey image.
     static constexpr std::array<Stop, 8> stops{{{0.00F, 0x04020E},
                                                 {0.14F, 0x1E0A5A},
                                                 {0.30F, 0x6A0F96},

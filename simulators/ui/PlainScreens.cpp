@@ -71,7 +71,7 @@ void ChargingScreen::Refresh(Scene& scene) {
     constexpr std::int64_t step = 220; // milliseconds from one segment to the next
     const auto& battery = scene.state.battery;
     const int filled = battery ? (*battery * segments + 50) / 100 : 0;
-    // The light moves from the filled segments to the top and stays there for one step.
+    // The highlight moves from the filled segments to the top and stays there for one step.
     const int lit = filled + static_cast<int>(scene.milliseconds / step % (segments - filled + 2));
     const Color color = battery ? BatteryColor(*battery) : theme::muted;
     for (int i = 0; i < segments; ++i) {
@@ -94,7 +94,7 @@ void ChargingScreen::Refresh(Scene& scene) {
     footer.Refresh(scene);
 }
 
-/** Draws a segment with its part of the flash, whose soft edge must not be drawn over itself. */
+/** Draws a segment and its part of the flash. Drawing a soft edge twice would thicken it. */
 void ChargingScreen::DrawSegment(Scene& scene, int index, Color color) const {
     scene.canvas.ClipTo(Segment(index));
     scene.canvas.Fill(Segment(index), color);

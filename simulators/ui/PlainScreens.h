@@ -9,7 +9,7 @@
 
 namespace vantorelui {
 
-/** SKU and version at the bottom of the screens without a live picture. */
+/** SKU and version at the bottom of the screens without a live image. */
 class IdentityFooter {
 public:
     void Forget() { shown.Forget(); }
@@ -24,7 +24,7 @@ private:
     Shown<Identity> shown;
 };
 
-/** The product's name, until the camera delivers. */
+/** The product's name, shown until the first frame. */
 class SplashScreen : public Screen {
 public:
     void Enter(Scene& scene) override;
@@ -34,7 +34,7 @@ private:
     IdentityFooter footer;
 };
 
-/** A battery that fills. */
+/** A battery symbol that fills. */
 class ChargingScreen : public Screen {
 public:
     void Enter(Scene& scene) override;
@@ -50,7 +50,7 @@ private:
     IdentityFooter footer;
 };
 
-/** There is no battery. */
+/** Shown when the device has no battery. */
 class ErrorScreen : public Screen {
 public:
     void Enter(Scene& scene) override;

@@ -11,7 +11,7 @@ namespace vantorelui {
 
 namespace {
 
-constexpr float limit = 9999; ///< beyond every sensor; keeps the text within its field
+constexpr float limit = 9999; ///< beyond the range of any sensor; the text stays within its field
 
 } // namespace
 
@@ -21,7 +21,7 @@ Readout Readout::Temperature(std::optional<float> celsius, bool fahrenheit) {
     int written = 0;
     if (celsius && std::isfinite(*celsius)) {
         const float shown = fahrenheit ? *celsius * 1.8F + 32 : *celsius;
-        // Whole tenths: cheaper than printing floating point, and never "-0.0".
+        // Integer tenths: cheaper than printing floating point, and never "-0.0".
         const long tenths = std::lround(std::clamp(shown, -limit, limit) * 10);
         written = std::snprintf(readout.text.data(), readout.text.size(), "%s%ld.%ld %s",
                                 tenths < 0 ? "-" : "", std::labs(tenths) / 10,

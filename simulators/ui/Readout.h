@@ -10,7 +10,7 @@
 
 namespace vantorelui {
 
-/** A number as text, such as "36.6 °C" or "80 %". Made without allocation. */
+/** A number as text, such as "36.6 °C" or "80 %". Does not allocate. */
 class Readout {
 public:
     /** One digit after the point; dashes for a missing temperature or NaN. */

@@ -14,7 +14,7 @@
 
 namespace vantorelui {
 
-/** Owns the image and updates it from the state. The caller serialises its use. */
+/** Owns the image and updates it from the state. Not thread-safe: the caller serialises calls. */
 class Renderer {
 public:
     Renderer();

@@ -21,11 +21,11 @@ struct Scene {
     std::int64_t milliseconds; ///< drives animations
 };
 
-/** The content that a region of a screen shows, to detect when it must be drawn again. */
+/** The content that a region of a screen shows; detects when the region must be redrawn. */
 template <typename Content>
 class Shown {
 public:
-    /** Takes over the content; true when it differs from what was drawn. */
+    /** Stores the content; returns true when it differs from the content drawn last. */
     bool Changes(const Content& next) {
         if (content == next) {
             return false;
@@ -39,12 +39,12 @@ private:
     std::optional<Content> content;
 };
 
-/** One screen. It draws its background once and later only the regions whose content changed. */
+/** One screen. It draws its background once and then only the regions whose content changes. */
 class Screen {
 public:
     virtual ~Screen() = default;
 
-    /** Draws everything, on a canvas with any content. */
+    /** Draws everything, whatever the canvas contains. */
     virtual void Enter(Scene& scene) = 0;
     /** Draws what has changed since the last call. */
     virtual void Refresh(Scene& scene) = 0;

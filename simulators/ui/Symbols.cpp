@@ -12,7 +12,7 @@ namespace vantorelui {
 
 namespace {
 
-constexpr int lowBattery = 20; ///< percent; below, the user should think of charging
+constexpr int lowBattery = 20; ///< percent; a lower level is shown in red
 
 } // namespace
 
@@ -35,8 +35,8 @@ void DrawTorch(Canvas& canvas, int x, int y, Color color) {
     const auto at = [&](float dx, float dy) {
         return Point{static_cast<float>(x) + dx, static_cast<float>(y) + dy};
     };
-    // A long handle, a head with the lens's rim, and a narrow beam: a short handle and a wide beam
-    // look like a loudspeaker.
+    // A long handle, a head with the rim of the lens, and a narrow beam. A short handle with a wide
+    // beam looks like a loudspeaker.
     canvas.RoundedRect({x - 8, y + 8, 22, 7}, 2, color);
     const std::array<Point, 4> head{at(13, 8), at(18, 4), at(18, 19), at(13, 15)};
     canvas.Polygon(head, color);

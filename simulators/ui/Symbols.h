@@ -20,9 +20,9 @@ void DrawTorch(Canvas& canvas, int x, int y, Color color);
 void DrawWarning(Canvas& canvas, int x, int y, int size, Color color, Color mark);
 /** A flash of lightning, `height` pixels high, around a centre. */
 void DrawFlash(Canvas& canvas, Point center, float height, Color color);
-/** The mark of the spot, with a dark edge so that it stands out on every colour. */
+/** The mark of the spot, with a dark edge so that it is visible on every colour. */
 void DrawCrossHair(Canvas& canvas, int centerX, int centerY);
-/** The product's emblem, 84 x 72: a V in the colours of heat. */
+/** The product's emblem, 84 x 72: a V in colours of the palette. */
 void DrawEmblem(Canvas& canvas, float x, float y);
 /** A strip with the whole palette, cold on the left. */
 void DrawPaletteStrip(Canvas& canvas, const Rect& area);

@@ -21,18 +21,17 @@ constexpr int identityTop = 612;
 constexpr int centerX = ThermalView::width / 2;
 constexpr int centerY = pictureTop + ThermalView::height / 2;
 
-// The label of the spot covers whole pixels of the camera, so that only those are restored below
-// it.
+// The label of the spot covers whole camera pixels, so that only these need to be redrawn below it.
 constexpr Rect labelSource{50, 70, 60, 10};
 constexpr int labelTop = pictureTop + labelSource.y * ThermalView::scale;
 constexpr int labelHeight = labelSource.height * ThermalView::scale;
 
-/** Removes the text's first line, or as much of it as fits, and returns it. */
+/** Removes the first line of the text, or the part of it that fits, and returns it. */
 std::string_view TakeLine(std::string_view& text, Font& font, float width) {
     std::string_view line = text.substr(0, text.find('\n'));
     const std::size_t fitting = font.Fit(line, width);
     if (fitting < line.size()) {
-        // A word as long as a line is broken anywhere.
+        // A word that is longer than a line is broken at any character.
         const std::size_t space = line.rfind(' ', fitting);
         line = line.substr(0, space == 0 || space == std::string_view::npos ? fitting : space);
     }
@@ -54,7 +53,7 @@ void ThermalScreen::Enter(Scene& scene) {
     scene.fonts.label.Draw(canvas, {20, readingsTop + 22}, "SPOT", theme::accent, Align::Left, 2);
     scene.fonts.label.Draw(canvas, {right, readingsTop + 22}, "ENVIRONMENT", theme::muted,
                            Align::Right, 2);
-    // Readings change while the picture is live, and a frame must not wait for the rasteriser.
+    // Readings change while the live image is shown, and a frame must not wait for the rasteriser.
     for (Font* font : {&scene.fonts.display, &scene.fonts.reading, &scene.fonts.value}) {
         font->Prepare("0123456789.- %\u00B0CF");
     }

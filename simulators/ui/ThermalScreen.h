@@ -7,7 +7,7 @@
 
 namespace vantorelui {
 
-/** The live picture between a status bar and the readings. */
+/** The live image between a status bar and the readings. */
 class ThermalScreen : public Screen {
 public:
     void Enter(Scene& scene) override;

@@ -61,7 +61,7 @@ void ThermalView::DrawPart(Canvas& canvas, int top, const Rect& source) const {
     }
 }
 
-/** Interpolates one source row to the full width; rows beyond the edge repeat it. */
+/** Interpolates one source row to the full width; a row beyond the edge repeats the edge row. */
 void ThermalView::Widen(int row, WideRow& wide) const {
     const int y = std::clamp(row, 0, sourceHeight - 1);
     const std::uint8_t* source = picture.data() + y * sourceWidth;

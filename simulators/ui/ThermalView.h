@@ -10,10 +10,10 @@
 namespace vantorelui {
 
 /**
- * The thermal picture in false colours, three times as large as the camera's.
+ * The thermal image in false colours, three times as large as the camera's.
  *
- * Interpolation by thirds needs no division: 3a and 2a+b across, and the same down. An interpolated
- * grey level is then a whole number of ninths and indexes the palette directly.
+ * Interpolation by thirds needs no division: it computes 3a and 2a+b horizontally, then vertically.
+ * An interpolated grey level is then a whole number of ninths and indexes the palette directly.
  */
 class ThermalView {
 public:
@@ -26,17 +26,17 @@ public:
     ThermalView();
 
     /**
-     * Keeps a copy of a picture. The application passes the newest one at every refresh, so that
-     * the same picture may come several times; only a different one counts as new.
+     * Copies an image. The application passes the newest image at every refresh, so the same image
+     * may arrive several times; only a different one counts as new.
      */
     void Update(const std::uint8_t* pixels);
-    /** Restores the uniform picture of the beginning. */
+    /** Restores the uniform initial image. */
     void Clear();
-    /** Whether Update() brought a picture that DrawAll() has not drawn yet. */
+    /** Whether Update() has received an image that DrawAll() has not drawn yet. */
     bool IsNew() const { return isNew; }
 
     void DrawAll(Canvas& canvas, int top);
-    /** Draws a part, given in pixels of the camera, to restore what an overlay covered. */
+    /** Draws a part, given in camera pixels, to restore the area that an overlay covered. */
     void DrawPart(Canvas& canvas, int top, const Rect& source) const;
 
 private:

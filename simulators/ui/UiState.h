@@ -34,7 +34,7 @@ private:
 enum class ScreenId { None, Splash, Thermal, Charging, Update, Error };
 enum class UpdatePhase { Waiting, Uploading, Succeeded, Failed };
 
-/** Everything that the screens show, apart from the thermal picture. */
+/** Everything that the screens show, except the thermal image. */
 struct UiState {
     ScreenId screen = ScreenId::None;
     bool fahrenheit = false;
@@ -51,7 +51,7 @@ struct UiState {
     std::uint8_t updateProgress = 0;
 };
 
-/** The state as the application's threads change it and the renderer reads it. */
+/** The state, which the application's threads write and the renderer reads. */
 class SharedState {
 public:
     template <typename Change>
@@ -65,8 +65,7 @@ public:
         const std::lock_guard lock(mutex);
         return question(state);
     }
-    /** Refreshes a copy that is as old as `generation`; an unchanged state costs next to nothing.
-     */
+    /** Updates `copy` if the state has changed since generation `seen`, which it also updates. */
     void Refresh(UiState& copy, std::uint64_t& seen) const {
         const std::lock_guard lock(mutex);
         if (seen != generation) {

@@ -6,7 +6,7 @@
 
 namespace vantorelui {
 
-/** Shown while a host is attached; it shows the progress of a firmware update. */
+/** Shown while a host is attached, with the progress of a firmware update. */
 class UpdateScreen : public Screen {
 public:
     void Enter(Scene& scene) override;

@@ -22,7 +22,7 @@ enum { VANTORELUI_SIM_EVENT_POWER_DOUBLE_CLICK = 4, VANTORELUI_SIM_EVENT_TORCH_D
 
 /** Values of vantorelui_sim_screen(). */
 enum {
-    VANTORELUI_SIM_SCREEN_NONE = 0, /**< nothing was selected yet; Render() returns null */
+    VANTORELUI_SIM_SCREEN_NONE = 0, /**< no screen has been selected; Render() returns null */
     VANTORELUI_SIM_SCREEN_SPLASH = 1,
     VANTORELUI_SIM_SCREEN_TI = 2,
     VANTORELUI_SIM_SCREEN_CHARGING = 3,
@@ -35,19 +35,20 @@ int vantorelui_sim_width(void);  /**< of the image that Render() draws, in pixel
 int vantorelui_sim_height(void); /**< of the image that Render() draws, in pixels */
 
 /**
- * Raises an event on the calling thread, as a button does; exceptions of the handler pass through.
- * Returns whether there was a handler. Does not change the library's own state of torch and units.
+ * Raises an event on the calling thread, as a button does. An exception of the handler reaches the
+ * caller. Returns whether a handler is registered. Does not change the library's own state of torch
+ * and units.
  */
 bool vantorelui_sim_event(int event);
 
-/** Restores the state after loading. Must not run during Render() or UpdateThermalImage(). */
+/** Restores the initial state. Must not run during Render() or UpdateThermalImage(). */
 void vantorelui_sim_reset(void);
 
 /** Makes Render() return this image (or null) instead of drawing. */
 void vantorelui_sim_set_render_image(uint32_t* image);
 /** Makes Render() draw again. */
 void vantorelui_sim_clear_render_image(void);
-/** Sets a hook for the start of every Render(), on its thread; it may block. Null removes it. */
+/** Sets a hook that every Render() first calls on its thread; it may block. Null removes it. */
 void vantorelui_sim_set_render_hook(void (*hook)(void* context), void* context);
 
 /**
@@ -74,9 +75,9 @@ enum { VANTORELUI_SIM_LOG_CAPACITY = 1024 };
 
 /** Starts an empty record of all calls, or ends recording. Recording is off at first. */
 void vantorelui_sim_log(bool on);
-/** Number of calls since the start; only the last VANTORELUI_SIM_LOG_CAPACITY are kept. */
+/** Number of calls since the start; the log keeps only the last VANTORELUI_SIM_LOG_CAPACITY. */
 size_t vantorelui_sim_log_count(void);
-/** Copies one call, counted from the start; false when it is not kept. */
+/** Copies one call, counted from the start; returns false when the log no longer contains it. */
 bool vantorelui_sim_log_get(size_t index, vantorelui_sim_call_t* call);
 
 #ifdef __cplusplus
