@@ -25,7 +25,7 @@ int main(int argc, char** argv) {
         usb.AddGadget(line);
         usb.AddGadget(drive);
 
-        // The product's identity comes from the camera: binding waits until one has connected.
+        // The product's identity comes from the camera, so binding waits until one has connected.
         vantorel::CameraManager camera(0);
         camera.AddObserver(usb);
         camera.Start();

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 
-// Draws a bar that moves down the display, one picture per refresh.
+// Draws a bar that moves down the display, one frame per refresh.
 #include "vantorel/devices/LCD.h"
 #include "vantorel/service/Error.h"
 
@@ -22,7 +22,7 @@ int main(int argc, char** argv) {
             std::fill_n(pixels, width * height, 0x202020U);
             std::fill_n(pixels + width * (picture % height), width, 0xffffffU);
             display.SwapBuffers();
-            display.WaitForVSYNC(); // a second swap before this one is done would fail
+            display.WaitForVSYNC(); // a second swap before this one completes would fail
         }
         const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
         std::cout << width << " x " << height << ", " << pictures / took.count()

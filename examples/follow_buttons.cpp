@@ -36,7 +36,7 @@ private:
 int main(int argc, char** argv) {
     int events = argc > 1 ? std::atoi(argv[1]) : 2;
     try {
-        // One input device may carry many keys; each object picks its own by the key code.
+        // One input device may have many keys; each object filters its own by the key code.
         vantorel::Button power("power", "/dev/vantorel/buttons", 116);
         vantorel::Button torch("torch", "/dev/vantorel/buttons", 0x21e);
         vantorel::ButtonService powerService(power);
@@ -50,7 +50,7 @@ int main(int argc, char** argv) {
         for (; events > 0; --events) {
             follower.WaitForOne();
         }
-        // A service that waits for a button can only be stopped by one more press.
+        // Stopping a service that waits for a button would block until the next press.
         ::_exit(0);
     } catch (const vantorel::Error& error) {
         std::cerr << "button: " << error.ToString() << std::endl;

@@ -9,7 +9,7 @@
 
 int main() {
     try {
-        // The gauge is a device on an I2C bus, with a GPIO line that signals that the system is on.
+        // The gauge is on an I2C bus. A GPIO line signals to it that the system is on.
         vantorel::FuelGauge gauge("gauge", "/dev/vantorel/i2c", "/dev/vantorel/gpio", 3);
         if (!gauge.IsBatteryConnected()) {
             std::cout << "no battery" << std::endl;

@@ -21,7 +21,7 @@ public:
 
     void OnCameraConnect(vantorel::Camera&) override { connected.set_value(); }
 
-    // On a thread of the SDK; the frame is valid until this returns.
+    // Called on an SDK thread; the frame is valid until this returns.
     void OnCameraFrameAvailable(vantorel::Camera&, kirocamera_frame_t* frame) override {
         kiroframe_t* picture = nullptr;
         if (remaining == 0 ||
@@ -53,11 +53,11 @@ int main(int argc, char** argv) {
         manager.AddObserver(viewer);
         manager.Start();
         viewer.connected.get_future().wait();
-        // The manager starts a session when it is notified of a state that needs frames.
+        // The manager starts a session when it is notified of a state that requires frames.
         manager.OnConnectionStateChanged(vantorel::ConnectionState::Battery,
                                          vantorel::ConnectionState::Undetermined);
         viewer.done.get_future().wait();
-        ::_exit(0); // frames still come
+        ::_exit(0); // the SDK still delivers frames
     } catch (const vantorel::CameraError& error) {
         std::cerr << "camera: " << error.Text() << std::endl;
         return 1;

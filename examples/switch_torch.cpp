@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 
-// Switches the torch as a user interface does, and shows that it stays dark off battery.
+// Switches the torch as a user interface does, and shows that it stays off with a charger.
 #include "vantorel/devices/Torch.h"
 
 #include <iostream>
@@ -25,7 +25,7 @@ int main() {
         vantorel::Torch torch("torch", "/sys/class/leds/vantorel-torch/");
         Teller teller;
         torch.AddObserver(teller);
-        // The connection manager announces this state; only on battery may the torch be lit.
+        // The connection manager reports this state; the torch may be on only on battery.
         torch.OnConnectionStateChanged(ConnectionState::Battery, ConnectionState::Undetermined);
         torch.OnUserInterfaceTorchOnRequest();
         torch.OnConnectionStateChanged(ConnectionState::BatteryCharger, ConnectionState::Battery);

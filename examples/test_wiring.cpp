@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 /**
- * Shows how an application tests its own wiring without the hardware: stand-ins for the connection
- * manager's inputs, real objects on files, and no thread. A failure ends it with status 1 and a
- * line that names the wrong result.
+ * Shows how an application tests its own wiring without the hardware: with stand-ins for the
+ * connection manager's inputs, real objects that use files, and no threads. On a failure it prints
+ * the wrong result and exits with status 1.
  */
 #include "vantorel/devices/Connection.h"
 #include "vantorel/devices/Torch.h"

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 
-// Watches two thermometers for some seconds. Each service has a thread of its own, so the observer
-// they share is called by both.
+// Watches two thermometers for some seconds. Each service has its own thread, so two threads call
+// the observer that they share.
 #include "vantorel/devices/Thermometer.h"
 #include "vantorel/devices/ThermometerService.h"
 
@@ -20,7 +20,7 @@ public:
         const std::lock_guard lock(mutex);
         std::cout << thermometer.Name() << ": " << celsius << " C" << std::endl;
     }
-    // A failed reading is reported, and the service continues with the next one.
+    // The service reports a failed reading and continues with the next one.
     void OnThermometerError(vantorel::Thermometer& thermometer, vantorel::Error& error) override {
         const std::lock_guard lock(mutex);
         std::cout << thermometer.Name() << ": " << error.ToString() << std::endl;
@@ -41,7 +41,7 @@ int main(int argc, char** argv) {
         vantorel::ThermometerService boardService(board, interval);
         vantorel::ThermometerService processorService(processor, interval);
         Printer printer;
-        boardService.AddObserver(printer); // before Start(), always
+        boardService.AddObserver(printer); // always before Start()
         processorService.AddObserver(printer);
         boardService.Start();
         processorService.Start();

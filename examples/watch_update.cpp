@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 
-// Waits for a firmware update on the USB drive and follows it to its end.
+// Waits for a firmware update on the USB drive and reports its progress until it ends.
 #include "vantorel/camera/CameraError.h"
 #include "vantorel/camera/CameraManager.h"
 #include "vantorel/update/FirmwareUpdateManager.h"

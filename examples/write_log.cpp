@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 
-// Writes some lines of the diagnostics log into a folder of its own.
+// Writes some lines of the diagnostics log into a separate folder.
 #include "vantorel/logger/Logger.h"
 #include "vantorel/logger/LoggerService.h"
 #include "vantorel/service/Error.h"
@@ -28,7 +28,7 @@ int main(int argc, char** argv) {
         vantorel::LoggerService service(logger, std::chrono::milliseconds(200));
         Counter counter;
         service.AddObserver(counter);
-        // The log starts by itself when the device comes up on battery.
+        // The log starts automatically when the device starts on battery.
         service.OnConnectionStateChanged(vantorel::ConnectionState::Battery,
                                          vantorel::ConnectionState::Undetermined);
         for (; lines > 0; --lines) {

@@ -1,8 +1,9 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 
-// A whole application of your own, small: the display shows what the UI library draws, and the
-// board's temperature and the buttons reach it. Build and start it as docs/own-application.md says.
+// A small but complete application: the display shows what the UI library draws, and the UI library
+// receives the board's temperature and the buttons. docs/own-application.md describes how to build
+// and start it.
 #include "vantorel/devices/Button.h"
 #include "vantorel/devices/ButtonService.h"
 #include "vantorel/devices/LCD.h"
@@ -20,7 +21,7 @@
 
 namespace {
 
-/** SIGTERM ends the application. Blocked before the first thread starts, so in all of them. */
+/** SIGTERM ends the application. Call this before the first thread starts: threads inherit it. */
 sigset_t BlockTermination() {
     sigset_t signals;
     sigemptyset(&signals);
@@ -31,7 +32,7 @@ sigset_t BlockTermination() {
 
 int Run() {
     const sigset_t termination = BlockTermination();
-    // The names are those by which the user-interface manager knows the devices.
+    // The user-interface manager recognises the devices by these names.
     vantorel::LCD lcd("lcd", "/dev/vantorel/display");
     vantorel::Thermometer board("vantorel.thermometer.board", "/dev/vantorel/temperature-board");
     vantorel::Button power("vantorel.button.power", "/dev/vantorel/buttons", 116); // KEY_POWER

@@ -1,12 +1,12 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
-/* A whole UI library of your own, small: a grey screen, white while the power button is down, red
- * when the board is too hot. Build and start it as docs/own-application.md says. */
+/* A small but complete UI library: a grey screen that is white while the power button is down and
+ * red when the board is too hot. docs/own-application.md describes how to build and start it. */
 #include <VantorelUI.h>
 
 enum { WIDTH = 480, HEIGHT = 640 };
 
-/* Set by several threads, read by the display's. */
+/* Written by several threads, read by the display thread. */
 static volatile bool pressed;
 static volatile bool hot;
 
@@ -29,7 +29,7 @@ void SetOverheatingState(bool overheating) {
     hot = overheating;
 }
 
-/* The library must have every function, or the application does not start. */
+/* The library must define every function, or the application does not start. */
 int GetTemperatureUnits(void) {
     return VANTORELUI_CELSIUS;
 }
