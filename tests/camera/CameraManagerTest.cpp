@@ -70,7 +70,7 @@ TEST(CameraManagerFailure, CarriesTheCodeAndTextOfTheSDK) {
     }
 }
 
-TEST_F(CameraManagerTest, NotifiesEventsAndFramesInOrderOfRegistrationTheCameraLast) {
+TEST_F(CameraManagerTest, NotifiesObserversInOrderOfRegistrationAndTheCameraLast) {
     manager.AddObserver(a);
     manager.AddObserver(b);
     EXPECT_THAT(sdk.Calls("kirocamera_manager_create"),
@@ -86,9 +86,9 @@ TEST_F(CameraManagerTest, NotifiesEventsAndFramesInOrderOfRegistrationTheCameraL
                             "a error -3", "b error -3", "a stop", "b stop", "a start", "b start"));
 }
 
-TEST_F(CameraManagerTest, IgnoresWhatComesWithoutACameraAndASecondCamera) {
+TEST_F(CameraManagerTest, IgnoresEventsWithoutACameraAndASecondCamera) {
     sdk.Connect();
-    sdk.Disconnect(); // the camera is its only observer: the next may connect
+    sdk.Disconnect(); // the camera is the only observer, so the next one may connect
     manager.AddObserver(a);
     sdk.Disconnect();
     sdk.Fail(-1);
@@ -98,7 +98,7 @@ TEST_F(CameraManagerTest, IgnoresWhatComesWithoutACameraAndASecondCamera) {
     sdk.Connect();
     sdk.Connect();
     CameraManager::Event(kirocamera_sim_get_camera(), 3, -1, &manager); // no such event
-    // A camera stays when its disconnect finds an observer that is no camera.
+    // A camera stays connected when an observer of its disconnect is not a camera.
     EXPECT_THROW(sdk.Disconnect(), std::bad_cast);
     sdk.Connect();
     EXPECT_THAT(log, ElementsAre("a connect", "a disconnect"));
@@ -115,7 +115,7 @@ TEST_F(CameraManagerTest, DoesNotReportACameraThatRefusesTheFrameCallback) {
     EXPECT_EQ(output.Take(), "") << "the camera itself is not notified of frames";
 }
 
-TEST_F(CameraManagerTest, RunsASessionOnBatteryAndWithoutHostAndRecoversOnBatteryAlone) {
+TEST_F(CameraManagerTest, RunsASessionOnBatteryAndWithoutAHostAndRecoversOnlyOnBattery) {
     manager.AddObserver(a);
     sdk.Connect();
     for (const int state : {0, 1, 2, 3, 4, 5}) {
@@ -130,7 +130,7 @@ TEST_F(CameraManagerTest, RunsASessionOnBatteryAndWithoutHostAndRecoversOnBatter
         output.Take();
         EXPECT_THAT(sdk.Calls("kirocamera_capture_session_stop"), SizeIs(state == 1)) << state;
     }
-    // A refusal of the SDK is not reported.
+    // A failed call of the SDK is not reported.
     kirocamera_sim_set_result("kirocamera_capture_session_start", -4);
     kirocamera_sim_set_result("kirocamera_capture_session_stop", -4);
     log.clear();
@@ -139,7 +139,7 @@ TEST_F(CameraManagerTest, RunsASessionOnBatteryAndWithoutHostAndRecoversOnBatter
     EXPECT_THAT(log, ElementsAre("a error -4"));
 }
 
-TEST_F(CameraManagerTest, StopsOnlyAfterAFrameThatNoOtherStopHasUsed) {
+TEST_F(CameraManagerTest, EachStopOfASessionWaitsForANewFrame) {
     auto& gadget = test::Unused<USBGadget>();
     manager.AddObserver(a);
     sdk.Connect();
@@ -202,9 +202,9 @@ TEST_F(CameraManagerTest, DoubleClicksToggleSensorModeAndDebugDisplay) {
     }
 }
 
-// No camera and no observer list may be freed during a frame or a request, even when frames overlap
-// on two SDK threads. For the thread and address sanitizers.
-TEST_F(CameraManagerTest, SurvivesConnectsFramesAndRequestsAtOnce) {
+// No camera or observer list may be freed during a frame or a request, even when frames overlap on
+// two SDK threads. For the thread and address sanitizers.
+TEST_F(CameraManagerTest, SurvivesConcurrentConnectsFramesAndRequests) {
     const auto forever = [](auto action) {
         return std::jthread([action](const std::stop_token& end) {
             while (!end.stop_requested()) {

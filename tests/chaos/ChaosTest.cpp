@@ -2,12 +2,13 @@
 // SPDX-License-Identifier: LicenseRef-Vantorel
 
 // The reference application under random events: charger, battery, camera, host, buttons and
-// failures, from one seed. Each life of the application is a separate process, as on the device,
-// and ends by a signal or when its camera is unplugged.
+// failures, from one seed. Each life of the application is a separate process, as on the device.
+// A signal or a disconnected camera ends it.
 //
-// VANTOREL_CHAOS_SEED sets the first life (1). Without VANTOREL_CHAOS_SECONDS the test plays the
-// same few lives every time; with it, it plays for that time, from a seed of the clock unless one
-// is set. A seed does not repeat the order of the threads; the thread sanitizer does not need it.
+// VANTOREL_CHAOS_SEED sets the seed of the first life (1). Without VANTOREL_CHAOS_SECONDS the test
+// plays the same few lives every time. With it, the test runs for that time and takes the seed from
+// the clock unless one is set. A seed does not repeat the order of the threads, which the thread
+// sanitizer does not need.
 
 #include "tests/chaos/Machine.h"
 #include "tests/support/OpenDescriptors.h"
@@ -59,20 +60,20 @@ void Demand(bool condition, const char* what) {
 class StatusLines final : public std::streambuf {
 public:
     std::atomic<int> state{0};
-    std::atomic<bool> sessionWanted{false}; // from the state
+    std::atomic<bool> sessionWanted{false}; // the state requires a session
     std::atomic<bool> bound{false};         // a host may stop the session
     std::atomic<bool> decided{false};       // all observers know the first state
 
 private:
     std::streamsize xsputn(const char* text, std::streamsize size) override {
         const std::string_view line(text, static_cast<std::size_t>(size));
-        Demand(line.ends_with('\n'), "lines in one piece");
+        Demand(line.ends_with('\n'), "each line is written in one call");
         static constexpr std::string_view transition = "CONNECTION TRANSITION TO STATE: ";
         if (line.starts_with(transition)) {
             static const std::set<std::pair<int, int>> legal = {{0, 1}, {0, 2}, {0, 3}, {0, 4},
                                                                 {0, 5}, {1, 2}, {2, 1}, {2, 5}};
             const int next = line[transition.size()] - '0';
-            Demand(legal.contains({state, next}), "connection states");
+            Demand(legal.contains({state, next}), "transition between connection states");
             state = next;
         } else if (line.starts_with("CAMERA: CONNECTION_STATE_CHANGED 1")) {
             sessionWanted = true;
@@ -108,7 +109,7 @@ public:
 
     void Live() {
         while (machine->flips.load() < 3) {
-            std::this_thread::sleep_for(1ms); // the application is being constructed
+            std::this_thread::sleep_for(1ms); // waits until the application is constructed
         }
         descriptorsAtStart = test::CountOpenDescriptors();
         std::thread([this, hostSeed = static_cast<unsigned>(random())] {
@@ -124,7 +125,7 @@ public:
         }
         decidedAtEnd = statusLines->decided.load();
         ::kill(::getpid(), SIGTERM);
-        // A host may have stopped more sessions than there were frames: the exit waits for none.
+        // A host may have stopped more sessions than frames arrived: the exit waits for no frame.
         while (true) {
             ::pause();
         }
@@ -134,7 +135,7 @@ private:
     int Up(int limit) { return std::uniform_int_distribution(0, limit - 1)(random); }
     int Sometimes(int value) { return Up(4) == 0 ? value : 0; }
 
-    /** Frees a thread that may wait for a frame and would hold up the event. */
+    /** Releases a thread that may wait for a frame and would delay the event. */
     [[noreturn]] static void Release() {
         while (true) {
             ::kirocamera_capture_session_start(::kirocamera_sim_get_camera(),
@@ -143,7 +144,7 @@ private:
         }
     }
 
-    /** Commands run in order on the thread of the camera's events. */
+    /** Commands run in order on the event thread of the camera. */
     static void Camera(const std::string& command) { ::kirocamera_sim_command(command.c_str()); }
 
     /** Ends the application; the device restarts it. */
@@ -176,7 +177,7 @@ private:
             [&] { machine->chargerError = Sometimes(error); },
             [&] { machine->temperatureError = Sometimes(error); },
             [&] { machine->portError = Sometimes(error); },
-            // The device does not start with a gauge that cannot be reset.
+            // The device does not start if its gauge cannot be reset.
             [&] { machine->gaugeError = machine->gaugePolled > 0 ? error : 0; },
             [&] { machine->displayError = error; },
             [&] { Camera("rate " + std::to_string(20 + Up(220))); },
@@ -195,7 +196,7 @@ private:
     void Look() {
         static constexpr int follow[6] = {077, 076, 074, 050, 060, 040}; // bits of next screens
         const int now = ::vantorelui_sim_screen();
-        Demand((follow[screen] >> now & 1) != 0, "screens");
+        Demand((follow[screen] >> now & 1) != 0, "transition between screens");
         screen = now;
     }
 
@@ -211,7 +212,7 @@ private:
                    }
                    return false;
                }),
-               "the frames' way to the screen");
+               "frames reach the screen");
     }
 
     void Host(unsigned seed) {
@@ -245,12 +246,12 @@ constexpr unsigned livesPlayed = 8; // about four seconds
     static Player player(seed);
     std::cout.rdbuf(&lines);
     ::alarm(2 * test::hangSeconds); // ends a hang
-    BlockTerminationSignals();      // in the test's threads, too
+    BlockTerminationSignals();      // also in the test's threads
     std::thread([] { player.Live(); }).detach();
     Run(false);
 }
 
-/** The application's messages at a start in a process of its own; its exit status is 1. */
+/** Starts the application in a separate process, which exits with 1. Returns its messages. */
 std::string MessagesWithout(const std::string& missing) {
     constexpr const char* file = "/tmp/messages";
     const pid_t start = ::fork();
@@ -276,8 +277,8 @@ void PrepareFiles() {
     test::Must(::mount("/tmp/cmdline", "/proc/cmdline", nullptr, MS_BIND, nullptr));
 }
 
-// A new board usually lacks a node or names it differently. The port is opened when the display
-// already runs.
+// A new board may lack a node or name it differently. The port is opened when the display already
+// runs.
 TEST(Start, NamesTheDeviceThatIsMissing) {
     VANTOREL_NEED_PRIVATE_MOUNTS();
     PrepareFiles();
@@ -299,7 +300,7 @@ TEST(Start, NamesTheDeviceThatIsMissing) {
     }
 }
 
-TEST(Chaos, IsSurvived) {
+TEST(Chaos, ApplicationSurvivesRandomEvents) {
     VANTOREL_NEED_PRIVATE_MOUNTS();
     PrepareFiles();
     const char* seconds = std::getenv("VANTOREL_CHAOS_SECONDS");
@@ -327,12 +328,13 @@ TEST(Chaos, IsSurvived) {
 } // namespace
 
 void EndOfApplication(int status) {
-    Demand(status == 0, "the exit code");
+    Demand(status == 0, "exit status 0");
     Demand(test::CountOpenDescriptors() <= descriptorsAtStart, "descriptors");
-    // The remaining threads: this one, the display's, three buttons', the camera's two, the user
-    // interface's for held buttons, the player, the host, two of the sanitizer. Before the first
-    // decision, one more may wait for a camera.
-    Demand(!decidedAtEnd || test::Eventually([] { return CountThreads() <= 12; }), "threads");
+    // The remaining threads: this one, the display's, three for buttons, two for the camera, the
+    // user interface's for held buttons, the player, the host and two of the sanitizer. Before the
+    // first decision, one more may wait for a camera.
+    Demand(!decidedAtEnd || test::Eventually([] { return CountThreads() <= 12; }),
+           "other threads have ended");
     const std::string log = test::ReadFile("/tmp/var/log/debug.csv");
     Demand(log.ends_with('\n') &&
                std::ranges::count(log, ',') == 15 * std::ranges::count(log, '\n'),

@@ -25,8 +25,8 @@
 namespace vantorel::test {
 
 /**
- * Fakes the kernel's side of all the hardware; other threads change it while the application runs.
- * Time passes fast. Synchronisation here could hide a data race of the library, so the state
+ * Fakes the kernel's side of all hardware; other threads change it while the application runs.
+ * Waits are shortened. Synchronisation here could hide a data race in the library, so the state
  * consists of relaxed atomics.
  */
 class Machine {
@@ -60,7 +60,7 @@ public:
     Value gaugeError, displayError;                  // 0 or the error of the next request
     Value gaugePolled, flips;                        // counted
     static constexpr const char* driveDirectory = "/tmp/mass_storage/lun0.fs/";
-    std::string missing; // paths that begin with it do not exist, unless it is empty
+    std::string missing; // if not empty, paths that begin with it do not exist
 
 private:
     enum Kind { File, Online, Status, Bus, Lines, Keys, Led, Card, Temperature, Port, Loop, Flash };

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 # SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 # SPDX-License-Identifier: LicenseRef-Vantorel
-"""The console without a device: its arguments, help, completion, terminal, results and pictures."""
+"""The console without a device: arguments, help, completion, terminal, results and screenshots."""
 import os
 import pty
 import select
@@ -34,7 +34,7 @@ def arm_file(folder: str, head: bytes) -> str:
 
 
 class Version(unittest.TestCase):
-    def test_every_tool_states_it(self):
+    def test_every_tool_prints_it(self):
         project = CONSOLE.parents[1]
         tools = [project / name for name in ("run", "test", "bench")]
         tools += [file for file in CONSOLE.parent.iterdir() if file.is_file()
@@ -53,7 +53,7 @@ class Arguments(unittest.TestCase):
                               capture_output=True, text=True)
         self.assertEqual((done.returncode, message in done.stderr), (2, True), done.stderr)
 
-    def test_wrong_arguments_are_refused_before_a_build(self):
+    def test_wrong_arguments_are_rejected_before_a_build(self):
         self.refused("unrecognized arguments: --hlep", "--hlep")
         self.refused("no file /nosuch", "--script", "/nosuch")
         self.refused("no file /nosuch", "--test", "/nosuch")
@@ -63,7 +63,7 @@ class Arguments(unittest.TestCase):
         self.refused("--junit needs", "--junit", "/tmp/results.xml")
         self.refused("not allowed with", "--tour", "--shell")
 
-    def test_files_that_the_device_cannot_load_are_refused(self):
+    def test_files_that_the_device_cannot_load_are_rejected(self):
         arm = b"\x7fELF\x01\x01" + bytes(10) + b"\x03\0\x28\0"
         with tempfile.TemporaryDirectory() as folder:
             for head in (b"", b"#!/bin/sh\n", arm[:10], arm.replace(b"\x28", b"\x3e"),
@@ -79,7 +79,7 @@ class Help(unittest.TestCase):
         commands = {name[3:].replace("_", "-") for name in dir(Console) if name.startswith("do_")}
         self.assertEqual(commands, set(usages()))
 
-    def test_help_of_one_command_has_all_its_lines(self):
+    def test_help_of_one_command_prints_all_its_lines(self):
         self.assertIn("COMMAND..", usages()["gdb"])
         self.assertEqual(len(usages()["button"].splitlines()), 2)
 
@@ -92,7 +92,7 @@ class AtTerminal(unittest.TestCase):
         self.terminal = Terminal.__new__(Terminal)
         self.terminal._usages = usages()
 
-    def test_commands_and_their_words_are_completed(self):
+    def test_commands_and_their_arguments_are_completed(self):
         self.assertEqual(self.complete("expect-pi"), ["expect-picture", "expect-pixel"])
         self.assertEqual(self.complete("button", "t"), ["torch"])
         self.assertEqual(self.complete("button", "torch", "c"), ["click"])
@@ -104,7 +104,7 @@ class AtTerminal(unittest.TestCase):
             (Path(folder) / "picture.png").touch()
             self.assertEqual(self.complete("screenshot", f"{folder}/pi"), [f"{folder}/picture.png"])
 
-    def test_a_status_line_keeps_the_edited_line_and_the_end_ends_the_wait(self):
+    def test_a_status_line_keeps_the_edited_line_and_the_end_of_the_device_ends_the_read(self):
         with tempfile.TemporaryDirectory() as folder:
             child, line = pty.fork()
             if child == 0:
@@ -135,7 +135,7 @@ class AtTerminal(unittest.TestCase):
             os.close(line)
 
     def until(self, line: int, output: bytes, wanted: bytes) -> bytes:
-        deadline = time.monotonic() + 120  # reached only by a hang
+        deadline = time.monotonic() + 120  # only a hang reaches it
         while wanted not in output:
             self.assertLess(time.monotonic(), deadline, output)
             if select.select([line], [], [], 1)[0]:
@@ -144,7 +144,7 @@ class AtTerminal(unittest.TestCase):
 
 
 class Device:
-    """As much of a machine as the state in words needs."""
+    """The part of a machine that the textual state reads."""
     def __init__(self, *lines: str):
         self.changed, self.boots, self.first_line = threading.Condition(), 1, 0
         self.lines = list(lines)
@@ -177,7 +177,7 @@ class Connecting(unittest.TestCase):
 
 
 class ForCI(unittest.TestCase):
-    def test_results_are_written_as_junit_with_any_output(self):
+    def test_results_with_any_output_are_written_as_valid_junit(self):
         results = Results("start")
         results.add("1: start")
         results.add("2: expect FPS:", "no status line <with> 'FPS:'", "a \x1b[1mline\0 &")
@@ -189,8 +189,8 @@ class ForCI(unittest.TestCase):
         self.assertEqual(failure.get("message"), "no status line <with> 'FPS:'")
         self.assertEqual(failure.text, "a \ufffd[1mline\ufffd &")
 
-    def test_a_picture_differs_by_the_share_of_other_pixels(self):
-        # Of 4 x 2 pixels, with rows that have a gap.
+    def test_the_difference_of_two_pictures_is_the_share_of_changed_pixels(self):
+        # 4 x 2 pixels, with a gap between the rows.
         pixels = bytearray(range(40))
         one = Picture(4, 2, 20, bytes(pixels))
         pixels[5] ^= 1   # a pixel of the first row

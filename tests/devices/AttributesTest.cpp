@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 
-// The devices behind kernel files and GPIO lines: thermometers, test fixture, torch.
+// The devices that use kernel files and GPIO lines: thermometers, test fixture, torch.
 // tests/fuzz/system_texts covers the charger's texts.
 
 #include "tests/support/ErrorOf.h"
@@ -68,7 +68,7 @@ TEST(TestFixture, IsPresentWhenItPullsAnyOfItsThreeLines) {
     ::close(chip.requested.fd);
 }
 
-TEST(TestFixture, LeavesItsLinesOpenUnderANameThatFits) {
+TEST(TestFixture, LeavesItsLinesOpenAndTruncatesALongName) {
     Inputs inputs;
     auto& chip = inputs.chip;
     const std::string name = "a name that is longer than the label of a line";
@@ -103,14 +103,14 @@ TEST_F(TorchTest, TogglesAtEachRequestOfEitherKind) {
     torch->OnUserInterfaceTorchOffRequest();
     torch->OnUserInterfaceTorchOnRequest();
     torch->OnUserInterfaceTorchOnRequest();
-    torch->On(); // even if already lit
+    torch->On(); // writes although it is already lit
     EXPECT_EQ(Done(), "1011 1011");
     Build("2"); // dimmed: neither on nor off
     torch->Toggle();
     EXPECT_EQ(Done(), " ");
 }
 
-TEST_F(TorchTest, ObeysOnlyWhileOnBattery) {
+TEST_F(TorchTest, IgnoresRequestsUnlessOnBattery) {
     Build("0");
     torch->OnConnectionStateChanged(Undetermined, Undetermined);
     torch->OnConnectionStateChanged(Battery, Undetermined);
@@ -137,7 +137,7 @@ TEST_F(TorchTest, RemembersAPositionThatCouldNotBeWritten) {
 }
 
 // For the thread sanitizer.
-TEST_F(TorchTest, IsSwitchedByTheUserAndByThePowerAtOnce) {
+TEST_F(TorchTest, HandlesConcurrentRequestsAndStateChanges) {
     led.Write("brightness", "0");
     torch.emplace("torch", led / ""); // without an observer
     const std::jthread user([this] {

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 
-// An observer that blocks holds up its own subject only: the other services go on, and its own goes
-// on when it returns. docs/architecture.md says what waits for which subject.
+// An observer that blocks delays only its own subject: the other services continue, and its own
+// continues when it returns. docs/architecture.md states which threads wait for which subject.
 
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/PrivateRoot.h"
@@ -32,7 +32,7 @@ namespace {
 
 enum Subject { button, display, thermometer, logger, subjects };
 
-/** Counts the notifications of each subject and can block in those of one. */
+/** Counts the notifications of each subject and can block in those of one subject. */
 class Observer final : public ButtonObserver,
                        public LCDObserver,
                        public ThermometerObserver,
@@ -48,7 +48,7 @@ public:
     void OnLoggerNewEntry(Logger&, LoggerEntry&) override { Note(logger); }
     void OnLoggerError(Logger&, Error&) override {}
 
-    /** Whether a subject notifies three more times. */
+    /** Returns whether a subject notifies three more times. */
     bool GoesOn(Subject subject) {
         const int before = counts[subject];
         return test::Eventually([&] { return counts[subject] >= before + 3; });
@@ -57,7 +57,7 @@ public:
         blocked = subject;
         isBlocked.acquire();
     }
-    /** Ends the block and returns how often the subject has notified meanwhile. */
+    /** Ends the block and returns how often the subject has notified in the meantime. */
     int Release() {
         const int before = counts[blocked];
         blocked = subjects;
@@ -79,7 +79,7 @@ private:
     std::binary_semaphore released{0};
 };
 
-/** A key that bounces without end, and with it its device. */
+/** Reads from an input device whose key bounces without end. */
 ssize_t ReadKey(void* data, std::size_t size) {
     static std::atomic<int> edges{0};
     auto* const record = static_cast<InputEventRecord*>(data);

@@ -54,7 +54,7 @@ protected:
     UniqueFd writer;
 };
 
-TEST_F(ButtonTest, PicksTheEventsOfItsKeyByTheCodeAlone) {
+TEST_F(ButtonTest, FiltersEventsByTheKeyCodeOnly) {
     Send(typeKey, other, 1);
     Send(typeSync, 0, 0);
     Send(typeMisc, power, 42);
@@ -62,10 +62,10 @@ TEST_F(ButtonTest, PicksTheEventsOfItsKeyByTheCodeAlone) {
     const InputEventRecord event = Button("power", node, power).WaitForEvent();
     ASSERT_EQ(event.value, 42);
     EXPECT_EQ(event.type, typeMisc);
-    EXPECT_EQ(Button("none", node, 0).WaitForEvent().code, 0) << "a key that is not waited for";
+    EXPECT_EQ(Button("none", node, 0).WaitForEvent().code, 0) << "the event of another key";
 }
 
-TEST_F(ButtonTest, IsTheSameForOneKeyOfOnePath) {
+TEST_F(ButtonTest, EqualsAButtonWithTheSamePathAndKeyCode) {
     const std::string link = directory / "event1";
     ASSERT_EQ(::symlink(node.c_str(), link.c_str()), 0);
     const Button button("one", node, power);
@@ -84,7 +84,7 @@ TEST_F(ButtonTest, IsReportedPressedAndReleasedOnceDespiteAutoRepeat) {
     }
     EXPECT_EQ(heard, "DU");
     Send(typeKey, power, 1);
-    EXPECT_THROW(service.ServiceFunction(), Error); // an observer's error is not the button's
+    EXPECT_THROW(service.ServiceFunction(), Error); // the error of an observer, not of the button
     EXPECT_EQ(heard, "DUD");
 }
 
@@ -109,7 +109,7 @@ TEST_F(ButtonTest, ReportsEveryEdgeOfABounceAndNoPressOfAKeyThatWasHeldAtTheStar
     EXPECT_EQ(heard, expected);
 }
 
-// The kernel drops the events of a client that does not read them, and says so with one event.
+// The kernel drops the events of a client that does not read them, and reports that with one event.
 TEST_F(ButtonTest, TakesItsStateFromTheDeviceWhenEventsWereDropped) {
     Button button("power", node, power);
     bool isDown = false;
@@ -117,19 +117,19 @@ TEST_F(ButtonTest, TakesItsStateFromTheDeviceWhenEventsWereDropped) {
     test::IoctlRecorder ioctls(sys);
     std::array<unsigned char, KEY_CNT / 8> keys{};
     ioctls.OnPlain(EVIOCGKEY(keys.size()), [&](void* record) {
-        keys.fill(0xff); // every other key is down, or up
+        keys.fill(0xff); // every other key is in the opposite state
         keys[power / 8] = isDown ? 1 << power % 8 : static_cast<unsigned char>(~(1 << power % 8));
         std::memcpy(record, keys.data(), keys.size());
         return static_cast<int>(keys.size());
     });
-    // Each row: the state before, the state that the device has, the event that follows.
+    // Each row: the state before the drop and the state that the device reports after it.
     for (const auto& [before, now] : {std::pair{0, 0}, {0, 1}, {1, 1}, {1, 0}}) {
         Send(typeKey, power, before);
         EXPECT_EQ(button.WaitForEvent().value, before);
         isDown = now == 1;
         Send(typeSync, SYN_DROPPED, 0);
         if (before == now) {
-            Send(typeKey, power, 77); // nothing was missed: the next event is the device's own
+            Send(typeKey, power, 77); // no change was dropped: the button returns the next event
         }
         const InputEventRecord event = button.WaitForEvent();
         EXPECT_EQ(event.type, typeKey);
@@ -142,9 +142,9 @@ TEST_F(ButtonTest, TakesItsStateFromTheDeviceWhenEventsWereDropped) {
     EXPECT_EQ(button.WaitForEvent().value, 1) << "a device without this request works as before";
 }
 
-// The kernel ends every wait for such a device at once; tests/device/HardwareTest.cpp shows it on a
-// real one.
-TEST_F(ButtonTest, LeavesTheProcessorAloneWhileItsDeviceIsGone) {
+// The kernel ends every wait for such a device at once; tests/device/HardwareTest.cpp covers a real
+// device.
+TEST_F(ButtonTest, DoesNotSpinWhileItsDeviceIsGone) {
     const struct {
         short found;
         int pauses; // of 100 ms, until its event arrives

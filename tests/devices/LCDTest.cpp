@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 
-// Cases that the kernel's display cannot produce on demand; the rest:
-// tests/device/HardwareTest.cpp.
+// Cases that the kernel's display cannot produce on demand. tests/device/HardwareTest.cpp covers
+// the others.
 
 #include "vantorel/devices/LCD.h"
 
@@ -21,11 +21,11 @@ protected:
     test::FakeCard card{sys};
 };
 
-// The buffers are larger than the screen. A forked child that kept a mapping would keep the
-// display, and the restarted application could not open it.
-TEST_F(LCDTest, MapsWholeBuffersForItselfAlone) {
+// The buffers are larger than the screen. A forked child with an inherited mapping would keep the
+// display open, and the restarted application could not open it.
+TEST_F(LCDTest, MapsWholeBuffersThatChildrenDoNotInherit) {
     card.size = 256 * 64;
-    std::map<void*, std::size_t> kept; // from children
+    std::map<void*, std::size_t> kept; // not inherited by children
     sys->Madvise = [&](void* address, std::size_t size, int advice) {
         EXPECT_EQ(advice, MADV_DONTFORK);
         kept[address] = size;
@@ -71,7 +71,7 @@ struct Recorder final : LCDObserver {
     std::size_t throwsAt = 0;
 };
 
-TEST_F(LCDTest, IsDrawnIntoTheBufferThatIsNotOnScreenAndWaitedForOncePerFlip) {
+TEST_F(LCDTest, DrawsIntoTheHiddenBufferAndWaitsOncePerFlip) {
     LCD lcd("lcd", "/dev/null");
     LCDService service(lcd);
     Recorder recorder;
@@ -84,8 +84,8 @@ TEST_F(LCDTest, IsDrawnIntoTheBufferThatIsNotOnScreenAndWaitedForOncePerFlip) {
     const auto working = std::exchange(sys->Ioctl, [](auto...) { return test::FailWith(EBUSY); });
     service.ServiceFunction();
     sys->Ioctl = working;
-    service.ServiceFunction();                      // draws the failed picture again
-    EXPECT_THROW(service.ServiceFunction(), Error); // not the display's error
+    service.ServiceFunction();                      // draws the failed frame again
+    EXPECT_THROW(service.ServiceFunction(), Error); // the error of an observer
     EXPECT_NE(first, second);
     EXPECT_THAT(recorder.drawn, ElementsAre(second, first, first, second));
     EXPECT_THAT(recorder.errors, ElementsAre(EBUSY));
@@ -102,11 +102,11 @@ TEST_F(LCDTest, ReadsNothingAfterAWaitThatEndedWithoutAnEvent) {
         sys->Poll = [error](auto...) { return test::FailWith(error); };
         service.ServiceFunction();
     }
-    EXPECT_EQ(card.eventsRead, 0) << "the read would wait for an event of its own";
+    EXPECT_EQ(card.eventsRead, 0) << "the read would block until an event";
     EXPECT_THAT(recorder.errors, ElementsAre(EIO));
 }
 
-// The driver loses an event, refuses flips for a while, and sends the event late or never.
+// The driver loses an event, rejects flips for a while, and sends the event late or never.
 TEST_F(LCDTest, ReportsALostEventAndShowsPicturesAgainWhenEventsCome) {
     LCD lcd("lcd", "/dev/null");
     for (const bool isSentLate : {false, true}) {
@@ -122,7 +122,7 @@ TEST_F(LCDTest, ReportsALostEventAndShowsPicturesAgainWhenEventsCome) {
         recorder = {};
         card.flips.clear();
         // A late event ends the wait for the next flip, which is then still pending when the next
-        // picture is drawn.
+        // frame is drawn.
         service.ServiceFunction();
         card.isPending = isSentLate;
         service.ServiceFunction();

@@ -22,7 +22,7 @@ using namespace std::chrono_literals;
 using State = ConnectionState;
 using Notes = std::vector<std::string>;
 
-/** A fuel gauge on a bus that notes its transfers, without those of its construction. */
+/** A fuel gauge on a bus that records its transfers, without those of its construction. */
 struct GaugeOnFakeBus {
     GaugeOnFakeBus() { bus.Take(); }
 
@@ -53,7 +53,7 @@ protected:
         }
     }
 
-    /** Returns what an observer hears of one pass. */
+    /** Returns the notifications of one pass of the service. */
     Notes Pass() {
         FuelGaugeService service(gauge, 0ms);
         service.AddObserver(*this);
@@ -82,7 +82,7 @@ protected:
     std::atomic<int> notified{0};
 };
 
-TEST_F(FuelGaugeTest, TakesAGaugeInRomModeForABatteryAndStaysWithIt) {
+TEST_F(FuelGaugeTest, ReportsABatteryInRomModeAndKeepsThatAddress) {
     bus.answering = {0x0B};
     bus.answers[0x0B20] = {42};
     EXPECT_TRUE(gauge.IsBatteryConnected());
@@ -92,7 +92,7 @@ TEST_F(FuelGaugeTest, TakesAGaugeInRomModeForABatteryAndStaysWithIt) {
     EXPECT_FALSE(gauge.IsBatteryConnected());
 }
 
-TEST_F(FuelGaugeTest, RefusesDataThatFitNoMessage) {
+TEST_F(FuelGaugeTest, RejectsDataThatDoNotFitAMessage) {
     std::vector<std::uint8_t> bytes(0x10000);
     EXPECT_EQ(test::ErrorOf([&] { gauge.ReadRegister(0, bytes.data(), 0xffff); }), EINVAL);
     EXPECT_EQ(test::ErrorOf([&] { gauge.WriteRegister(0, bytes.data(), 0xffff); }), EINVAL);
@@ -100,7 +100,7 @@ TEST_F(FuelGaugeTest, RefusesDataThatFitNoMessage) {
     EXPECT_EQ(bus.Take(), "");
 }
 
-TEST_F(FuelGaugeTest, GivesItsLineBackAndKeepsNoChip) {
+TEST_F(FuelGaugeTest, ReleasesItsLineAndKeepsNoChipOpen) {
     const auto before = test::CountOpenDescriptors();
     {
         const FuelGauge other("other", "/dev/null", "/dev/null", 4U);
@@ -109,7 +109,7 @@ TEST_F(FuelGaugeTest, GivesItsLineBackAndKeepsNoChip) {
     EXPECT_EQ(test::CountOpenDescriptors(), before);
 }
 
-TEST_F(FuelGaugeTest, ReadsTheLeastAndTheMostThatWordsHold) {
+TEST_F(FuelGaugeTest, ReadsTheSmallestAndLargestWords) {
     const std::pair<std::vector<std::uint8_t>, Notes> words[] = {
         {{0, 0}, {"level 0", "current 0", "volts 0.000000", "celsius -273.149994"}},
         {{0xFF, 0x7F}, {"level 255", "current 32767", "volts 32.766998", "celsius 3003.550049"}},
@@ -138,7 +138,7 @@ TEST_F(FuelGaugeTest, ReportsEachReadingAndFailureInOrder) {
     }
     bus.errors.clear();
     for (const char* reading : {"level", "current", "volts", "celsius"}) {
-        throwsAt = reading; // an observer's error is not reported as one of the gauge
+        throwsAt = reading; // an error of an observer is not reported as one of the gauge
         EXPECT_THROW(Pass(), Error);
         EXPECT_THAT(heard.back(), testing::StartsWith(reading));
     }
@@ -154,7 +154,7 @@ TEST_F(FuelGaugeTest, StartsOnlyWhenTheFirstDecisionFindsABattery) {
     }
 }
 
-TEST_F(FuelGaugeTest, PlaysAWaitingStreamInRomModeBeforeItStartsAndKeepsItWhenThatFails) {
+TEST_F(FuelGaugeTest, PlaysAPendingStreamInRomModeBeforeItStartsAndKeepsItOnFailure) {
     const std::string key = "address 55, 55 w 00 21 5c";
     const std::string keys = key + ", 55 w 00 47 1e, 55 w 00 b4 b4, 55 w 00 b4 b4, sleep 1000, ";
     const std::string rom = "address 55, 55 w 00 00 0f, sleep 1000";
@@ -171,7 +171,7 @@ TEST_F(FuelGaugeTest, PlaysAWaitingStreamInRomModeBeforeItStartsAndKeepsItWhenTh
          {},
          "",
          keys + rom + played + left + ", sleep 4000, address 55, " + keys + "55 w 00 41 00"},
-        // In ROM mode it does not acknowledge the reset: the device starts all the same.
+        // In ROM mode the gauge does not acknowledge the reset. The device starts anyway.
         {{0x0B},
          "W: AA 00 14\nX: 1\n",
          {},
@@ -195,7 +195,7 @@ TEST_F(FuelGaugeTest, PlaysAWaitingStreamInRomModeBeforeItStartsAndKeepsItWhenTh
     }
 }
 
-// A gauge may restart before it acknowledges its reset; any other failure of the bus is reported.
+// A gauge may restart before it acknowledges its reset. Any other bus error is reported.
 TEST_F(FuelGaugeTest, ResetsAGaugeThatDoesNotAcknowledgeIt) {
     bus.errors = {{"55 w 00 41 00", ENXIO}};
     EXPECT_EQ(test::ErrorOf([&] { gauge.Reset(); }), 0);
@@ -245,7 +245,7 @@ class FlashStreamTest : public testing::Test, protected GaugeOnFakeBus {
 protected:
     FlashStreamTest() { bus.answering = {0x55, 0x0B}; }
 
-    /** Returns what playing a stream prints, and what it throws. */
+    /** Plays a stream; returns its output and the exception. */
     std::string Played(const std::string& text) {
         stream.text = text;
         const auto thrown = [this]() -> std::string {
@@ -266,7 +266,7 @@ protected:
     }
 };
 
-TEST_F(FlashStreamTest, PlaysWhatALineSays) {
+TEST_F(FlashStreamTest, ExecutesEachKindOfLine) {
     const std::pair<const char*, const char*> cases[] = {
         {"W: AA 3E 02 00\n", "address 55, 55 w 3e 02 00"},
         {"W: 16 00 0C\n", "address 0b, 0b w 00 0c"},
@@ -305,7 +305,7 @@ TEST_F(FlashStreamTest, EndsAtALineThatItCannotReadOrThatFails) {
         {waitUnreadable + "no number", {"X: ", "X: soon"}},
         {writeFailed + "Error 5", {"W: AA 40 02"}},
         {writeFailed + "Error 6", {"W: 18 40 02"}},  // no device has the address
-        {writeFailed + "Error 22", {"W: -1 3E 02"}}, // a number, but no address
+        {writeFailed + "Error 22", {"W: -1 3E 02"}}, // a number, but not an address
         {compareFailed + "22", {"C: AA 20 57 9D", "C: AA 20 56 9C"}},
         {compareFailed + "Error 110", {"C: AA 08 57"}},
     };

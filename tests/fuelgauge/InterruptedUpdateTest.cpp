@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 
-// Plays complete streams against the virtual device's model of the gauge and interrupts them
-// everywhere. At whatever moment, the next start must find the gauge and complete the update.
+// Plays complete streams against the virtual device's model of the gauge and interrupts them at
+// every step. The next start must find the gauge and complete the update.
 
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/kernel/I2c.h"
@@ -41,8 +41,9 @@ const std::string convertedData =
 #include "data-converted.inc"
     ;
 
-// Every how many moments one is tried, and every how many of these are cut a second time, which
-// takes far longer. A prime: the lines of a stream come in groups of four.
+// The test uses every stride-th moment, and interrupts every twice-th of these again in the next
+// start, which takes far longer. 61 and 67 are primes, because the lines of a stream come in groups
+// of four.
 #if defined(VANTOREL_ADDRESS_SANITIZER) || defined(__arm__)
 constexpr std::size_t stride = 61;
 constexpr std::size_t twice = 8;
@@ -78,10 +79,10 @@ protected:
         chip.opensLines = false;
         InstallFirst();
         const auto lines = static_cast<std::size_t>(std::ranges::count(wholeStream, '\n'));
-        EXPECT_GT(whole.size() + 10, lines); // comments apart
+        EXPECT_GT(whole.size() + 10, lines); // some lines are comments
     }
 
-    /** Installs the stream and notes its moments and the flash afterwards; then starts again. */
+    /** Installs the stream and records its moments and the resulting flash; then resets all. */
     void InstallFirst() {
         Renew();
         whole = StartNoting();
@@ -100,7 +101,7 @@ protected:
         stream.waits = moment.streamWaits;
     }
 
-    /** Starts once; the gauge must be found. As in the service, failures do not end the start. */
+    /** Starts once and must find the gauge. As in the service, failures do not end the start. */
     void Start() {
         now += 2500;
         transfers = 0;
@@ -121,7 +122,7 @@ protected:
         return moments;
     }
 
-    /** Starts; then the gauge must have the stream's content and work. */
+    /** Starts; then the gauge must work with the content of the stream. */
     void Complete() {
         Start();
         EXPECT_EQ(std::memcmp(gauge_flash(&model), &updated, sizeof updated), 0);
@@ -140,8 +141,8 @@ protected:
     test::FakeChip chip{ioctls, GPIO_V2_LINE_FLAG_OUTPUT};
     test::I2cBus bus{ioctls, [this](const test::I2cTransfer& t) { return Transfer(t); }};
     gauge model;
-    std::vector<Moment> whole; // of a start without interruptions
-    gauge_content updated;     // after it
+    std::vector<Moment> whole; // of a start without an interruption
+    gauge_content updated;     // the flash after that start
     int transfers = 0;
     int failingTransfer = 0; // counted from 1
     int failure = 0;         // its errno; 0 for a wrong bit in the data read
@@ -180,7 +181,8 @@ TEST_F(InterruptedUpdate, IsCompletedByTheNextStartWhereverThePowerWent) {
         for (const Cut cut : {before, within, withTheBattery}) {
             SCOPED_TRACE(testing::Message() << "moment " << i << ", cut " << cut);
             const auto& message = whole[i].message;
-            // Half a message takes two bytes; an idle gauge in ROM mode has nothing to lose.
+            // A message can be cut from two bytes on. A gauge in ROM mode loses only data that it
+            // is writing.
             const bool inRomMode = gauge_address(&whole[i].model) == GAUGE_ROM_ADDRESS;
             if ((cut == within && message.size() < 2) ||
                 (cut == withTheBattery && inRomMode && !message.empty())) {
@@ -192,7 +194,7 @@ TEST_F(InterruptedUpdate, IsCompletedByTheNextStartWhereverThePowerWent) {
             } else if (cut == withTheBattery) {
                 gauge_power_cycle(&model);
             }
-            if (i / stride % twice == 0) { // and again, anywhere in the next start
+            if (i / stride % twice == 0) { // cut again during the next start
                 const std::vector<Moment> second = StartNoting();
                 GoTo(second[i * 7 % second.size()]);
                 gauge_power_cycle(&model);
@@ -217,9 +219,9 @@ TEST_F(InterruptedUpdate, IsCompletedByTheNextStartAfterAnyFailedTransfer) {
     }
 }
 
-// One for another gauge, one whose long lines are cut off, one that leaves ROM mode itself, one
-// that then expects another number of the firmware, and one that begins by unsealing a gauge that
-// does not answer at that address any more.
+// The wrong streams: one for another gauge, one whose long lines are truncated, one that leaves ROM
+// mode itself, one that then expects another firmware version, and one that begins by unsealing the
+// gauge, which no longer responds at that address.
 TEST_F(InterruptedUpdate, IsCompletedByTheRightStreamAfterAWrongOne) {
     const std::string good = stream.text;
     const std::string leaves = "W: 16 00 0F\nW: 16 64 0F 00\nX: 4000\n";
@@ -233,13 +235,13 @@ TEST_F(InterruptedUpdate, IsCompletedByTheRightStreamAfterAWrongOne) {
         stream.text = text;
         Start();
         EXPECT_TRUE(stream.waits) << &text - wrong;
-        now += 1000; // the gauge finishes what it was doing
+        now += 1000; // the gauge completes its current operation
         stream.text = good;
         Complete();
     }
 }
 
-// The stream begins by comparing the type: of another gauge it changes nothing, at any start.
+// The stream first compares the type, so no start changes a gauge of another type.
 TEST_F(InterruptedUpdate, LeavesAGaugeOfAnotherTypeAsItIs) {
     Renew();
     model.memory.type = GAUGE_DEVICE_TYPE + 1;
@@ -253,8 +255,8 @@ TEST_F(InterruptedUpdate, LeavesAGaugeOfAnotherTypeAsItIs) {
     Complete();
 }
 
-// One for a player that neither brings the gauge into ROM mode nor out of it.
-TEST_F(InterruptedUpdate, TakesAStreamForAnotherPlayerOnceItIsConverted) {
+// The other player neither enters nor leaves ROM mode by itself.
+TEST_F(InterruptedUpdate, InstallsAStreamForAnotherPlayerOnlyAfterConversion) {
     for (const auto& [vendor, converted] :
          {std::pair{&vendorFirmware, &convertedFirmware}, {&vendorData, &convertedData}}) {
         SCOPED_TRACE(vendor == &vendorData ? "with data" : "firmware alone");
@@ -267,7 +269,7 @@ TEST_F(InterruptedUpdate, TakesAStreamForAnotherPlayerOnceItIsConverted) {
         }
         EXPECT_EQ(std::memcmp(gauge_flash(&model), &before, sizeof before), 0);
 
-        // By a player of its kind: all lines, without a device around it.
+        // Play all lines without the steps that the device adds, as the other player does.
         stream.text = *vendor;
         Renew();
         now += 2500;

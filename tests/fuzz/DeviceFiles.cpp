@@ -43,21 +43,21 @@ std::string DeviceFiles::Read(const std::string& path) {
 }
 
 std::string DeviceFiles::PathOf(const std::string& path, bool create) {
-    static std::map<std::string, int> storage; // kept for the next object: making one takes time
+    static std::map<std::string, int> storage; // reused by the next object: creation is slow
     if (!present.contains(path) && !create) {
         return "";
     }
     int& fd = storage.try_emplace(path, -1).first->second;
     fd = fd == -1 ? ::memfd_create("text", MFD_CLOEXEC) : fd;
-    if (present.insert(path).second && ::ftruncate(fd, 0) != 0) { // what the last object had there
+    if (present.insert(path).second && ::ftruncate(fd, 0) != 0) { // remains of the last object
         return "";
     }
-    return "/proc/self/fd/" + std::to_string(fd); // opened anew, for a position of its own
+    return "/proc/self/fd/" + std::to_string(fd); // opening this path gives a separate file offset
 }
 
 } // namespace vantorel::test
 
-// What C++ streams open files with. Seen by their library, it takes the place of the C library's.
+// C++ streams open files with this function. It replaces the one of the C library.
 extern "C" __attribute__((visibility("default"))) std::FILE* fopen64(const char* path,
                                                                      const char* mode) {
     static const auto next = reinterpret_cast<decltype(&fopen64)>(::dlsym(RTLD_NEXT, "fopen64"));

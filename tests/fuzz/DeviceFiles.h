@@ -10,9 +10,9 @@
 namespace vantorel::test {
 
 /**
- * The device's small files, in memory only. As long as one of these lives, the library and C++
- * streams find nothing else: whatever they open for writing comes into being, whatever else
- * they want to read is not there. Of one thread. A root directory would take too long for each.
+ * The device's small files, in memory only. While an object exists, the library and C++ streams see
+ * no other files: opening a file for writing creates it, and any other file does not exist. Use it
+ * in one thread. A private root directory for each input would take too long.
  */
 class DeviceFiles {
 public:
@@ -24,7 +24,7 @@ public:
     void Write(const std::string& path, const std::string& content);
     std::string Read(const std::string& path);
 
-    /** The path at which the kernel has a file; empty for one that is not there. */
+    /** Returns the path at which the kernel can open a file; empty if the file does not exist. */
     std::string PathOf(const std::string& path, bool create);
 
 private:

@@ -8,12 +8,12 @@
 
 namespace vantorel::test {
 
-/** What every frame of the camera shows. */
+/** The image of every frame of the camera. */
 inline kiroframe_t image{};
 
 } // namespace vantorel::test
 
-// Takes the place of the camera's SDK, and so is to be included once in a program.
+// Replaces a function of the camera SDK, so include this file in only one source of a program.
 extern "C" kirocamera_error_t
 kirocamera_frame_get_frame_by_format(kirocamera_frame_t*, std::uint32_t, kiroframe_t** answer) {
     *answer = &vantorel::test::image;

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 
-// Plays the corpus of a fuzzer: what once reached a part of the code goes on reaching it.
+// Replays the corpus of a fuzzer, so that every run covers the code that its inputs reach.
 
 #include <gtest/gtest.h>
 
@@ -13,7 +13,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
-TEST(Fuzzer, PlaysItsCorpus) {
+TEST(Fuzzer, ReplaysItsCorpus) {
     std::size_t played = 0;
     for (const auto& entry : std::filesystem::directory_iterator(VANTOREL_CORPUS)) {
         SCOPED_TRACE(entry.path());

@@ -1,9 +1,10 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 
-// Plays arbitrary input events to a button, and flips with arbitrary fates to a display.
+// Sends arbitrary input events to a button, and lets the flips of a display succeed or fail
+// arbitrarily.
 //
-// An input is a byte that chooses the device, then one byte, or a byte and a record, for each step.
+// An input is a byte that selects the device, then one byte, or a byte and a record, for each step.
 
 #include "tests/fuzz/Demand.h"
 #include "tests/support/kernel/Drm.h"
@@ -26,7 +27,7 @@ using Bytes = std::span<const std::uint8_t>;
 
 constexpr int key = KEY_POWER;
 
-/** The input has come to its end: a button would wait. */
+/** Thrown at the end of the input, where a button would wait. */
 struct End {};
 
 struct Presses final : ButtonObserver {
@@ -37,10 +38,10 @@ struct Presses final : ButtonObserver {
     int errors = 0;
 };
 
-/** The key follows the events, except those that are dropped: an observer must agree at the end. */
+/** The observer must know the state of the key at the end, even if events were dropped. */
 void PlayButton(Bytes steps) {
     bool isDown = false;
-    bool known = true; // whether the observer has had a chance to learn the state
+    bool known = true; // whether the device has reported the state to the observer
     test::ScopedSys sys;
     sys->Nanosleep = [](auto...) { return 0; };
     sys->Poll = [&](pollfd* fds, nfds_t, int) {
@@ -61,11 +62,11 @@ void PlayButton(Bytes steps) {
         const std::uint8_t kind = steps[0];
         steps = steps.subspan(1);
         switch (kind % 4) {
-        case 0: // pressed or released
+        case 0: // the key is pressed or released
             isDown = kind >= 0x80;
             record = {0, 0, EV_KEY, key, isDown ? 1 : 0};
             break;
-        case 1: // the same, and the event is dropped
+        case 1: // the same, but the kernel drops the event
             isDown = kind >= 0x80;
             known = false;
             record = {0, 0, EV_SYN, SYN_REPORT, 0};
@@ -73,7 +74,7 @@ void PlayButton(Bytes steps) {
         case 2:
             record = {0, 0, EV_SYN, SYN_DROPPED, 0};
             break;
-        default: // another key or nonsense, whole or cut; of this key only its repetition
+        default: // any record, complete or short; an event of this key becomes a repetition
             std::memcpy(to, steps.data(), std::min(size, steps.size()));
             steps = steps.subspan(std::min(size, steps.size()));
             record.value = record.code == key ? 2 : record.value;
@@ -109,7 +110,7 @@ struct Pictures final : LCDObserver {
     int errors = 0;
 };
 
-/** Whatever becomes of flips and events, the display shows pictures again once the card is well. */
+/** Once the card works again, the display must show frames, whatever happened to flips before. */
 void PlayDisplay(Bytes steps) {
     test::ScopedSys sys;
     test::FakeCard card(sys);

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 
-// Plays arbitrary flash streams against a gauge that is not there. Neither files nor buses of the
-// machine are touched: every system call on the way is answered here.
+// Plays arbitrary flash streams against a fake gauge. This file replaces every system call that a
+// stream needs, so no file or bus of the machine is used.
 
 #include "tests/fuzz/Demand.h"
 #include "tests/support/kernel/I2c.h"
@@ -23,13 +23,13 @@ using test::Demand;
 
 constexpr int notAFile = 1 << 20;
 
-/** The registers of the gauge hold their own numbers: 00 01 02 ... */
+/** Each register of the gauge contains its own address: 00 01 02 ... */
 int Transfer(std::uintptr_t selected, const test::I2cTransfer& transfer) {
     const auto& [address, written, read] = transfer;
     Demand(selected <= 0x7f && address == selected);
     if (read.empty()) {
         Demand(written.size() >= 2);
-        const std::string touched(written.begin(), written.end()); // every byte is really there
+        const std::string touched(written.begin(), written.end()); // every byte must be readable
     } else {
         Demand(written.size() == 1);
         std::iota(read.begin(), read.end(), written[0]);
@@ -40,7 +40,7 @@ int Transfer(std::uintptr_t selected, const test::I2cTransfer& transfer) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    std::cout.setstate(std::ios::failbit); // a message for nearly every stream
+    std::cout.setstate(std::ios::failbit); // nearly every stream prints a message
     std::string_view unread;
     test::ScopedSys sys;
     test::IoctlRecorder ioctls(sys);
@@ -66,7 +66,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     try {
         gauge.ExecuteFlashStream();
     } catch (const Error& error) {
-        Demand(error.Value() == EINVAL); // an impossible address, or more than a message can carry
+        Demand(error.Value() == EINVAL); // an invalid address, or too many bytes for a message
     } catch (const std::logic_error&) {
     } catch (int number) {
         Demand(number == EINVAL);

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 
-// Plays arbitrary images of the camera's SDK to the frame accessors and to everything that looks
-// into a frame's header.
+// Passes arbitrary images of the camera SDK to the frame accessors and to every reader of a frame
+// header.
 //
 // An input is the record before its pointer, then the header and the pixels.
 
@@ -44,12 +44,12 @@ void ReadFields() {
         Demand(get(&image) == value && get(nullptr) == 0);
     }
     const bool empty = image.width == 0 || image.height == 0 || image.channels == 0 ||
-                       image.pixel_depth == 0; // pointer and sizes do not count
+                       image.pixel_depth == 0; // pointer and sizes are ignored
     Demand(::kiroframe_is_empty(&image) == (empty ? 1U : 0U));
     Demand(::kiroframe_is_empty(nullptr) == 1);
 }
 
-/** Whatever the record says, nothing is read, and there are addresses within the picture only. */
+/** For any record, the accessors read no pixels and return only addresses within the image. */
 void Address(std::uint32_t x, std::uint32_t y) {
     const auto at = [](bool inside, std::size_t offset) {
         return inside && image.buffer != nullptr ? image.buffer + offset : nullptr;
@@ -90,7 +90,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     std::memcpy(static_cast<void*>(&image), data, recordSize);
     const std::size_t rest = size - recordSize;
-    // On the heap, to its last byte: the address sanitizer sees who reads behind it.
+    // A heap buffer of the exact size: the address sanitizer reports a read beyond its end.
     const auto buffer = std::make_unique<std::uint8_t[]>(rest);
     std::copy_n(data + recordSize, rest, buffer.get());
     image.buffer = image.reserved0 % 8 == 0 ? nullptr : buffer.get();
@@ -100,7 +100,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             Address(x, y);
         }
     }
-    // The SDK's promise is that the buffer holds header and pixels.
+    // The SDK guarantees that the buffer contains header and pixels.
     image.header_size = std::min(image.header_size, static_cast<std::uint32_t>(rest));
     image.data_size = static_cast<std::uint32_t>(rest) - image.header_size;
     Show();

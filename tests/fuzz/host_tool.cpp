@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 
-// Connects vantorel-host to a device that answers nonsense: too short, stalled, silent or forged.
+// Connects vantorel-host to a device with invalid replies: too short, stalled, missing or forged.
 //
-// An input is a byte that chooses the command, then the answers: a byte with the outcome and, for
-// data, two with its length and the data. At the end of the input the device is unplugged.
+// An input is a byte that selects the command, then the replies: a byte with the outcome and, for
+// data, two bytes with its length and the data. At the end of the input the device is unplugged.
 
 #include "host/Commands.h"
 #include "tests/fuzz/Demand.h"
@@ -48,7 +48,7 @@ public:
         const std::size_t count = std::min(length, rest.size());
         std::copy_n(rest.begin(), count, data.begin());
         rest = rest.subspan(count);
-        return length; // what is not in the input is zero, as in a forged record
+        return length; // bytes beyond the input are zero, as in a forged record
     }
     void Out(const Setup&, std::span<const std::uint8_t> data) override {
         Demand(data.size() <= largestTransfer);
@@ -104,12 +104,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     arguments.json = chosen >= 0x80;
     std::ostringstream out;
     std::ostringstream err;
-    // The command line is read once, by the other tests; it takes longer than a command.
+    // Other tests cover the parser of the command line, which takes longer than a command.
     const ExitCode code = RunCommand(arguments, bus, out, err);
     Demand(code != exitUsage && code != exitOutput);
     Demand(code == exitSuccess || code == exitRefused || !err.str().empty());
     const std::string text = out.str();
-    // A terminal must not obey what a device says.
+    // Text from a device must not send control sequences to a terminal.
     Demand(
         std::ranges::none_of(text, [](char c) { return c == '\x1b' || c == '\a' || c == '\b'; }));
     std::istringstream lines(text);

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 
-// Has vantorel-log read arbitrary logs.
+// Lets vantorel-log read arbitrary logs.
 //
-// An input is a byte that chooses whether the log begins with the right heading, then the log.
+// An input is a byte that selects whether the log begins with the right heading, then the log.
 
 #include "tests/fuzz/Demand.h"
 #include "tools/vantorel-log/LogReader.h"
@@ -30,7 +30,7 @@ constexpr const char* heading =
     "FPA Tdiode (Counts),FPA Temp (degC),FPA Spot Temp (degC),CPU Temp (degC),Board Temp (degC),"
     "Battery Temp (degC),Battery Voltage (V),Battery Current (+/- mA),Battery Level (%%)\n";
 
-/** Passes everything on to all readers, and counts. */
+/** Passes everything on to all readers and counts the lines. */
 struct Readers final : logtool::LogReceiver {
     void OnRecord(std::size_t line, const logtool::Record& record) override {
         Demand(line > lastLine);

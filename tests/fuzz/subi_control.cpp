@@ -1,12 +1,12 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 
-// Plays arbitrary events and host data to the vendor control function. Nothing of the machine is
-// touched and no thread runs: endpoint zero, the kernel's log and the camera's frames are in here.
+// Sends arbitrary events and host data to the vendor control function. It uses nothing of the
+// machine and runs no thread: endpoint zero, the kernel log and the camera's frames are fakes.
 //
-// An input is a text that the camera calls its chip, then steps: a byte that says what happens (see
-// World::Step()) and what belongs to it. The tests in tests/usb check the
-// answer to each request; here no answer may contain anything that is not meant for the host.
+// An input is the camera's chip text, then steps: a byte that selects the action (see
+// World::Step()) and its data. tests/usb checks the reply to each request; this fuzzer checks that
+// a reply contains nothing that is not meant for the host.
 
 #include "tests/fuzz/Demand.h"
 #include "tests/fuzz/Frame.h"
@@ -35,8 +35,8 @@ using namespace vantorel;
 using test::Bytes;
 using test::Demand;
 
-// Adding the function for real would start its thread. An explicit instantiation is the one place
-// that may name what is private.
+// Adding the function to a port would start its thread. Only an explicit instantiation may name
+// private members.
 auto& IdentityOf(USBGadgetSubi& subi);
 auto& EndpointOf(USBGadgetSubi& subi);
 template <auto Identity, auto Endpoint>
@@ -62,7 +62,7 @@ void Connect(SharedSlot<const Identity>& slot, const Bytes& chip) {
     slot.Store(std::move(identity));
 }
 
-/** What an input still holds; zeros behind its end. */
+/** The unread rest of an input; returns zeros beyond its end. */
 struct Input {
     std::uint8_t Byte() {
         const std::uint8_t byte = left.empty() ? std::uint8_t{0} : left.front();
@@ -77,7 +77,7 @@ struct Input {
     std::span<const std::uint8_t> left;
 };
 
-/** The machine around the function, and what a host may get out of it. */
+/** The machine around the function, with checks of its replies to a host. */
 class World {
 public:
     explicit World(const Bytes& chip) {
@@ -101,16 +101,16 @@ public:
         const std::uint8_t what = input.Byte();
         hostData.clear();
         switch (what & 7) {
-        case 0: // any event, not always a whole one; none is a failed read
+        case 0: // any event, complete or not; an empty one is a failed read
             event = input.Some(input.Byte() % 13);
             return Serve();
-        case 1: // what the kernel's log does next
+        case 1: // the next results of the kernel log
             unread = static_cast<std::int8_t>(input.Byte());
             logResult = static_cast<std::int8_t>(input.Byte());
             return;
         case 2:
             return ChangeCamera(input);
-        default: // a request with what the host sends along
+        default: // a request and the host's data
             event.assign(12, 0);
             event[0] = what & 0xf8;
             event[1] = input.Byte();
@@ -129,7 +129,7 @@ private:
         try {
             subi->ServiceFunction();
         } catch (const std::invalid_argument&) {
-            // The development machine has no version file; a device without one ends here.
+            // The development machine has no version file; the application ends on such a device.
             Demand(event.at(1) == 78 && selector == 0);
         }
         const bool isRequest = event.size() == 12 && event[8] == 4;
@@ -156,9 +156,9 @@ private:
         if (result < 0) {
             return result;
         }
-        const Bytes& reply = *zero.outcome.reply; // every byte is really there
+        const Bytes& reply = *zero.outcome.reply; // a copy, so every byte was readable
         const auto answers78 = [&](int which) { return event[1] == 78 && selector == which; };
-        if (answers78(14)) { // the kernel cuts it to what is asked for
+        if (answers78(14)) { // the kernel truncates it to the requested length
             Demand(reply == std::exchange(logText, {}));
         } else {
             Demand(size == Length());
@@ -172,12 +172,12 @@ private:
     }
 
     int KernelLog(int action, char* buffer, int size) {
-        logText.clear(); // whatever comes of it, the text before is not to be had again
+        logText.clear(); // even after a failure, the previous text must not be sent again
         if (action == 9) {
             return unread;
         }
         Demand(action == 2 && size == 64);
-        Demand(unread != 0); // or the kernel would wait for the next line
+        Demand(unread != 0); // otherwise the kernel would wait for the next line
         if (logResult < 0) {
             return test::FailWith(EPERM);
         }
@@ -185,13 +185,13 @@ private:
                        static_cast<std::uint8_t>(logResult | 0x80));
         std::memset(buffer, 0x55, static_cast<std::size_t>(size));
         std::ranges::copy(logText, buffer);
-        return logResult; // more than there is room for, as from a confused kernel
+        return logResult; // may exceed the size of the buffer
     }
 
     void ChangeCamera(Input& input) {
         switch (input.Byte() & 3) {
         case 0: {
-            Bytes header = input.Some(128 + input.Byte() % 16); // the value wanted is at 131
+            Bytes header = input.Some(128 + input.Byte() % 16); // the function reads offset 131
             test::image.header_size = static_cast<std::uint32_t>(header.size());
             test::image.buffer = header.data();
             return subi->OnCameraFrameAvailable(camera, nullptr);
@@ -215,7 +215,7 @@ private:
     Camera camera{nullptr};
     std::optional<USBGadgetSubi> subi;
 
-    // What the kernel has for the call under way, and what came of it.
+    // The kernel's data for the current call, and its results.
     test::EndpointZero zero;
     Bytes event;
     Bytes hostData;
@@ -223,7 +223,7 @@ private:
     int logResult = 0;
     int answers = 0;
 
-    // What the host has chosen, and what there is of the log for it.
+    // The host's selection, and the log text that it may read.
     std::uint16_t selector = 0;
     Bytes logText;
 };
@@ -231,7 +231,7 @@ private:
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    std::cout.setstate(std::ios::failbit); // a message for every failed read
+    std::cout.setstate(std::ios::failbit); // every failed read prints a message
     Input input{{data, size}};
     World world(input.Some(16));
     while (!input.left.empty()) {

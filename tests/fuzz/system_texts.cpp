@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 
-// Puts arbitrary texts where the library reads the small files of the device. Nothing of the
-// machine is touched: the files are in memory.
+// Lets the library read arbitrary texts from the device's small files. The files are in memory; no
+// file of the machine is used.
 //
-// An input is a byte that chooses the reader, then what its file holds.
+// An input is a byte that selects the reader, then the content of its file.
 
 #include "tests/fuzz/Demand.h"
 #include "tests/fuzz/DeviceFiles.h"
@@ -85,7 +85,7 @@ void ReadCharger(Text text) {
 struct Reader {
     const char* file;
     void (*read)(Text);
-    bool throws = false; // what is no number, or is not there
+    bool throws = false; // on a missing file or a text that is not a number
 };
 constexpr Reader readers[] = {
     // In the order of the corpus.

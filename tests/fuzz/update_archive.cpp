@@ -1,12 +1,12 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 
-// Has the update manager take arbitrary archives, which the real BusyBox unpacks.
+// Passes arbitrary archives to the update manager. The real BusyBox unpacks them.
 //
-// The process has mounts of its own over the folders of an update. tar runs in a root directory of
-// its own, in which nothing but the update's folder may change.
+// The process has private mounts over the folders of an update. tar runs in a separate root
+// directory, in which only the update's folder may change.
 //
-// An input is a byte that chooses whether the headers get right checksums, then the archive.
+// An input is a byte that selects whether the headers get correct checksums, then the archive.
 
 #include "tests/fuzz/Demand.h"
 #include "tests/support/PrivateRoot.h"
@@ -35,7 +35,7 @@ const std::string root = "/tmp/var/root";
 const std::string updateFolder = "/tmp/update";
 const std::string archive = "/tmp/var/drive/THERMAL.STR";
 
-/** Becomes root of the folders of an update, and of nothing else. */
+/** Moves the process into its own namespaces, with private folders for an update. */
 void Isolate() {
     static bool isIsolated = false;
     if (std::exchange(isIsolated, true)) {
@@ -56,7 +56,7 @@ void Isolate() {
     }
     std::filesystem::copy_file("/bin/busybox", root + "/bin/busybox");
     test::WriteFile(root + "/etc/firmware", "running");
-    // Without a running slot, the manager takes no archive at all.
+    // Without a running slot, the manager accepts no archive.
     test::WriteFile("/tmp/var/cmdline", "image_select=0\n");
     test::Must(::mount("/tmp/var/cmdline", "/proc/cmdline", nullptr, MS_BIND, nullptr));
     std::filesystem::create_directories("/tmp/var/drive");
@@ -65,7 +65,7 @@ void Isolate() {
         ::mount(updateFolder.c_str(), (root + updateFolder).c_str(), nullptr, MS_BIND, nullptr));
 }
 
-/** The paths outside of the update's folder. */
+/** The paths outside the update's folder. */
 std::set<std::string> Outside() {
     std::set<std::string> paths;
     for (std::filesystem::recursive_directory_iterator entry(root), end; entry != end; ++entry) {
@@ -77,7 +77,7 @@ std::set<std::string> Outside() {
     return paths;
 }
 
-/** Gives each header its checksum, without which tar takes nothing. */
+/** Sets the checksum of each header; tar rejects an archive with a wrong one. */
 void CorrectChecksums(std::string& tar) {
     constexpr std::size_t block = 512;
     for (std::size_t at = 0; at + block <= tar.size();) {
@@ -98,7 +98,7 @@ void CorrectChecksums(std::string& tar) {
     }
 }
 
-/** Unpacks as the device does; a tar that never ends is a fault of the archive. */
+/** Unpacks as the device does. The alarm detects an archive at which tar hangs. */
 pid_t Unpack(char* const* arguments) {
     const pid_t child = ::fork();
     if (child == 0) {
@@ -126,7 +126,7 @@ struct Witness final : FirmwareUpdateObserver {
 
 } // namespace
 
-/** Before libFuzzer has a second thread, with which a process cannot get a user namespace. */
+/** Runs before libFuzzer starts a second thread: then unshare() of a user namespace fails. */
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     Isolate();
     return 0;

@@ -11,7 +11,7 @@
 
 namespace vantorel::host {
 
-/** A bus with the device's real function at the other end of its cable. */
+/** A bus that connects to the device's real vendor function. */
 struct FakeBus final : Bus {
     std::vector<DeviceInfo> devices = {{1, 7, 0x1209, 0x21, "Maker", "Camera", "0x5a", ""}};
     std::optional<Failure> openFailure;
@@ -23,8 +23,8 @@ struct FakeBus final : Bus {
     test::SubiDevice device;
     std::size_t requests = 0;
     std::function<void()> onRequest = [] {};
-    /** What arrives instead of the device's answers, by request and length; no machine but the
-     * device has a version to report. */
+    /** Replies that replace those of the device, by request and length. The version is always
+     * replaced, since only the device has a version file. */
     std::map<std::pair<int, std::size_t>, std::optional<test::Bytes>> replaced = {
         {{78, 36}, test::Bytes(version.begin(), version.end())}};
 
@@ -52,7 +52,7 @@ private:
             const auto reply = other == bus.replaced.end()
                                    ? bus.device.endpoint.In(setup.request, data.size()).reply
                                    : other->second;
-            if (!reply) { // no reply ends in a stall, too, once the device waits again
+            if (!reply) { // a missing reply also stalls once the device waits for the next request
                 throw TransportError(Failure::Stall, "stall");
             }
             const std::size_t size = std::min(reply->size(), data.size());

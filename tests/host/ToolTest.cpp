@@ -25,7 +25,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-/** Lets no file of this process grow beyond a size. */
+/** Limits the size of the files that this process writes. */
 class SmallFiles {
 public:
     explicit SmallFiles(rlim_t size) {
@@ -70,7 +70,7 @@ protected:
         return out.str();
     }
 
-    /** Checks a run's exit code, and a text in its result or its error message. */
+    /** Runs a command line; checks its exit code and a text in its result or error message. */
     void CheckRun(const std::string& line, ExitCode code, const std::string& text) {
         EXPECT_EQ(Run(line), code) << line;
         EXPECT_THAT(out.str() + err.str(), HasSubstr(text));
@@ -89,7 +89,7 @@ protected:
     test::SubiDevice& device = bus.device;
 };
 
-TEST_F(ToolTest, PrintsTheDevicesAnswers) {
+TEST_F(ToolTest, PrintsTheDevicesReplies) {
     const float spot = -0.5;
     kirocamera_sim_set_header(131, &spot, sizeof spot);
     device.manager.OnConnectionStateChanged(ConnectionState::Battery,
@@ -123,7 +123,7 @@ TEST_F(ToolTest, PrintsTheDevicesAnswers) {
         EXPECT_EQ(Output(line), expected) << line;
     }
     EXPECT_EQ(device.wishes.Take(), "start stop ");
-    bus.replaced[{78, 66}] = test::Bytes(66, 'x'); // texts that no zero ends
+    bus.replaced[{78, 66}] = test::Bytes(66, 'x'); // texts without a terminating zero
     EXPECT_THAT(Output("identity"), HasSubstr("\nserial:     xxxxxxxxxxxxxxxx\n"));
 }
 
@@ -146,7 +146,7 @@ TEST_F(ToolTest, ReportsWhyTheDeviceRefused) {
     CheckRun("raw 88 2 --json", exitRefused, R"("stalled":true,"status":{"code":0)");
     bus.replaced[{53, 4}] = {0, 0, 5, 0};
     CheckRun("session start", exitRefused, "refused to start the capture session");
-    // Answers that such a device never gives.
+    // Replies that the device never sends.
     bus.replaced = {{{53, 4}, test::Bytes(3)}};
     CheckRun("status", exitRefused, "incomplete status word");
     bus.replaced = {{{61, 2}, test::Bytes(1)}, {{78, 4}, test::Bytes{65, 0, 0, 0}}};
@@ -170,7 +170,7 @@ TEST_F(ToolTest, ReadsTheFactorySettingsInPieces) {
         CheckRun("factory read --out " + file, exitOutput, file);
     }
     EXPECT_FALSE(std::filesystem::exists(file))
-        << "a part of the settings could be mistaken for all of them";
+        << "a partial file could be mistaken for all settings";
     out.setstate(std::ios::badbit);
     EXPECT_EQ(Run("identity"), exitOutput);
 }
@@ -186,13 +186,13 @@ TEST_F(ToolTest, JoinsTheKernelLogsPieces) {
                                          "{\"line\":\"<4>[ 2.0] \\u001b[2J\xef\xbf\xbd\"}\n"
                                          "{\"line\":\"last\"}\n");
     kernelLog = "one\ntwo\n";
-    FailAfter(7, Failure::Gone); // beyond the first empty piece
+    FailAfter(7, Failure::Gone); // after the first empty piece
     EXPECT_EQ(Run("klog --follow"), exitBus);
     EXPECT_EQ(out.str(), "one\ntwo\n");
     EXPECT_EQ(err.str(), "vantorel-host: The cable is cut.\n");
 }
 
-TEST_F(ToolTest, ChoosesTheDevice) {
+TEST_F(ToolTest, SelectsTheDevice) {
     CheckRun("--vendor 0x1234 list", exitNoDevice, "no camera of vendor 0x1234");
     CheckRun("--vendor 0x1234 identity", exitNoDevice, "No camera of vendor 0x1234 is connected");
     CheckRun("--vendor 1234 identity", exitNoDevice, "No camera of vendor 0x1234 is connected");
@@ -212,7 +212,7 @@ TEST_F(ToolTest, ChoosesTheDevice) {
     EXPECT_EQ(Output("list"), "001:007 1209:0021 (No permission.)\n");
 }
 
-TEST_F(ToolTest, RefusesWrongArguments) {
+TEST_F(ToolTest, RejectsWrongArguments) {
     for (const char* line : {"",
                              "nothing",
                              "raw",
@@ -240,7 +240,7 @@ TEST_F(ToolTest, RefusesWrongArguments) {
     EXPECT_THAT(Output("--help"), AllOf(HasSubstr("klog"), HasSubstr("Exit status")));
 }
 
-TEST_F(ToolTest, NamesTheWordThatIsNoCommand) {
+TEST_F(ToolTest, NamesAnUnknownCommandAndSuggestsASimilarOne) {
     const std::pair<const char*, const char*> rows[] = {
         {"temperatur", "temperatur: no such command; did you mean temperature?\n"},
         {"--timeout 9 idntity", "idntity: no such command; did you mean identity?\n"},
@@ -304,14 +304,14 @@ TEST_F(ToolTest, DocumentsEveryJsonField) {
     EXPECT_EQ(fields, test::DocumentedFields(page));
 }
 
-TEST_F(ToolTest, DrawsTheSameRandomRequestsFromTheSameSeed) {
+TEST_F(ToolTest, SendsTheSameRandomRequestsForTheSameSeed) {
     FuzzSource source(5);
     std::uint32_t sum = 0;
     for (int draws = 0; draws < 20000; ++draws) {
         const auto [setup, in, length, data] = source.Next();
         sum = 31 * sum + setup.request + setup.value + setup.index + length;
     }
-    EXPECT_EQ(sum, 3599895662U) << "a seed gives other requests on this machine";
+    EXPECT_EQ(sum, 3599895662U) << "the seed produces different requests on this machine";
 }
 
 TEST_F(ToolTest, FuzzChecksTheIdentityAndRestoresTheSession) {

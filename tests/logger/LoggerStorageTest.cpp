@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 
-// The log after its storage fails or is damaged, or its process is killed.
+// The log after a storage failure, after damage, and after its process is killed.
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/ErrorOf.h"
 #include "tests/support/PrivateMounts.h"
@@ -29,7 +29,7 @@ void Log(Logger& logger, int lines) {
     }
 }
 
-/** The number of a session's lines; -1 unless they are whole and its first ones. */
+/** Counts a session's lines; returns -1 if one is incomplete or if an earlier one is missing. */
 int WholeLines(const std::string& log, const std::string& session) {
     int count = 0;
     std::istringstream lines(log);
@@ -66,7 +66,7 @@ protected:
     test::TemporaryDirectory directory;
 };
 
-TEST_F(LoggerStorageTest, CountsSessionsThroughEveryStateOfTheirFile) {
+TEST_F(LoggerStorageTest, NumbersSessionsForEveryContentOfTheirFile) {
     const std::pair<const char*, const char*> rows[] = {
         {" 41\nmore", "42\n"},
         {"garbage", "1\n"},
@@ -77,7 +77,7 @@ TEST_F(LoggerStorageTest, CountsSessionsThroughEveryStateOfTheirFile) {
         const Logger logger(directory / "");
         EXPECT_EQ(directory.Read("session"), left) << found;
     }
-    EXPECT_EQ(std::ranges::count(directory.Read("debug.csv"), '\n'), 1) << "its columns";
+    EXPECT_EQ(std::ranges::count(directory.Read("debug.csv"), '\n'), 1) << "the column names";
 }
 
 TEST_F(LoggerStorageTest, LosesOnlyBufferedWholeLinesWhenKilled) {
@@ -85,7 +85,7 @@ TEST_F(LoggerStorageTest, LosesOnlyBufferedWholeLinesWhenKilled) {
     LogAndDie(lines, false);
     const std::string log = directory.Read("debug.csv");
     const int kept = WholeLines(log, "1");
-    EXPECT_LT(kept, lines) << "nothing was buffered: every line costs a write to the flash";
+    EXPECT_LT(kept, lines) << "not buffered: every line costs a write to the flash";
     EXPECT_GT(kept, lines - 200) << "more than 9000 bytes were buffered";
 
     LogAndDie(lines, true);
@@ -93,7 +93,7 @@ TEST_F(LoggerStorageTest, LosesOnlyBufferedWholeLinesWhenKilled) {
     EXPECT_EQ(WholeLines(directory.Read("debug.csv"), "2"), lines);
 }
 
-TEST_F(LoggerStorageTest, ThrowsWhenThereCanBeNoLog) {
+TEST_F(LoggerStorageTest, ThrowsWhenTheLogCannotBeCreated) {
     std::filesystem::create_directories(directory / "taken/debug.csv");
     EXPECT_EQ(test::ErrorOf([&] { Logger logger(directory / "taken/"); }), EIO);
     EXPECT_EQ(test::ErrorOf([&] { Logger logger(directory / "missing/below/"); }), ENOENT);
@@ -111,7 +111,7 @@ TEST_F(LoggerStorageTest, KeepsTheLinesThatFitOnAFullDiskAndContinuesToPrint) {
     EXPECT_GT(log.size(), 50000U);
     EXPECT_GT(WholeLines(log.substr(0, log.rfind('\n') + 1), "1"), 500);
     EXPECT_THAT(output.Take(), testing::HasSubstr("SESSION: 1 "));
-    Logger next(directory / ""); // no space for its number either
+    Logger next(directory / ""); // its session number does not fit either
     Log(next, lines);
     EXPECT_THAT(output.Take(), testing::HasSubstr("NERR: " + std::to_string(1U << 23)));
     EXPECT_EQ(directory.Read("debug.csv").substr(0, log.size()), log);

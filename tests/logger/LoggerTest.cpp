@@ -31,7 +31,7 @@ struct Commas final : std::numpunct<char> {
 class LoggerTest : public testing::Test {
 protected:
     /** Connects a camera whose frames the logger receives. */
-    void Film() {
+    void ConnectCamera() {
         manager.AddObserver(*logger);
         manager.Start();
         sdk.Connect();
@@ -52,13 +52,13 @@ protected:
     CameraManager manager{0};
 };
 
-TEST_F(LoggerTest, JoinsWhatAllSubjectsReported) {
+TEST_F(LoggerTest, CombinesTheReportsOfAllSubjects) {
     const std::locale before = std::locale::global(std::locale({}, new Commas));
     directory.Write("session", "1233");
     logger.emplace(directory / "");
     EXPECT_EQ(logger->CreateEntry().ToString(false, false, ","),
               "0,,0,0,0.0,0,0.0,0.0,0.0,0.0,0.0,0.0,0,0");
-    Film();
+    ConnectCamera();
     Put(22, std::uint64_t{1234567890123456789});
     kirocamera_sim_set_header(30, "0123456789AB", 13);
     Put(99, std::uint32_t{4000000000});
@@ -115,7 +115,7 @@ struct Witness final : LoggerObserver {
     int torn = 0; // headers with differing bytes
 };
 
-TEST_F(LoggerTest, ServiceStartsOnlyByAFirstChangeIntoABatteryState) {
+TEST_F(LoggerTest, ServiceStartsOnlyIfTheFirstStateHasABattery) {
     logger.emplace(directory / "");
     for (int change = 0; change < 36; ++change) {
         const int from = change / 6;
@@ -130,7 +130,7 @@ TEST_F(LoggerTest, ServiceStartsOnlyByAFirstChangeIntoABatteryState) {
             std::this_thread::sleep_for(1ms);
         }
         EXPECT_EQ(witness.entries > 0, starts) << from << " to " << to;
-    } // its destruction ends a running service
+    } // the destructor stops a running service
 }
 
 TEST_F(LoggerTest, ServiceShowsAnEntryBeforeItIsWrittenAndCountsItsIntervals) {
@@ -149,12 +149,12 @@ TEST_F(LoggerTest, ServiceShowsAnEntryBeforeItIsWrittenAndCountsItsIntervals) {
 
 TEST_F(LoggerTest, ServiceNeverSamplesATornHeaderWhileAllSubjectsReport) {
     logger.emplace(directory / "");
-    Film();
+    ConnectCamera();
     Witness witness;
     LoggerService service(*logger, 1ms);
     service.AddObserver(witness);
     service.Start();
-    // Frames at full speed, with the gauge and the flush before a power-off in parallel.
+    // Deliver frames at full speed, together with gauge readings and flushes.
     for (std::uint8_t value = 1; witness.entries < 500; ++value) {
         std::array<std::uint8_t, LoggerEntry::headerSize> bytes;
         bytes.fill(value);

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 
-// The power states and the power-off request; tests/device/poweroff.console shows that the device
-// then is off.
+// The power states and the power-off request; tests/device/poweroff.console checks that the device
+// then turns off.
 
 #include "tests/support/CameraSimulator.h"
 #include "tests/support/CapturedOutput.h"
@@ -55,12 +55,12 @@ struct Kernel {
     int pauses = 0;
 };
 
-/** The test itself is the observer. */
+/** The fixture itself is the observer. */
 class ConnectionManagerTest : public testing::Test, public ConnectionObserver, protected Kernel {
 protected:
     ConnectionManagerTest() {
         Restart();
-        // Lets the port be bound without waiting.
+        // Binding the port waits for a camera.
         sdk.Connect();
         Camera camera(kirocamera_sim_get_camera());
         usb.OnCameraConnect(camera);
@@ -106,7 +106,8 @@ TEST_F(ConnectionManagerTest, FollowsBatteryAndCharger) {
         const char* heard;
     };
     const std::vector<Step> lives[] = {
-        // A lost battery is not noticed on battery or while the charger is present. 5 is final.
+        // The loss of the battery is ignored on battery and while the charger is present. State 5
+        // is final.
         {{true, false, "0>1"},
          {false, false, ""},
          {true, true, "1>2"},
@@ -131,7 +132,7 @@ TEST_F(ConnectionManagerTest, FollowsBatteryAndCharger) {
     }
 }
 
-/** Makes a transition of its own when notified of the battery. */
+/** Starts a transition when it is notified of the battery. */
 struct Nesting final : ConnectionObserver {
     void OnConnectionStateChanged(ConnectionState to, ConnectionState) override {
         if (to == ConnectionState::Battery) {
@@ -148,14 +149,14 @@ TEST_F(ConnectionManagerTest, PassesEveryObserverTheStatesOfItsTransition) {
     manager->AddObserver(first);
     manager->AddObserver(*this);
     EXPECT_EQ(Poll(true, false), "0>20>1");
-    EXPECT_EQ(Poll(true, true), "1>2") << "the outer transition has ended last";
+    EXPECT_EQ(Poll(true, true), "1>2") << "the outer transition ended last";
 }
 
 TEST_F(ConnectionManagerTest, WaitsTwentyChecksForAHost) {
     EXPECT_EQ(Poll(false, false), "0>3");
     EXPECT_EQ(hostChecks, 20);
     EXPECT_EQ(pauses, 20);
-    EXPECT_EQ(Poll(true, true), "") << "final";
+    EXPECT_EQ(Poll(true, true), "") << "the state is final";
 }
 
 TEST_F(ConnectionManagerTest, GoesToHostAsSoonAsOneConfiguresThePort) {
@@ -170,18 +171,18 @@ TEST_F(ConnectionManagerTest, GoesToHostAsSoonAsOneConfiguresThePort) {
     EXPECT_EQ(Poll(false, false), " error 19");
 }
 
-TEST_F(ConnectionManagerTest, DecidesAnewAfterAFailureWithoutBindingThePortAgain) {
+TEST_F(ConnectionManagerTest, DecidesAgainAfterAFailureWithoutBindingThePortAgain) {
     stateFailure = EIO;
     EXPECT_EQ(Poll(false, false), " error 5");
     stateFailure = 0;
     configuredAtCheck = 0;
-    throws = true; // a failed notification is repeated
+    throws = true; // the manager repeats a notification that throws
     EXPECT_EQ(Poll(false, false), "0>4 error 5");
     throws = false;
     EXPECT_EQ(Poll(false, false), "0>4");
 }
 
-TEST(PowerManager, PowersOffAtTheUsersRequestAloneAndFlushesFirst) {
+TEST(PowerManager, FlushesAndPowersOffOnlyAtTheUsersRequest) {
     test::ScopedSys sys;
     std::string done;
     sys->Sync = [&] { done += "sync "; };

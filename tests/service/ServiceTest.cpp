@@ -59,7 +59,7 @@ TEST(Service, PausesBeforeTheFirstCallAndKeepsOneThread) {
     service.Start();
     service.WaitForCalls(3);
     service.Stop();
-    EXPECT_EQ(pauses, service.calls); // a second thread would pause for the same calls
+    EXPECT_EQ(pauses, service.calls); // a second thread would add pauses
 }
 
 TEST(Service, RunsOnceInItsLifeAndSpinsWithoutSleepingForAnIntervalOfZeroOrLess) {
@@ -72,14 +72,14 @@ TEST(Service, RunsOnceInItsLifeAndSpinsWithoutSleepingForAnIntervalOfZeroOrLess)
         service.Stop();
         const int calls = service.calls;
         service.Start();
-        std::this_thread::sleep_for(20ms); // time for a second start to show
+        std::this_thread::sleep_for(20ms); // time for a second thread to call the function
         service.Stop();
-        Service::ServiceThreadFunction(&service); // nor does the application's own thread run it
+        Service::ServiceThreadFunction(&service); // must not call the function here either
         EXPECT_EQ(service.calls, calls);
     }
 }
 
-TEST(Service, IsNotRunningWhenItGetsNoThread) {
+TEST(Service, IsNotRunningWhenItsThreadCannotBeCreated) {
     pthread_attr_t usual;
     ASSERT_EQ(::pthread_getattr_default_np(&usual), 0);
     pthread_attr_t tooLarge;
@@ -95,7 +95,7 @@ TEST(Service, IsNotRunningWhenItGetsNoThread) {
     service.Stop();
 }
 
-TEST(Sleep, ContinuesAfterASignalForTheRestOfTheTime) {
+TEST(Sleep, ContinuesForTheRemainingTimeAfterASignal) {
     ScopedSys sys;
     std::vector<std::pair<time_t, long>> requests;
     sys->Nanosleep = [&](const timespec* request, timespec* remaining) {
@@ -117,7 +117,7 @@ TEST(ServiceDeathTest, EndsTheProcessWhenDestroyedWhileItRuns) {
         testing::KilledBySignal(SIGABRT), "");
 }
 
-TEST(ObserverList, NotifiesInTheOrderOfRegistrationWithoutChecks) {
+TEST(ObserverList, NotifiesInOrderOfRegistrationIncludingDuplicates) {
     struct Listener {
         void OnEvent(std::vector<Listener*>& notified) { notified.push_back(this); }
     } a, b;
@@ -135,7 +135,7 @@ TEST(Error, ReturnsThePlatformsTexts) {
     EXPECT_EQ(Error(-7).ToString(), "Unknown error -7");
 }
 
-TEST(UniqueFd, ClosesWhatItOwnsOnceAndKeepsErrno) {
+TEST(UniqueFd, ClosesItsDescriptorOnceAndKeepsErrno) {
     ScopedSys sys;
     std::vector<int> closed;
     sys->Close = [&](int fd) { return closed.push_back(fd), test::FailWith(EIO); };
@@ -152,7 +152,7 @@ TEST(UniqueFd, ClosesWhatItOwnsOnceAndKeepsErrno) {
 }
 
 // A getty on the USB line outlives the application and would keep its devices open.
-TEST(OpenFile, KeepsDescriptorsFromChildren) {
+TEST(OpenFile, ClosesDescriptorsOnExec) {
     const UniqueFd file = OpenFile("/dev/null", O_RDONLY);
     EXPECT_EQ(::fcntl(file.Get(), F_GETFD), FD_CLOEXEC);
 }
@@ -185,7 +185,7 @@ private:
     std::atomic<bool> busy{false};
 };
 
-TEST(StatusLine, IsLostAloneWhenItCannotBeWrittenAndLeavesTheProcessAtOnce) {
+TEST(StatusLine, IsFlushedAndIsNotLostAfterAFailedOne) {
     Disk disk;
     disk.full = true;
     PrintStatus("lost");
@@ -193,7 +193,7 @@ TEST(StatusLine, IsLostAloneWhenItCannotBeWrittenAndLeavesTheProcessAtOnce) {
     const int before = disk.flushes;
     PrintStatus("kept");
     EXPECT_EQ(disk.str(), "kept\n");
-    EXPECT_GT(disk.flushes, before) << "a power cut would lose it";
+    EXPECT_GT(disk.flushes, before) << "not flushed: a power cut would lose the line";
 }
 
 TEST(StatusLine, IsWrittenByOneThreadAtATime) {
@@ -209,7 +209,7 @@ TEST(StatusLine, IsWrittenByOneThreadAtATime) {
     EXPECT_EQ(disk.overlaps, 0);
 }
 
-// A camera must outlive the frames that are under way when another one takes its place.
+// A camera must outlive the frames that are being handled when another camera replaces it.
 TEST(SnapshotSlot, DestroysReplacedObjectsAfterTheirLastReader) {
     const auto first = std::make_shared<int>(1);
     const auto second = std::make_shared<int>(2);
@@ -226,7 +226,7 @@ TEST(SnapshotSlot, DestroysReplacedObjectsAfterTheirLastReader) {
         EXPECT_EQ(first.use_count() + second.use_count(), 2);
         slot.Store(first);
         slot.Store(second);
-        EXPECT_EQ(first.use_count(), 1) << "nobody reads it";
+        EXPECT_EQ(first.use_count(), 1) << "no reader uses it";
     }
     EXPECT_EQ(second.use_count(), 1);
 }

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 
-// Parts that no test of the library uses: the frame with its header, and the control pipe. The
+// The parts that no test of the library uses: the frame with its header, and the control pipe. The
 // chaos test covers the threads.
 
 #include "tests/support/CameraSimulator.h"
@@ -21,7 +21,7 @@ namespace {
 
 using namespace vantorel::test;
 
-/** A camera whose session runs, and its latest picture. */
+/** A camera with a running session, and its latest image. */
 class CameraSimulator : public testing::Test {
 protected:
     void SetUp() override {
@@ -50,8 +50,8 @@ protected:
     kiroframe_t* image = nullptr;
 };
 
-// They include the spot's temperature and its pixels.
-TEST_F(CameraSimulator, FrameHasEveryFieldAtItsPlace) {
+// The fields include the temperature of the spot and its pixels.
+TEST_F(CameraSimulator, WritesEveryFieldOfAFrameAtItsOffset) {
     for (int count = 0; count < 10; ++count) {
         EXPECT_EQ(manual.Frame(), 0);
     }
@@ -71,7 +71,7 @@ TEST_F(CameraSimulator, FrameHasEveryFieldAtItsPlace) {
     EXPECT_EQ(kirocamera_sim_command("hang 1"), 0);
     auto stop = std::async([&] { return kirocamera_capture_session_stop(camera); });
     EXPECT_EQ(stop.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
-    EXPECT_EQ(manual.Frame(), 0) << "frames go on";
+    EXPECT_EQ(manual.Frame(), 0) << "frames continue";
     EXPECT_EQ(kirocamera_sim_command("hang 0"), 0);
     EXPECT_EQ(stop.get(), 0);
     EXPECT_EQ(kirocamera_capture_session_start(camera, 0x80), 0);
@@ -79,7 +79,7 @@ TEST_F(CameraSimulator, FrameHasEveryFieldAtItsPlace) {
     EXPECT_NE(manual.Frame(), 0) << "a command takes effect at once";
 }
 
-TEST_F(CameraSimulator, PlaysAndMakesRecordings) {
+TEST_F(CameraSimulator, PlaysAndWritesRecordings) {
     const TemporaryDirectory directory;
     const auto picture = [](std::int16_t temperature) {
         const std::vector<std::int16_t> pixels(160 * 120, temperature);
@@ -102,17 +102,17 @@ TEST_F(CameraSimulator, PlaysAndMakesRecordings) {
     EXPECT_EQ(manual.Frame(), 0);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "camera simulator: no recording: " + directory / "short" + "\n");
-    EXPECT_GT(Spot(), 10.0F) << "the scene goes on";
+    EXPECT_GT(Spot(), 10.0F) << "the scene continues";
     EXPECT_EQ(ReadFile(directory / "copy"), picture(-1234) + picture(5000) + picture(-1234));
 }
 
-TEST(CameraControl, SurvivesAnyInputFromThePipeAndEnds) {
+TEST(CameraControl, SurvivesAnyInputFromThePipe) {
     const TemporaryDirectory directory;
     const std::string path = directory / "camera";
     setenv("KIROCAMERA_SIM_CONTROL", path.c_str(), 1);
     setenv("KIROCAMERA_SIM_CONNECTED", "0", 1);
     kirocamera_sim_reset();
-    std::atomic<int> events = 0; // the numbers of all of them, as digits
+    std::atomic<int> events = 0; // the event codes as decimal digits
     kirocamera_manager_t* manager = nullptr;
     ASSERT_EQ(kirocamera_manager_create(&manager, 0), 0);
     const auto note = [](auto, auto event, auto error, void* all) {

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 
-// The UI simulator's handling of buttons and of any values to draw. Tests on the device compare its
+// How the UI simulator handles buttons and draws any values. Tests on the device compare its
 // screens: tests/device/day.console, update.console and others.
 
 #include <VantorelUI.h>
@@ -23,7 +23,7 @@ constexpr Button power{Button1Down, Button1Up};
 constexpr Button torch{Button2Down, Button2Up};
 constexpr Button pinhole{ButtonPinholeDown, ButtonPinholeUp};
 
-/** Presses and releases a button; the clock advances in between and afterwards. */
+/** Presses and releases a button; advances the clock in between and afterwards. */
 void Press(const Button& button, unsigned held, unsigned pause = 0) {
     button.down();
     vantorelui_sim_advance_clock(held);
@@ -31,7 +31,7 @@ void Press(const Button& button, unsigned held, unsigned pause = 0) {
     vantorelui_sim_advance_clock(pause);
 }
 
-/** Starts with a new library whose clock stands still, and counts its events. */
+/** Resets the library, stops its clock and counts its events. */
 class UISimulator : public testing::Test {
 protected:
     void SetUp() override {
@@ -79,9 +79,9 @@ TEST_F(UISimulator, DistinguishesClicksHoldsAndDoubleClicks) {
         unsigned held, pause;
     };
     const std::pair<std::vector<Step>, std::vector<int>> rows[] = {
-        // Raised: torch on, off, power off, units, power double, torch double.
+        // Expected events: torch on, off, power off, units, power double, torch double.
         {{{power, 1499, 5000}}, {0, 0, 0, 0, 0, 0}},
-        {{{power, 11500, 0}}, {0, 0, 1, 0, 0, 0}}, // one request, however long
+        {{{power, 11500, 0}}, {0, 0, 1, 0, 0, 0}}, // one request for any duration
         {{{torch, 999, 1000}, {torch, 10, 0}}, {1, 1, 0, 0, 0, 0}},
         {{{torch, 1000, 1000}}, {0, 0, 0, 0, 0, 0}},              // too long for a click
         {{{power, 100, 401}, {power, 9, 0}}, {0, 0, 0, 0, 0, 0}}, // too slow for a double click
@@ -114,8 +114,8 @@ TEST_F(UISimulator, LetsHandlersCallBackAndThrow) {
     EXPECT_FALSE(vantorelui_sim_event(VANTORELUI_EVENT_TORCH_ON));
 }
 
-// Switching off does not return; the display and the buttons must keep working meanwhile.
-TEST_F(UISimulator, RequestsPowerOffWhileTheButtonIsHeldAndContinuesIfItNeverReturns) {
+// The power-off does not return; until then the display and the buttons must keep working.
+TEST_F(UISimulator, RequestsPowerOffWhileTheButtonIsHeldAndContinuesIfTheHandlerBlocks) {
     std::promise<void> gates[2]; // start and end of the handler
     const auto handler = [](void* context) {
         auto* const waiting = static_cast<std::promise<void>*>(context);

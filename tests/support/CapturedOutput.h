@@ -10,8 +10,8 @@
 namespace vantorel::test {
 
 /**
- * Captures the output, mainly status lines. When a test fails, prints its output, which contains
- * the framework's messages, too.
+ * Captures the output, mainly status lines. When a test fails, prints its output, which also
+ * contains the framework's messages.
  */
 class CapturedOutput {
 public:

@@ -6,7 +6,7 @@
 
 namespace vantorel::test {
 
-/** While true, the allocations of the thread that set it are counted. */
+/** While a thread sets this to true, its allocations are counted. */
 extern thread_local bool countAllocations;
 extern std::atomic<int> allocations;
 

@@ -6,7 +6,7 @@
 
 namespace vantorel::test {
 
-/** The number of the Error that an action throws, 0 when it throws none. */
+/** Returns the value of the Error that an action throws, or 0 if it throws none. */
 template <typename Action>
 int ErrorOf(Action action) {
     try {

@@ -14,8 +14,8 @@ namespace vantorel::test {
 using Names = std::set<std::string>;
 
 /**
- * The JSON fields that a manual page lists in its section of that name, by the commands of the
- * list's items (".It Ic"). Items that are fields themselves (".It Cm") belong to no command.
+ * Returns the JSON fields in the section "JSON OUTPUT" of a manual page, by the command of their
+ * list item (".It Ic"). An item that is a field itself (".It Cm") belongs to no command.
  */
 inline std::map<std::string, Names> DocumentedFields(const std::string& page) {
     const std::size_t from = page.find(".Bl", page.find(".Sh JSON OUTPUT"));

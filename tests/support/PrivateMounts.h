@@ -14,7 +14,7 @@
 
 /**
  * Skips a test that mounts its files over those of the machine, unless it runs in the namespaces
- * that ctest creates: there it is the first process, and no other process sees its mounts.
+ * that ctest creates. There it is the first process, and no other process sees its mounts.
  */
 #define VANTOREL_NEED_PRIVATE_MOUNTS()                                                             \
     if (::getpid() != 1) {                                                                         \

@@ -29,12 +29,12 @@ inline void WriteFile(const std::string& path, const std::string& content) {
     std::ofstream(path, std::ios::binary) << content;
 }
 
-/** Makes a FIFO that a fake program can wait on. */
+/** Creates a FIFO on which a fake program can wait. */
 inline void MakeFifo(const std::string& path) {
     Must(::mkfifo(path.c_str(), 0600));
 }
 
-/** A wait of this length counts as a hang; it is longer than any wait on a busy machine. */
+/** A wait of this length counts as a hang; no wait on a busy machine is that long. */
 constexpr unsigned hangSeconds = 300;
 
 /** Waits for the action of another thread or process; returns false if it does not happen. */
@@ -52,9 +52,9 @@ bool Eventually(Condition condition) {
 
 /**
  * Moves the process into a private root directory, where scripts that record their calls replace
- * the device's programs. Only libraries, /dev and /proc come from the machine. For tests that
- * VANTOREL_NEED_PRIVATE_MOUNTS(). The destructor moves the process back and unmounts the root: its
- * files are in memory, of which the device has little.
+ * the device's programs. Only libraries, /dev and /proc come from the machine. The test must call
+ * VANTOREL_NEED_PRIVATE_MOUNTS() first. The destructor moves the process back and unmounts the
+ * root, because its files use memory, of which the device has little.
  */
 class PrivateRoot {
 public:
@@ -92,7 +92,7 @@ public:
     /** Sets shell commands that the fake programs run after they record their call. */
     void Behave(const std::string& commands) const { WriteFile("/behaviour", commands); }
 
-    /** The calls in the order of their start, such as "/sbin/modprobe|loop". */
+    /** Returns the calls in the order of their start, such as "/sbin/modprobe|loop". */
     std::vector<std::string> Calls() const {
         std::map<int, std::string> calls;
         for (const auto& entry : std::filesystem::directory_iterator("/calls")) {
@@ -108,7 +108,7 @@ public:
 private:
     UniqueFd outside; // the root directory to return to
 
-    /** The kernel copies: streams take seconds on the device. */
+    /** Lets the kernel copy, since streams take seconds on the device. */
     static void CopyProgram(const std::string& from, const std::string& to) {
         std::error_code error;
         do {
@@ -126,10 +126,10 @@ private:
 #if defined(__arm__)
     static constexpr const char* deviceTar = "/bin/tar";
 #else
-    static constexpr const char* deviceTar = "/bin/busybox"; // which unpacks when called tar
+    static constexpr const char* deviceTar = "/bin/busybox"; // unpacks when it is called as tar
 #endif
 
-    // Process numbers rise, so they order even programs that run at the same time.
+    // Process IDs increase, so they order even programs that run at the same time.
     static constexpr const char* script = R"(#!/bin/sh
 line=$0
 for argument; do line="$line|$argument"; done

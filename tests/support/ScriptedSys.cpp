@@ -15,7 +15,7 @@ std::atomic<SysHooks*> active{nullptr};
 } // namespace
 
 ScopedSys::ScopedSys() {
-    // A scripted fork() applies to every way to start a child.
+    // A scripted fork() also applies to spawned children.
     hooks.Spawn = [this](pid_t* child, const char* path, const posix_spawn_file_actions_t* actions,
                          const posix_spawnattr_t* attributes, char* const* arguments,
                          char* const* environment) {

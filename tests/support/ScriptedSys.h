@@ -12,7 +12,7 @@ namespace vantorel::test {
  * A test's replacements of system calls. An empty hook passes the call to the kernel.
  *
  * Tests link these hooks instead of the library's system-call layer. Set the hooks before threads
- * start, and release them (a new ScopedSys) after the threads have ended.
+ * start, and reset them (with a new ScopedSys) only after the threads have ended.
  */
 struct SysHooks {
 #define VANTOREL_DECLARE_HOOK(result, name, target, parameters, arguments)                         \
@@ -21,7 +21,7 @@ struct SysHooks {
 #undef VANTOREL_DECLARE_HOOK
 };
 
-/** Owns the hooks of one test; its destruction passes every call to the kernel again. */
+/** Owns the hooks of one test; after its destruction, every call reaches the kernel again. */
 class ScopedSys {
 public:
     ScopedSys();

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 
-// Linked to every test program. With VANTOREL_TEST_SIGNALS=interrupt, a signal arrives every 200
-// microseconds and interrupts every call that it can. With "restart", its handler is installed with
-// SA_RESTART, as the library requires of applications.
+// Linked to every test program. With VANTOREL_TEST_SIGNALS=interrupt, a signal every 200
+// microseconds interrupts each call that can be interrupted. With "restart", its handler is
+// installed with SA_RESTART, as the library requires of applications.
 
 #include <csignal>
 #include <cstdlib>

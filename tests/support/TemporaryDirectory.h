@@ -21,7 +21,7 @@ public:
     TemporaryDirectory(const TemporaryDirectory&) = delete;
     TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
 
-    /** The path of an entry; the directory itself, with a trailing slash, for an empty name. */
+    /** Returns the path of an entry; for an empty name, the directory with a trailing slash. */
     std::string operator/(const std::string& name) const { return path + "/" + name; }
 
     std::string Write(const std::string& name, const std::string& content) const {

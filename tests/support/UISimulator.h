@@ -24,8 +24,8 @@ public:
     RecordedUI& operator=(const RecordedUI&) = delete;
 
     /**
-     * The calls since the last Calls(), with the text or number passed and a mark for an address,
-     * such as "SetBatteryState 42" or "UpdateThermalImage 0 *".
+     * Returns the calls since the last Calls(), with the text or number passed and "*" for an
+     * address: "SetBatteryState 42" or "UpdateThermalImage 0 *".
      */
     std::vector<std::string> Calls() {
         std::vector<std::string> calls;

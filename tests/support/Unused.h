@@ -5,8 +5,8 @@
 namespace vantorel::test {
 
 /**
- * A reference for parameters that the callee ignores: every notification passes the object that
- * reports the value.
+ * A reference for a parameter that the callee ignores, such as the subject that every notification
+ * passes.
  */
 template <typename T>
 T& Unused() {

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 
-// The files that must survive a power cut while they are written: the first-boot marker, the units,
-// the number of the log's session.
+// The files that must survive a power cut while they are written: the first-boot marker, the units
+// and the session number of the log.
 
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/PrivateRoot.h"
@@ -25,7 +25,8 @@ namespace {
 
 /**
  * A disk that keeps a file's content only after fsync(), and a name only after fsync() of its
- * folder. At the given call the power goes, or this one call fails; without power nothing happens.
+ * folder. At the given call the power is cut or only this call fails. Calls without power have no
+ * effect.
  */
 class Disk {
 public:
@@ -33,7 +34,7 @@ public:
 
     Disk(int atCall, Fault kind) : remaining(atCall), fault(kind) {
         sys->Open = [this](const char* path, int flags, unsigned mode) {
-            const bool reads = (flags & O_ACCMODE) == O_RDONLY; // the present number, first
+            const bool reads = (flags & O_ACCMODE) == O_RDONLY; // the old number is read first
             writing = writing || !reads;
             return !writing ? ::open(path, flags) : Make([=] { return ::open(path, flags, mode); });
         };
@@ -50,7 +51,7 @@ public:
             return Make([=, this] {
                 const UniqueFd file(::open(from, O_RDONLY | O_CLOEXEC));
                 EXPECT_TRUE(durable.contains(NodeOf(file.Get())))
-                    << "the name may be kept and the content lost";
+                    << "a power cut may keep the name but lose the content";
                 renamed = to;
                 return ::rename(from, to);
             });
@@ -58,11 +59,11 @@ public:
         sys->Unlink = [this](const char* path) { return Make([=] { return ::unlink(path); }); };
     }
 
-    /** Whether the power has gone or the call has failed. */
+    /** Whether the power was cut or the call has failed. */
     bool Struck() const { return remaining < 0; }
 
     test::ScopedSys sys;
-    std::string renamed; // to this, without an fsync() since
+    std::string renamed; // the target of a rename that no fsync() has followed
 
 private:
     static ino_t NodeOf(int fd) {
@@ -139,22 +140,22 @@ TEST_F(DurableState, IsTheOldOrTheNewOneWheneverThePowerGoes) {
                     Disk disk(call, fault);
                     file.write();
                     struck = disk.Struck();
-                    EXPECT_TRUE(struck || disk.renamed.empty()) << "the name may still be lost";
-                    EXPECT_TRUE(struck || call > 4) << "not written in steps";
+                    EXPECT_TRUE(struck || disk.renamed.empty()) << "a power cut may lose the name";
+                    EXPECT_TRUE(struck || call > 4) << "too few calls for a replacement";
                 }
                 EXPECT_THAT(test::ReadFile(file.path), testing::AnyOf(file.before, file.after));
-                file.write(); // after the next start, over what the cut has left
+                file.write(); // after the next start, over the remains
                 EXPECT_FALSE(std::filesystem::exists(file.path + ".new"));
             }
         }
         prepare();
-        test::WriteFile(file.path + ".new", "a longer file that a cut has left");
+        test::WriteFile(file.path + ".new", "a longer file that remains after a power cut");
         file.write();
         EXPECT_EQ(test::ReadFile(file.path), file.after);
     }
 }
 
-// A maker may keep a file elsewhere, by a link or a mount, and a reader may wait at a FIFO.
+// The file may be a link or a mount point, or a FIFO with a waiting reader.
 TEST_F(DurableState, IsWrittenInPlaceWhereTheFileCannotBeReplaced) {
     const std::string path = "/tmp/var/firstboot";
     test::WriteFile("/kept", "0\n");

@@ -26,7 +26,7 @@ protected:
     void SetUp() override {
         VANTOREL_NEED_PRIVATE_MOUNTS();
         root.emplace();
-        output.emplace(); // after the root: needs its /tmp
+        output.emplace(); // needs the /tmp of the root
     }
     std::optional<test::PrivateRoot> root;
     std::optional<test::CapturedOutput> output;
@@ -84,7 +84,7 @@ TEST_F(FilesystemTest, MountsAnImageForItsLifetime) {
     EXPECT_FALSE(std::filesystem::exists("/disk"));
 }
 
-TEST_F(FilesystemTest, NeedsNoLoopDeviceAndNoModulesForOthers) {
+TEST_F(FilesystemTest, MountsOtherTypesWithoutALoopDeviceOrModules) {
     {
         Filesystem flash("/dev/mtdblock3", "/flash/", "jffs2", false, false);
         EXPECT_EQ(flash.MountPoint(), "/flash//");
@@ -93,16 +93,16 @@ TEST_F(FilesystemTest, NeedsNoLoopDeviceAndNoModulesForOthers) {
     EXPECT_THAT(root->Calls(), ElementsAre("/sbin/modprobe|jffs2"));
 
     test::WriteFile("/etc/mtab", "other /data ext4 rw 0 0\n");
-    std::filesystem::create_directory("/data"); // from the earlier mount
+    std::filesystem::create_directory("/data"); // remains of an earlier mount
     { Filesystem data("/dev/x", "/data", "ext4", false, false); }
     EXPECT_EQ(Take(), "umount /data \n");
     EXPECT_EQ(root->Calls().size(), 1U);
 }
 
-TEST_F(StorageTest, FirstbootCountsEveryNumberButZeroAsSet) {
+TEST_F(StorageTest, FirstbootIsSetForEveryNumberExceptZero) {
     Firstboot firstboot;
     firstboot.Reset(); // without the directory it stores nothing and reports no error
-    std::filesystem::create_directories("/tmp/var/firstboot"); // opens but cannot be read
+    std::filesystem::create_directories("/tmp/var/firstboot"); // can be opened but not read
     EXPECT_FALSE(firstboot.Value());
     std::filesystem::remove("/tmp/var/firstboot");
     EXPECT_FALSE(firstboot.Value());

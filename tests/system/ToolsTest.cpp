@@ -48,14 +48,14 @@ TEST_F(ToolsTest, RunsProgramsAndWaitsForThem) {
     for (const auto& [call, command] : rows) {
         call();
         expected.push_back(command);
-        ASSERT_EQ(root->Calls(), expected) << "not waited for";
+        ASSERT_EQ(root->Calls(), expected) << "returned before the program ended";
     }
-    EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
+    EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "a child was not reaped";
 }
 
 TEST_F(ToolsTest, LeavesOtherProgramsRunning) {
     test::MakeFifo("/gate");
-    root->Behave("read line </gate"); // a call that waits hangs here
+    root->Behave("read line </gate"); // blocks a call that waits for the program
     for (const auto start : {&Tools::Ifup, &Tools::Ifdown, &Tools::GdbserverStart}) {
         const pid_t child = start("a");
         std::ofstream("/gate") << '\n';
@@ -65,9 +65,9 @@ TEST_F(ToolsTest, LeavesOtherProgramsRunning) {
                                                     "/usr/bin/gdbserver|--multi|a"));
 }
 
-// An application that waits for its signals blocks them while it starts a server, but its init
-// script must still be able to stop the server; a shell's background job ignores Ctrl-C.
-TEST_F(ToolsTest, GivesAShellItsEnvironmentAndTheSignalsOfWhatItStarts) {
+// An application that waits for its signals blocks them, but its init script must be able to stop
+// the server that it starts. A background job of a shell ignores Ctrl-C.
+TEST_F(ToolsTest, StartsAShellWithItsEnvironmentAndDefaultSignals) {
     ::setenv("HOME", "/root", 1);
     ::setenv("TERM", "dumb", 1);
     ::setenv("KEPT", "yes", 1);
@@ -87,10 +87,10 @@ TEST_F(ToolsTest, GivesAShellItsEnvironmentAndTheSignalsOfWhatItStarts) {
     }
     ::signal(SIGINT, SIG_DFL);
     ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    EXPECT_STREQ(std::getenv("TERM"), "dumb") << "the caller's own changed";
+    EXPECT_STREQ(std::getenv("TERM"), "dumb") << "the caller's variable changed";
 }
 
-TEST_F(ToolsTest, ReportsTheWaitStatusOfProgramsThatMatter) {
+TEST_F(ToolsTest, ReportsTheWaitStatusOfFwSetEnvAndUntarOnly) {
     const auto setEnvironment = [] { Tools::FwSetEnv("a", "b"); };
     const auto unpack = [] { Tools::Untar("a", "b"); };
     root->Behave("exit 2");
@@ -111,21 +111,21 @@ TEST_F(ToolsTest, ContinuesWithoutAMissingProgram) {
     EXPECT_EQ(ErrorOf([] { ::waitpid(Tools::Ifup("usb0"), nullptr, 0); }), 0);
 }
 
-// The kernel has memory for a process, but not for its program.
-TEST_F(ToolsTest, ReportsOnlyAChildThatCannotBeHad) {
+// posix_spawn() may fail for lack of memory although fork() succeeds.
+TEST_F(ToolsTest, ReportsAFailedStartOnlyWhenForkAlsoFails) {
     const auto link = [] { Tools::Ln("-s", "a", "b"); };
     const auto load = [] { Tools::Modprobe("m"); };
     test::ScopedSys sys;
     sys->Spawn = [](auto...) { return ENOMEM; };
     EXPECT_EQ(ErrorOf(link), 0);
     EXPECT_EQ(ErrorOf(load), 0);
-    EXPECT_EQ(root->Calls().size(), 2U) << "the fork has had more luck";
+    EXPECT_EQ(root->Calls().size(), 2U) << "fork() was not tried";
     sys->Fork = [] { return test::FailWith(ENOMEM); };
     EXPECT_EQ(ErrorOf(link), ENOMEM);
     EXPECT_EQ(ErrorOf(load), ENOMEM);
 }
 
-TEST_F(ToolsTest, KeepsAShellOnALineAndNoDescriptorOfTheLibrary) {
+TEST_F(ToolsTest, RestartsAShellOnALineWithoutDescriptorsOfTheLibrary) {
     test::MakeFifo("/gate");
     root->Behave("read line </gate");
     const UniqueFd own(::open("/dev/null", O_RDONLY | O_CLOEXEC));
@@ -143,7 +143,7 @@ TEST_F(ToolsTest, KeepsAShellOnALineAndNoDescriptorOfTheLibrary) {
     EXPECT_EQ(::waitpid(supervisor, nullptr, 0), supervisor);
 }
 
-TEST_F(ToolsTest, MakesDirectoriesForRootAloneAndCopiesWithoutFailing) {
+TEST_F(ToolsTest, CreatesDirectoriesForRootOnlyAndCopiesWithoutErrors) {
     Tools::Mkdir("/d");
     EXPECT_EQ(std::filesystem::status("/d").permissions(), std::filesystem::perms{0600});
     const std::string content = std::string(100'000, '\0') + "end";
@@ -159,7 +159,7 @@ TEST_F(ToolsTest, MakesDirectoriesForRootAloneAndCopiesWithoutFailing) {
 }
 
 // An archive may have hundreds of megabytes, and the drive any file system.
-TEST_F(ToolsTest, CopiesTheWholeFileHoweverTheKernelSendsIt) {
+TEST_F(ToolsTest, CopiesTheWholeFileInPiecesOrWithoutSendfile) {
     const std::string content = std::string(100'000, '\0') + "end";
     test::WriteFile("/from", content);
     test::ScopedSys sys;
@@ -180,7 +180,7 @@ TEST_F(ToolsTest, CopiesTheWholeFileHoweverTheKernelSendsIt) {
 }
 
 // A service searches for processes and mounts as long as the device runs.
-TEST_F(ToolsTest, LeavesNothingOpenAfterASearch) {
+TEST_F(ToolsTest, ClosesAllDescriptorsAfterASearch) {
     std::filesystem::create_symlink("/proc/mounts", "/etc/mtab");
     const auto before = test::CountOpenDescriptors();
     Tools::PidOf("/none");
@@ -191,7 +191,7 @@ TEST_F(ToolsTest, LeavesNothingOpenAfterASearch) {
     EXPECT_EQ(test::CountOpenDescriptors(), before);
 }
 
-TEST_F(ToolsTest, MountsOnceWhatWholeEntriesOfTheTableSay) {
+TEST_F(ToolsTest, MountsOnceAndComparesWholeEntriesOfTheTable) {
     std::filesystem::create_symlink("/proc/mounts", "/etc/mtab");
     Tools::Mkdir("/m");
     Tools::Mount("first", "/m", "tmpfs", true);
@@ -206,7 +206,7 @@ TEST_F(ToolsTest, MountsOnceWhatWholeEntriesOfTheTableSay) {
     EXPECT_FALSE(Tools::IsMounted("/m", "tmpfs")) << "mounted twice";
 
     std::filesystem::remove("/etc/mtab");
-    EXPECT_FALSE(Tools::IsMounted("/tmp", "tmpfs")) << "no table";
+    EXPECT_FALSE(Tools::IsMounted("/tmp", "tmpfs")) << "the table does not exist";
     test::WriteFile("/etc/mtab", "/dev/sda1 /data ext4 rw 0 0\n"
                                  "none /data/my\\040disk vfat rw 0 0\n");
     EXPECT_TRUE(Tools::IsMounted("/data/my disk", "vfat"));
@@ -235,7 +235,7 @@ TEST_F(ToolsTest, FindsProcesses) {
         return std::exchange(first, false) ? test::FailWith(ENOENT)
                                            : ::readlink(path, buffer, size);
     };
-    EXPECT_EQ(Tools::GetFd(12, "/dev/ttyGS0"), -1) << "a descriptor of a process that is going";
+    EXPECT_EQ(Tools::GetFd(12, "/dev/ttyGS0"), -1) << "a descriptor of an exiting process";
 }
 
 // tests/fuzz/system_texts covers other texts.
@@ -246,7 +246,7 @@ TEST_F(ToolsTest, FindsFlashPartitionsAndTheRunningSlot) {
                                  "mtd2: 04000000 00020000 \"rootfs_0\"\n");
     EXPECT_EQ(Tools::MtdOf("rootfs_0"), "/dev/mtd2");
     EXPECT_EQ(Tools::MtdOf("rootfs"), "/dev/mtd11");
-    EXPECT_EQ(Tools::MtdOf(""), "/dev/dev") << "the first line contains nothing, too";
+    EXPECT_EQ(Tools::MtdOf(""), "/dev/dev") << "every line contains the empty name";
 
     for (const auto& [commandLine, slot] : {std::pair{"a image_select=1 quiet\n", "1"},
                                             {"image_select=12", "1"},

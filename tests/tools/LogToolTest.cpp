@@ -28,7 +28,7 @@ protected:
         return RunLine("vantorel-log " + line, RunTool);
     }
 
-    /** Has the device's own logger write sessions of so many lines each, 60 s apart. */
+    /** Writes sessions with the device's own logger: these numbers of lines, 60 s apart. */
     std::string Write(std::initializer_list<int> sessions) {
         const vantorel::test::CapturedOutput printed;
         for (const int lines : sessions) {
@@ -51,17 +51,17 @@ protected:
     const std::string log = directory / "debug.csv";
 };
 
-TEST_F(LogToolTest, SummarisesWhatTheLoggerWrites) {
+TEST_F(LogToolTest, SummarisesTheLinesOfTheLogger) {
     const std::string content = Write({21, 3});
     EXPECT_EQ(Run("summary @"), exitSuccess);
     EXPECT_THAT(out.str(), AllOf(HasSubstr("samples:  24 in 2 sessions, 0d 00:22:00\n"),
-                                 // The first line comes before the gauge's first answer.
+                                 // The first line precedes the gauge's first reading.
                                  HasSubstr("90 % ->  71 %   60.0 %\n"),
                                  HasSubstr("90 % ->  89 %        -\n")));
     EXPECT_EQ(Run("check @"), exitSuccess);
     EXPECT_THAT(out.str(), EndsWith("debug.csv: 25 lines, 24 samples, 0 problems\n"));
 
-    // Lines 5 to 7 are lost, which makes a step of 240 s from line 4 to the next one, now line 5.
+    // Lines 5 to 7 are lost, so the step from line 4 to the next one, now line 5, is 240 s.
     const std::size_t from = content.find("1,180,");
     Put(std::string(content).erase(from, content.find("1,360,") - from));
     EXPECT_EQ(Run("summary @ --json"), exitSuccess);
@@ -72,11 +72,11 @@ TEST_F(LogToolTest, SummarisesWhatTheLoggerWrites) {
                                 R"("line":5},"battery":{"first":90.0,"last":71.0,)"
                                 R"("drainPerHour":60.0}})"),
                       HasSubstr("(degC)\":{\"least\":-24.0,"),
-                      Not(HasSubstr("FPA Temp")))) // no picture ever came
+                      Not(HasSubstr("FPA Temp")))) // no frame ever arrived
         << out.str();
 }
 
-TEST_F(LogToolTest, ReportsEveryDamageWithItsLineAndUsesTheRest) {
+TEST_F(LogToolTest, ReportsEachDamagedLineWithItsNumberAndUsesTheRest) {
     const std::string good = Write({4, 2});
     const std::string last = good.substr(good.rfind('\n', good.size() - 2) + 1);
     const std::string line3 = "1,60,0,,0,0,0.0,0,0.0,0.0,0.0,0.0,-5.0,3.9,0,90\n";
@@ -112,11 +112,11 @@ TEST_F(LogToolTest, ReportsEveryDamageWithItsLineAndUsesTheRest) {
         EXPECT_EQ(Run("check @"), exitProblems) << problem;
         EXPECT_THAT(out.str(), AllOf(HasSubstr(problem),
                                      HasSubstr(std::to_string(samples) + " samples, 1 problems")));
-        EXPECT_THAT(out.str(), Not(HasSubstr("\x1b"))) << "for the terminal";
+        EXPECT_THAT(out.str(), Not(HasSubstr("\x1b"))) << "a control sequence of a terminal";
         EXPECT_EQ(Run("summary @"), samples > 0 ? exitSuccess : exitProblems) << problem;
         EXPECT_THAT(samples > 0 ? out.str() : err.str(), HasSubstr(problem + 3));
     }
-    // What the device may write and other programs may make of it is no damage.
+    // Valid lines of the device, and changes by other programs, are not reported as damage.
     Put(changed(
         "1,60,18446744073709551615,A B;\"C,4294967295,0,inf,0,nan,-nan,340282346638528859811704"
         "183484516925440.0,0.0,-5.0,3.9,-32768,255\r\n"));
@@ -153,7 +153,7 @@ TEST_F(LogToolTest, DrawsWithGnuplotOrReportsWhyNot) {
                                      std::filesystem::perms::owner_all);
         return Run(command);
     };
-    EXPECT_EQ(fake("exit 1"), exitOutput); // without having read anything
+    EXPECT_EQ(fake("exit 1"), exitOutput); // gnuplot exits before it reads its input
     EXPECT_FALSE(std::filesystem::exists(picture));
     EXPECT_FALSE(std::filesystem::exists(picture + ".part"));
     EXPECT_EQ(fake("exec /bin/cat"), exitSuccess) << err.str();
@@ -161,7 +161,7 @@ TEST_F(LogToolTest, DrawsWithGnuplotOrReportsWhyNot) {
     const std::string script = directory.Read("log.svg");
     EXPECT_EQ(script.find("set terminal svg "), 0U);
     EXPECT_THAT(std::ranges::count(script, '\n'), AllOf(Gt(2000), Lt(4100)));
-    EXPECT_THAT(script, AllOf(HasSubstr("\n\n83.3167 ? ? 0 0 -5 90 3.9 ?\n"), // a lifted pen
+    EXPECT_THAT(script, AllOf(HasSubstr("\n\n83.3167 ? ? 0 0 -5 90 3.9 ?\n"), // a gap in the curve
                               HasSubstr(" title 'battery'"), HasSubstr("NaN title 'no readings'")));
 }
 
@@ -169,7 +169,8 @@ TEST_F(LogToolTest, DocumentsEveryJsonField) {
     Write({21});
     ASSERT_EQ(Run("summary @ --json"), exitSuccess);
     auto printed = nlohmann::ordered_json::parse(out.str());
-    printed["columns"] = *printed["columns"].begin(); // whose names are the log's own
+    printed["columns"] =
+        *printed["columns"].begin(); // the fields are named after the log's columns
     vantorel::test::Names fields;
     vantorel::test::AddFields(fields, printed);
     const char* const page =
@@ -178,7 +179,7 @@ TEST_F(LogToolTest, DocumentsEveryJsonField) {
     EXPECT_EQ(fields, vantorel::test::DocumentedFields(page)[""]);
 }
 
-TEST_F(LogToolTest, RefusesUnreadableFilesAndUnknownCommands) {
+TEST_F(LogToolTest, RejectsUnreadableFilesAndUnknownCommands) {
     EXPECT_EQ(Run("summary @"), exitInput);
     EXPECT_THAT(err.str(), HasSubstr("No such file or directory"));
     std::filesystem::create_directory(log);

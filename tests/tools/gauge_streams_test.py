@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 # SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 # SPDX-License-Identifier: LicenseRef-Vantorel
-"""make-gauge-stream and make-update: which streams they warn about, convert and refuse, and what
-they print for input that cannot be used. tests/fuelgauge installs converted streams."""
+"""make-gauge-stream and make-update: the streams that they warn about, convert and reject, and
+their messages for unusable input. tests/fuelgauge installs converted streams."""
 
 import subprocess
 import tempfile
@@ -36,7 +36,7 @@ class StreamTools(unittest.TestCase):
         return self.put("stream", "".join(line + end for line in lines).encode("latin-1"))
 
     def run_tool(self, tool, *arguments):
-        """The exit status and what was printed to standard error."""
+        """Returns the exit status and the text on standard error."""
         done = subprocess.run([TOOLS / tool, *arguments], cwd=self.path, capture_output=True,
                               text=True, check=False)
         return done.returncode, done.stderr
@@ -48,7 +48,7 @@ class StreamTools(unittest.TestCase):
         self.assertEqual(self.run_tool("make-gauge-stream", "--check", "out"), (0, ""))
         return (self.path / "out").read_bytes().decode("latin-1").split(end)[:-1]
 
-    def test_leaves_out_what_the_device_does_itself_and_nothing_else(self):
+    def test_removes_only_the_steps_that_the_device_does_itself(self):
         comment = ["; caf\xe9", "R: AA 00"]
         for number, (lines, result) in enumerate([
             ([*comment, *ROW], [*comment, *ROW]),
@@ -56,29 +56,29 @@ class StreamTools(unittest.TestCase):
              [*notes([*KEYS, *ENTER]), "X: 7000", *ROW, *notes(EXIT), *comment]),
             (["w: aa 00 21 5c", "W: aa 00 00 0f", *ROW],
              ["w: aa 00 21 5c", "; W: aa 00 00 0f", *ROW]),
-            # It leaves ROM mode in the middle, and comes back.
+            # The stream leaves ROM mode in the middle and enters it again.
             ([*ROW, *EXIT, *KEYS, *DATA, *ENTER, *ROW, *EXIT],
              [*ROW, *EXIT, *KEYS, *DATA, *ENTER, *ROW, *notes(EXIT)]),
-            # It leaves for good, and resets the gauge.
+            # The stream leaves ROM mode and resets the gauge.
             ([*KEYS, *ENTER, *ROW, *EXIT, *KEYS, *DATA, "W: AA 00 41 00"],
              [*notes([*KEYS, *ENTER]), *ROW, *EXIT, *KEYS, *DATA, "W: AA 00 41 00", *BACK]),
-            # Its exit is not the one that the device makes.
+            # The exit from ROM mode differs from the one that the device does.
             ([*ROW, EXIT[0], "W: 16 64 0F 00 00"], [*ROW, EXIT[0], "W: 16 64 0F 00 00", *BACK]),
-            # It is for normal mode alone, with the checks and keys of its own.
+            # The stream uses only normal mode, with its own checks and keys.
             (["W: AA 00 01 00", "C: AA 00 20 05", *KEYS, *DATA],
              [*EXIT, "W: AA 00 01 00", "C: AA 00 20 05", *KEYS, *DATA, *BACK]),
         ]):
             with self.subTest(lines=lines):
                 self.assertEqual(self.converted(lines, ("\n", "\r\n")[number % 2]), result)
 
-    def test_refuses_what_would_do_something_else_and_names_the_line(self):
+    def test_rejects_a_stream_whose_conversion_would_differ_and_names_the_line(self):
         for lines, line in [
             (["W: AA 00 01 00", "C: AA 00 20 05", *KEYS, *ENTER, *ROW], 1),  # a check would be lost
             (["W: AA 00 14 04", "W: AA 00 72 36", *ENTER, *ROW], 1),  # keys of another gauge
             ([*KEYS, "W: AA 3E 02 00", *ENTER, *ROW], 5),
             ([*KEYS, *ROW], 4),  # never enters
-            ([*ROW, *KEYS, *ENTER, *ROW], 5),  # in ROM mode already
-            ([*ROW, *EXIT, *ROW], 8),  # in normal mode still
+            ([*ROW, *KEYS, *ENTER, *ROW], 5),  # already in ROM mode
+            ([*ROW, *EXIT, *ROW], 8),  # still in normal mode
             ([*ROW, *EXIT, *ENTER, *ROW], 9),  # sealed by the restart
             ([*ROW, *EXIT, *KEYS[:3], *ENTER, *ROW], 12),
             ([*ROW, *EXIT, KEYS[0], "W: AA 00 00 00", *KEYS[1:], *ENTER, *ROW], 14),  # torn key
@@ -117,7 +117,7 @@ class StreamTools(unittest.TestCase):
         self.assertEqual((self.path / "bqfs").read_text().split("\n")[:-1],
                          [*notes([*KEYS, *ENTER]), *ROW, *notes(EXIT)])
 
-    def test_says_in_one_line_what_is_wrong_with_its_input(self):
+    def test_reports_bad_input_in_one_line(self):
         good = [self.put("fit"), self.put("rootfs"), self.stream(ROW)]
         self.put("empty", b"")
         self.put("half", b"\xd0\x0d\xfe\xed\x00\x10\x00\x00" + bytes(1000))
@@ -126,7 +126,7 @@ class StreamTools(unittest.TestCase):
         for bad in ("missing", "empty", "directory", "half", "bytes"):
             for at, _ in enumerate(good):
                 if (bad == "half" and at == 1) or (bad == "bytes" and at < 2):
-                    continue  # any content may be right
+                    continue  # any content may be valid
                 for option in ([], ["--convert"]) if at == 2 else ([],):
                     inputs = [bad if place == at else name for place, name in enumerate(good)]
                     with self.subTest(inputs=inputs, option=option):

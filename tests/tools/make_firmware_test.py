@@ -12,7 +12,7 @@ TOOL = Path(__file__).resolve().parents[2] / "virtual-device" / "make-firmware"
 
 
 class MakeFirmware(unittest.TestCase):
-    def test_refuses_bad_arguments(self):
+    def test_rejects_bad_arguments(self):
         with tempfile.TemporaryDirectory() as folder:
             Path(folder, "file").write_text("no key\n")
             for name, parameter in (("rsa", "rsa_keygen_bits:1024"),

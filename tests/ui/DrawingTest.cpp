@@ -53,8 +53,8 @@ const std::uint8_t* PixelsShown() {
     return static_cast<const std::uint8_t*>(call.pointer);
 }
 
-TEST_F(DrawingTest, ShowsTheWholeNewestFrameOfAnySize) {
-    // The UI library expects 160 by 120, so nothing is drawn.
+TEST_F(DrawingTest, ShowsTheCompleteNewestFrameOfAnySize) {
+    // The UI library expects 160 by 120, so it must not draw.
     vantorelui_sim_set_render_image(nullptr);
     Numbering frames;
     camera.AddObserver(frames);
@@ -74,7 +74,7 @@ TEST_F(DrawingTest, ShowsTheWholeNewestFrameOfAnySize) {
     }
 }
 
-TEST_F(DrawingTest, RendersAPictureFromOneFrameAlone) {
+TEST_F(DrawingTest, RendersEachScreenFromOneFrameOnly) {
     struct Rendering {
         std::function<void()> deliver;
         std::future<void> delivery;
@@ -116,13 +116,13 @@ TEST_F(DrawingTest, DrawsTheNewestFrameUntilTheCameraLeavesAndCopiesOneWholeScre
     image.back() = 7;
     EXPECT_EQ(pixels, image);
     EXPECT_THAT(ui.Calls(), ElementsAre("UpdateThermalImage 0 *", "Render 0"));
-    EXPECT_THROW(sdk.Disconnect(), std::bad_cast); // the manager is no camera
+    EXPECT_THROW(sdk.Disconnect(), std::bad_cast); // the manager is not a camera
     vantorelui_sim_set_render_image(nullptr);
     EXPECT_THAT(Draw(), testing::Each(7U));
     EXPECT_THAT(ui.Calls(), ElementsAre("Render 0"));
 }
 
-TEST_F(DrawingTest, DoesNotHoldUpALeavingCameraWhileThePictureIsRendered) {
+TEST_F(DrawingTest, DoesNotDelayADisconnectWhileAScreenIsRendered) {
     std::promise<void> gates[2]; // start and end of the rendering
     StartCamera();
     sdk.Frame();
@@ -135,7 +135,7 @@ TEST_F(DrawingTest, DoesNotHoldUpALeavingCameraWhileThePictureIsRendered) {
         gates);
     const auto display = std::async(std::launch::async, [&] { Draw(); });
     gates[0].get_future().wait();
-    EXPECT_THROW(sdk.Disconnect(), std::bad_cast); // returns while the picture is being rendered
+    EXPECT_THROW(sdk.Disconnect(), std::bad_cast); // returns while the screen is being rendered
     gates[1].set_value();
 }
 

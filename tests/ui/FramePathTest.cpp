@@ -13,7 +13,7 @@
 namespace vantorel {
 namespace {
 
-/** Two of them count the allocations of the observers between them. */
+/** Two of these count the allocations of the observers between them. */
 struct Mark final : CameraObserver {
     explicit Mark(bool begins) : counts(begins) {}
     void OnCameraFrameAvailable(Camera&, kirocamera_frame_t*) override {
@@ -22,13 +22,13 @@ struct Mark final : CameraObserver {
     const bool counts;
 };
 
-// Allocations thirty and sixty times a second cost time and would fragment the heap within a day.
+// Allocations at the frame and refresh rates cost time and would fragment the heap within a day.
 TEST(FramePath, AllocatesNothingFromTheSecondFrameOn) {
     VANTOREL_NEED_PRIVATE_MOUNTS();
     test::ReplaceDeviceFiles("REV-6", "1.5.0");
     const test::CapturedOutput output;
     const test::RecordedUI ui;
-    // Records of the simulators allocate: they are off, and so the camera is not a manual one.
+    // The logs of the simulators allocate. They are off, so the camera is not in manual mode.
     vantorelui_sim_log(false);
     setenv("KIROCAMERA_SIM_RATE", "0", 1);
     setenv("KIROCAMERA_SIM_CONNECTED", "0", 1);

@@ -19,7 +19,7 @@
 
 namespace vantorel::test {
 
-/** Records the user's requests; throws at the second request to power off. */
+/** Records the user's requests; throws at the second power-off request. */
 struct Requests final : UserInterfaceObserver {
     void OnUserInterfacePowerOffRequest() override {
         log.push_back("off");
@@ -34,7 +34,7 @@ struct Requests final : UserInterfaceObserver {
     std::vector<std::string> log;
 };
 
-/** One device's manager with the camera and UI simulators. */
+/** A user-interface manager with the camera and UI simulators. */
 class UserInterfaceManagerTest : public testing::Test {
 protected:
     void SetUp() override {

@@ -19,10 +19,10 @@
 
 #include <dlfcn.h>
 
-/** Runs before the UI library shows the thermal screen. */
+/** Called before the UI library shows the thermal screen. */
 static std::function<void()> beforeThermalScreen = [] {};
 
-// Replaces the simulator's function and calls it.
+// Replaces the simulator's function, and calls it.
 void SelectTIScreen(void) {
     beforeThermalScreen();
     reinterpret_cast<void (*)()>(::dlsym(RTLD_NEXT, __func__))();
@@ -37,13 +37,13 @@ using test::UserInterfaceManagerTest;
 using testing::ElementsAre;
 using State = UserInterfaceState;
 
-TEST_F(UserInterfaceManagerTest, ShowsIdentityThenRegistersFourEventsThenTheSplashScreen) {
+TEST_F(UserInterfaceManagerTest, SetsTheIdentityThenRegistersFourEventsThenShowsTheSplashScreen) {
     EXPECT_THAT(ui.Calls(), ElementsAre("SetSKU 0", "SetVersion 32.27.1.5", "RegisterUIEvent 0 *",
                                         "RegisterUIEvent 1 *", "RegisterUIEvent 2 *",
                                         "RegisterUIEvent 3 *", "SelectSplashScreen 0"));
 }
 
-TEST_F(UserInterfaceManagerTest, KnowsTheTransitionsBetweenScreensAndNoOthers) {
+TEST_F(UserInterfaceManagerTest, AllowsOnlyTheDefinedTransitionsBetweenScreens) {
     // From None (internal only), Splash, ThermalImaging, Charging, Update, Fault.
     static constexpr std::string_view reached[] = {"", "2345", "345", "5", "5", "5"};
     for (std::size_t from = 1; from <= 5; ++from) {
@@ -59,12 +59,12 @@ TEST_F(UserInterfaceManagerTest, KnowsTheTransitionsBetweenScreensAndNoOthers) {
     }
 }
 
-// The library may raise the user's request while it changes screens, and another thread may report
-// the charger.
+// The library may raise a request of the user while it changes screens, and another thread may
+// report the charger.
 TEST_F(UserInterfaceManagerTest, ShowsTheScreenOfItsStateWhenSeveralThreadsChangeIt) {
     beforeThermalScreen = [this] {
         EXPECT_EQ(manager->State(), State::ThermalImaging);
-        manager->TransitionToState(State::Splash); // refused
+        manager->TransitionToState(State::Splash); // ignored
         manager->TransitionToState(State::Update);
         EXPECT_EQ(vantorelui_sim_screen(), VANTORELUI_SIM_SCREEN_UPDATE);
     };
@@ -121,8 +121,8 @@ TEST_F(UserInterfaceManagerTest, PassesTheLibrarysEventsOnWithWhatObserversThrow
     EXPECT_THROW(vantorelui_sim_event(VANTORELUI_EVENT_POWER_OFF), Error);
 }
 
-// The state of an LED that refuses a click is unknown. The supervisor restarts the application,
-// which reads it.
+// The state of the LED is unknown after it rejects a click. The supervisor restarts the
+// application, which then reads the state.
 TEST_F(UserInterfaceManagerTest, EndsTheProcessWhenTheLedRefusesAClick) {
     GTEST_FLAG_SET(death_test_style, "fast"); // the process stays in its namespaces
     test::WriteFile("/tmp/torch/brightness", "0");
@@ -147,7 +147,7 @@ TEST_F(UserInterfaceManagerTest, JudgesOverheatingByTheBoardAndTheBatteryTogethe
         manager->OnThermometerTemperatureQuery(board, boardTemperature);
         const std::string afterTheBoard = ui.Calls().back();
         manager->OnFuelGaugeTemperatureQuery(Unused<FuelGauge>(), batteryTemperature);
-        EXPECT_EQ(ui.Calls().back(), afterTheBoard) << "whichever was read last";
+        EXPECT_EQ(ui.Calls().back(), afterTheBoard) << "the order of the readings must not matter";
         return afterTheBoard == "SetOverheatingState 1";
     };
     EXPECT_FALSE(overheats(79.9F, 64.9F));
@@ -162,13 +162,13 @@ TEST_F(UserInterfaceManagerTest, JudgesOverheatingByTheBoardAndTheBatteryTogethe
     EXPECT_FALSE(overheats(20.0F, 20.0F));
 }
 
-TEST_F(UserInterfaceManagerTest, TakesTheLitTorchsHeatOutOfTheBatterysTemperature) {
+TEST_F(UserInterfaceManagerTest, SubtractsTheHeatOfALitTorchFromTheBatteryTemperature) {
     const auto overheats = [this](float battery) {
         manager->OnFuelGaugeTemperatureQuery(Unused<FuelGauge>(), battery);
         return ui.Calls().back() == "SetOverheatingState 1";
     };
     manager->OnTorchOn(Unused<Torch>());
-    EXPECT_FALSE(overheats(69.923F)) << "of its own it has less than 65";
+    EXPECT_FALSE(overheats(69.923F)) << "below 65 without the heat of the torch";
     EXPECT_TRUE(overheats(69.925F));
     manager->OnTorchOff(Unused<Torch>());
     EXPECT_TRUE(overheats(65.0F));
@@ -188,7 +188,7 @@ TEST_F(UserInterfaceManagerTest, DistinguishesItsThreeButtonsByName) {
                                         "GetTemperatureUnits 0"));
 }
 
-TEST_F(UserInterfaceManagerTest, PushesHeaderTemperaturesOfEveryFifthFrameFromAnyAddress) {
+TEST_F(UserInterfaceManagerTest, ShowsHeaderTemperaturesOfEveryFifthFrameAtAnyAlignment) {
     StartCamera();
     // The first frame changes the screen even if it cannot be converted and does not count.
     kirocamera_sim_set_result("kirocamera_frame_get_frame_by_format", -3);
@@ -216,7 +216,7 @@ struct Twice final : CameraObserver {
 };
 
 // For the thread sanitizer.
-TEST_F(UserInterfaceManagerTest, TakesFramesThatOverlap) {
+TEST_F(UserInterfaceManagerTest, AcceptsOverlappingFrames) {
     Twice twice;
     twice.manager = &*manager;
     camera.AddObserver(twice);

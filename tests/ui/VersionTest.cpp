@@ -21,7 +21,7 @@ std::string SkuAndVersion() {
     }
 }
 
-TEST(Version, IsFormedOfTheIdentityFiles) {
+TEST(Version, IsComputedFromTheIdentityFiles) {
     VANTOREL_NEED_PRIVATE_MOUNTS();
     const std::array<const char*, 4> devices[] = {
         // The files' contents: the SKU, the board's revision, the version.

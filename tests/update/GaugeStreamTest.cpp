@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 
-// The gauge stream of an update: passed on whole or not at all, with any free space and after a
-// power cut at any time.
+// The gauge stream of an update: it is passed on completely or not at all, for any free space and
+// after a power cut at any time.
 
 #include "tests/update/UpdateFixture.h"
 
@@ -52,7 +52,7 @@ protected:
         UpdateArchives::TearDown();
     }
 
-    /** Unpacks an archive with a stream while another is pending, or none if that is empty. */
+    /** Unpacks an archive with a stream. If `waiting` is not empty, that stream is pending. */
     void PassOn(const std::string& waiting, const std::string& coming) {
         WriteFile("/stream", coming);
         Pack({"fit", "rootfs"}, "cat /stream >bqfs");
@@ -79,7 +79,7 @@ TEST_F(UpdateStreams, ComeFromRegularFilesOfWholeArchivesOnly) {
     ExpectNone("no root file system");
 }
 
-TEST_F(UpdateStreams, TakeTheRoomOfTheOneThatTheyReplace) {
+TEST_F(UpdateStreams, UseTheSpaceOfTheStreamThatTheyReplace) {
     PassOn(Old(40'000), New(50'000));
     EXPECT_EQ(Waiting(), "n50000");
     WriteFile(pending + ".part", Old(12'000)); // left by a power cut
@@ -88,7 +88,7 @@ TEST_F(UpdateStreams, TakeTheRoomOfTheOneThatTheyReplace) {
     EXPECT_FALSE(std::filesystem::exists(pending + ".part"));
 }
 
-TEST_F(UpdateStreams, StayWhenTheNextArchiveBringsNone) {
+TEST_F(UpdateStreams, StayPendingWhenTheNextArchiveContainsNone) {
     WriteFile(pending, Old(40'000));
     Pack({"fit", "rootfs"});
     EXPECT_THAT(PollAnew(2), HasSubstr("first: valid"));
@@ -96,17 +96,17 @@ TEST_F(UpdateStreams, StayWhenTheNextArchiveBringsNone) {
     std::filesystem::remove(pending);
 }
 
-TEST_F(UpdateStreams, LeaveNoneWhenTheyCannotBeCopied) {
+TEST_F(UpdateStreams, LeaveNoStreamPendingWhenTheyCannotBeCopied) {
     PassOn(Old(40'000), New(100'000));
-    ExpectNone("no room");
+    ExpectNone("no space");
     PassOn("", New(100'000));
-    ExpectNone("no room, and none waited");
+    ExpectNone("no space, and no stream was pending");
 
     sys->Open = [](const char* path, int flags, unsigned mode) {
         return path == std::string("/tmp/update/bqfs") ? FailWith(EIO) : ::open(path, flags, mode);
     };
     PassOn(Old(40'000), New(20'000));
-    ExpectNone("it cannot be opened");
+    ExpectNone("the stream cannot be opened");
     sys->Open = nullptr;
 
     sys->Sendfile = [](int to, int from, off_t* offset, std::size_t size) {
@@ -118,12 +118,12 @@ TEST_F(UpdateStreams, LeaveNoneWhenTheyCannotBeCopied) {
         return ::lseek(from, 0, SEEK_CUR) == 0 ? ::sendfile(to, from, offset, 5000) : FailWith(EIO);
     };
     PassOn(Old(40'000), New(20'000));
-    ExpectNone("it cannot be read to its end");
+    ExpectNone("the stream cannot be read to its end");
     sys->Sendfile = nullptr;
 
     sys->Fsync = [](int) { return FailWith(EIO); };
     PassOn(Old(40'000), New(20'000));
-    ExpectNone("the medium does not take it");
+    ExpectNone("the medium reports an error");
 }
 
 /** Ends the process at one of the calls that change the folder; discards unsynced data. */
@@ -179,7 +179,7 @@ private:
     }
 
     int remaining;
-    std::set<int> written; // but not flushed
+    std::set<int> written; // descriptors with unsynced data
 };
 
 TEST_F(UpdateStreams, AreTheOldTheNewOrNoneAfterAPowerCutAnywhere) {
@@ -199,7 +199,7 @@ TEST_F(UpdateStreams, AreTheOldTheNewOrNoneAfterAPowerCutAnywhere) {
         ASSERT_EQ(::waitpid(child, &status, 0), child);
         seen.insert(status == 0 ? "in the end " + Waiting() : Waiting());
 
-        PassOn("", New(60'000)); // a part left by the cut takes no space
+        PassOn("", New(60'000)); // a partial file from the cut must not use space
         EXPECT_EQ(Waiting(), "n60000") << "after a cut at call " << call;
         EXPECT_FALSE(std::filesystem::exists(pending + ".part"));
     }

@@ -48,7 +48,7 @@ protected:
     void SetUp() override {
         VANTOREL_NEED_PRIVATE_MOUNTS();
         root.emplace();
-        output.emplace(); // after the root: needs its /tmp
+        output.emplace(); // needs the /tmp of the root
         CoverWithTmpfs("/proc");
         for (const char* directory : {"/tmp/var", "/tmp/update", "/drive", "/flash"}) {
             std::filesystem::create_directories(directory);
@@ -79,7 +79,7 @@ protected:
         SetUp();
     }
 
-    /** Sets the programs' behaviour; runs these shell commands, which may fail, first. */
+    /** Sets the programs' behaviour; these shell commands, which may fail, run first. */
     void Behave(const std::string& spoiled) {
         root->Behave("echo \"$line\"\n" + spoiled + R"(
 case $1 in
@@ -142,9 +142,9 @@ inline const std::string flash = "/bin/busybox|flashcp|-v|/tmp/update/";
 inline const std::string setSlot = "/usr/bin/fw_setenv|image_select|";
 
 /**
- * The header of one member, as no tool packs it: a field may contradict the rest of the archive.
- * The type is 0 for a file, 1 for a hard link, 2 for a symbolic one, 3 for a device, S for a sparse
- * file.
+ * The header of one member. Unlike a packing tool, it allows fields that contradict the rest of the
+ * archive. The type is 0 for a file, 1 for a hard link, 2 for a symbolic link, 3 for a device, S
+ * for a sparse file.
  */
 inline std::string Header(char type, const std::string& name, const std::string& octalSize,
                           const std::string& link = "") {

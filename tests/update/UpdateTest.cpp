@@ -15,7 +15,7 @@ namespace {
 using namespace test;
 using testing::HasSubstr;
 
-TEST_F(Update, InstallsInTheSlotThatDoesNotRun) {
+TEST_F(Update, InstallsIntoTheInactiveSlot) {
     for (const int running : {0, 1}) {
         const std::string fit = running == 0 ? "mtd2" : "mtd0";
         const std::string rootfs = running == 0 ? "mtd3" : "mtd1";
@@ -23,7 +23,7 @@ TEST_F(Update, InstallsInTheSlotThatDoesNotRun) {
         std::filesystem::remove(archive);
         Construct("image_select=" + std::to_string(running) + "\n");
         EXPECT_EQ(output->Take(), "IMAGE_SELECT: " + std::to_string(running) + "\n");
-        EXPECT_EQ(Poll(1), remount) << "nothing on the drive";
+        EXPECT_EQ(Poll(1), remount) << "the drive is empty";
         Pack({"fit", "rootfs", "bqfs", "README"});
         EXPECT_EQ(Poll(4), remount + Transition(1) + "first: found\n" + untar + Transition(2) +
                                "first: valid\n" + Transition(3) + "first: begin\n" + Transition(4));
@@ -36,7 +36,7 @@ TEST_F(Update, InstallsInTheSlotThatDoesNotRun) {
                                std::to_string(1 - running) + "\nfirst: 100 %\nkept: marker 1\n\n" +
                                Transition(5) + "first: complete\n");
         sys->Sync = nullptr;
-        EXPECT_EQ(Poll(2), "") << "it has had its update";
+        EXPECT_EQ(Poll(2), "") << "the update is complete";
         EXPECT_EQ(test::ReadFile("/flash/" + fit), "new fit");
         EXPECT_EQ(test::ReadFile("/flash/" + rootfs), "new rootfs");
         EXPECT_EQ(test::ReadFile("/tmp/var/update/bqfs"), "new bqfs");
@@ -44,7 +44,7 @@ TEST_F(Update, InstallsInTheSlotThatDoesNotRun) {
     }
 }
 
-TEST_F(Update, IsSearchedFourTimesASecondOnAHost) {
+TEST_F(Update, PollsTheDriveFourTimesASecondOnAHost) {
     std::atomic<int> pauses{0};
     sys->Nanosleep = [&](const timespec* pause, timespec*) {
         EXPECT_EQ(pause->tv_sec, 0);
@@ -64,7 +64,7 @@ TEST_F(Update, IsSearchedFourTimesASecondOnAHost) {
     manager->Stop();
 }
 
-TEST_F(Update, NeverBeginsWithoutARunningSlot) {
+TEST_F(Update, NeverStartsWithoutARunningSlot) {
     for (const auto& [commandLine, slot] :
          {std::pair{"quiet\n", ""}, {"image_select=2\n", "2"}, {"image_select=\n", ""}}) {
         Construct(commandLine);
@@ -108,7 +108,7 @@ TEST_F(Update, WaitsWhileTheDriveCannotBeMounted) {
     EXPECT_EQ(Poll(3), "umount\numount\numount\n");
 }
 
-TEST_F(Update, FollowsOnlyTheStateBefore) {
+TEST_F(Update, NotifiesOnlyATransitionFromThePrecedingState) {
     const std::string news[] = {"", "found", "valid", "begin", "", "complete", "error 52", ""};
     for (int from = 0; from <= 6; ++from) {
         for (int to = 0; to <= 7; ++to) {
@@ -118,8 +118,9 @@ TEST_F(Update, FollowsOnlyTheStateBefore) {
             }
             output->Take();
             manager->TransitionToState(static_cast<FirmwareUpdateState>(to));
-            const bool isTold = (to == from + 1 || to == 6) && !news[to].empty();
-            EXPECT_EQ(output->Take(), Transition(to) + (isTold ? "first: " + news[to] + "\n" : ""))
+            const bool notifies = (to == from + 1 || to == 6) && !news[to].empty();
+            EXPECT_EQ(output->Take(),
+                      Transition(to) + (notifies ? "first: " + news[to] + "\n" : ""))
                 << "from " << from << " to " << to;
         }
     }
@@ -137,31 +138,32 @@ void PutBeside(const std::string& good, const std::string& bad) {
 
 TEST_F(UpdateArchives, AreCheckedAgainWithoutAnErrorWhenTheyAreBad) {
     const std::pair<const char*, std::function<void()>> rows[] = {
-        {"no archive", [] { test::WriteFile(archive, std::string(5000, 'x')); }},
-        {"nothing but a root file system", [&] { Pack({"rootfs"}); }},
-        {"nothing but a boot image", [&] { Pack({"fit"}); }},
-        {"a link for a member", [&] { Pack({"rootfs"}, "ln -s /bin/sh fit"); }},
-        {"a directory for a member", [&] { Pack({"fit"}, "mkdir rootfs; echo >rootfs/file"); }},
-        {"a directory called as the archive", [&] { Pack({"fit"}, "mkdir THERMAL.STR"); }},
-        {"a link called as it", [&] { Pack({"fit"}, "ln -s /running-firmware THERMAL.STR"); }},
-        {"nothing at all", [] { Truncate(0); }},
-        {"half of it", [] { Truncate(5); }},
-        {"all but its last bytes", [] { Truncate(7); }}, // the rest is padding
+        {"not an archive", [] { test::WriteFile(archive, std::string(5000, 'x')); }},
+        {"only a root file system", [&] { Pack({"rootfs"}); }},
+        {"only a boot image", [&] { Pack({"fit"}); }},
+        {"a link as a member", [&] { Pack({"rootfs"}, "ln -s /bin/sh fit"); }},
+        {"a directory as a member", [&] { Pack({"fit"}, "mkdir rootfs; echo >rootfs/file"); }},
+        {"a directory named as the archive", [&] { Pack({"fit"}, "mkdir THERMAL.STR"); }},
+        {"a link named as the archive",
+         [&] { Pack({"fit"}, "ln -s /running-firmware THERMAL.STR"); }},
+        {"an empty file", [] { Truncate(0); }},
+        {"half of an archive", [] { Truncate(5); }},
+        {"an archive without its last bytes", [] { Truncate(7); }}, // the rest is padding
         {"a sparse member", [] { PutBeside("fit", Header('S', "rootfs", "0")); }},
-        {"a device for a member", [] { PutBeside("rootfs", Header('3', "fit", "0")); }},
-        // Opening it would wait for ever.
-        {"a pipe for a member", [] { PutBeside("fit", Header('6', "rootfs", "0")); }},
+        {"a device as a member", [] { PutBeside("rootfs", Header('3', "fit", "0")); }},
+        // Opening the pipe would block forever.
+        {"a pipe as a member", [] { PutBeside("fit", Header('6', "rootfs", "0")); }},
         {"a hard link to a file of the device",
          [] {
              PutBeside("fit", Header('1', "rootfs", "0", "/running-firmware") +
                                   Header('2', "more", "0", "rootfs"));
          }},
-        {"such a link, then data for its name",
+        {"a hard link, then data for the same name",
          [] {
              PutBeside("fit", Header('1', "rootfs", "0", "/running-firmware") +
                                   Member("rootfs", "overwritten"));
          }},
-        {"a symbolic one, then data for its name",
+        {"a symbolic link, then data for the same name",
          [] {
              PutBeside("fit", Header('2', "rootfs", "0", "/running-firmware") +
                                   Member("rootfs", "overwritten"));
@@ -169,7 +171,7 @@ TEST_F(UpdateArchives, AreCheckedAgainWithoutAnErrorWhenTheyAreBad) {
         {"8 GiB in a kilobyte", [] { PutBeside("fit", Header('0', "rootfs", "100000000000")); }},
         {"no tar", [&] { Behave("[ $1 != tar ] || exit 127"); }},
         {"a tar that unpacks nothing", [&] { Behave("[ $1 != tar ] || exit 0"); }},
-        {"no room to unpack it",
+        {"no space to unpack it",
          [] { test::Must(::mount("tmpfs", "/tmp/update", "tmpfs", 0, "size=64k")); }},
     };
     for (const auto& [what, spoil] : rows) {
@@ -191,7 +193,7 @@ TEST_F(UpdateArchives, AreCheckedAgainWithoutAnErrorWhenTheyAreBad) {
     }
 }
 
-// From no room at all to enough for the archive and all its members.
+// From no space to enough space for the archive and all its members.
 TEST_F(UpdateArchives, AreInstalledWholeOrNotAtAllWhateverRoomThereIs) {
     const std::string image(50000, 'x');
     bool wasRefused = false;
@@ -219,7 +221,7 @@ TEST_F(UpdateArchives, AreInstalledWholeOrNotAtAllWhateverRoomThereIs) {
     EXPECT_TRUE(wasRefused && wasInstalled);
 }
 
-// A full file system does not keep a good update from being installed. The marker is missing then.
+// A full file system must not prevent a valid update. The marker is then missing.
 TEST_F(UpdateArchives, AreInstalledWithoutRoomForTheMarkerOfTheFirstStart) {
     test::Must(::mount("tmpfs", "/tmp/var", "tmpfs", 0, "size=4k"));
     test::WriteFile("/tmp/var/full", std::string(4096, 'x'));

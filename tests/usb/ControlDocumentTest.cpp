@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 
-// The document for programs on the host against the table that the device answers by.
+// Compares the document for host programs with the table that the device uses.
 
 #include "vantorel/usb/private/SubiRequests.h"
 
@@ -19,7 +19,7 @@ namespace {
 using namespace subi;
 using Rows = std::map<unsigned long, std::string>;
 
-/** The rows of the document's tables, as their cells. */
+/** Returns the cells of each row of the document's tables. */
 std::vector<std::vector<std::string>> Tables() {
     std::ifstream document(VANTOREL_CONTROL_DOCUMENT);
     std::vector<std::vector<std::string>> rows;
@@ -41,11 +41,11 @@ bool IsNumber(const std::string& text) {
     return !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
 }
 
-/** Enters a row for each number of a cell such as "62, 89". */
+/** Adds a row for each number of a cell such as "62, 89". */
 void Enter(Rows& rows, const std::string& numbers, const std::string& text) {
     std::istringstream pieces(numbers);
     for (std::string number; std::getline(pieces >> std::ws, number, ',');) {
-        EXPECT_TRUE(rows.emplace(std::stoul(number), text).second) << number << " stands twice";
+        EXPECT_TRUE(rows.emplace(std::stoul(number), text).second) << number << " is listed twice";
     }
 }
 

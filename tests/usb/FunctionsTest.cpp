@@ -91,14 +91,14 @@ TEST_F(FunctionsTest, NumberTheLinesOfAllSerialPorts) {
     EXPECT_EQ(paused, 2 + 2);
     EXPECT_THAT(Calls(2), testing::AnyOf(UnorderedElementsAre(gdbserver + "0", getty("1")),
                                          UnorderedElementsAre(gdbserver + "1", getty("0"))));
-    Bind({&plain}); // takes number 2
+    Bind({&plain}); // uses number 2
     Bind({&shell});
     EXPECT_EQ(Calls(3).back(), getty("3"));
     plain.OnUnbind();
     Bind({&shell});
     EXPECT_EQ(Calls(4).back(), getty("3"));
     for (int lines = 0; lines < 4; ++lines) {
-        shell.OnUnbind(); // the numbers are per process; other tests expect 0
+        shell.OnUnbind(); // the process numbers its lines, and other tests expect 0
     }
 }
 
@@ -108,7 +108,7 @@ TEST_F(FunctionsTest, FreeTheLineBeforeTheyRemoveIt) {
     WriteFile("/dev/null", ""); // the shell's background job opens it
     root->Behave(links + "exec 9</dev/ttyGS0; cat </never & read line </never");
     sys->Nanosleep = [](const timespec* pause, timespec* left) {
-        return pause->tv_sec > 0 ? 0 : ::nanosleep(pause, left); // killed processes need time
+        return pause->tv_sec > 0 ? 0 : ::nanosleep(pause, left); // killed processes end with delay
     };
     const auto users = [&] {
         const std::filesystem::directory_iterator processes("/proc");
@@ -126,7 +126,7 @@ TEST_F(FunctionsTest, FreeTheLineBeforeTheyRemoveIt) {
         EXPECT_EQ(users(), 2);
         serial.OnRemove();
         EXPECT_EQ(users(), 0);
-        Bind({&serial}); // the worker starts too late
+        Bind({&serial}); // the worker starts after the removal
         serial.OnUnbind();
         EXPECT_EQ(root->Calls().size(), calls);
     }
@@ -134,7 +134,7 @@ TEST_F(FunctionsTest, FreeTheLineBeforeTheyRemoveIt) {
 }
 
 /** Starts an unrelated process that has a line open. */
-pid_t OpenAsSomebodyElse(const std::string& line) {
+pid_t OpenByAnotherProcess(const std::string& line) {
     const int fd = ::open(line.c_str(), O_RDONLY | O_CLOEXEC);
     const pid_t user = ::fork();
     if (user == 0) {
@@ -144,7 +144,7 @@ pid_t OpenAsSomebodyElse(const std::string& line) {
     return user;
 }
 
-// The kernel would wait for these users, with or without a server on the line.
+// The kernel would wait for these processes, with or without a server on the line.
 TEST_F(FunctionsTest, EndOtherProgramsOnTheLineWithAndWithoutAServer) {
     CoverWithTmpfs("/dev");
     const std::string function = gadgetDirectory + "functions/acm.usb0";
@@ -156,7 +156,7 @@ TEST_F(FunctionsTest, EndOtherProgramsOnTheLineWithAndWithoutAServer) {
         return pause->tv_sec > 0 ? 0 : ::nanosleep(pause, left);
     };
     sys->Rmdir = [&](const std::string& directory) {
-        EXPECT_FALSE(std::filesystem::exists("/dev/ttyGS5")) << "a respawned user could come back";
+        EXPECT_FALSE(std::filesystem::exists("/dev/ttyGS5")) << "a respawned user could reopen it";
         return std::filesystem::remove_all(directory) > 0 ? 0 : FailWith(ENOENT);
     };
     const auto threads = Threads();
@@ -167,14 +167,14 @@ TEST_F(FunctionsTest, EndOtherProgramsOnTheLineWithAndWithoutAServer) {
         WriteFile(function + "/port_num", "5\n"); // the kernel's number, not the library's count
         WriteFile("/dev/ttyGS5", "");
         WriteFile("/dev/ttyGS0", "");
-        const pid_t user = OpenAsSomebodyElse("/dev/ttyGS5");
-        const pid_t other = OpenAsSomebodyElse("/dev/ttyGS0");
+        const pid_t user = OpenByAnotherProcess("/dev/ttyGS5");
+        const pid_t other = OpenByAnotherProcess("/dev/ttyGS0");
         serial.OnBind();
         serial.OnUnbind();
         serial.OnRemove();
         removed = true;
         EXPECT_EQ(::waitpid(user, nullptr, WNOHANG), user) << withGetty;
-        EXPECT_EQ(::waitpid(other, nullptr, WNOHANG), 0) << "of another line";
+        EXPECT_EQ(::waitpid(other, nullptr, WNOHANG), 0) << "a process on another line was killed";
         ::kill(other, SIGKILL);
         ::waitpid(other, nullptr, 0);
         ASSERT_TRUE(Eventually([&] { return Threads() == threads; }));
@@ -182,8 +182,8 @@ TEST_F(FunctionsTest, EndOtherProgramsOnTheLineWithAndWithoutAServer) {
     ::umount2("/dev", MNT_DETACH);
 }
 
-// A shell's job may have the line open only as its controlling terminal.
-TEST_F(FunctionsTest, FindTheUsersOfALineByAnyName) {
+// A job of a shell may use the line only as its controlling terminal.
+TEST_F(FunctionsTest, FindTheUsersOfALineUnderAnyName) {
     const UniqueFd master(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
     ASSERT_EQ(::grantpt(master.Get()) + ::unlockpt(master.Get()), 0);
     const std::string line = ::ptsname(master.Get());
@@ -208,7 +208,7 @@ TEST_F(FunctionsTest, FindTheUsersOfALineByAnyName) {
 }
 
 TEST_F(FunctionsTest, BringTheNetworkUpAndDown) {
-    std::vector<std::size_t> pauses; // number of calls before each
+    std::vector<std::size_t> pauses; // number of calls before each pause
     sys->Nanosleep = [&](const timespec* pause, timespec*) {
         EXPECT_EQ(pause->tv_sec, 1);
         pauses.push_back(root->Calls().size());
@@ -226,13 +226,13 @@ TEST_F(FunctionsTest, BringTheNetworkUpAndDown) {
                                       "/bin/busybox|sh|/etc/init.d/busybox-udhcpd|stop",
                                       "/bin/busybox|sh|/etc/init.d/dropbear|stop"));
     sys->Fork = [] { return FailWith(EAGAIN); };
-    Bind({&network}); // fork fails: the port works without its network
+    Bind({&network}); // fork fails: the port must work without its network
 }
 
-TEST_F(FunctionsTest, MakeAFreshDiskOnWhichOneSideWrites) {
+TEST_F(FunctionsTest, CreateANewDiskThatOnlyOneSideWrites) {
     const std::string image = "/tmp/mass_storage/lun0";
     std::vector<std::string> mounts;
-    // The image is real; loop devices and mounts are fakes that record their use.
+    // The image is real; loop devices and mounts are fakes that record their calls.
     WriteFile("/etc/kiro/LICENSE.TXT", "Free.");
     sys->Open = [](const char* path, auto... arguments) {
         return ::open(std::string_view(path).starts_with("/dev/") ? "/dev/null" : path,
@@ -263,7 +263,7 @@ TEST_F(FunctionsTest, MakeAFreshDiskOnWhichOneSideWrites) {
                              {{"lun.0/ro", hostReadOnly ? "1" : "0"},
                               {"lun.0/file", image},
                               {"lun.0/inquiry_string", "KIRO"}});
-            // The kernel refuses to make a drive read-only once it has an image.
+            // The kernel does not make a drive read-only once it has an image.
             const std::string lun = gadgetDirectory + "functions/mass_storage.usb0/lun.0/";
             std::filesystem::create_directories(lun);
             for (const char* attribute : {"ro", "file"}) {

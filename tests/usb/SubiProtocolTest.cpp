@@ -24,7 +24,8 @@ using SubiProtocolTest = SubiTest;
 
 const std::string function = "/config/usb_gadget/g0/functions/ffs.subi.usb0";
 
-// The kernel links a function only after its descriptors, and unmounts it only once closed.
+// The kernel links a function only after its descriptors are written, and unmounts it only after
+// its endpoint is closed.
 TEST_F(SubiSetupTest, StartsAndStopsInOrder) {
     BringUp();
     EXPECT_THAT(endpoint.steps,
@@ -46,7 +47,7 @@ TEST_F(SubiSetupTest, StartsAndStopsInOrder) {
                             "umount /dev/subi", "rmdir " + function));
 }
 
-TEST_F(SubiSetupTest, StaysDownWithoutEndpointZero) {
+TEST_F(SubiSetupTest, IsNotLinkedWithoutEndpointZero) {
     sdk.Connect();
     for (const char* step : {"open", "descriptors", "strings"}) {
         endpoint.failingStep = step;
@@ -59,10 +60,10 @@ TEST_F(SubiSetupTest, StaysDownWithoutEndpointZero) {
     up = true;
     endpoint.failingStep = "open";
     subi.OnAdd();
-    EXPECT_EQ(endpoint.In(63, 2), Reply(Word(8))) << "a second start has harmed the first";
+    EXPECT_EQ(endpoint.In(63, 2), Reply(Word(8))) << "the second start disturbed the first";
 }
 
-TEST_F(SubiSetupTest, WaitsForTheFirstCameraAndServesNoOther) {
+TEST_F(SubiSetupTest, WaitsForTheFirstCameraAndRejectsAnother) {
     auto added = std::async(std::launch::async, [&] { subi.OnAdd(); });
     EXPECT_EQ(added.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
     for (const char* query : {"kirocamera_get_roic_id", "kirocamera_get_chipid"}) {
@@ -71,7 +72,7 @@ TEST_F(SubiSetupTest, WaitsForTheFirstCameraAndServesNoOther) {
     sdk.Connect();
     added.get();
     up = true;
-    EXPECT_EQ(Selected(endpoint, 19, 2), Reply(Word(0))) << "a query that failed";
+    EXPECT_EQ(Selected(endpoint, 19, 2), Reply(Word(0))) << "the query of the camera failed";
     EXPECT_EQ(endpoint.In(54, 12), refusedIn);
     EXPECT_TRUE(endpoint.In(93, 64).reply);
     Camera second(kirocamera_sim_get_camera());
@@ -89,11 +90,11 @@ TEST_F(SubiProtocolTest, MakesDoWithTheDataThatArrives) {
     EXPECT_EQ(endpoint.Out(60, 2, Bytes{1}), silence);
     EXPECT_EQ(wishes.Take(), "start ");
     EXPECT_EQ(endpoint.Out(60, 2, std::nullopt), silence);
-    EXPECT_EQ(wishes.Take(), "stop ") << "nothing means 0";
-    EXPECT_EQ(endpoint.Out(84, 2, std::nullopt), refusedOut) << "nothing means 3";
+    EXPECT_EQ(wishes.Take(), "stop ") << "no data means 0";
+    EXPECT_EQ(endpoint.Out(84, 2, std::nullopt), refusedOut) << "no data means 3";
     EXPECT_EQ(Selected(endpoint, 0x1111, 2), silence);
     EXPECT_EQ(endpoint.Out(85, 2, std::nullopt), silence);
-    EXPECT_EQ(endpoint.In(78, 2), silence) << "the selector stays";
+    EXPECT_EQ(endpoint.In(78, 2), silence) << "the selector must not change";
     EXPECT_EQ(endpoint.Send({}), silence);
     EXPECT_EQ(output.Take(), "SUBI: ep0 read failed errno: 43\n");
 }
@@ -108,14 +109,14 @@ TEST_F(SubiProtocolTest, AnswersEveryRecipientAndDirection) {
         EXPECT_EQ(endpoint.Send(SetupPacket(in, 53, 4)), marked) << int{in};
     }
     endpoint.Out(84, Word(3));
-    EXPECT_EQ(endpoint.Out(53, Bytes(4)), marked) << "the kernel makes a stall of such a reply";
-    EXPECT_EQ(Status(endpoint), ok) << "the status was kept although it has been sent";
+    EXPECT_EQ(endpoint.Out(53, Bytes(4)), marked) << "the kernel turns this reply into a stall";
+    EXPECT_EQ(Status(endpoint), ok) << "the status was kept after it was sent";
     EXPECT_EQ(endpoint.In(60, 1), refusedIn);
     EXPECT_EQ(endpoint.In(84, 2), refusedIn) << "no data means 3";
     for (const std::uint8_t type : Bytes{0, 1, 2, 3, 5, 6}) {
         Bytes event = SetupPacket(0xc0, 63, 2);
         event[8] = type;
-        EXPECT_EQ(endpoint.Send(event), silence) << "event " << int{type} << " is no request";
+        EXPECT_EQ(endpoint.Send(event), silence) << "event " << int{type} << " is not a request";
     }
 }
 
@@ -129,7 +130,7 @@ TEST_F(SubiProtocolTest, SendsTheKernelsLogInPieces) {
         if (action != 2) {
             return static_cast<int>(log.size());
         }
-        EXPECT_FALSE(log.empty()) << "waits for the kernel's next line";
+        EXPECT_FALSE(log.empty()) << "the read would wait for the kernel's next line";
         const std::size_t count = log.copy(buffer, static_cast<std::size_t>(size));
         log.erase(0, count);
         return static_cast<int>(count);
@@ -149,7 +150,7 @@ TEST_F(SubiProtocolTest, SendsTheKernelsLogInPieces) {
     ask(13, 4, Reply({40, 0, 0, 0}), ok);
     Bytes rest(36, 'x');
     std::ranges::copy(std::string_view("end\n"), std::back_inserter(rest));
-    ask(14, 2, Reply(rest), ok); // the kernel cuts it
+    ask(14, 2, Reply(rest), ok); // the kernel truncates the reply
     ask(13, 4, Reply({0, 0, 0, 0}), ok);
     log = "lost";
     ask(13, 4, Reply({4, 0, 0, 0}), ok);
@@ -162,7 +163,7 @@ TEST_F(SubiProtocolTest, FollowsTheSessionAndTheFramesOfTheCamera) {
     BringUp();
     manager.OnConnectionStateChanged(ConnectionState::Battery, ConnectionState::Undetermined);
     EXPECT_EQ(endpoint.Out(60, Word(1)), silence);
-    EXPECT_EQ(wishes.Take(), "") << "it runs already";
+    EXPECT_EQ(wishes.Take(), "") << "the session already runs";
     constexpr float infinity = std::numeric_limits<float>::infinity();
     const std::pair<float, unsigned> rows[] = {{36.61F, 1172}, {-10.0F, 0xfec0}, {5000.0F, 0x7100},
                                                {NAN, 0},       {1e30F, 0},       {-infinity, 0},
@@ -173,7 +174,7 @@ TEST_F(SubiProtocolTest, FollowsTheSessionAndTheFramesOfTheCamera) {
         EXPECT_EQ(Selected(endpoint, 26, 2), Reply(Word(sent))) << value;
     }
     kirocamera_sim_set_result("kirocamera_frame_get_frame_by_format", -3);
-    sdk.Frame(); // without a picture
+    sdk.Frame(); // without an image
     EXPECT_EQ(Selected(endpoint, 26, 2), Reply(Word(64)));
     subi.OnCameraCaptureSessionStop(*std::make_unique<Camera>(kirocamera_sim_get_camera()));
     EXPECT_EQ(endpoint.In(61, 2), Reply(Word(0)));
@@ -228,7 +229,7 @@ struct OneEvent final : SubiEndpoint {
     std::string calls;
 };
 
-TEST(SubiEventTest, AnswersWholeEventsAndRefusesTheSettingsTailWhenTheStateSaysSo) {
+TEST(SubiEventTest, HandlesCompleteEventsAndRefusesTheSettingsTailDependingOnTheState) {
     SubiState state;
     const auto serve = [&](Bytes event) {
         OneEvent endpoint(std::move(event));

@@ -67,7 +67,7 @@ inline const Outcome silence{};
 
 // Replies to request 53.
 inline const Outcome ok = Reply({0, 0, 0, 0});
-inline const Outcome marked = Reply({0, 3, 3, 0}); // request 84 with 3 sets this
+inline const Outcome marked = Reply({0, 3, 3, 0}); // set by request 84 with 3
 inline const Outcome unsupported = Reply({0, 0, 5, 0});
 
 template <typename Host>
@@ -75,7 +75,7 @@ Outcome Status(Host& host) {
     return host.In(53, 4);
 }
 
-/** Request 78 with this selector. */
+/** Sends request 78 with this selector. */
 template <typename Host>
 Outcome Selected(Host& host, unsigned selector, std::size_t length) {
     EXPECT_EQ(host.Out(85, Word(selector)), silence);
@@ -111,10 +111,10 @@ struct SubiRow {
     std::size_t length;
     std::optional<Bytes> data; // from the host
     Outcome outcome;
-    Outcome status; // after the request; marked before it
+    Outcome status; // after the request; before it, the status is `marked`
 };
 
-/** A request with a fixed length is refused at any other length, and the status stays. */
+/** A request with a fixed length is refused at any other length and does not change the status. */
 inline void AddRowsOfWrongLength(std::vector<SubiRow>& rows) {
     struct Shape {
         int selector;
@@ -153,8 +153,8 @@ inline void AddRowsOfWrongLength(std::vector<SubiRow>& rows) {
 }
 
 /**
- * The expected outcome of each request, for the fake endpoint zero and for the kernel's own on a
- * real bus. The order matters: some rows continue where the previous one stopped.
+ * The expected outcome of each request, for the fake endpoint zero and for the real one on a bus.
+ * The order matters: some rows continue where the previous row stopped.
  */
 inline std::vector<SubiRow> SubiRows() {
     Bytes identity(66);
@@ -176,7 +176,7 @@ inline std::vector<SubiRow> SubiRows() {
         {-1, 85, 2, Word(17), silence, ok},
         {-1, 86, 6, Range(16, 0), silence, marked},
         {-1, 88, 32, {}, Reply(Factory(0, 32)), marked},
-        {-1, 88, 32, {}, refusedIn, marked}, // nothing remains; half a word counts as zero
+        {-1, 88, 32, {}, refusedIn, marked}, // no words remain; half a word counts as zero
         {-1, 88, 1, {}, Reply(Factory(32, 1)), marked},
         {-1, 86, 6, Range(2, 0), silence, marked},
         {-1, 88, 3, {}, Reply(Factory(0, 3)), marked}, // uses up one word
@@ -186,7 +186,7 @@ inline std::vector<SubiRow> SubiRows() {
         {-1, 88, 514, {}, Reply(Factory(2, 514)), marked},
         {-1, 53, 0x104, {}, refusedIn, marked},
         {-1, 86, 6, Range(0xffff, 2559), silence, marked},
-        {-1, 88, 3, {}, refusedIn, marked}, // one byte past the settings; uses up nothing
+        {-1, 88, 3, {}, refusedIn, marked}, // one byte past the settings; consumes no word
         {-1, 88, 2, {}, Reply(Factory(5118, 2)), marked},
         {-1, 86, 6, Range(1, 5, 0x100), refusedOut, marked}, // refused, but still takes effect
         {-1, 88, 2, {}, Reply(Factory(10, 2)), marked},
@@ -215,11 +215,11 @@ inline std::vector<SubiRow> SubiRows() {
     return rows;
 }
 
-/** The table's requests for the capture session. */
+/** The requests for the capture session that the table causes. */
 inline constexpr const char* subiRowsWishes = "start stop stop ";
 
 /**
- * Sends the table's requests from a host's end of the function.
+ * Sends the table's requests as a host.
  * @param expect returns the outcome that this host sees for a row
  */
 template <typename Host, typename Expect>

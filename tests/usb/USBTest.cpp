@@ -36,7 +36,7 @@ private:
 
 using USBTest = UsbTest;
 
-TEST_F(USBTest, DescribesItselfOnceThereIsACamera) {
+TEST_F(USBTest, DescribesItselfOnceACameraIsConnected) {
     const auto files = [] {
         std::string texts;
         for (const auto& [name, text] : FilesBelow(gadgetDirectory)) {
@@ -61,7 +61,7 @@ TEST_F(USBTest, DescribesItselfOnceThereIsACamera) {
                              "strings/0x409/serialnumber=0x[0-9a-f]+;"));
 }
 
-TEST_F(USBTest, DescribesNothingAfterItHasJoinedTheBus) { // the host reads it at once
+TEST_F(USBTest, WritesNoAttributeAfterItJoinsTheBus) { // the host reads the attributes at once
     std::filesystem::create_directory(gadgetDirectory + "strings/0x409");
     for (const char* attribute :
          {"UDC", "idVendor", "idProduct", "bcdDevice", "os_desc/use", "os_desc/b_vendor_code",
@@ -84,12 +84,12 @@ TEST_F(USBTest, DescribesItselfAroundAnAttributeThatFails) {
     EXPECT_EQ(ReadFile(gadgetDirectory + "UDC"), "udc.0");
 }
 
-TEST_F(USBTest, IsConnectedByTheControllersState) {
+TEST_F(USBTest, IsConnectedWhenTheControllerIsConfigured) {
     USB usb("usb", "udc.0");
     const std::tuple<const char*, bool, const char*> rows[] = {
         {"configured\n", true, "configured"},
         {"not attached\n", false, "not attached"},
-        {"configured", false, "configure"}, // the last letter is cut as if it were the newline
+        {"configured", false, "configure"}, // the last letter is removed instead of the newline
         {"", false, ""},
         {"configured", false, "configure"},
         {"\n", false, ""},
@@ -134,11 +134,11 @@ TEST_F(USBTest, AddsFunctionsBeforeItJoinsTheBusAndUnbindsThemBeforeItLeaves) {
     EXPECT_EQ(output->Take(), "USB BIND GADGETS\nUSB UNBIND GADGETS\n");
 }
 
-TEST_F(USBTest, ServesOneCameraAndOneBinding) {
+TEST_F(USBTest, AcceptsOnlyOneCameraAndOneBinding) {
     USB usb("usb", "udc.0");
     usb.OnCameraConnect(Connect(1402));
     usb.OnCameraDisconnect(*camera);
-    usb.BindGadgets(); // the camera is gone, but its model still counts
+    usb.BindGadgets(); // the camera is disconnected, but its model still applies
     EXPECT_EQ(ReadFile(gadgetDirectory + "idProduct"), "32");
     EXPECT_EQ(ReadFile(gadgetDirectory + "strings/0x409/serialnumber"), "0");
     EXPECT_THROW(usb.BindGadgets(), std::future_error);
@@ -146,7 +146,7 @@ TEST_F(USBTest, ServesOneCameraAndOneBinding) {
 }
 
 // An application that ends before a camera connects must not leave a thread blocked in the binding.
-TEST_F(USBTest, EndsAWaitingBindingAtItsDestruction) {
+TEST_F(USBTest, EndsAWaitingBindingWhenDestroyed) {
     std::optional<USB> usb(std::in_place, "usb", "udc.0");
     const auto isRefused = [&usb] {
         try {
@@ -164,7 +164,7 @@ TEST_F(USBTest, EndsAWaitingBindingAtItsDestruction) {
     };
     while (!isOver(one) && !isOver(other)) {
     }
-    // One is refused, so the other waits.
+    // One binding is refused, so the other waits.
     auto& waiting = isOver(one) ? other : one;
     EXPECT_FALSE(isOver(waiting));
     usb.reset();
@@ -185,7 +185,7 @@ TEST_F(USBTest, NeedsAControllerAndAGadgetTree) {
     EXPECT_EQ(failure("plain"), 0);
     EXPECT_TRUE(std::filesystem::exists("/config/usb_gadget/gplain/configs/gplain.1"));
     WriteFile("/sys/class/udc/soc.usb.0/state", "");
-    EXPECT_EQ(failure("soc.usb.0"), 0) << "its gadget is the 0 behind the last dot";
+    EXPECT_EQ(failure("soc.usb.0"), 0) << "the gadget's number follows the last dot";
     EXPECT_THAT(output->Take(), testing::HasSubstr("USB DTOR!\n"));
 }
 

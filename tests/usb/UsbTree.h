@@ -21,7 +21,7 @@ inline const std::string gadgetDirectory = "/config/usb_gadget/g0/";
 /** File contents by path. */
 using Attributes = std::map<std::string, std::string>;
 
-/** The content of every file below a directory, by its relative path. */
+/** Returns the content of every file below a directory, by relative path. */
 inline Attributes FilesBelow(const std::string& directory) {
     Attributes files;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(directory)) {
@@ -41,7 +41,7 @@ protected:
     void SetUp() override {
         VANTOREL_NEED_PRIVATE_MOUNTS();
         root.emplace();
-        output.emplace(); // after the root: needs its /tmp
+        output.emplace(); // needs the /tmp of the root
         WriteFile(stateFile, "not attached\n");
         for (const char* directory : {"strings", "configs/g0.1", "os_desc", "functions"}) {
             std::filesystem::create_directories(gadgetDirectory + directory);

@@ -15,7 +15,7 @@
 namespace vantorel::test {
 
 /**
- * Replaces the kernel's display card: answers requests as the kernel does and provides memory for
+ * Replaces the kernel's display card: handles requests as the kernel does and provides memory for
  * the buffers.
  */
 class FakeCard {
@@ -26,11 +26,12 @@ public:
         sys->Mmap = [this](void*, std::size_t bytes, int protection, int flags, int, off_t offset) {
             EXPECT_EQ(protection, PROT_READ | PROT_WRITE);
             EXPECT_EQ(flags, MAP_SHARED);
-            if (offset == 0 || offset > OffsetOf(buffers)) { // no buffer of this card
+            if (offset == 0 || offset > OffsetOf(buffers)) { // not a buffer of this card
                 errno = EINVAL;
                 return MAP_FAILED;
             }
-            // A separate mapping: a child does not get it, and must not lose a part of the heap.
+            // A separate mapping: a child does not inherit it, and must not lose a part of the
+            // heap.
             void* memory = ::mmap(nullptr, bytes, protection, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
             mapped[memory] = bytes;
             return memory;
@@ -42,7 +43,7 @@ public:
         };
         sys->Poll = [this](pollfd* fds, nfds_t, int timeout) {
             const bool isReadable = eventsSent > eventsRead;
-            EXPECT_TRUE(isReadable || (timeout >= 0 && timeout <= 1000)) << "a wait without an end";
+            EXPECT_TRUE(isReadable || (timeout >= 0 && timeout <= 1000)) << "an unlimited wait";
             fds->revents = isReadable ? POLLIN : 0;
             return isReadable ? 1 : 0;
         };
@@ -63,7 +64,7 @@ public:
     std::map<void*, std::size_t> mapped;
     int eventsSent = 0;
     int eventsRead = 0;
-    bool losesEvents = false; // then the first flip stays pending
+    bool losesEvents = false; // if true, the first flip stays pending
     bool isPending = false;
 
 private:
@@ -87,7 +88,7 @@ private:
     }
 
     void AnswerResources() {
-        // The first opener is master anyway, so neither request matters.
+        // The first process that opens the card is already master, so both requests may fail.
         ioctls.OnPlain(drm::setMaster, [](void*) { return FailWith(EACCES); });
         ioctls.OnPlain(drm::dropMaster, [](void*) { return FailWith(EACCES); });
         On<drm::GetResources>([this](drm::CardResources& record) {
@@ -120,11 +121,11 @@ private:
             record.size = size;
             record.pitch = Pitch(record.width);
             record.handle = ++buffers;
-            return record.width == 0 ? FailWith(EINVAL) : 0; // without a mode
+            return record.width == 0 ? FailWith(EINVAL) : 0; // no mode is set
         });
         On<drm::AddFramebufferRequest>([this](drm::AddFramebuffer& record) {
             if (record.pitch != Pitch(record.width) || record.bitsPerPixel != 32 ||
-                record.depth != 24) { // a depth of 32 would blend the picture
+                record.depth != 24) { // a depth of 32 would enable blending
                 return FailWith(EINVAL);
             }
             record.framebufferId = 50 + framebuffers++;
@@ -145,7 +146,7 @@ private:
         });
     }
 
-    /** Some cards pad the lines of a picture. */
+    /** Some cards pad the lines of a framebuffer. */
     static std::uint32_t Pitch(std::uint32_t width) { return (width * 4 + 255) / 256 * 256; }
     static off_t OffsetOf(std::uint32_t handle) { return off_t{handle} << 24; }
     static std::uint32_t IdAt(std::uint64_t pointer) {

@@ -23,10 +23,10 @@ namespace vantorel::test {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/** How a request was refused: by an empty read, by an empty write, or not at all. */
+/** How a request was stalled: by an empty read, by an empty write, or not at all. */
 enum class Stall { None, In, Out };
 
-/** What the host sees of one request. */
+/** The result of one request as the host sees it. */
 struct Outcome {
     std::optional<Bytes> reply;
     Stall stall = Stall::None;
@@ -39,14 +39,14 @@ inline Bytes Word(std::size_t value) {
 
 inline constexpr std::size_t subiEventSize = 12;
 
-/** The event of a control request. */
+/** Returns the event of a control request. */
 inline Bytes SetupPacket(std::uint8_t type, std::uint8_t request, std::size_t length) {
     Bytes event{type, request, 0x12, 0x34, 0x56, 0x78, 0, 0, 4, 0xaa, 0xaa, 0xaa};
     std::ranges::copy(Word(length), &event[6]);
     return event;
 }
 
-/** What the kernel does with reads and writes of endpoint zero from one event to the next. */
+/** Handles reads and writes of endpoint zero between two events, as the kernel does. */
 class EndpointZero {
 public:
     /** Sets the next event, or none if it is empty, and the data that the host sends with it. */
@@ -69,7 +69,7 @@ public:
         if (bytes.empty()) {
             return FailWith(EIDRM);
         }
-        std::memset(to, 0xee, size); // bytes after a short transfer are not from the host
+        std::memset(to, 0xee, size); // bytes beyond a short transfer are garbage
         const std::size_t count = std::min(size, bytes.size());
         std::memcpy(to, bytes.data(), count);
         return static_cast<ssize_t>(count);
@@ -86,7 +86,7 @@ public:
     }
 
     Outcome outcome;
-    bool dataTaken = false; // of the last request; a later refusal cannot reach the host
+    bool dataTaken = false; // the data of the last request was read: a stall comes too late
 
 private:
     std::optional<Bytes> next;
@@ -95,7 +95,7 @@ private:
 
 /**
  * Fakes the kernel's side of endpoint zero and of the vendor function's other system calls. The
- * function's own thread replies; a request returns when that thread waits for the next one.
+ * function's own thread replies. A request returns when that thread waits for the next one.
  */
 class FakeEndpoint {
 public:
@@ -138,7 +138,7 @@ public:
         return zero.outcome;
     }
 
-    /** A control request; one with data goes from host to device. */
+    /** Sends a control request; one with data goes from host to device. */
     Outcome In(std::uint8_t request, std::size_t length) {
         return Send(SetupPacket(0xc1, request, length));
     }
@@ -147,13 +147,13 @@ public:
     }
     Outcome Out(std::uint8_t request, const Bytes& data) { return Out(request, data.size(), data); }
 
-    /** Whether the device has taken the data of the last request. */
+    /** Whether the device has read the data of the last request. */
     bool DataTaken() const { return zero.dataTaken; }
 
     ScopedSys sys;
     std::vector<std::string> steps; // read only while no request is pending
     std::string failingStep;        // prefix of the step that fails
-    std::vector<Bytes> written;     // to endpoint zero, before the first request
+    std::vector<Bytes> written;     // written to endpoint zero before the first request
 
     static constexpr int endpointFd = 9001;
     static constexpr int wakeFd = 9002;
@@ -167,7 +167,7 @@ private:
     int Wait(pollfd* waits) {
         std::unique_lock lock(mutex);
         interrupted = !interrupted;
-        if (interrupted) { // a signal of the application arrives before each event
+        if (interrupted) { // a signal arrives before each event
             return FailWith(EINTR);
         }
         waiting = true;
@@ -185,7 +185,7 @@ private:
         }
         const std::lock_guard lock(mutex);
         if (size == subiEventSize && !zero.IsPending()) {
-            std::abort(); // the kernel would hold up every unbinding of the port
+            std::abort(); // in the kernel, this read would block every unbinding of the port
         }
         return zero.Read(data, size);
     }

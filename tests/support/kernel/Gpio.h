@@ -12,8 +12,8 @@
 namespace vantorel::test {
 
 /**
- * The kernel's GPIO chips: each request gets its lines if it asks for this direction. Inputs are
- * high unless pulled.
+ * The kernel's GPIO chips: a request gets its lines if it specifies this direction. Inputs are high
+ * unless pulled down.
  */
 class FakeChip {
 public:
@@ -36,8 +36,8 @@ public:
         });
     }
 
-    bool opensLines = true; // with a real descriptor, which the test closes unless its user does
-    int pulled = -1;        // to ground
+    bool opensLines = true; // returns a real descriptor, which the user or the test closes
+    int pulled = -1;        // the line that is pulled to ground
     gpio_v2_line_request requested{};
 };
 

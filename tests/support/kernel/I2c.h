@@ -27,14 +27,14 @@
 
 namespace vantorel::test {
 
-/** One transfer: bytes written to an address, then bytes read from it, unless there are none. */
+/** One transfer: bytes written to an address, then optionally bytes read from it. */
 struct I2cTransfer {
     std::uint16_t address;
     std::span<std::uint8_t> written;
     std::span<std::uint8_t> read;
 };
 
-/** The kernel's I2C bus. A test's function answers each transfer with 0 or an errno. */
+/** The kernel's I2C bus. A function of the test returns 0 or an errno for each transfer. */
 class I2cBus {
 public:
     I2cBus(IoctlRecorder& ioctls, std::function<int(const I2cTransfer&)> transfer) {
@@ -50,7 +50,7 @@ public:
             };
             const bool reads = messages.size() == 2;
             const i2c_msg& first = messages.front();
-            // The library reads something, after a command, and from the address of the command.
+            // The library reads at least one byte, after a command and from the same address.
             if ((messages.size() != 1 && !reads) || (reads && messages.back().len == 0) ||
                 messages.back().addr != first.addr || (first.flags & I2C_M_RD) != 0 ||
                 reads != ((messages.back().flags & I2C_M_RD) != 0)) {
@@ -65,14 +65,14 @@ public:
         });
     }
 
-    std::uintptr_t selected = 0; // with I2C_SLAVE
+    std::uintptr_t selected = 0; // by I2C_SLAVE
     std::function<void()> onSelect = [] {};
 };
 
 /**
- * Records the traffic of an I2C bus and of the gauge's GPIO line. It notes each transfer: "55 w 00
- * 41" is a write of two bytes to address 0x55, "55 w 20 r 1" a read after a command byte. "address
- * 55" and "sleep 1000" (in milliseconds) come between them; it does not really sleep that long.
+ * Records the traffic of an I2C bus and of the gauge's GPIO line. In the record of transfers, "55 w
+ * 00 41" is a write of two bytes to address 0x55, "55 w 20 r 1" a read after a command byte.
+ * "address 55" and "sleep 1000" (milliseconds) are recorded between them; sleeps are shortened.
  */
 class FakeBus {
 public:
@@ -80,24 +80,24 @@ public:
         bus.onSelect = [this] { Note("address" + Hex(bus.selected)); };
         sys->Nanosleep = [this](const timespec* request, timespec*) {
             Note("sleep " + std::to_string(request->tv_sec * 1000 + request->tv_nsec / 1'000'000));
-            std::this_thread::sleep_for(std::chrono::microseconds(100)); // let others run
+            std::this_thread::sleep_for(std::chrono::microseconds(100)); // lets other threads run
             return 0;
         };
     }
     ~FakeBus() {
-        // The gauge's line is driven low, and no other line is taken from its user.
+        // The gauge's line is driven low, and no other line is requested.
         EXPECT_LE(chip.requested.num_lines, 1U);
         EXPECT_EQ(chip.requested.config.flags & ~__u64{GPIO_V2_LINE_FLAG_OUTPUT}, 0U);
     }
 
-    /** Returns what was noted since the last call, separated by commas. */
+    /** Returns the record since the last call, separated by commas. */
     std::string Take() { return std::exchange(log, {}); }
 
     IoctlRecorder ioctls;
     std::set<std::uint16_t> answering{0x55};
     std::map<int, std::vector<std::uint8_t>>
-        answers;                       // to 0x5520: what address 0x55 reads from 0x20
-    std::map<std::string, int> errors; // of a transfer, by its note
+        answers;                       // by address and register: 0x5520 is register 0x20 of 0x55
+    std::map<std::string, int> errors; // of a transfer, by its record
 
 private:
     static std::string Hex(std::uintptr_t number) {

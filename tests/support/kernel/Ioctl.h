@@ -13,8 +13,8 @@
 namespace vantorel::test {
 
 /**
- * Replaces the drivers behind ioctl(): answers requests by number and records their order. A
- * request without an answer fails with ENOTTY, as in a driver that does not support it.
+ * Replaces the drivers behind ioctl(): handles requests by number and records their order. A
+ * request without a handler fails with ENOTTY, as in a driver that does not support it.
  */
 class IoctlRecorder {
 public:
@@ -26,7 +26,7 @@ public:
         };
     }
 
-    /** Sets the answer to a request: a function of its record that returns ioctl()'s result. */
+    /** Sets the handler of a request: a function of its record that returns ioctl()'s result. */
     template <typename Record, typename Answer>
     void On(unsigned long request, Answer answer) {
         answers[request] = [answer](void* argument) {
@@ -34,7 +34,7 @@ public:
         };
     }
 
-    /** The same for a request whose argument is no record but a number, or nothing. */
+    /** The same for a request whose argument is a number or unused, not a record. */
     void OnPlain(unsigned long request, std::function<int(void*)> answer) {
         answers[request] = std::move(answer);
     }

@@ -11,7 +11,7 @@
 
 namespace vantorel::test {
 
-/** The kernel's loop devices, of which one is free.  */
+/** The kernel's loop devices; one of them is free.  */
 class FakeLoop {
 public:
     FakeLoop(IoctlRecorder& ioctls, int freeDevice) {
