@@ -23,9 +23,10 @@
 #include <poll.h>
 
 /**
- * The path of a frame, from the camera's callback to the kept copy and from there to the display's
- * back buffer. The SDK and the UI library only return a pointer, so the figures are the library's.
- * The baseline of each half is memcpy() of the same bytes between the same places.
+ * The path of a frame, from the camera's callback to the stored copy and from there to the
+ * display's back buffer. The SDK and the UI library only return a pointer, so the figures contain
+ * only the library's time. The baseline of each half is memcpy() of the same bytes between the same
+ * buffers.
  *
  * Include it in only one source of a program: it defines functions of both libraries, which replace
  * those of the simulators.
@@ -44,7 +45,7 @@ struct Geometry {
     }
 };
 
-/** The cameras' frames, and a picture of the screen's size. */
+/** The frames of the cameras, and an image of the screen's size. */
 inline constexpr std::array<Geometry, 4> frames{
     {{160, 120, 1}, {320, 240, 1}, {640, 480, 1}, {480, 640, 4}}};
 
@@ -84,7 +85,7 @@ public:
     /** The camera's callback, with the user interface and the camera itself as observers. */
     void Frame() { CameraManager::FrameAvailable(nullptr, nullptr, &*camera); }
 
-    /** One refresh of the display; also finds the kept copy. */
+    /** One refresh of the display; also finds the stored copy. */
     void Draw(LCD& lcd, std::uint32_t* pixels) { userInterface.OnLCDDraw(lcd, pixels); }
 
     /** Copies only the bytes of Frame(). */
@@ -94,8 +95,8 @@ public:
     }
 
     /**
-     * The minimum for Frame(): its bytes, the lock against torn pictures, and two counters for
-     * other threads, the frames so far and the permits to stop the session.
+     * The minimum for Frame(): its bytes, the lock against torn images, and two counters for other
+     * threads, the frames so far and the permits to stop the session.
      */
     void CopyFrameLocked() {
         permits.release();
@@ -105,7 +106,7 @@ public:
     }
 
 private:
-    // In a process with one thread the C library skips atomic operations; a device has twenty
+    // In a single-threaded process the C library skips atomic operations; a device has twenty
     // threads.
     std::jthread other{[](const std::stop_token& end) {
         while (!end.stop_requested()) {
@@ -123,7 +124,7 @@ private:
 
 } // namespace vantorel::benchmarks
 
-// Visible, so that shared libraries of this system use them instead of those of the simulators.
+// Exported, so that shared libraries of this system use them instead of those of the simulators.
 #pragma GCC visibility push(default)
 extern "C" {
 kirocamera_error_t kirocamera_frame_get_frame_by_format(kirocamera_frame_t*, uint32_t,

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-/** The target of the notification benchmarks, which see only its interface. */
+/** The target of the notification benchmarks, which know only its interface. */
 namespace vantorel::benchmarks {
 
 class Listener {

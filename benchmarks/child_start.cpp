@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 /**
- * Starts a program and waits for its end, from a process with 500 MB of touched memory, which the
- * kernel would mark page by page for a plain fork.
+ * Starts a program and waits for its end, from a process with up to 500 MB of touched memory. For a
+ * plain fork the kernel would have to mark each of these pages.
  */
 #include "vantorel/system/private/ChildProcess.h"
 

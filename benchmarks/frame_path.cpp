@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 /**
- * The cost of a frame in the library, beside memcpy() of the same bytes and the minimum, with the
- * allocations and the locks of each frame. Needs private mounts, which ./bench provides.
+ * The cost of a frame in the library, compared with memcpy() of the same bytes and with the
+ * minimum, and the allocations and locks per frame. Needs private mounts, which ./bench provides.
  */
 #include "benchmarks/FramePath.h"
 #include "tests/support/CountedAllocations.h"
@@ -17,7 +17,7 @@
 
 #include <pthread.h>
 
-// The linker redirects the locks of the library's objects to this code.
+// The linker redirects the lock calls of the library's objects to this code.
 namespace {
 thread_local int locks = 0;
 }
@@ -63,7 +63,7 @@ Bench& TheBench() {
     return bench;
 }
 
-/** The fewest of three times a hundred frames: every thousandth prints a line, which allocates. */
+/** The minimum of three times a hundred frames: every thousandth prints a line, which allocates. */
 template <typename Step>
 void Count(benchmark::State& state, Step step) {
     int fewestAllocations = std::numeric_limits<int>::max();

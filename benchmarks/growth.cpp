@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: LicenseRef-Vantorel
 /**
  * The cost of events at different rates: buttons, thermometers, the log and frames at one, ten and
- * a hundred times a device's usual rate, in parallel, in threads as on the device. A line for each:
- * name, rate, events, nanoseconds of the service's own thread per event, and after each rate the
- * heap's bytes in use. Needs private mounts, which ./bench provides.
+ * a hundred times a device's usual rate, in parallel threads as on the device. Prints a line for
+ * each: name, rate, events, nanoseconds of the service's own thread per event; and after each rate
+ * the heap's bytes in use. Needs private mounts, which ./bench provides.
  */
 #include "tests/support/CameraSimulator.h"
 #include "tests/ui/DeviceFiles.h"
@@ -44,7 +44,7 @@ std::int64_t ThreadTime() {
     return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
 }
 
-/** The processor time of the events' thread from its first event to its last. */
+/** Measures the processor time of the event thread from its first event to its last. */
 class Meter : public ButtonObserver, public ThermometerObserver, public LoggerObserver {
 public:
     void OnButtonUp(Button&) override { Note(); }
@@ -73,7 +73,7 @@ private:
     std::int64_t last = 0;
 };
 
-/** Two of these measure the frame observers between them. */
+/** Two of these measure the frame observers that are registered between them. */
 class FrameMeter final : public CameraObserver {
 public:
     explicit FrameMeter(FrameMeter* first) : begin(first) {}

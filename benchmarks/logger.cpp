@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 /**
- * The cost of one log cycle: the sample, its line in the file, its line on standard output; beside
- * it the same two lines by snprintf(), fwrite() and write(), which is close to the minimum.
- * Standard output goes to /dev/null. docs/log-format.md has the results.
+ * The cost of one log cycle: the sample, its line in the file and its line on standard output. The
+ * baseline writes the same two lines with snprintf(), fwrite() and write(), which is close to the
+ * minimum. Standard output goes to /dev/null. docs/log-format.md lists the results.
  */
 #include "vantorel/logger/Logger.h"
 #include "tests/support/CameraSimulator.h"
@@ -51,7 +51,7 @@ void Count(benchmark::State& state, const std::string& file, int allocationsBefo
         static_cast<double>(test::allocations - allocationsBefore) / cycles;
 }
 
-/** A frame with the header of a camera that has run for three days. */
+/** Delivers a frame with the header of a camera that has run for three days. */
 void GiveFrame(Logger& logger) {
     test::ManualCamera sdk;
     CameraManager manager(0);

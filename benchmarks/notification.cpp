@@ -3,7 +3,7 @@
 /**
  * One notification of 1, 4 and 16 observers: by the library's list, by a plain loop of virtual
  * calls over the same kind of list and over an array, and by the signals of two common libraries
- * (QtSignal.cpp has a third).
+ * (QtSignal.cpp measures a third).
  */
 #include "benchmarks/Subject.h"
 #include "vantorel/service/ObserverList.h"

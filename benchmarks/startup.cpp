@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 /**
- * From the exec of a program to its first thermal picture, with the simulators. The argument is the
- * time of the exec by CLOCK_MONOTONIC, in nanoseconds; it prints a line for each phase, in
- * microseconds since then. Needs private mounts, which ./bench provides.
+ * Measures the time from the exec of a program to its first thermal image, with the simulators. The
+ * argument is the time of the exec by CLOCK_MONOTONIC, in nanoseconds. Prints a line for each
+ * phase, in microseconds since then. Needs private mounts, which ./bench provides.
  */
 #include "tests/ui/DeviceFiles.h"
 #include "vantorel/camera/CameraManager.h"

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 /**
- * Only flips the display, for a given number of seconds: the shortest possible program, the
- * baseline for the display loop of the whole application.
+ * Flips the display for a given number of seconds and does nothing else. It is the baseline for the
+ * display loop of the whole application.
  */
 #include <chrono>
 #include <cstdint>

@@ -34,8 +34,8 @@ constexpr const char* buttons = "/dev/vantorel/buttons";
 constexpr const char* torchDirectory = "/sys/class/leds/vantorel-torch/";
 constexpr const char* brightness = "/sys/class/leds/vantorel-torch/brightness";
 constexpr int torchKey = KEY_LIGHTS_TOGGLE;
-constexpr int phases = 4;          // of each kind, in turns, under the same load
-constexpr int roundsOfAPhase = 50; // 200 rounds in all
+constexpr int phases = 4;          // of each kind, alternating under the same load
+constexpr int roundsOfAPhase = 50; // 200 rounds in total
 
 class Switch final : public ButtonObserver {
 public:
@@ -56,12 +56,12 @@ std::int64_t Time(const char* name) {
     return std::stoll(Board::State(name));
 }
 
-/** Presses the button repeatedly and allows the other side 40 ms to switch the LED. */
+/** Presses the button repeatedly; the other side has 40 ms to switch the LED. */
 void Measure(std::vector<std::int64_t>& nanoseconds) {
     std::this_thread::sleep_for(200ms); // until the other side waits
     for (int round = 0; round < roundsOfAPhase; ++round) {
         Key(1);
-        std::this_thread::sleep_for(40ms); // an earlier read would disturb it
+        std::this_thread::sleep_for(40ms); // an earlier read would disturb the measurement
         const std::int64_t passed = Time("led-time") - Time("key-time");
         if (passed <= 0) {
             std::fprintf(stderr, "the LED did not change within 40 ms\n");
@@ -83,7 +83,7 @@ void MeasureLibrary(std::vector<std::int64_t>& nanoseconds) {
     Measure(nanoseconds);
     const std::jthread releases([](const std::stop_token& end) {
         while (!end.stop_requested()) {
-            Key(2); // not reported, but ends a wait
+            Key(2); // ends a wait without a report
             std::this_thread::sleep_for(10ms);
         }
     });

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-Vantorel
 /**
  * Composes a gadget of a drive and a serial line through the library and binds it. Prints the
- * microseconds for that, and separately those for the drive's image; neither includes the wait for
+ * microseconds for that, and separately those for the drive's image. Neither includes the wait for
  * the camera, which determines the port's name. The caller must remove the gadget.
  *
  * Usage: compose CONTROLLER
@@ -24,7 +24,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/** The last observer to be notified: the port then knows the camera. */
+/** The last observer to be notified: by then the port knows the camera. */
 class Arrival final : public CameraObserver {
 public:
     void OnCameraConnect(Camera&) override {

@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 /**
- * The round trip of a control request on the USB port: the vendor function's status request beside
- * two bare FunctionFS responders, each on its own controller, in turns. "bare" is the shortest
- * possible: it blocks in its read, so an unbind of its port hangs. "polling" is the shortest that
- * can be unbound, and so the library's baseline.
+ * The round trip of a control request on the USB port: the status request of the vendor function
+ * and of two bare FunctionFS responders, each on its own controller, measured alternately. "bare"
+ * is the shortest responder: it blocks in its read, so an unbind of its port hangs. "polling" is
+ * the shortest one that can be unbound, and thus the library's baseline.
  */
 #include "tests/device/UsbPort.h"
 #include "vantorel/camera/Camera.h"
@@ -37,7 +37,7 @@ using namespace vantorel;
 
 namespace {
 
-constexpr int rounds = 20; // of each kind, in turns, under the same load
+constexpr int rounds = 20; // of each kind, alternating under the same load
 constexpr int requestsOfARound = 1000;
 
 void Need(bool condition, const char* what) {
@@ -53,8 +53,8 @@ void Write(const std::string& path, const std::string& value) {
 }
 
 /**
- * Answers every request with four zeros. A responder that can be unbound
- * waits in poll(): the kernel does not unbind a port while a thread is blocked in the read.
+ * Replies to every request with four zeros. A responder that can be unbound waits in poll(): the
+ * kernel does not unbind a port while a thread is blocked in the read.
  */
 [[noreturn]] void Respond(int endpoint, bool canBeUnbound) {
     usb_functionfs_event event{};
@@ -70,7 +70,7 @@ void Write(const std::string& path, const std::string& value) {
     std::_Exit(1);
 }
 
-/** A gadget with the descriptors of the vendor function and a bare responder behind it. */
+/** Creates a gadget with the descriptors of the vendor function and starts a bare responder. */
 void BringUpBare(const std::string& name, const std::string& controller, bool canBeUnbound) {
     const std::string gadget = "/config/usb_gadget/" + name + "/";
     const std::string mount = "/dev/" + name;
@@ -92,7 +92,7 @@ void BringUpBare(const std::string& name, const std::string& controller, bool ca
     Write(gadget + "UDC", controller);
 }
 
-/** The microseconds of each request. */
+/** Returns the microseconds of each request. */
 std::vector<double> Measure(const test::UsbPort& port) {
     std::vector<double> times;
     for (int i = 0; i < requestsOfARound; ++i) {
@@ -114,7 +114,7 @@ double Median(std::vector<double> values) {
     return values[values.size() / 2];
 }
 
-/** One of the responders and the times of its rounds. */
+/** A responder and the times of its rounds. */
 struct Candidate {
     void Round() {
         const auto times = Measure(port);
@@ -145,9 +145,9 @@ struct Candidate {
 
 } // namespace
 
-// NOLINTNEXTLINE(bugprone-exception-escape): a failed measurement may end as it likes
+// NOLINTNEXTLINE(bugprone-exception-escape): a failed measurement may terminate
 int main() {
-    // The removal fails for its dependencies, which stay.
+    // modprobe -r cannot remove the module's dependencies, which stay loaded.
     Need(std::system("modprobe -r dummy_hcd; modprobe dummy_hcd num=3") == 0, "modprobe");
     BringUpBare("bare", "dummy_udc.1", false);
     BringUpBare("polling", "dummy_udc.2", true);

@@ -1,9 +1,10 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 /**
- * The cost of a frame in the library, on the device's processor and display, beside the minimum and
- * memcpy() of the same bytes. A line for each: name, nanoseconds of the library, of the minimum (a
- * picture needs only its bytes) and of memcpy(), allocations in a hundred frames.
+ * The cost of a frame in the library, on the device's processor and display, compared with the
+ * minimum and with memcpy() of the same bytes. Prints a line for each: name, nanoseconds of the
+ * library, of the minimum (drawing needs only the bytes) and of memcpy(), allocations in a hundred
+ * frames.
  */
 #include "benchmarks/FramePath.h"
 #include "tests/support/CountedAllocations.h"
@@ -25,7 +26,7 @@ constexpr int rounds = 400; // short, so that some are undisturbed
 constexpr std::size_t bytesOfARound = 2 << 20;
 constexpr int counted = 100; // frames
 
-/** The fastest round of each: other load only slows a round. */
+/** The fastest round of each; other load can only slow a round. */
 struct Fastest {
     double ours = std::numeric_limits<double>::max();
     double least = std::numeric_limits<double>::max();
@@ -43,7 +44,7 @@ double Time(int count, Step step) {
     return passed.count() / count;
 }
 
-/** The fewest of three attempts, each with a hundred frames: every thousandth prints a line. */
+/** The minimum of three attempts with a hundred frames each: every thousandth prints a line. */
 template <typename Step>
 int Allocations(Step step) {
     int fewest = std::numeric_limits<int>::max();

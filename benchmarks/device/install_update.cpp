@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 /**
- * Installs the archive on a drive through the library and without a USB host: for measurements, and
- * for the power cuts, which need many updates in one boot.
+ * Installs the archive on a drive through the library without a USB host. Measurements use it, and
+ * the power-cut test, which needs many updates in one boot.
  *
  * Usage: install_update polls|steps DEVICE    DEVICE holds a FAT file system with THERMAL.STR.
  * With "polls" the manager runs on its own thread as in a product, with "steps" without pauses.
@@ -23,7 +23,7 @@ using namespace vantorel;
 
 namespace {
 
-constexpr int mostSteps = 20; // a refused archive is found again and again
+constexpr int mostSteps = 20; // the manager finds a refused archive again at each poll
 
 class Times final : public FirmwareUpdateObserver {
 public:

@@ -18,30 +18,30 @@ PROJECT = Path(__file__).resolve().parents[2]
 PROGRAMS = ["button_to_led", "control_round_trip", "install_update", "frame_path", "bare_flips"]
 TRACING = "/sys/kernel/debug/tracing"
 EVENT = f"{TRACING}/events/drm/drm_vblank_event_delivered/enable"
-# The completion of a flip. That of a mode change belongs to no open file.
+# The completion of a flip. The completion of a mode change belongs to no open file.
 FLIP = r" (\d+\.\d+): drm_vblank_event_delivered: file=0*[1-9a-f].*seq=(\d+)"
-STARTS = 5  # of each program
+STARTS = 5  # number of starts of each program
 IDLE = 10  # seconds for which wake-ups are counted
 PICTURE = 480 * 640 * 4 // 1024  # KiB
 SIMULATORS = ("libkirocamera", "libVantorelUI")
 
 
-# Why a thread of the application wakes up on battery: where it sleeps in the kernel, and its
-# expected wake-ups per second. app/Board.h sets the intervals.
+# Why a thread of the application wakes up on battery: the kernel function in which it sleeps, its
+# expected wake-ups per second, and the cause. app/Board.h sets the intervals.
 CAUSES = (("poll", 60, "the display's flips"), ("futex", 30, "the simulated camera's frames"),
           ("nanosleep", 2, "connection manager"), ("nanosleep", 1, "thermometer or gauge"),
           ("nanosleep", 0.2, "log"))
 
 
 def cause(rate: float, where: str) -> str:
-    """Returns the closest cause, or where the thread sleeps."""
+    """Returns the closest cause, or the kernel function in which the thread sleeps."""
     near = [(abs(rate - expected) / expected, name) for place, expected, name in CAUSES
             if place in where]
     return min(near)[1] if near else where
 
 
 class Device:
-    """One boot of the device for all figures except the installation, which has its own."""
+    """One boot of the device for all figures except the installation, which boots separately."""
 
     def __init__(self, build: Path, seconds: int):
         self.artifacts = build / "armhf"
@@ -65,9 +65,9 @@ class Device:
         self.machine = self._console = None
 
     def console(self) -> Console:
-        """Boots the device at the first call, with no state from the last run."""
+        """Boots the device at the first call, without state from the last run."""
         if self._console is None:
-            self.switch_off()  # one that has failed to boot for the previous figure
+            self.switch_off()  # a device that failed to boot for the previous figure
             shutil.rmtree(self.work, ignore_errors=True)
             self.machine = Machine(self.image, self.artifacts, self.work)
             self.machine.prepare()
@@ -156,8 +156,8 @@ class Device:
         return (float(flip[1]) - float(started[1])) * 1000
 
     def startup(self):
-        """Starts both in turns, since the phase of the display's refreshes varies. The first start
-        of each loads its files."""
+        """Starts both alternately, since the phase of the display's refreshes varies. The first
+        start of each loads its files."""
         def begin():
             self.console().execute("start")
             self.console().execute("expect 'FPS: ' 60")
@@ -194,7 +194,7 @@ class Device:
                 if name in ("", "[heap]"):
                     anonymous.append(int(match[1]))
         simulators = sum(size for key, size in sizes.items() if any(s in key for s in SIMULATORS))
-        # The UI library's picture, to which the allocator gives a separate mapping.
+        # The UI library's image, for which the allocator creates a separate mapping.
         picture = sum(size for size in anonymous if size >= PICTURE)
         whole = int(status["VmRSS"])
         yield Row("resident memory, every service on", whole / 1024, "MiB", limit=6,
@@ -237,8 +237,8 @@ class Device:
         output = self.program("control_round_trip")
         found = dict(re.findall(r"^(\w+) +median of a round (\d+) us", output, re.M))
         ratios = dict(re.findall(r"^library / (\w+): ([\d.]+)", output, re.M))
-        # The shortest responder blocks in its read and so hangs every unbind of its port: it shows
-        # the cost of the wait outside the read and is no target.
+        # The shortest responder blocks in its read, so every unbind of its port hangs. It shows the
+        # cost of waiting outside the read and is not a target.
         for name, against, limit in (
                 ("bare", "shortest responder, which hangs every unbind", None),
                 ("polling", "shortest responder that can be unbound", 1.02)):
@@ -260,7 +260,7 @@ class Device:
                   "the tools by hand", 1.05)
 
     def size(self):
-        """The size of the library as shipped."""
+        """The size of the shipped library."""
         (library,) = (path for path in self.artifacts.glob("vantorel/libVantorelSystem.so.*")
                       if not path.is_symlink())
         stripped = self.artifacts / "stripped.so"

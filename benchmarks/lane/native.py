@@ -10,8 +10,8 @@ from machine import Failure
 from table import Row
 
 FRAMES = ("160x120", "320x240", "640x480", "480x640x4")
-# Both sides of a comparison run many times in random order, so that both have the same load; the
-# fastest run of each counts, because other load only slows a run.
+# Both sides of a comparison run many times in random order, so that both have the same load. The
+# fastest run of each counts, because other load can only slow a run.
 OPTIONS = ["--benchmark_enable_random_interleaving=true"]
 NAMESPACES = ["unshare", "--user", "--map-root-user", "--mount", "--pid", "--fork", "--mount-proc"]
 TARGETS = ["benchmark_frame_path", "benchmark_notification", "benchmark_child_start",
@@ -27,8 +27,8 @@ class Native:
         """Returns the fastest repetition of each benchmark, in its registered unit."""
         output = self.build / f"{name}.json"
         with open(output, "w+") as file:
-            # By descriptor: in its own namespaces the program may see other files, and its standard
-            # output contains the library's status lines.
+            # Pass the output file by descriptor: in its own namespaces the program may see other
+            # files, and its standard output contains the library's status lines.
             command = [*prefix, self.build / "benchmarks" / name, *OPTIONS,
                        f"--benchmark_repetitions={self.repetitions}",
                        f"--benchmark_min_time={seconds}", "--benchmark_out_format=json",
@@ -97,7 +97,7 @@ class Native:
     def startup(self):
         phases = {}
         for _ in range(self.repetitions):
-            # unshare and its fork precede the exec that counts.
+            # unshare and its fork come before the exec that is measured.
             text = subprocess.run(
                 [*NAMESPACES, "python3", "-c", "import os, sys, time; os.execv(sys.argv[1], "
                  "[sys.argv[1], str(time.monotonic_ns())])",

@@ -1,13 +1,13 @@
 # SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 # SPDX-License-Identifier: LicenseRef-Vantorel
-"""The figures, their targets, and the output of both."""
+"""The figures, their targets, and the table that shows them."""
 
 from dataclasses import asdict, dataclass
 
 
 @dataclass
 class Row:
-    """One figure. `limit` applies to the ratio to the baseline, if any, else to the figure."""
+    """One figure. `limit` applies to the ratio to the baseline or, without one, to the figure."""
 
     figure: str
     ours: float
@@ -17,7 +17,7 @@ class Row:
     limit: float | None = None
     at_least: bool = False  # the limit is a minimum instead of a maximum
     note: str = ""
-    paired: float | None = None  # the ratio, if each run was compared with its neighbour
+    paired: float | None = None  # the ratio, if each run was compared with the adjacent run
 
     @property
     def ratio(self):

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
-/* Composes a gadget from a scheme file and binds it, by libusbgx, as its command-line tool does.
+/* Composes a gadget from a scheme file with libusbgx and binds it, as its command-line tool does.
  * Prints the microseconds from the first call until the gadget is bound.
  *
  * Usage: import_gadget SCHEME-FILE CONTROLLER
@@ -34,7 +34,7 @@ int main(int count, char** arguments) {
         return 1;
     }
     fclose(scheme);
-    /* Not a part of schemes. */
+    /* A scheme file cannot contain these. */
     struct usbg_gadget_os_descs microsoft = {true, 205, "MSFT100"};
     if (Check(usbg_set_gadget_os_descs(gadget, &microsoft), "os_desc") != 0) {
         return 1;

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 /* Runs a command in a control group and prints every line of its output with the milliseconds
- * since its start; then its cost: wall time, processor time of the group including daemons, and the
- * peak memory of the group's processes together.
+ * since its start. Then it prints the cost: wall time, processor time of the group including
+ * daemons, and the peak of the total memory of the group's processes.
  *
  * Usage: measure GROUP-DIRECTORY COMMAND...
  */
@@ -69,7 +69,7 @@ static void Sample(void) {
     ++samples;
 }
 
-/* Passes on the available output, each line with its time in front. */
+/* Passes on the available output, each line prefixed with its time. */
 static void Pass(int from) {
     static char rest[4096];
     static size_t length;

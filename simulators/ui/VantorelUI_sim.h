@@ -52,8 +52,8 @@ void vantorelui_sim_clear_render_image(void);
 void vantorelui_sim_set_render_hook(void (*hook)(void* context), void* context);
 
 /**
- * Replaces the clock of buttons and animations by one that starts at 0 and stands still. Call it
- * before the first button is pressed.
+ * Replaces the clock of buttons and animations by one that starts at 0 and does not advance by
+ * itself. Call it before the first button is pressed.
  */
 void vantorelui_sim_use_manual_clock(void);
 /**
