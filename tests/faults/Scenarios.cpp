@@ -45,6 +45,7 @@
 
 #include <array>
 #include <cstring>
+#include <string_view>
 #include <thread>
 
 #include <linux/input.h>
@@ -216,6 +217,10 @@ void Live(Faults& faults, USBGadget& gadget) {
 }
 
 void UseSerial(Faults& faults) {
+    faults.sys->Stat = [](const char* path, struct stat* status) {
+        *status = {};
+        return std::string_view(path).starts_with("/dev/ttyGS") ? 0 : FailWith(ENOENT);
+    };
     faults.Arm();
     for (const bool withDebugger : {false, true}) {
         USBGadgetSerial gadget("serial", "udc.0", withDebugger, true);
@@ -295,6 +300,7 @@ void UseSubi(Faults& faults) {
 }
 
 void UseUpdate(Faults& faults) {
+    std::filesystem::remove_all("/tmp/update");
     std::filesystem::create_directories("/tmp/update");
     faults.onFork = [] { // every program unpacks the archive
         for (const char* member : {"fit", "rootfs", "bqfs"}) {

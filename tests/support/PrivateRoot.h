@@ -70,7 +70,7 @@ public:
         for (const char* directory : {"bin", "sbin", "usr/bin", "etc", "tmp", "calls"}) {
             std::filesystem::create_directories(std::string("/tmp/") + directory);
         }
-        for (const char* tool : {"/bin/sh", "/bin/ln", "/bin/cat"}) {
+        for (const char* tool : {"/bin/sh", "/bin/ln", "/bin/cat", "/bin/mkdir"}) {
             CopyProgram(tool, std::string("/tmp") + tool);
         }
         CopyProgram(deviceTar, "/tmp/bin/tar");

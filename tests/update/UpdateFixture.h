@@ -55,7 +55,9 @@ protected:
         }
         sys->Mount = [](auto...) { return PrintStatus("mount"), 0; };
         sys->Umount = [](const char*) { return PrintStatus("umount"), 0; };
-        sys->Rmdir = [](const char*) { return 0; }; // keeps the drive's mount point
+        sys->Rmdir = [](const char* path) { // keeps the drive's mount point
+            return std::string_view(path).starts_with("/drive") ? 0 : ::rmdir(path);
+        };
         WriteFile("/proc/mtd", "dev:    size   erasesize  name\n"
                                "mtd0: 00800000 00020000 \"FIT_0\"\n"
                                "mtd1: 04000000 00020000 \"rootfs_0\"\n"

@@ -9,6 +9,8 @@
 #include <atomic>
 #include <functional>
 
+#include <sys/resource.h>
+
 namespace vantorel {
 namespace {
 
@@ -191,6 +193,28 @@ TEST_F(UpdateArchives, AreCheckedAgainWithoutAnErrorWhenTheyAreBad) {
         Pack({"fit", "rootfs"});
         EXPECT_THAT(Poll(5), HasSubstr("first: complete")) << what;
     }
+}
+
+// Folders may be nested deeper than this process may have files open.
+TEST_F(UpdateArchives, LeaveNothingThatStopsTheNextOneHoweverDeep) {
+    rlimit usual{};
+    Must(::getrlimit(RLIMIT_NOFILE, &usual));
+    const auto pollWithFewFiles = [&](int times) {
+        const rlimit few{48, usual.rlim_max};
+        Must(::setrlimit(RLIMIT_NOFILE, &few));
+        const std::string said = PollAnew(times);
+        Must(::setrlimit(RLIMIT_NOFILE, &usual));
+        return said;
+    };
+    std::string deep = "deep";
+    for (int level = 0; level < 100; ++level) {
+        deep += "/deep";
+    }
+    Pack({"fit", "rootfs"}, "mkdir -p " + deep);
+    EXPECT_THAT(pollWithFewFiles(2), HasSubstr("first: valid"));
+    Pack({"fit", "rootfs"});
+    EXPECT_THAT(pollWithFewFiles(5), HasSubstr("first: complete"));
+    EXPECT_FALSE(std::filesystem::exists("/tmp/update/deep"));
 }
 
 // From no space to enough space for the archive and all its members.

@@ -16,6 +16,8 @@
 
 #include <gmock/gmock.h>
 
+#include <dirent.h>
+
 namespace vantorel::test {
 namespace {
 
@@ -159,9 +161,15 @@ TEST_F(FunctionsTest, EndOtherProgramsOnTheLineWithAndWithoutAServer) {
         EXPECT_FALSE(std::filesystem::exists("/dev/ttyGS5")) << "a respawned user could reopen it";
         return std::filesystem::remove_all(directory) > 0 ? 0 : FailWith(ENOENT);
     };
+    // A search that fails has found nobody, which does not mean that there is nobody.
+    std::atomic<int> failures = 0;
+    sys->Getdents = [&](auto... arguments) {
+        return failures-- > 0 ? ssize_t{FailWith(ENOMEM)} : ::getdents64(arguments...);
+    };
     const auto threads = Threads();
     for (const bool withGetty : {false, true}) {
         USBGadgetSerial serial("serial", "udc.0", false, withGetty);
+        failures = 3;
         removed = false;
         serial.OnAdd();
         WriteFile(function + "/port_num", "5\n"); // the kernel's number, not the library's count

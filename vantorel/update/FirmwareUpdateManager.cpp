@@ -5,6 +5,7 @@
 #include "vantorel/fuelgauge/private/FlashStreamFile.h"
 #include "vantorel/service/Error.h"
 #include "vantorel/service/UniqueFd.h"
+#include "vantorel/service/private/ListFolder.h"
 #include "vantorel/service/private/StatusLine.h"
 #include "vantorel/service/private/Sys.h"
 #include "vantorel/system/Filesystem.h"
@@ -14,8 +15,6 @@
 #include <cerrno>
 #include <cstdint>
 #include <exception>
-#include <filesystem>
-#include <system_error>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -31,11 +30,7 @@ bool Exists(const std::string& path) {
     return sys::Access(path.c_str(), F_OK) == 0;
 }
 
-/**
- * Returns the status of a file, of a link itself; it has no type when there is no such file. Not
- * done with std::filesystem: the C++ library may have been built with 32-bit times, and its
- * functions then fail on a file that was written after January 2038.
- */
+/** The status of a file, not of what a link points to; of no type when there is none. */
 struct stat StatusOf(const std::string& path) {
     struct stat status {};
     if (sys::Lstat(path.c_str(), &status) == -1) {
@@ -44,16 +39,34 @@ struct stat StatusOf(const std::string& path) {
     return status;
 }
 
-/** Whether all hard links of a file are in a folder. */
-bool HasAllLinksIn(const struct stat& file, const std::string& folder) {
-    std::error_code failure;
-    nlink_t inside = 0;
-    std::filesystem::recursive_directory_iterator entries(folder, failure);
-    for (; entries != end(entries); entries.increment(failure)) {
-        const struct stat entry = StatusOf(entries->path());
-        inside += entry.st_dev == file.st_dev && entry.st_ino == file.st_ino ? 1 : 0;
+/** How many names a file has in a folder and below; throws when a folder cannot be listed. */
+nlink_t NamesOf(const struct stat& file, const std::string& folder) {
+    const Listing entries = ListFolder(folder);
+    if (entries.error != 0) {
+        throw Error(entries.error);
     }
-    return file.st_nlink <= inside && !failure;
+    nlink_t names = 0;
+    for (const std::string& name : entries.names) {
+        const std::string path = PathOf(folder, name);
+        const struct stat entry = StatusOf(path);
+        if (S_ISDIR(entry.st_mode)) {
+            names += NamesOf(file, path);
+        } else if (entry.st_dev == file.st_dev && entry.st_ino == file.st_ino) {
+            ++names;
+        }
+    }
+    return names;
+}
+
+/** Removes a file, a link, or a folder with all that is in it, as far as it can be removed. */
+void Remove(const std::string& path) {
+    if (sys::Unlink(path.c_str()) == 0 || !S_ISDIR(StatusOf(path).st_mode)) {
+        return;
+    }
+    for (const std::string& name : ListFolder(path).names) {
+        Remove(PathOf(path, name));
+    }
+    sys::Rmdir(path.c_str());
 }
 
 /**
@@ -61,7 +74,7 @@ bool HasAllLinksIn(const struct stat& file, const std::string& folder) {
  */
 bool IsMember(const std::string& path, const std::string& folder) {
     const struct stat status = StatusOf(path);
-    return S_ISREG(status.st_mode) && HasAllLinksIn(status, folder);
+    return S_ISREG(status.st_mode) && status.st_nlink <= NamesOf(status, folder);
 }
 
 /** Makes a file's content, or a folder's entries, durable; returns false when that fails. */
@@ -247,11 +260,9 @@ bool FirmwareUpdateManager::IsUpdateImageValid() {
  * that an archive left under the archive's own name would redirect the next copy.
  */
 void FirmwareUpdateManager::EmptyUpdateDirectory(const std::string& kept) const {
-    std::error_code ignored; // tar fails on what cannot be removed
-    std::filesystem::directory_iterator entries(updateDirectory, ignored);
-    for (; entries != end(entries); entries.increment(ignored)) {
-        if (entries->path().filename() != kept) {
-            std::filesystem::remove_all(entries->path(), ignored);
+    for (const std::string& name : ListFolder(updateDirectory).names) {
+        if (name != kept) {
+            Remove(PathOf(updateDirectory, name)); // tar fails on what cannot be removed
         }
     }
 }

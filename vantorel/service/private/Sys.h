@@ -12,10 +12,10 @@
 
 /**
  * Every system call that the library makes directly, as X(result, name, system function,
- * parameters, arguments). Not included are directory listings and removals, and the streams in the
- * public classes, which write the log's lines and the attributes of the port's functions. The
- * tests generate their stand-in from this list, so a test can script a call that is added here,
- * and make it fail, without further work.
+ * parameters, arguments). Not included are those of the streams that the public classes have: of
+ * the log's lines and of the attributes that functions of the port write. The tests generate their
+ * stand-in from this list: a test can script a call added here, and make it fail, without further
+ * work.
  *
  * Each wrapper behaves like its system function: -1 (MAP_FAILED for Mmap) and errno on failure, no
  * retries. Spawn returns the errno instead of setting it. A child's calls between fork and exec do
@@ -48,6 +48,8 @@
     X(int, Mkdir, ::mkdir, (const char* path, mode_t mode), (path, mode))                          \
     X(int, Rmdir, ::rmdir, (const char* path), (path))                                             \
     X(int, Unlink, ::unlink, (const char* path), (path))                                           \
+    X(ssize_t, Getdents, ::getdents64, (int fd, void* entries, std::size_t size),                  \
+      (fd, entries, size))                                                                         \
     X(int, Rename, ::rename, (const char* from, const char* to), (from, to))                       \
     X(int, Mount, ::mount,                                                                         \
       (const char* source, const char* target, const char* type, unsigned long flags,              \

@@ -6,6 +6,7 @@
 // wrappers and of the tests' stand-in.
 #include <cstdio>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/eventfd.h>
 #include <sys/ioctl.h>

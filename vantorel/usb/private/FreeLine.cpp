@@ -3,6 +3,7 @@
 #include "vantorel/usb/private/FreeLine.h"
 
 #include "vantorel/service/Error.h"
+#include "vantorel/service/private/ListFolder.h"
 #include "vantorel/service/private/ReadFile.h"
 #include "vantorel/service/private/Sleep.h"
 #include "vantorel/service/private/Sys.h"
@@ -11,9 +12,9 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <filesystem>
+#include <optional>
 #include <sstream>
-#include <system_error>
+#include <string>
 #include <vector>
 
 #include <sys/stat.h>
@@ -22,8 +23,6 @@
 
 namespace vantorel {
 namespace {
-
-namespace fs = std::filesystem;
 
 // A killed process closes its files a moment later, and before it ended it may have started a
 // child that has not opened the line yet. So only two empty rounds in a row end the search.
@@ -40,8 +39,8 @@ bool IsSame(const struct stat& a, const struct stat& b) {
 }
 
 /** The number of a process's controlling terminal; 0 when it has none. */
-dev_t ControllingTerminal(const fs::path& process) {
-    const std::string text = ReadFileIfPossible(process / "stat");
+dev_t ControllingTerminal(const std::string& process) {
+    const std::string text = ReadFileIfPossible(process + "/stat");
     // The fields follow the last parenthesis: the program's name before it may contain any
     // character.
     std::istringstream fields(text.substr(text.rfind(')') + 1));
@@ -55,15 +54,15 @@ dev_t ControllingTerminal(const fs::path& process) {
  * Whether a process has the line open, also through "/dev/tty", its controlling terminal. For a
  * process that this one may not inspect, the controlling terminal alone decides.
  */
-bool Uses(const fs::path& process, const struct stat& line) {
+bool Uses(const std::string& process, const struct stat& line) {
     const dev_t byTerminal = ::makedev(5, 0); // "/dev/tty"
     const bool isTerminal = S_ISCHR(line.st_mode) && ControllingTerminal(process) == line.st_rdev;
-    std::error_code error;
-    fs::directory_iterator files(process / "fd", error);
-    bool hidden = error == std::errc::permission_denied;
-    for (; files != end(files); files.increment(error)) {
+    const std::string folder = process + "/fd";
+    const Listing files = ListFolder(folder);
+    bool hidden = files.error != 0 && files.error != ENOENT; // that one has ended
+    for (const std::string& name : files.names) {
         struct stat file {};
-        if (sys::Stat(files->path().c_str(), &file) != 0) {
+        if (sys::Stat(PathOf(folder, name).c_str(), &file) != 0) {
             hidden = hidden || errno == EACCES;
         } else if (IsSame(line, file) ||
                    (isTerminal && S_ISCHR(file.st_mode) && file.st_rdev == byTerminal)) {
@@ -73,14 +72,16 @@ bool Uses(const fs::path& process, const struct stat& line) {
     return hidden && isTerminal;
 }
 
-/** The processes that use the line, including this one. */
-std::vector<pid_t> UsersOf(const struct stat& line) {
+/** The processes that use the line, including this one; none when they cannot be listed. */
+std::optional<std::vector<pid_t>> UsersOf(const struct stat& line) {
+    const Listing processes = ListFolder("/proc");
+    if (processes.error != 0) {
+        return {};
+    }
     std::vector<pid_t> users;
-    std::error_code ignored; // a process may end during the listing
-    fs::directory_iterator processes("/proc", ignored);
-    for (; processes != end(processes); processes.increment(ignored)) {
-        const pid_t pid = std::atoi(processes->path().filename().c_str());
-        if (pid > 0 && Uses(processes->path(), line)) {
+    for (const std::string& name : processes.names) {
+        const pid_t pid = std::atoi(name.c_str());
+        if (pid > 0 && Uses(PathOf("/proc", name), line)) {
             users.push_back(pid);
         }
     }
@@ -91,16 +92,15 @@ std::vector<pid_t> UsersOf(const struct stat& line) {
 bool EndUsersOf(const struct stat& line) {
     int empty = 0;
     for (int round = 0; round < rounds && empty < emptyRounds; ++round) {
-        // Find all users before killing the first: when a session's leader ends, its other
-        // processes lose their controlling terminal, but keep the files that they opened by that
-        // name.
-        const std::vector<pid_t> users = UsersOf(line);
-        for (const pid_t user : users) {
+        // Find all before killing the first: when a session's leader ends, its other processes lose
+        // their controlling terminal, but not the files opened by that name.
+        const std::optional<std::vector<pid_t>> users = UsersOf(line);
+        for (const pid_t user : users.value_or(std::vector<pid_t>())) {
             if (user != ::getpid()) {
                 sys::Kill(user, SIGKILL);
             }
         }
-        empty = users.empty() ? empty + 1 : 0;
+        empty = users && users->empty() ? empty + 1 : 0;
         SleepFor(endingTime);
     }
     return empty == emptyRounds;

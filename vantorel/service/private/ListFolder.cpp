@@ -1,0 +1,40 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+#include "vantorel/service/private/ListFolder.h"
+
+#include "vantorel/service/UniqueFd.h"
+#include "vantorel/service/private/Sys.h"
+
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <cstring>
+#include <string_view>
+
+#include <dirent.h>
+#include <fcntl.h>
+
+namespace vantorel {
+
+Listing ListFolder(const std::string& folder) {
+    Listing listing;
+    const UniqueFd fd(sys::Open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
+    std::array<char, 2048> buffer;
+    ssize_t size = 0;
+    while ((size = sys::Getdents(fd.Get(), buffer.data(), buffer.size())) > 0) {
+        const char* entry = buffer.data();
+        while (entry < buffer.data() + size) {
+            const std::string_view name = entry + offsetof(dirent64, d_name);
+            if (name != "." && name != "..") {
+                listing.names.emplace_back(name);
+            }
+            unsigned short length = 0;
+            std::memcpy(&length, entry + offsetof(dirent64, d_reclen), sizeof length);
+            entry += length;
+        }
+    }
+    listing.error = size < 0 ? errno : 0;
+    return listing;
+}
+
+} // namespace vantorel

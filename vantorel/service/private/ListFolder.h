@@ -1,0 +1,27 @@
+// SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+// SPDX-License-Identifier: LicenseRef-Vantorel
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace vantorel {
+
+/** The entries of a folder. */
+struct Listing {
+    std::vector<std::string> names; // up to the failure, in the file system's order
+    int error = 0;                  // the errno of the failure, or 0
+};
+
+/**
+ * Lists a folder, without "." and "..". The folder is closed again before this returns, so that a
+ * caller that descends holds one descriptor at most, however deep the tree.
+ */
+Listing ListFolder(const std::string& folder);
+
+/** The path of an entry. */
+inline std::string PathOf(const std::string& folder, const std::string& name) {
+    return folder + '/' + name;
+}
+
+} // namespace vantorel
