@@ -74,14 +74,33 @@ TEST_F(USBTest, WritesNoAttributeAfterItJoinsTheBus) { // the host reads the att
     EXPECT_EQ(ReadFile("/last-written"), "udc.0");
 }
 
-// When the kernel refuses an attribute, the next one goes through the same stream.
+// When the kernel refuses an attribute, the next one goes through the same stream. A controller
+// that is busy refuses the last one.
 TEST_F(USBTest, DescribesItselfAroundAnAttributeThatFails) {
-    USB usb("usb", "udc.0");
-    std::filesystem::create_directory(gadgetDirectory + "bcdDevice");
-    usb.OnCameraConnect(Connect(1201));
-    usb.BindGadgets();
-    EXPECT_EQ(ReadFile(gadgetDirectory + "os_desc/qw_sign"), "MSFT100");
-    EXPECT_EQ(ReadFile(gadgetDirectory + "UDC"), "udc.0");
+    const std::pair<const char*, std::string> attributes[] = {
+        {"bcdDevice", "512"}, {"os_desc/qw_sign", "MSFT100"}, {"UDC", "udc.0"}};
+    for (const bool isOpened : {false, true}) {
+        for (const auto& refused : attributes) {
+            USB usb("usb", "udc.0");
+            const std::string path = gadgetDirectory + refused.first;
+            std::filesystem::remove(path);
+            if (isOpened) {
+                std::filesystem::create_symlink("/dev/full", path);
+            } else {
+                std::filesystem::create_directory(path);
+            }
+            usb.OnCameraConnect(Connect(1201));
+            usb.BindGadgets();
+            EXPECT_FALSE(usb.IsConnected());
+            usb.UnbindGadgets();
+            std::filesystem::remove(path);
+            for (const auto& [name, value] : attributes) {
+                if (name != refused.first && name != std::string("UDC")) {
+                    EXPECT_EQ(ReadFile(gadgetDirectory + name), value) << refused.first;
+                }
+            }
+        }
+    }
 }
 
 TEST_F(USBTest, IsConnectedWhenTheControllerIsConfigured) {
