@@ -133,7 +133,7 @@ TEST_F(ControlTest, SendsTheKernelsLog) {
 }
 
 // The removal of the function does not wait either: see TearDown().
-TEST_F(ControlTest, IsNotHeldUpByResetsAndWithheldData) {
+TEST_F(ControlTest, IsNotHeldUpByResetsDisconnectsAndWithheldData) {
     const auto withhold = [&] {
         // The announcement arrives while the device is busy, so the device cannot take the data
         // before the host cancels the request.
@@ -152,6 +152,14 @@ TEST_F(ControlTest, IsNotHeldUpByResetsAndWithheldData) {
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
         host->Reset();
         EXPECT_EQ(host->In(61, 2), Reply(Word(1))) << "a reset does";
+        EXPECT_EQ(host->Out(60, Word(0)), Outcome{});
+
+        withhold();
+        port.SetCable(false);
+        port.SetCable(true);
+        host.emplace();
+        host->Open();
+        EXPECT_EQ(host->In(61, 2), Reply(Word(1))) << "a disconnect does";
         EXPECT_EQ(host->Out(60, Word(0)), Outcome{});
     }
     EXPECT_EQ(host->In(88, 2), refusedIn) << "the range is what it was before";
