@@ -33,9 +33,9 @@ function lamp(lit, on = page) {
   return on.getByRole("img", { name: `Torch: ${lit ? "on" : "off"}` }).waitFor();
 }
 function pixel(x, y) {
-  return page.evaluate(([x, y]) => {
+  return page.evaluate((place) => {
     const pen = document.querySelector("canvas").getContext("2d");
-    return [...pen.getImageData(x, y, 1, 1).data];
+    return [...pen.getImageData(...place, 1, 1).data];
   }, [x, y]);
 }
 const sleep = (milliseconds) => new Promise((resolve) => setTimeout(resolve, milliseconds));
@@ -154,7 +154,7 @@ test("every control has a name, and the display stays in sight on a phone", asyn
   for (const role of CONTROLS) assert.ok(found.some((node) => node.role === role), role);
   assert.deepEqual(found.filter((node) => !node.name), []);
   assert.ok(found.some((node) => node.role === "slider" && node.name.startsWith("Charge")));
-  const before = page.viewportSize();
+  const desktop = page.viewportSize();
   await page.setViewportSize({ width: 390, height: 780 });
   await page.locator("#save-script").scrollIntoViewIfNeeded();
   const display = await page.locator("#display").boundingBox();
@@ -163,7 +163,7 @@ test("every control has a name, and the display stays in sight on a phone", asyn
   assert.ok(save.y > display.y + display.height, JSON.stringify(save));
   assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), 390);
   await page.screenshot({ path: `${WORK}/phone.png` });
-  await page.setViewportSize(before);
+  await page.setViewportSize(desktop);
 });
 
 test("shortcuts can be off, a script runs, and what was clicked is saved as one", async () => {
@@ -195,10 +195,10 @@ test("a recording is played, and what the camera sees is downloaded", async () =
   await drop("#recording-drop", "even.rec", Buffer.alloc(38400, 0x10)); // 41.12 degrees everywhere
   await page.getByText("is played").waitFor();
   await page.getByLabel("Seconds").fill("1");
-  const [saved] = await Promise.all([
+  const [file] = await Promise.all([
     page.waitForEvent("download"), page.locator("#record").click(),
   ]);
-  const recorded = readFileSync(await saved.path());
+  const recorded = readFileSync(await file.path());
   assert.ok(recorded.length >= 38400 && recorded.length % 38400 === 0, `${recorded.length} bytes`);
   assert.deepEqual(recorded, Buffer.alloc(recorded.length, 0x10));
   await page.getByRole("button", { name: "Show the scene" }).click();
