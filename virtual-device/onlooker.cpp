@@ -55,7 +55,7 @@ std::string RunCommand(const std::string& command) {
     const int file = ::open(board, O_WRONLY | O_CLOEXEC);
     const bool done =
         ::write(file, command.data(), command.size()) == static_cast<ssize_t>(command.size());
-    const std::string answer = done ? "ok" : std::strerror(errno);
+    std::string answer = done ? "ok" : std::strerror(errno);
     ::close(file);
     return answer;
 }

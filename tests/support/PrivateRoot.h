@@ -99,6 +99,7 @@ public:
             calls[std::stoi(entry.path().filename())] = ReadFile(entry.path());
         }
         std::vector<std::string> texts;
+        texts.reserve(calls.size());
         for (const auto& [number, text] : calls) {
             texts.push_back(text);
         }

@@ -13,7 +13,7 @@
 namespace {
 
 struct SignalStorm {
-    SignalStorm() {
+    SignalStorm() noexcept {
         const char* kind = std::getenv("VANTOREL_TEST_SIGNALS");
         if (kind == nullptr) {
             return;

@@ -23,6 +23,7 @@ protected:
         std::istringstream words(line);
         const std::vector<std::string> list{std::istream_iterator<std::string>(words), {}};
         std::vector<const char*> values;
+        values.reserve(list.size());
         for (const std::string& word : list) {
             values.push_back(word.c_str());
         }
