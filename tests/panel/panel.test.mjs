@@ -184,6 +184,7 @@ test("shortcuts can be off, a script runs, and what was clicked is saved as one"
   await lamp(false);
   const lines = (await saved("Save as script")).toString();
   assert.match(lines, /^battery level 80\nstart\n/m);
+  assert.doesNotMatch(lines, /undefined/); // from the switch of the shortcuts
   assert.match(lines, /^button torch down\n(wait [0-9.]+\n)?button torch up$/m);
   assert.equal((await saved("Save the picture")).subarray(1, 4).toString(), "PNG");
 });

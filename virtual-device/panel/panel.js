@@ -103,7 +103,7 @@ function onClick(button, action) {
 }
 
 function wireControls() {
-  document.querySelectorAll(".switch input").forEach(wireSwitch);
+  document.querySelectorAll(".switch input[data-command]").forEach(wireSwitch);
   document.querySelectorAll(".slide input").forEach(wireSlider);
   /** @type {NodeListOf<HTMLElement>} */
   const buttons = document.querySelectorAll("button[data-command]");
