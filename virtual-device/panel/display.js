@@ -4,6 +4,7 @@
 // The live display: requests the next picture when it has drawn the last one, so that a slow page
 // gets fewer pictures and no queue builds up.
 import { Line } from "./connection.js";
+import { sleep } from "./page.js";
 
 export function followDisplay(canvas, onRate) {
   const pen = canvas.getContext("2d");
@@ -26,7 +27,7 @@ export function followDisplay(canvas, onRate) {
   }
   async function follow(line) {
     while (line.open) {
-      if (document.hidden) await new Promise((resolve) => setTimeout(resolve, 300));
+      if (document.hidden) await sleep(300);
       else await next(line).catch(() => {});
     }
   }

@@ -3,6 +3,7 @@
 import { Line } from "./connection.js";
 import { followDisplay } from "./display.js";
 import { wireKeys } from "./keys.js";
+import { element, onClick, sleep } from "./page.js";
 import { showRecording, wireRecordings } from "./recordings.js";
 import { record, wireScripts } from "./scripts.js";
 import { wireUpdates } from "./updates.js";
@@ -17,8 +18,6 @@ const POWER = {
   starting: "Starting …",
 };
 
-/** @type {(id: string) => any} */
-const element = (id) => document.getElementById(id);
 const touched = new Map(); // when a control was last moved
 const notice = element("notice");
 let noticeTimer = 0;
@@ -96,10 +95,6 @@ function wireShortcuts() {
   });
   show();
   return () => shortcuts.checked;
-}
-
-function onClick(button, action) {
-  button.addEventListener("click", action);
 }
 
 function wireControls() {
@@ -196,6 +191,6 @@ followDisplay(element("display"), (rate) => {
 const watcher = new Line(async () => {
   while (watcher.open) {
     await look(watcher);
-    await new Promise((resolve) => setTimeout(resolve, document.hidden ? 1000 : REFRESH));
+    await sleep(document.hidden ? 1000 : REFRESH);
   }
 });

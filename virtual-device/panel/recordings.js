@@ -3,11 +3,9 @@
 
 // Recordings of the camera: a file that is dropped is played instead of the scene, and what the
 // camera sees is recorded and downloaded.
-import { downloadFrom } from "./scripts.js";
-import { upload, wireDrop } from "./updates.js";
+import { downloadFrom, upload, wireDrop } from "./files.js";
+import { element, onClick } from "./page.js";
 
-/** @type {(id: string) => any} */
-const element = (id) => document.getElementById(id);
 const EMPTY = "Drop a recording here";
 
 export function wireRecordings(line, say) {
@@ -25,7 +23,7 @@ export function wireRecordings(line, say) {
     }
     progress.hidden = true;
   });
-  record.addEventListener("click", async () => {
+  onClick(record, async () => {
     record.disabled = true;
     record.textContent = "Recording …";
     const answer = await line.send(`camera record ${element("record-seconds").value}`);

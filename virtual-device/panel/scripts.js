@@ -3,7 +3,8 @@
 
 // Scripts of console commands: what was clicked is saved as one, and one that is dropped is carried
 // out. Also downloads of the picture and of the status lines.
-import { wireDrop } from "./updates.js";
+import { download, wireDrop } from "./files.js";
+import { element, onClick, sleep } from "./page.js";
 
 const MOST_COMMANDS = 10_000;
 const SHORTEST_WAIT = 0.2; // seconds; less comes from the browser, not from the user
@@ -27,29 +28,16 @@ function script() {
   return `${lines.join("\n")}\n`;
 }
 
-export function downloadFrom(address, name) {
-  const link = document.createElement("a");
-  link.href = address;
-  link.download = name;
-  link.click();
-}
-function download(blob, name) {
-  const address = URL.createObjectURL(blob);
-  downloadFrom(address, name);
-  setTimeout(() => URL.revokeObjectURL(address), 10_000);
-}
 const text = (content) => new Blob([content], { type: "text/plain" });
 
 export function wireScripts(line, say) {
-  const message = document.getElementById("script-text");
-  /** @type {HTMLCanvasElement} */
-  const canvas = document.querySelector("#display");
-  const lines = document.getElementById("lines");
-  const on = (id, action) => document.getElementById(id).addEventListener("click", action);
-  on("save-script", () => download(text(script()), "panel.console"));
-  on("save-picture", () => canvas.toBlob((picture) => download(picture, "display.png")));
-  on("save-lines", () => {
-    const all = [...lines.children].map((entry) => `${entry.textContent}\n`);
+  const message = element("script-text");
+  onClick(element("save-script"), () => download(text(script()), "panel.console"));
+  onClick(element("save-picture"), () => {
+    element("display").toBlob((picture) => download(picture, "display.png"));
+  });
+  onClick(element("save-lines"), () => {
+    const all = [...element("lines").children].map((entry) => `${entry.textContent}\n`);
     download(text(all.join("")), "status.log");
   });
   wireDrop("script", async (file) => {
@@ -68,7 +56,7 @@ export function wireScripts(line, say) {
       show(command);
       const pause = /^wait (\d+(?:\.\d+)?)$/.exec(command);
       if (pause) {
-        await new Promise((resolve) => setTimeout(resolve, 1000 * Number(pause[1])));
+        await sleep(1000 * Number(pause[1]));
         continue;
       }
       const answer = await line.send(command);

@@ -3,36 +3,13 @@
 
 // An update is uploaded to the development machine and then copied to the device's drive as a USB
 // host would do it.
-
-/** An area with the ID `name` that takes a file, dropped or chosen by the button in it. */
-export function wireDrop(name, take) {
-  const area = document.getElementById(`${name}-drop`);
-  const choose = area.querySelector("button");
-  /** @type {HTMLInputElement} */
-  const file = area.querySelector("input[type=file]");
-  const give = async (chosen) => {
-    choose.disabled = true;
-    await take(chosen);
-    choose.disabled = false;
-  };
-
-  choose.addEventListener("click", () => file.click());
-  file.addEventListener("change", () => {
-    if (file.files[0]) give(file.files[0]);
-    file.value = "";
-  });
-  area.addEventListener("dragover", () => area.classList.add("over"));
-  area.addEventListener("dragleave", () => area.classList.remove("over"));
-  area.addEventListener("drop", (event) => {
-    area.classList.remove("over");
-    if (event.dataTransfer.files[0]) give(event.dataTransfer.files[0]);
-  });
-}
+import { upload, wireDrop } from "./files.js";
+import { element } from "./page.js";
 
 /** Returns a function that takes each status line, since these report what the device does. */
 export function wireUpdates(line, say, connected) {
-  const text = document.getElementById("update-text");
-  const progress = document.getElementById("progress");
+  const text = element("update-text");
+  const progress = element("progress");
   let given = ""; // name of the file that the device is to install
   let copied = false; // the device may find it earlier, and then refuses the part that is there
   let found = false;
@@ -73,22 +50,4 @@ export function wireUpdates(line, say, connected) {
       given = "";
     }
   };
-}
-
-/** Stores a file of a kind on the development machine; returns its name there. */
-export function upload(kind, file, progress) {
-  return new Promise((resolve, reject) => {
-    const request = new XMLHttpRequest();
-    request.open("PUT", `upload/${kind}`);
-    request.upload.onprogress = (event) => {
-      progress.hidden = false;
-      progress.value = event.loaded / event.total;
-    };
-    request.onload = () => {
-      if (request.status === 200) resolve(request.responseText);
-      else reject(new Error(`the upload was refused: ${request.status} ${request.statusText}`));
-    };
-    request.onerror = () => reject(new Error("the upload broke off"));
-    request.send(file);
-  });
 }
