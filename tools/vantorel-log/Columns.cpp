@@ -5,65 +5,47 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <utility>
 
 namespace vantorel::logtool {
 namespace {
 
-constexpr std::uint64_t most32 = std::numeric_limits<std::uint32_t>::max();
-constexpr std::uint64_t mostSeconds = 10'000'000'000; // centuries
+constexpr double most32 = 4294967295;
+constexpr double most64 = 18446744073709551615.0;
+constexpr double mostSeconds = 10'000'000'000; // centuries
 
-template <typename Number>
-bool ParseWhole(std::string_view text, const ColumnFormat& format, double& value) {
-    Number number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    value = static_cast<double>(number);
-    return error == std::errc() && end == text.data() + text.size() &&
-           std::cmp_less_equal(format.least, number) && std::cmp_less_equal(number, format.most);
-}
-
-/** One digit after the point; the device also writes "nan" and "inf". */
-bool ParseDecimal(std::string_view text, double& value) {
+/** Decimals have one digit after the point; the device also writes "nan" and "inf". */
+bool ParseNumber(std::string_view text, const ColumnFormat& format, double& value) {
     const char* const end = text.data() + text.size();
     const auto result = std::from_chars(text.data(), end, value, std::chars_format::fixed);
-    const bool isWhole = result.ptr == end && result.ec == std::errc();
-    return isWhole && (!std::isfinite(value) || (text.size() > 2 && text[text.size() - 2] == '.'));
-}
-
-bool ParseField(std::string_view text, std::size_t column, Record& record) {
-    double& value = record.values[column];
-    switch (columns[column].kind) {
-    case Kind::Text:
-        record.chip = text;
-        return true;
-    case Kind::Whole:
-        return columns[column].least < 0 ? ParseWhole<std::int64_t>(text, columns[column], value)
-                                         : ParseWhole<std::uint64_t>(text, columns[column], value);
-    case Kind::Decimal:
-        return ParseDecimal(text, value);
+    if (result.ptr != end || result.ec != std::errc()) {
+        return false;
     }
-    return false;
+    if (format.kind == Kind::Decimal) {
+        return !std::isfinite(value) || (text.size() > 2 && text[text.size() - 2] == '.');
+    }
+    return format.least <= value && value <= format.most &&
+           text.find_first_of(format.least < 0 ? "." : ".-") == text.npos;
 }
 
 } // namespace
 
 const std::array<ColumnFormat, columnCount> columns{{
-    {"Session ID", Kind::Whole, 0, most32},
-    {"Uptime (s)", Kind::Whole, 0, mostSeconds},
-    {"Uptime (ns)", Kind::Whole},
+    {"Session ID", Kind::Whole, most32},
+    {"Uptime (s)", Kind::Whole, mostSeconds},
+    {"Uptime (ns)", Kind::Whole, most64, 0, cameraUptimeColumn}, // 0 before the first frame
     {"ChipID", Kind::Text},
-    {"FPA Frame Count", Kind::Whole, 0, most32},
-    {"FPA Error Count", Kind::Whole, 0, most32},
-    {"Framerate (fps)", Kind::Decimal},
-    {"FPA Tdiode (Counts)", Kind::Whole, 0, most32},
-    {"FPA Temp (degC)", Kind::Decimal},
-    {"FPA Spot Temp (degC)", Kind::Decimal},
+    {"FPA Frame Count", Kind::Whole, most32, 0, cameraUptimeColumn},
+    {"FPA Error Count", Kind::Whole, most32},
+    {"Framerate (fps)", Kind::Decimal, 0, 0, cameraUptimeColumn},
+    {"FPA Tdiode (Counts)", Kind::Whole, most32, 0, cameraUptimeColumn},
+    {"FPA Temp (degC)", Kind::Decimal, 0, 0, cameraUptimeColumn},
+    {"FPA Spot Temp (degC)", Kind::Decimal, 0, 0, cameraUptimeColumn},
     {"CPU Temp (degC)", Kind::Decimal},
     {"Board Temp (degC)", Kind::Decimal},
-    {"Battery Temp (degC)", Kind::Decimal},
-    {"Battery Voltage (V)", Kind::Decimal},
-    {"Battery Current (+/- mA)", Kind::Whole, -32768, 32767},
-    {"Battery Level (%%)", Kind::Whole, 0, 255},
+    {"Battery Temp (degC)", Kind::Decimal, 0, 0, voltageColumn},
+    {"Battery Voltage (V)", Kind::Decimal, 0, 0, voltageColumn}, // 0 before the first answer
+    {"Battery Current (+/- mA)", Kind::Whole, 32767, -32768, voltageColumn},
+    {"Battery Level (%%)", Kind::Whole, 255, 0, voltageColumn},
 }};
 
 std::string HeadingLine() {
@@ -75,25 +57,8 @@ std::string HeadingLine() {
 }
 
 bool Record::IsKnown(std::size_t column) const {
-    if (!std::isfinite(values[column])) {
-        return false;
-    }
-    switch (column) {
-    case cameraUptimeColumn:
-    case frameCountColumn:
-    case frameRateColumn:
-    case diodeColumn:
-    case sensorColumn:
-    case spotColumn:
-        return values[cameraUptimeColumn] != 0; // before the first frame all of them are 0
-    case batteryTemperatureColumn:
-    case voltageColumn:
-    case currentColumn:
-    case levelColumn:
-        return values[voltageColumn] != 0; // before the gauge's first answer
-    default:
-        return true;
-    }
+    const Column reporter = columns[column].reporter;
+    return std::isfinite(values[column]) && (reporter == columnCount || values[reporter] != 0);
 }
 
 std::string ParseLine(std::string_view line, Record& record) {
@@ -106,7 +71,9 @@ std::string ParseLine(std::string_view line, Record& record) {
             return "has " + std::to_string(commas + 1) + " columns instead of 16";
         }
         const std::string_view text = line.substr(begin, end - begin);
-        if (!ParseField(text, column, record)) {
+        if (columns[column].kind == Kind::Text) {
+            record.chip = text;
+        } else if (!ParseNumber(text, columns[column], record.values[column])) {
             return "column " + std::to_string(column + 1) + " (" + columns[column].name + "): '" +
                    Printable(text) + "' is not a valid value";
         }

@@ -4,8 +4,6 @@
 
 #include <array>
 #include <cstddef>
-#include <cstdint>
-#include <limits>
 #include <string>
 #include <string_view>
 
@@ -37,8 +35,10 @@ enum class Kind { Text, Whole, Decimal };
 struct ColumnFormat {
     const char* name; ///< as in the heading
     Kind kind;
-    std::int64_t least = 0;
-    std::uint64_t most = std::numeric_limits<std::uint64_t>::max();
+    double most = 0;  ///< of whole numbers
+    double least = 0; ///< of whole numbers
+    /** A column that is 0 as long as nothing has reported this one. */
+    Column reporter = columnCount;
 };
 
 extern const std::array<ColumnFormat, columnCount> columns;

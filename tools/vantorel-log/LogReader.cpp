@@ -3,9 +3,24 @@
 #include "tools/vantorel-log/LogReader.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <fstream>
+#include <iterator>
+#include <limits>
+#include <system_error>
 
 namespace vantorel::logtool {
 namespace {
+
+/** Longer than any line of the log: the chip ID alone may have 2018 characters. */
+constexpr std::size_t longestLine = 4096;
+
+struct Line {
+    std::size_t number;
+    std::string_view text; ///< without its end
+    bool complete;         ///< false when the file ends before the line does
+    bool tooLong;          ///< then the text is the beginning
+};
 
 /**
  * Returns whether a line with too many columns is a torn line joined with the first line of the
@@ -16,13 +31,12 @@ bool IsJoined(std::string_view line) {
     if (commas < columnCount || commas > 2 * (columnCount - 1)) {
         return false;
     }
-    std::size_t begin = 0;
-    for (std::size_t skipped = commas - (columnCount - 1); skipped > 0; --skipped) {
-        begin = line.find(',', begin) + 1;
+    std::size_t rest = line.size();
+    for (std::size_t column = 1; column < columnCount; ++column) {
+        rest = line.rfind(',', rest - 1);
     }
     // The column where the two lines meet holds parts of both.
     Record record;
-    const std::size_t rest = line.find(',', begin);
     return ParseLine("0" + std::string(line.substr(rest)), record).empty();
 }
 
@@ -31,7 +45,7 @@ public:
     explicit LogParser(LogReceiver& told) : receiver(told) {}
 
     /** False when the rest cannot be interpreted. */
-    bool Take(const LineReader::Line& line) {
+    bool Take(const Line& line) {
         if (line.text == heading) {
             if (line.number != 1) {
                 Report(line, Problem::Heading, "the heading is repeated");
@@ -61,14 +75,14 @@ public:
     }
 
 private:
-    void Report(const LineReader::Line& line, Problem::Kind kind, const std::string& text) {
+    void Report(const Line& line, Problem::Kind kind, const std::string& text) {
         receiver.OnProblem({line.number, kind, text});
     }
 
-    void ReportDamage(const LineReader::Line& line, const std::string& wrong) {
-        if (line.zeros) {
+    void ReportDamage(const Line& line, const std::string& wrong) {
+        if (line.text.find('\0') != line.text.npos) {
             Report(line, Problem::Torn, "holds zero bytes, as a power cut leaves them");
-        } else if (IsJoined(line.text)) {
+        } else if (!line.tooLong && IsJoined(line.text)) {
             Report(line, Problem::Torn,
                    "torn by a power cut, with the first line of the next session joined to it");
         } else {
@@ -76,7 +90,7 @@ private:
         }
     }
 
-    void TakeRecord(const LineReader::Line& line) {
+    void TakeRecord(const Line& line) {
         const double session = record.values[sessionColumn];
         const double uptime = record.values[uptimeColumn];
         if (session < lastSession) {
@@ -103,13 +117,31 @@ private:
 
 } // namespace
 
+// Not with a CSV library: to one, a quote at the beginning of a field that a power cut has damaged
+// begins a text that swallows the next lines, and a last line without an end is a line as any
+// other.
 std::size_t ReadLog(const std::string& path, LogReceiver& receiver) {
-    LineReader lines(path);
+    std::ifstream file(path);
+    if (!file) {
+        throw std::system_error(errno, std::generic_category(), "cannot open " + path);
+    }
+    file.exceptions(std::ios::badbit);
     LogParser parser(receiver);
+    std::array<char, longestLine + 1> buffer{};
     std::size_t count = 0;
-    while (const auto line = lines.Next()) {
-        count = line->number;
-        if (!parser.Take(*line)) {
+    while (file.getline(buffer.data(), std::ssize(buffer)) || file.gcount() > 0) {
+        const auto length = static_cast<std::size_t>(file.gcount());
+        const bool tooLong = !file;
+        if (tooLong) {
+            file.clear();
+            file.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
+        }
+        const bool complete = !file.eof();
+        std::string_view text(buffer.data(), complete && !tooLong ? length - 1 : length);
+        if (complete && text.ends_with('\r')) { // edited on a PC
+            text.remove_suffix(1);
+        }
+        if (!parser.Take({++count, text, complete, tooLong})) {
             return count;
         }
     }

@@ -3,7 +3,6 @@
 #pragma once
 
 #include "tools/vantorel-log/Columns.h"
-#include "tools/vantorel-log/LineReader.h"
 
 #include <string>
 
@@ -32,8 +31,8 @@ public:
 };
 
 /**
- * Reads a log. Continues after every problem except a heading with other columns, since the lines
- * after it cannot be interpreted.
+ * Reads a log of any size with a fixed amount of memory. Continues after every problem except a
+ * heading with other columns, since the lines after it cannot be interpreted.
  * @return the number of lines
  * @throws std::system_error when the file cannot be read
  */

@@ -35,29 +35,28 @@ ordered_json Number(std::size_t column, double value) {
                             : std::numeric_limits<std::uint64_t>::max();
 }
 
+template <typename Value>
+ordered_json OrNull(const std::optional<Value>& value) {
+    return value ? ordered_json(*value) : ordered_json();
+}
+
 ordered_json ToJson(const Session& session) {
     const Session::Gaps gaps = session.FindGaps();
     ordered_json json = {{"session", session.Number()},
                          {"firstLine", session.FirstLine()},
                          {"lines", session.Lines()},
                          {"durationSeconds", session.Duration()},
-                         {"intervalSeconds", nullptr},
+                         {"intervalSeconds", OrNull(session.Interval())},
                          {"gaps",
                           {{"count", gaps.count},
                            {"missingSeconds", gaps.seconds},
                            {"longestSeconds", gaps.longest},
                            {"line", gaps.line}}},
                          {"battery", nullptr}};
-    if (const auto interval = session.Interval()) {
-        json["intervalSeconds"] = *interval;
-    }
     if (const auto& first = session.FirstBattery()) {
         json["battery"] = {{"first", first->level},
                            {"last", session.LastBattery().level},
-                           {"drainPerHour", nullptr}};
-        if (const auto drain = session.DrainPerHour()) {
-            json["battery"]["drainPerHour"] = *drain;
-        }
+                           {"drainPerHour", OrNull(session.DrainPerHour())}};
     }
     return json;
 }
@@ -145,7 +144,8 @@ void Summary::PrintSessions(std::ostream& out) const {
 void Summary::PrintColumns(std::ostream& out) const {
     out << "\ncolumn                             least              mean              most\n";
     for (std::size_t column = uptimeColumn; column < columnCount; ++column) {
-        const auto& [name, kind, least, most] = columns[column];
+        const char* const name = columns[column].name;
+        const Kind kind = columns[column].kind;
         if (kind == Kind::Text) {
             continue;
         }

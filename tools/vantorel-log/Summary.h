@@ -36,7 +36,6 @@ public:
     std::uint64_t Number() const { return number; }
     std::size_t FirstLine() const { return firstLine; }
     std::uint64_t Lines() const { return lines; }
-    double Begin() const { return firstUptime; }
     double Duration() const { return lastUptime - firstUptime; }
     /** The usual time between lines, in whole seconds. */
     std::optional<std::uint64_t> Interval() const;
