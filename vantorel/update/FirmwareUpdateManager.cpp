@@ -30,7 +30,7 @@ bool Exists(const std::string& path) {
     return sys::Access(path.c_str(), F_OK) == 0;
 }
 
-/** The status of a file, not of what a link points to; of no type when there is none. */
+/** Returns the status of a file, of a link itself; it has no type when there is no such file. */
 struct stat StatusOf(const std::string& path) {
     struct stat status {};
     if (sys::Lstat(path.c_str(), &status) == -1) {
@@ -39,7 +39,7 @@ struct stat StatusOf(const std::string& path) {
     return status;
 }
 
-/** How many names a file has in a folder and below; throws when a folder cannot be listed. */
+/** Counts a file's hard links in a folder and below. Throws when a folder cannot be listed. */
 nlink_t NamesOf(const struct stat& file, const std::string& folder) {
     const Listing entries = ListFolder(folder);
     if (entries.error != 0) {
@@ -58,7 +58,7 @@ nlink_t NamesOf(const struct stat& file, const std::string& folder) {
     return names;
 }
 
-/** Removes a file, a link, or a folder with all that is in it, as far as it can be removed. */
+/** Removes a file, a link, or a folder with its contents. Failures are ignored. */
 void Remove(const std::string& path) {
     if (sys::Unlink(path.c_str()) == 0 || !S_ISDIR(StatusOf(path).st_mode)) {
         return;

@@ -14,8 +14,8 @@ struct Listing {
 };
 
 /**
- * Lists a folder, without "." and "..". The folder is closed again before this returns, so that a
- * caller that descends holds one descriptor at most, however deep the tree.
+ * Lists a folder, without "." and "..". The folder is closed when this returns, so a caller that
+ * descends needs one descriptor, however deep the tree is.
  */
 Listing ListFolder(const std::string& folder);
 

@@ -59,7 +59,7 @@ bool Uses(const std::string& process, const struct stat& line) {
     const bool isTerminal = S_ISCHR(line.st_mode) && ControllingTerminal(process) == line.st_rdev;
     const std::string folder = process + "/fd";
     const Listing files = ListFolder(folder);
-    bool hidden = files.error != 0 && files.error != ENOENT; // that one has ended
+    bool hidden = files.error != 0 && files.error != ENOENT; // ENOENT: the process has ended
     for (const std::string& name : files.names) {
         struct stat file {};
         if (sys::Stat(PathOf(folder, name).c_str(), &file) != 0) {
@@ -72,7 +72,7 @@ bool Uses(const std::string& process, const struct stat& line) {
     return hidden && isTerminal;
 }
 
-/** The processes that use the line, including this one; none when they cannot be listed. */
+/** The processes that use the line, including this one; no value if they cannot be listed. */
 std::optional<std::vector<pid_t>> UsersOf(const struct stat& line) {
     const Listing processes = ListFolder("/proc");
     if (processes.error != 0) {
@@ -92,8 +92,9 @@ std::optional<std::vector<pid_t>> UsersOf(const struct stat& line) {
 bool EndUsersOf(const struct stat& line) {
     int empty = 0;
     for (int round = 0; round < rounds && empty < emptyRounds; ++round) {
-        // Find all before killing the first: when a session's leader ends, its other processes lose
-        // their controlling terminal, but not the files opened by that name.
+        // Find all users before killing the first: when a session's leader ends, its other
+        // processes lose their controlling terminal, but keep the files that they opened by that
+        // name.
         const std::optional<std::vector<pid_t>> users = UsersOf(line);
         for (const pid_t user : users.value_or(std::vector<pid_t>())) {
             if (user != ::getpid()) {
