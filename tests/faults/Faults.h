@@ -56,15 +56,20 @@ struct MadeCall {
 
 /**
  * A kernel that grants every request, counts the resources that are not released, and fails one
- * call, the nth since Arm(), or cuts its transfer. Descriptors are real.
+ * call, the nth since Arm(), or cuts its transfer. Descriptors are real. If that call is given and
+ * another one is the nth, none fails: the other one's failure might end the process.
  */
 class Faults {
 public:
     static constexpr std::size_t none = std::numeric_limits<std::size_t>::max();
 
-    Faults(std::size_t failingCall, int withError) : failing(failingCall), error(withError) {
+    Faults(std::size_t failingCall, int withError, std::optional<MadeCall> thisCall = {})
+        : failing(failingCall), error(withError), expected(std::move(thisCall)) {
         Script();
     }
+
+    /** Whether the call that was to fail was made. */
+    bool HasStruck() const { return struck; }
 
     /** Starts counting calls. Call it after all other hooks are set. */
     void Arm(bool ofAllThreads = true) {
@@ -168,7 +173,9 @@ private:
             return false;
         }
         made.push_back({call, where, index++});
-        return made.size() - 1 == failing;
+        const bool strikes = made.size() - 1 == failing && (!expected || made.back() == *expected);
+        struck = struck || strikes;
+        return strikes;
     }
 
     void Script() {
@@ -220,6 +227,8 @@ private:
     inline static thread_local int cutting = 0;
     const std::size_t failing;
     const int error;
+    const std::optional<MadeCall> expected;
+    bool struck = false;
     const int descriptors = CountDescriptors();
     const std::thread::id owner = std::this_thread::get_id();
     bool allThreads = true;
