@@ -11,8 +11,11 @@ export function wireDrop(name, take) {
   const file = area.querySelector("input[type=file]");
   const give = async (chosen) => {
     choose.disabled = true;
-    await take(chosen);
-    choose.disabled = false;
+    try {
+      await take(chosen);
+    } finally {
+      choose.disabled = false; // even if the file cannot be read, as a folder
+    }
   };
 
   onClick(choose, () => file.click());
