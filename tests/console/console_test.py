@@ -18,6 +18,7 @@ from pathlib import Path
 CONSOLE = Path(__file__).resolve().parents[2] / "virtual-device/console"
 sys.path.insert(0, str(CONSOLE))
 
+import pulse  # noqa: E402
 import words  # noqa: E402
 from commands import Console, usages  # noqa: E402
 from failure import Failure  # noqa: E402
@@ -174,6 +175,36 @@ class Connecting(unittest.TestCase):
             starting.start()
             machine.connect("watch").close()
             starting.join()
+
+
+class StandingStill(unittest.TestCase):
+    def check(self, program: str) -> tuple[str, int]:
+        """Returns the message about a process, and how often it was woken."""
+        woken = []
+        with subprocess.Popen([sys.executable, "-c", program], stdout=subprocess.PIPE) as process:
+            self.addCleanup(process.kill)
+            process.stdout.readline()
+            watched = pulse.Pulse(process.pid, lambda: woken.append(1))
+            used = pulse.processor_time(process.pid)
+            if "while True" in program:
+                while pulse.processor_time(process.pid) < used + pulse.STILL:
+                    time.sleep(0.01)
+            message = watched.check()
+            process.kill()
+        return message, len(woken)
+
+    def test_a_machine_that_uses_no_processor_time_is_woken(self):
+        message, woken = self.check("import time; print('ready', flush=True); time.sleep(600)")
+        self.assertRegex(message, r"stood still and was woken: \w+ \w+")
+        self.assertEqual(woken, 1)
+
+    def test_a_machine_that_runs_is_left_alone(self):
+        self.assertEqual(self.check("print('ready', flush=True)\nwhile True: pass"), ("", 0))
+
+    def test_the_watch_ends_with_the_machine(self):
+        process = subprocess.Popen(["true"])
+        process.wait()
+        pulse.watch(process.pid, threading.Event(), self.fail, self.fail)
 
 
 class ForCI(unittest.TestCase):

@@ -95,7 +95,7 @@ def converse(console: Console) -> int:
 def converse_at_terminal(console: Console) -> int:
     from terminal import DeviceEnded, Terminal  # changes the terminal's signals
     terminal = Terminal(console.machine.work / "history", usages())
-    console.say = console.machine.on_line = terminal.say
+    console.say = console.machine.on_line = console.machine.on_notice = terminal.say
     console.machine.on_end = terminal.interrupt
     try:
         while not console.machine.ended.is_set():

@@ -17,6 +17,7 @@ import time
 from pathlib import Path
 
 import firmware
+import pulse
 import share
 import verified
 from failure import DeviceOff, Failure
@@ -29,7 +30,7 @@ TIMED_OUT = 143  # exit status of a command that timed out
 REQUEST_TIME_LIMIT = 120  # seconds; only a hang reaches this, even on a busy machine
 GRACE = 300  # seconds that an answer may take beyond the request's limit on the device
 BOOT_TIME_LIMIT = 1200  # seconds, on a busy development machine, after three starts on trial
-PORTS = ("control", "status", "debug", "watch")
+PORTS = ("control", "status", "debug", "watch", "pulse")
 
 
 def _die_with_parent():
@@ -57,6 +58,7 @@ class Machine:
         self.lines = []  # status lines of the application since the start
         self.changed = threading.Condition()
         self.on_line = lambda line: None
+        self.on_notice = lambda text: print(f"{text}\n", end="", flush=True)
         self.on_end = lambda: None
         self.ended = threading.Event()
         self.end_reason = None
@@ -154,6 +156,7 @@ class Machine:
         self._readers = [self._watch(self.connect("status"), self._read_status),
                          self._watch(control, self._read_control),
                          self._watch(self._monitor, self._read_monitor)]
+        self._watch(self._process.pid, self._keep_awake)
         self._order("qmp_capabilities")
         self._order("migrate-set-capabilities",
                     capabilities=[{"capability": "events", "state": True}])
@@ -247,8 +250,8 @@ class Machine:
                     raise Failure(f"QEMU did not start: {error}; see {self.work}/qemu.log")
                 time.sleep(0.02)
 
-    def _watch(self, connection, reader):
-        thread = threading.Thread(target=reader, args=(connection,), daemon=True)
+    def _watch(self, source, reader):
+        thread = threading.Thread(target=reader, args=(source,), daemon=True)
         thread.start()
         return thread
 
@@ -282,6 +285,11 @@ class Machine:
         with open(self.work / "console.log", "rb") as log:
             log.seek(max(0, log.seek(0, os.SEEK_END) - 200))
             return b"the power is cut" in log.read()
+
+    def _keep_awake(self, pid: int):
+        # Two ends of a port that no program opens: both the connection and its end interrupt the
+        # machine.
+        pulse.watch(pid, self.ended, lambda: self.connect("pulse").close(), self.on_notice)
 
     def _read_status(self, connection):
         with open(self.work / "status.log", "a", encoding="utf-8") as log:
