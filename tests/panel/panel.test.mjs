@@ -189,6 +189,17 @@ test("shortcuts can be off, a script runs, and what was clicked is saved as one"
   assert.equal((await saved("Save the picture")).subarray(1, 4).toString(), "PNG");
 });
 
+test("a file that cannot be read, as a folder, is reported and the next one is taken", async () => {
+  await page.evaluate(() => {
+    File.prototype.text = () => Promise.reject(new Error("not readable"));
+  });
+  await drop("#script-drop", "folder", "");
+  await page.getByText("folder: not readable").waitFor();
+  await page.evaluate(() => delete File.prototype.text);
+  await drop("#script-drop", "short.console", "wait 0\n");
+  await page.getByText("short.console is done").waitFor();
+});
+
 test("a recording is played, and what the camera sees is downloaded", async () => {
   await drop("#recording-drop", "notes.txt", "no recording");
   await page.getByText("notes.txt: no recording").waitFor(); // the notice, with the reason

@@ -4,8 +4,11 @@
 // Files that the page takes, dropped or chosen, and files that it saves.
 import { element, onClick } from "./page.js";
 
-/** An area with the ID `name` that takes a file, dropped or chosen by the button in it. */
-export function wireDrop(name, take) {
+/**
+ * An area with the ID `name` that takes a file, dropped or chosen by the button in it. A failure of
+ * take(file) is reported with say(), also that of a folder, which cannot be read.
+ */
+export function wireDrop(name, take, say) {
   const area = element(`${name}-drop`);
   const choose = area.querySelector("button");
   const file = area.querySelector("input[type=file]");
@@ -13,9 +16,10 @@ export function wireDrop(name, take) {
     choose.disabled = true;
     try {
       await take(chosen);
-    } finally {
-      choose.disabled = false; // even if the file cannot be read, as a folder
+    } catch (error) {
+      say(`${chosen.name}: ${error.message}`);
     }
+    choose.disabled = false;
   };
 
   onClick(choose, () => file.click());

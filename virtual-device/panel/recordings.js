@@ -18,11 +18,10 @@ export function wireRecordings(line, say) {
       const answer = await line.send(`camera play ${await upload("recording", file, progress)}`);
       if (!answer.ok) throw new Error(answer.reason);
       text.textContent = `${file.name} is played`;
-    } catch (error) {
-      say(`${file.name}: ${error.message}`);
+    } finally {
+      progress.hidden = true;
     }
-    progress.hidden = true;
-  });
+  }, say);
   onClick(record, async () => {
     record.disabled = true;
     record.textContent = "Recording …";

@@ -46,7 +46,7 @@ export function wireScripts(line, say) {
     });
     message.textContent = failure ? `${file.name}, ${failure}` : `${file.name} is done`;
     if (failure) say(failure);
-  });
+  }, say);
 
   /** Returns the number of the first line that failed, with the reason. */
   async function carryOut(content, show) {

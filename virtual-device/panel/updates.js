@@ -16,7 +16,7 @@ export function wireUpdates(line, say, connected) {
   // Beside the field a file must not replace the page.
   addEventListener("dragover", (event) => event.preventDefault());
   addEventListener("drop", (event) => event.preventDefault());
-  wireDrop("update", give);
+  wireDrop("update", give, say);
 
   async function give(chosen) {
     if (!connected()) {
@@ -35,9 +35,10 @@ export function wireUpdates(line, say, connected) {
     } catch (error) {
       given = "";
       text.textContent = "Drop an update here";
-      say(error.message);
+      throw error;
+    } finally {
+      progress.hidden = true;
     }
-    progress.hidden = true;
   }
 
   return (words) => {
