@@ -19,7 +19,7 @@ PROGRAMS = ["button_to_led", "control_round_trip", "install_update", "frame_path
 TRACING = "/sys/kernel/debug/tracing"
 EVENT = f"{TRACING}/events/drm/drm_vblank_event_delivered/enable"
 # The completion of a flip. The completion of a mode change belongs to no open file.
-FLIP = r" (\d+\.\d+): drm_vblank_event_delivered: file=0*[1-9a-f].*seq=(\d+)"
+FLIP = r" (\d+\.\d+): drm_vblank_event_delivered: file=(?!0+,).*seq=(\d+)"
 STARTS = 5  # number of starts of each program
 IDLE = 10  # seconds for which wake-ups are counted
 PICTURE = 480 * 640 * 4 // 1024  # KiB
