@@ -96,6 +96,14 @@ std::vector<Promise> MakePromises() {
         {"", "Readlink", silent, "the process is gone"},
         {"", "Reboot", silent, "the device stays on, and its user tries again"},
         {"", "Access", silent, "a file that cannot be seen is not there"},
+        {"log folder", "StreamOpen", silent, "nothing writes to the kernel's log", {}, 0, 0},
+        {"log folder", "StreamOpen", thrown, "there can be no log", {}, 0, last, 0, EIO},
+        {"log folder", "StreamSeek", thrown, "there can be no log", {}, 0, 3, 0, EIO},
+        {"log", "StreamWrite", silent, "the line is missing from the log"},
+        {"log", "StreamWritev", silent, "the line is missing from the log"},
+        {"", "StreamClose", silent, "whatever it says, the descriptor is closed"},
+        {"", "StreamOpen", silent, "the host sees the attribute's default"},
+        {"", "StreamWrite", silent, "the host sees the attribute's default"},
         {"log folder", "Mkdir", thrown, "there can be no log"},
         {"log folder", "", silent, "the session's number may stay as it was"},
         {"state", "", silent, "the file may stay as it was"},
@@ -271,7 +279,8 @@ TEST_F(FaultSweep, KeepsWhatEveryOperationPromises) {
             }
         }
     }
-    EXPECT_EQ(reached.size(), test::callCount) << "a system call is in no scenario";
+    EXPECT_EQ(reached.size(), test::callCount + std::size(test::streamCalls))
+        << "a system call is in no scenario";
     for (const Promise& promise : promises) {
         EXPECT_TRUE(promise.used || errorsPlayed < std::ssize(test::errors))
             << "no failure needs the exception: " << promise.reason;

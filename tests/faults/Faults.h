@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-Vantorel
 #pragma once
 
+#include "tests/faults/Streams.h"
 #include "tests/support/ScriptedSys.h"
 #include "vantorel/service/private/SysFunctions.h"
 
@@ -43,8 +44,17 @@ inline constexpr int errors[] = {
 
 /** In the place of an error: the call transfers fewer bytes. */
 enum Cut { cutToNothing = -1, cutToOneByte = -2, cutByOneByte = -3 };
-inline constexpr std::string_view transfers[] = {"Read", "Write", "Sendfile", "Readlink",
-                                                 "Klogctl"};
+inline constexpr std::string_view transfers[] = {
+    "Read", "Write", "Sendfile", "Readlink", "Klogctl", "StreamWrite", "StreamWritev"};
+
+/** The size of a transfer after the cut; 0 is no cut. */
+template <typename Size>
+Size Shorten(Size size, int cut) {
+    return cut == cutToNothing               ? Size{0}
+           : cut == cutToOneByte             ? std::min(size, Size{1})
+           : cut == cutByOneByte && size > 0 ? size - 1
+                                             : size;
+}
 
 /** One recorded call. */
 struct MadeCall {
@@ -68,6 +78,11 @@ public:
         Script();
     }
 
+    ~Faults() { streamFault = nullptr; }
+
+    Faults(const Faults&) = delete;
+    Faults& operator=(const Faults&) = delete;
+
     /** Whether the call that was to fail was made. */
     bool HasStruck() const { return struck; }
 
@@ -75,6 +90,11 @@ public:
     void Arm(bool ofAllThreads = true) {
         allThreads = ofAllThreads;
         CutTransfers();
+        streamFault = [this](std::string_view call) {
+            const int fault = Strikes(call) ? error : 0;
+            wasCut = wasCut || fault < 0;
+            return fault;
+        };
 #define VANTOREL_WRAP_CALL(result, name, target, parameters, arguments)                            \
     sys->name = [this, hooked = sys->name] parameters -> result {                                  \
         constexpr std::string_view call = #name;                                                   \
@@ -131,12 +151,7 @@ private:
         hook = [this, hooked = hook, target, call](auto... arguments) {
             const int cut = std::exchange(cutting, 0);
             wasCut = wasCut || cut < 0;
-            const auto shorten = [cut](auto size) {
-                return cut == cutToNothing               ? decltype(size){0}
-                       : cut == cutToOneByte             ? std::min(size, decltype(size){1})
-                       : cut == cutByOneByte && size > 0 ? size - 1
-                                                         : size;
-            };
+            const auto shorten = [cut](auto size) { return Shorten(size, cut); };
             if (!hooked) {
                 return call(target, shorten, arguments...);
             }

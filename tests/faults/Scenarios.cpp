@@ -130,7 +130,13 @@ void UseSensors(Faults& faults) {
     PowerManager().OnUserInterfacePowerOffRequest();
     faults.At("log folder");
     std::filesystem::create_directories("/log");
-    const Logger logger("/log/");
+    Logger logger("/log/");
+    faults.At("log");
+    LoggerEntry entry = logger.CreateEntry();
+    for (int line = 0; line < 300; ++line) { // more than the stream's buffer holds
+        logger.AddEntry(entry, std::chrono::seconds(line));
+    }
+    logger.Flush();
 }
 
 void UseButton(Faults& faults) {
