@@ -132,38 +132,50 @@ TEST_F(ControlTest, SendsTheKernelsLog) {
         << "as much as the host has room for";
 }
 
-// The removal of the function does not wait either: see TearDown().
-TEST_F(ControlTest, IsNotHeldUpByResetsDisconnectsAndWithheldData) {
-    const auto withhold = [&] {
-        // The announcement arrives while the device is busy, so the device cannot take the data
-        // before the host cancels the request.
-        gate.armed = true;
-        EXPECT_EQ(host->Out(60, Word(1)), Outcome{});
-        gate.entered.acquire();
-        host->Withhold(86, 6);
-        gate.passed.release();
-    };
-    for (int round = 0; round < 3; ++round) {
-        withhold();
-        EXPECT_EQ(host->In(61, 2), Reply(Word(1))) << "the next request ends the wait";
-        EXPECT_EQ(host->Out(60, Word(0)), Outcome{});
+// A host announces a request and then neither sends nor reads its data. The removal of the
+// function, in TearDown(), is not held up either.
+class AbandonedRequestTest : public ControlTest {
+protected:
+    void Disturb(std::uint8_t type, std::uint8_t request, std::uint16_t size) {
+        const auto abandon = [&] {
+            // The announcement arrives while the device is busy, so the host has cancelled the
+            // request when the device takes or gives the data.
+            gate.armed = true;
+            EXPECT_EQ(host->Out(60, Word(1)), Outcome{});
+            gate.entered.acquire();
+            host->Abandon(type, request, size);
+            gate.passed.release();
+        };
+        for (int round = 0; round < 3; ++round) {
+            abandon();
+            EXPECT_EQ(host->In(61, 2), Reply(Word(1))) << "the next request ends the wait";
+            EXPECT_EQ(host->Out(60, Word(0)), Outcome{});
 
-        withhold();
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        host->Reset();
-        EXPECT_EQ(host->In(61, 2), Reply(Word(1))) << "a reset does";
-        EXPECT_EQ(host->Out(60, Word(0)), Outcome{});
+            abandon();
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            host->Reset();
+            EXPECT_EQ(host->In(61, 2), Reply(Word(1))) << "a reset does";
+            EXPECT_EQ(host->Out(60, Word(0)), Outcome{});
 
-        withhold();
-        port.SetCable(false);
-        port.SetCable(true);
-        host.emplace();
-        host->Open();
-        EXPECT_EQ(host->In(61, 2), Reply(Word(1))) << "a disconnect does";
-        EXPECT_EQ(host->Out(60, Word(0)), Outcome{});
+            abandon();
+            port.SetCable(false);
+            port.SetCable(true);
+            host.emplace();
+            host->Open();
+            EXPECT_EQ(host->In(61, 2), Reply(Word(1))) << "a disconnect does";
+            EXPECT_EQ(host->Out(60, Word(0)), Outcome{});
+        }
+        EXPECT_EQ(host->In(88, 2), refusedIn) << "the range is what it was before";
+        abandon();
     }
-    EXPECT_EQ(host->In(88, 2), refusedIn) << "the range is what it was before";
-    withhold();
+};
+
+TEST_F(AbandonedRequestTest, HoldsUpNothingWhenItsDataAreNotSent) {
+    Disturb(0x40, 86, 6);
+}
+
+TEST_F(AbandonedRequestTest, HoldsUpNothingWhenItsAnswerIsNotRead) {
+    Disturb(0xc0, 61, 2);
 }
 
 } // namespace

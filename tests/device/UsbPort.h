@@ -78,10 +78,11 @@ public:
         }
     }
 
-    /** Announces the data of a vendor request, and cancels the request instead of sending it. */
-    void Withhold(std::uint8_t request, std::uint16_t length) const {
+    /** Announces a vendor request of this type (0x40 sends, 0xc0 reads), and cancels it before its
+     * data. */
+    void Abandon(std::uint8_t type, std::uint8_t request, std::uint16_t length) const {
         Bytes packet(8U + length);
-        packet[0] = 0x40;
+        packet[0] = type;
         packet[1] = request;
         packet[6] = static_cast<std::uint8_t>(length);
         usbdevfs_urb urb{};
@@ -96,7 +97,7 @@ public:
         ::ioctl(fd, USBDEVFS_DISCARDURB, &urb);
         void* done = nullptr;
         if (::ioctl(fd, USBDEVFS_REAPURB, &done) != 0 || urb.status != -ENOENT) {
-            throw std::runtime_error("the data was taken all the same");
+            throw std::runtime_error("the request was carried out all the same");
         }
     }
 
