@@ -2,25 +2,16 @@
 // SPDX-License-Identifier: LicenseRef-Vantorel
 #include "vantorel/system/private/Proc.h"
 
+#include "vantorel/service/private/ListFolder.h"
 #include "vantorel/service/private/ReadFile.h"
 #include "vantorel/service/private/Sys.h"
 
 #include <array>
-#include <cstdlib>
-#include <cstring>
-#include <memory>
 #include <optional>
 #include <sstream>
 
-#include <dirent.h>
-
 namespace vantorel {
 namespace {
-
-struct DirectoryCloser {
-    void operator()(DIR* directory) const { ::closedir(directory); }
-};
-using Directory = std::unique_ptr<DIR, DirectoryCloser>;
 
 /** Returns the target of a link, or nothing when it cannot be read. */
 std::optional<std::string> LinkTarget(const std::string& link) {
@@ -32,52 +23,33 @@ std::optional<std::string> LinkTarget(const std::string& link) {
     return std::string(text.data(), static_cast<std::size_t>(length));
 }
 
-/** Returns the name of the next entry, skipping "." and "..", or null at the end. */
-const char* NextEntry(const Directory& directory) {
-    while (const dirent* entry = ::readdir(directory.get())) {
-        const std::string name(entry->d_name);
-        if (name != "." && name != "..") {
-            return entry->d_name;
-        }
-    }
-    return nullptr;
-}
-
 /** Whether an entry of /proc is a process; "self" and "thread-self" are links to one. */
-bool IsProcess(const char* name) {
-    return *name != '\0' && name[std::strspn(name, "0123456789")] == '\0';
+bool IsProcess(const std::string& name) {
+    return name.find_first_not_of("0123456789") == std::string::npos;
 }
 
 } // namespace
 
 pid_t Proc::PidOf(const std::string& executable) {
-    const Directory processes(::opendir("/proc/"));
-    if (!processes) {
-        return -1;
-    }
-    while (const char* name = NextEntry(processes)) {
+    for (const std::string& name : ListFolder("/proc").names) {
         // The link cannot be read for kernel threads and for processes that this one may not
         // inspect.
-        if (IsProcess(name) && LinkTarget("/proc/" + std::string(name) + "/exe") == executable) {
-            return std::atoi(name);
+        if (IsProcess(name) && LinkTarget("/proc/" + name + "/exe") == executable) {
+            return std::stoi(name);
         }
     }
     return -1;
 }
 
 int Proc::DescriptorOf(pid_t pid, const std::string& target) {
-    const std::string path = "/proc/" + std::to_string(pid) + "/fd/";
-    const Directory descriptors(::opendir(path.c_str()));
-    if (!descriptors) {
-        return -1;
-    }
-    while (const char* name = NextEntry(descriptors)) {
-        const auto link = LinkTarget(path + name);
+    const std::string path = "/proc/" + std::to_string(pid) + "/fd";
+    for (const std::string& name : ListFolder(path).names) {
+        const auto link = LinkTarget(PathOf(path, name));
         if (!link) {
             return -1; // the process is ending; its other links are not reliable
         }
         if (*link == target) {
-            return std::atoi(name);
+            return std::stoi(name);
         }
     }
     return -1;
