@@ -9,6 +9,7 @@
  *   before  a power cut before the operation
  *   end     a cut that also ends the machine
  *   fail    an operation that fails once and changes nothing
+ *   bad     the same, and so does each later operation on the block
  *   flip    an operation that gets one bit wrong
  */
 #include <linux/io.h>
@@ -92,18 +93,33 @@ static void report_fault(const struct nor_bank *bank, loff_t at, const char *ope
 	}
 }
 
-static bool meets_fault(struct nor_bank *bank, loff_t at, const char *operation)
+/* The latest block that met a fault. */
+static const struct nor_bank *faulty_bank;
+static loff_t faulty_block;
+
+static bool meets_fault(const struct nor_bank *bank, loff_t at, const char *operation)
 {
-	if (++operations != fault_at)
-		return false;
-	report_fault(bank, at, operation);
-	return true;
+	loff_t block = round_down(at, (loff_t)bank->mtd->erasesize);
+
+	if (++operations == fault_at) {
+		report_fault(bank, at, operation);
+		faulty_bank = bank;
+		faulty_block = block;
+		return true;
+	}
+	return sysfs_streq(fault, "bad") && bank == faulty_bank && block == faulty_block;
+}
+
+/* Whether an operation with the fault fails and the machine continues. */
+static bool only_fails(void)
+{
+	return sysfs_streq(fault, "fail") || sysfs_streq(fault, "bad");
 }
 
 /* Cuts the power. The fault "end" also stops the machine at once, without a shutdown. */
 static int cut_power(void)
 {
-	power = sysfs_streq(fault, "fail");
+	power = only_fails();
 	if (sysfs_streq(fault, "end")) {
 		pr_emerg("vantorel-nor: the power is cut\n");
 		local_irq_disable();
@@ -115,7 +131,7 @@ static int cut_power(void)
 
 static bool leaves_nothing(void)
 {
-	return sysfs_streq(fault, "fail") || sysfs_streq(fault, "before");
+	return only_fails() || sysfs_streq(fault, "before");
 }
 
 /* A program at the cut writes some bytes, some bits of the next one, nothing after it. */
