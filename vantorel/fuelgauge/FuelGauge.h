@@ -24,7 +24,8 @@ namespace vantorel {
  * while other threads read.
  *
  * An application's test may derive a stand-in: ConnectionManager and FuelGaugeService use a gauge
- * through its virtual operations only, see docs/wiring.md.
+ * through its virtual operations only, except for the service's call of IsUpdated(), which checks
+ * the real file. See docs/wiring.md.
  */
 class VANTOREL_EXPORT FuelGauge : public I2C {
 public:

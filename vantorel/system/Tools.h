@@ -23,7 +23,7 @@ namespace vantorel {
  *
  * A child starts with the default action of every signal and with no signal blocked, whatever the
  * application has set for itself. It gets neither the display's memory nor any descriptor of the
- * library.
+ * library except those of the log's streams: the log file and the kernel's log.
  */
 class VANTOREL_EXPORT Tools {
 public:
