@@ -86,7 +86,7 @@ public:
 
 private:
     /**
-     * The current camera and its observers, replaced as a whole: the SDK's two threads and the
+     * The current camera and its observers, replaced as a whole: the SDK's threads and the
      * subjects' threads each work on the wiring that they read, which keeps its camera alive.
      */
     struct Wiring {

@@ -11,13 +11,13 @@ namespace vantorel {
 class Camera;
 
 /**
- * Receives what the CameraManager reports, on the camera SDK's threads: frames on one, events on
- * another, so a frame may arrive before OnCameraConnect(). The session notifications run on the
- * thread that starts or stops the session. That thread holds the session's lock: an observer must
- * not start or stop a session from them. An observer must be thread-safe.
+ * Receives what the CameraManager reports, on the camera SDK's threads: events on one, frames on
+ * others. Frames may overlap on several threads, and a frame may arrive before OnCameraConnect().
+ * The session notifications run on the thread that starts or stops the session. That thread holds
+ * the session's lock: an observer must not start or stop a session from them. An observer must be
+ * thread-safe.
  *
- * The operations have empty bodies, unlike those of the other interfaces, because most observers
- * of a camera need only one or two of them.
+ * The operations have empty bodies, unlike those of the other interfaces.
  */
 class VANTOREL_EXPORT CameraObserver {
 public:

@@ -30,9 +30,9 @@ public:
     virtual void OnFirmwareUpdateComplete(FirmwareUpdateManager& manager) = 0;
     /**
      * The update failed. The device keeps its old firmware. A gauge stream that the archive
-     * contained is kept too. When an observer throws at 100 percent or at completion, the update
-     * fails too, although the variable that selects the slot is already set. The error is always
-     * 52 (EBADE).
+     * contained stays for the next start on battery, if it could be copied. When an observer throws
+     * at 100 percent or at completion, the update fails too, although the variable that selects the
+     * slot is already set. The error is always 52 (EBADE).
      */
     virtual void OnFirmwareUpdateError(FirmwareUpdateManager& manager, Error& error) = 0;
     virtual ~FirmwareUpdateObserver() = default;

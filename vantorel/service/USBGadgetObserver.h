@@ -13,8 +13,8 @@ class USBGadget;
  * Receives what a USB host requests through a gadget function, on the thread of that function. An
  * observer of one function may be thread-bound.
  *
- * The stop request comes before the start request. Do not sort them: products compiled against this
- * order exist.
+ * The stop request comes before the start request. Kept: the order is part of the binary interface
+ * (vantorel/abi).
  */
 class VANTOREL_EXPORT USBGadgetObserver {
 public:

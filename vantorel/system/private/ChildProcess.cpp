@@ -20,8 +20,8 @@ namespace {
 // A shell exits with this code when it cannot find a command.
 constexpr int cannotRun = 127;
 
-// Above the descriptors of any process on the device. The process's limit may be a million, and
-// closing that many would delay a supervisor's start.
+// A supervisor keeps the descriptors from this number on. The process's limit may be a million, and
+// each check is a system call.
 constexpr int descriptorCap = 4096;
 
 /**
