@@ -118,7 +118,7 @@ private:
     Charger charger = Open<Charger>("vantorel.charger", board::charger);
     FuelGauge fuelGauge = Open<FuelGauge>("vantorel.fuelgauge", board::fuelGaugeBus,
                                           board::gpioChip, board::fuelGaugeLine);
-    // For a future factory mode. Until then, it keeps other programs from using its lines.
+    // Not read by this application; keeps other programs from using its lines.
     TestFixture fixture = Open<TestFixture>("vantorel.fixture", board::gpioChip);
     Button powerButton = Open<Button>(board::powerButtonName, board::buttons, board::powerKey);
     Button torchButton = Open<Button>(board::torchButtonName, board::buttons, board::torchKey);

@@ -16,7 +16,8 @@ namespace app {
 
 namespace {
 
-// Enough for init scripts and for killing processes on a busy machine.
+// Beyond it, the step's time counts against the total, after which the step is abandoned. A port
+// that is still on the bus leaves it at the end of the process.
 constexpr std::chrono::milliseconds timeForWork = 30s;
 constexpr std::chrono::milliseconds slice = 250ms;
 

@@ -12,9 +12,9 @@ namespace app {
 
 /**
  * The steps of the shutdown, each on a separate thread, which is abandoned when it takes too long.
- * Together they wait for six of the ten seconds that a shutdown may take. The rest is for leaving
- * the bus and ending the shells on the serial line: a shutdown with little waiting took two
- * seconds in the virtual device.
+ * Together they wait for six of the ten seconds that a shutdown may take; the work that Finish()
+ * and Work() describe does not count. The rest is for what is no step: saving the log and
+ * unmounting the drive.
  */
 class StopSteps {
 public:
