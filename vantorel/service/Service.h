@@ -48,9 +48,10 @@ public:
 
     /**
      * The worker's loop, which Start() runs on the service's thread: a pause and a cycle, repeated
-     * until a stop is requested. Returns at once after Stop(). Public, so that an application can
-     * run the loop on its own thread, with another stack or priority. Stop() acts only on a
-     * service that was started, and does not wait for such a thread.
+     * until a stop is requested. Returns at once after Stop() of a service that was started. An
+     * application may run the loop on a thread of its own instead of calling Start(). Stop() then
+     * does nothing: only an exception of ServiceFunction(), which the caller receives, ends the
+     * loop.
      */
     static void ServiceThreadFunction(Service* service);
 

@@ -55,10 +55,18 @@ public:
      * composes the functions in reverse order. */
     void AddGadget(USBGadget& gadget);
 
-    /** Removes a function from the gadget; it stays in the port's list. */
+    /**
+     * Removes a function from the gadget; it stays in the port's list. Waits for what the
+     * function's OnRemove() waits for; a failure in OnRemove() of a function of this library ends
+     * the process.
+     */
     void RemoveGadget(USBGadget& gadget);
 
-    /** Unbinds the gadget; its functions stay composed. */
+    /**
+     * Unbinds the gadget; its functions stay composed. Waits for OnUnbind() of each function, of
+     * which the network's runs init scripts, and then for the kernel. A failure in OnUnbind() of
+     * the network function ends the process; a kernel that refuses to unbind is not reported.
+     */
     void UnbindGadgets();
 
     /** Whether a host has configured the port; prints its state. @throws Error */

@@ -42,7 +42,10 @@ protected:
     void CreateFunction() const;
     /** @throws Error */
     void RemoveFunction() const;
-    /** Failures are not reported. @throws Error only when no child can be started */
+    /**
+     * Runs ln and waits for it; its exit status is not examined.
+     * @throws Error only when the child cannot be started or waited for
+     */
     void LinkFunction() const;
     /** @throws Error */
     void UnlinkFunction() const;

@@ -12,6 +12,10 @@ namespace vantorel {
  * An RNDIS network interface, "usb0" on the device's side. Within three seconds of binding, a
  * detached worker sets the host name, starts the SSH and the DHCP server through their init scripts
  * and brings up the interface; unbinding stops them in reverse order. Thread-bound.
+ *
+ * A failed mkdir, unlink, rmdir, fork or wait in OnAdd(), OnRemove() or OnUnbind() ends the
+ * process, and so does a worker that cannot be created in OnBind(). So an ifdown that cannot be
+ * started ends the process during an orderly stop, too. The worker itself ignores such failures.
  */
 class VANTOREL_EXPORT USBGadgetRndis final : public USBGadget {
 public:
@@ -25,7 +29,7 @@ public:
     void OnAdd() noexcept override;
     void OnRemove() noexcept override;
     void OnBind() noexcept override;
-    /** Waits for the init scripts. */
+    /** Starts ifdown without waiting for it; then waits for the init scripts, without a limit. */
     void OnUnbind() noexcept override;
 
 private:

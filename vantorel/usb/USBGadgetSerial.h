@@ -20,6 +20,9 @@ class LineServers;
  * returns one number. A server on a line runs until the function is removed. Use one serial
  * function per controller: two would have the same name in the configuration.
  * Thread-bound.
+ *
+ * A failed mkdir, fork or wait in OnAdd(), a failed unlink or rmdir in OnRemove(), and a worker
+ * that cannot be created in OnBind() end the process.
  */
 class VANTOREL_EXPORT USBGadgetSerial final : public USBGadget {
 public:
@@ -38,7 +41,8 @@ public:
      * Kills every other process that has the line open, even when this object started no server,
      * since the kernel would wait for them without a limit. Meanwhile the line's node is renamed,
      * so that no process opens it again. If the line stays open for five seconds (by a process that
-     * cannot be killed, or by this one), this ends the process instead.
+     * cannot be killed, or by this one), this ends the process instead. Also waits for a worker
+     * that is starting a server, and, without a limit, for the killed servers to end.
      *
      * Without CAP_SYS_PTRACE, a process with more capabilities than this one is found only when the
      * line is its controlling terminal; the removal waits for any other such process.
@@ -47,7 +51,7 @@ public:
      * attribute, the lines that the workers took are used.
      */
     void OnRemove() noexcept override;
-    /** Starts a detached worker that puts the server or shell on the line. */
+    /** Starts a detached worker that puts the server or shell on the line; does not wait for it. */
     void OnBind() noexcept override;
     void OnUnbind() noexcept override;
 

@@ -61,6 +61,7 @@ public:
      * Takes down the function; call it only after an OnAdd() that brought it up. Waits without a
      * limit for a request in progress: a stop of the capture session waits for a frame, and reading
      * the kernel log can wait for its next line. An application that shuts down must bound this.
+     * A failed unlink, unmount or rmdir ends the process.
      */
     void OnRemove() noexcept override;
     void OnBind() noexcept override;
