@@ -259,7 +259,7 @@ TEST_F(DisplayHardware, FlipsWithoutNewMappingsInTheKernel) {
     EXPECT_EQ(KernelsMappings(), "");
 }
 
-TEST_F(DisplayHardware, BelongsToOneProcessUntilItIsGivenUp) {
+TEST_F(DisplayHardware, RefusesASecondProcessUntilItIsClosed) {
     const auto errorInAnotherProcess = [] {
         const pid_t child = ::fork();
         if (child == 0) {

@@ -319,11 +319,11 @@ void UseUpdate(Faults& faults) {
     FirmwareUpdateManager manager(drive);
     Reporter reporter(faults);
     manager.AddObserver(reporter);
-    faults.At("looking");
+    faults.At("polling");
     for (int poll = 0; poll < 10 && !reporter.ended; ++poll) {
         manager.ServiceFunction();
     }
-    EXPECT_TRUE(reporter.ended) << "the update has not been taken up again";
+    EXPECT_TRUE(reporter.ended) << "the update was not repeated";
     faults.At("unmounting");
 }
 

@@ -85,7 +85,7 @@ TEST_F(SubiProtocolTest, AnswersRequests) {
     EXPECT_EQ(wishes.Take(), subiRowsWishes);
 }
 
-TEST_F(SubiProtocolTest, MakesDoWithTheDataThatArrives) {
+TEST_F(SubiProtocolTest, AcceptsShortAndMissingData) {
     BringUp();
     EXPECT_EQ(endpoint.Out(60, 2, Bytes{1}), silence);
     EXPECT_EQ(wishes.Take(), "start ");
