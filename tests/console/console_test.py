@@ -74,6 +74,26 @@ class Arguments(unittest.TestCase):
                                    "--ui-library", arm_file(folder, arm)], check=False)
             self.assertEqual(done.returncode, 0)
 
+    def test_files_that_do_not_sign_or_verify_firmware_are_rejected(self):
+        with tempfile.TemporaryDirectory() as folder:
+            def make(name: str, *algorithm: str):
+                subprocess.run(["openssl", "req", "-x509", "-newkey", *algorithm, "-nodes", "-subj",
+                                "/CN=x", "-keyout", f"{name}.key", "-out", f"{name}.crt"],
+                               cwd=folder, check=True, capture_output=True)
+                return f"{folder}/{name}.key", f"{folder}/{name}.crt"
+
+            key, certificate = make("good", "rsa:2048")
+            text = Path(folder, "text")
+            text.write_text("no key\n")
+            for no_key, no_certificate in (make("short", "rsa:1024"), (certificate, key),
+                                           make("ec", "ec", "-pkeyopt", "ec_paramgen_curve:P-256"),
+                                           (f"{text}", f"{text}")):
+                self.refused(f"bits in {no_key}", "--key", no_key)
+                self.refused(f"bits in {no_certificate}", "--verified", no_certificate)
+            done = subprocess.run([sys.executable, CONSOLE / "arguments.py", "--key", key,
+                                   "--verified", certificate], check=False)
+            self.assertEqual(done.returncode, 0)
+
 
 class Help(unittest.TestCase):
     def test_every_command_has_its_help(self):

@@ -4,11 +4,13 @@
 before it builds anything."""
 
 import argparse
+import shutil
 import sys
 from pathlib import Path
 
+import own
+import verified
 from failure import Failure
-from own import PLACES, check
 
 PROJECT = Path(__file__).resolve().parents[2]
 
@@ -31,12 +33,31 @@ def _folder(text: str) -> Path:
     return Path(text)
 
 
-def _device_file(text: str) -> Path:
+def _checked(text: str, check) -> Path:
+    path = _file(text)
     try:
-        check(Path(text))
+        check(path)
     except Failure as failure:
         raise argparse.ArgumentTypeError(str(failure)) from None
-    return Path(text)
+    return path
+
+
+def _device_file(text: str) -> Path:
+    return _checked(text, own.check)
+
+
+def _signature_file(text: str, check) -> Path:
+    if not shutil.which("openssl"):  # ./run installs it, and the console checks again
+        return _file(text)
+    return _checked(text, check)
+
+
+def _key(text: str) -> Path:
+    return _signature_file(text, verified.check_key)
+
+
+def _certificate(text: str) -> Path:
+    return _signature_file(text, verified.check_certificate)
 
 
 def _result(text: str) -> Path:
@@ -72,9 +93,9 @@ def _parser() -> argparse.ArgumentParser:
     parser.add_argument("--root", action="append", default=[], type=_folder, metavar="DIR",
                         help="a folder that overlays the root file system of this build's "
                              "firmware; repeatable, later ones on top")
-    parser.add_argument("--key", type=_file,
+    parser.add_argument("--key", type=_key,
                         help="a private RSA key that signs this build's firmware")
-    parser.add_argument("--verified", type=_file, metavar="CERTIFICATE",
+    parser.add_argument("--verified", type=_certificate, metavar="CERTIFICATE",
                         help="boot only firmware signed with the certificate's key")
     parser.add_argument("--snapshot", action="store_true",
                         help="start a new device from a snapshot of its first boot, like a "
@@ -93,7 +114,7 @@ def arguments(words=None):
         parser.error("--junit needs --script or --test")
     if options.debug and not Path(options.debug).is_file():
         parser.error(f"argument --debug: no file {options.debug}")
-    options.own = {name: path for name in PLACES if (path := getattr(options, name))}
+    options.own = {name: path for name in own.PLACES if (path := getattr(options, name))}
     if options.own and (options.test or options.tour):
         parser.error("--test and --tour are for this build's files, not for your own")
     return options

@@ -2,12 +2,27 @@
 # SPDX-License-Identifier: LicenseRef-Vantorel
 """A boot loader that boots only signed images: the public key goes into its device tree."""
 
+import re
 import subprocess
 from pathlib import Path
 
 from failure import Failure
 
 BITS = (2048, 3072, 4096)
+
+
+def check_key(key: Path):
+    """Raises Failure unless make-firmware can sign with the key."""
+    text = subprocess.run(["openssl", "rsa", "-in", key, "-check", "-noout", "-text"],
+                          capture_output=True, text=True).stdout
+    size = re.search(r"Private-Key: \((\d+) bit", text)
+    if not size or int(size[1]) not in BITS:
+        raise Failure(f"no private RSA key of 2048, 3072 or 4096 bits in {key}")
+
+
+def check_certificate(certificate: Path):
+    """Raises Failure unless the boot loader can check signatures with the certificate's key."""
+    _modulus(certificate)
 
 
 def _modulus(certificate: Path) -> int:
