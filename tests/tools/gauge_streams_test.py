@@ -15,6 +15,7 @@ ENTER = ["X: 1000", "W: AA 00 00 0F"]
 ROW = ["W: 16 00 02 00 00 00 0F 0F", "W: 16 64 20 00", "X: 2", "C: 16 66 00"]
 EXIT = ["W: 16 00 0F", "W: 16 64 0F 00", "X: 4000"]
 DATA = ["W: AA 61 00", "W: AA 3E 02 00", "C: AA 40 01"]
+FIT = b"\xd0\x0d\xfe\xed\0\0\0\x28" + bytes(40)  # 8 bytes longer than it says, as by mkimage -E
 BACK = ["X: 4000", *KEYS, *ENTER, "X: 1000"]
 
 
@@ -100,7 +101,7 @@ class StreamTools(unittest.TestCase):
                 self.assertFalse((self.path / "out").exists())
 
     def test_an_update_warns_about_a_stream_that_it_cannot_install(self):
-        images = [self.put("fit"), self.put("rootfs")]
+        images = [self.put("fit", FIT), self.put("rootfs")]
         for lines, numbers in [(ROW, []), ([*KEYS, *ENTER, *ROW], [1]), ([*ROW, *EXIT], [6]),
                                ([*KEYS, *ENTER, *ROW, *EXIT, *KEYS, *DATA], [1, 12]),
                                (["; data", *KEYS, *DATA], [2]), ([*ROW, *KEYS], [5])]:
@@ -118,15 +119,17 @@ class StreamTools(unittest.TestCase):
                          [*notes([*KEYS, *ENTER]), *ROW, *notes(EXIT)])
 
     def test_reports_bad_input_in_one_line(self):
-        good = [self.put("fit"), self.put("rootfs"), self.stream(ROW)]
+        good = [self.put("fit", FIT), self.put("rootfs"), self.stream(ROW)]
         self.put("empty", b"")
-        self.put("half", b"\xd0\x0d\xfe\xed\x00\x10\x00\x00" + bytes(1000))
+        self.put("half", FIT[:39])
+        self.put("magic", FIT[:4])
+        self.put("short", FIT[:7] + b"\x27" + FIT[8:])
         self.put("bytes", bytes(range(256)) * 9)
         (self.path / "directory").mkdir()
-        for bad in ("missing", "empty", "directory", "half", "bytes"):
+        for bad in ("missing", "empty", "directory", "half", "magic", "short", "bytes"):
             for at, _ in enumerate(good):
-                if (bad == "half" and at == 1) or (bad == "bytes" and at < 2):
-                    continue  # any content may be valid
+                if at == 1 and bad not in ("missing", "empty", "directory"):
+                    continue  # any content may be a root file system
                 for option in ([], ["--convert"]) if at == 2 else ([],):
                     inputs = [bad if place == at else name for place, name in enumerate(good)]
                     with self.subTest(inputs=inputs, option=option):
