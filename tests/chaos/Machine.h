@@ -59,6 +59,7 @@ public:
     Value chargerError, temperatureError, portError; // 0 or the error of every read
     Value gaugeError, displayError;                  // 0 or the error of the next request
     Value gaugePolled, flips;                        // counted
+    Value toolStatus;                                // of every program
     static constexpr const char* driveDirectory = "/tmp/mass_storage/lun0.fs/";
     std::string missing; // if not empty, paths that begin with it do not exist
 
@@ -198,7 +199,12 @@ private:
             }
             return 0;
         };
-        sys->Waitpid = [](pid_t child, int*, int) { return child; }; // with status 0
+        sys->Waitpid = [this](pid_t child, int* status, int) {
+            if (status != nullptr) {
+                *status = toolStatus << 8;
+            }
+            return child;
+        };
         sys->Kill = [](pid_t, int) { return 0; };
         sys->Sync = [] {};
         sys->Reboot = [](int) { return 0; };
