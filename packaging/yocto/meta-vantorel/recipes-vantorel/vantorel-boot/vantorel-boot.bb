@@ -1,0 +1,38 @@
+# SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
+# SPDX-License-Identifier: LicenseRef-Vantorel
+SUMMARY = "What starts and confirms a slot"
+DESCRIPTION = "The scripts that mount the data, correct the boot loader's state and confirm a slot, \
+and the first process of the initial file system."
+LICENSE = "CLOSED"
+
+inherit systemd
+
+FILESEXTRAPATHS:prepend := "${VANTOREL_SOURCE}/virtual-device/initramfs:"
+FILESEXTRAPATHS:prepend := "${VANTOREL_SOURCE}/virtual-device/rootfs/usr/libexec/vantorel:"
+SRC_URI = "file://data file://slot file://confirm file://init file://trial-seconds \
+    file://vantorel-slot.service file://vantorel-confirm.service"
+
+SYSTEMD_SERVICE:${PN} = "vantorel-slot.service vantorel-confirm.service"
+
+do_install() {
+    scripts=${D}${libexecdir}/vantorel
+    install -d $scripts ${D}${systemd_system_unitdir}
+    for script in data slot confirm; do
+        sed '1s,.*,#!/bin/sh,' ${WORKDIR}/$script > $scripts/$script
+        chmod 755 $scripts/$script
+    done
+    install -m 644 ${WORKDIR}/*.service ${D}${systemd_system_unitdir}/
+
+    # The kernel has the drivers built in, and the root file system has systemd.
+    install -d ${D}/dev ${D}/proc ${D}/sys ${D}/lower ${D}/memory ${D}/root
+    sed '/^modprobe -a /d; s,switch_root /root /init,switch_root /root /sbin/init,' \
+        ${WORKDIR}/init > ${D}/init
+    grep -q 'switch_root /root /sbin/init' ${D}/init
+    chmod 755 ${D}/init
+    install -m 644 ${WORKDIR}/trial-seconds ${D}/
+}
+
+PACKAGES =+ "${PN}-initramfs"
+FILES:${PN}-initramfs = "/init /trial-seconds /dev /proc /sys /lower /memory /root"
+RDEPENDS:${PN}-initramfs = "busybox kernel-module-softdog"
+RDEPENDS:${PN} = "libubootenv-bin mtd-utils"
