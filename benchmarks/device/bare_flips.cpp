@@ -20,7 +20,7 @@ namespace {
 
 int card = -1;
 
-void Ask(unsigned long request, void* record, const char* what) {
+void Request(unsigned long request, void* record, const char* what) {
     if (::ioctl(card, request, record) != 0) {
         std::perror(what);
         std::_Exit(1);
@@ -37,7 +37,7 @@ std::uint32_t CreateBuffer(const drm_mode_modeinfo& mode) {
     create.width = mode.hdisplay;
     create.height = mode.vdisplay;
     create.bpp = 32;
-    Ask(DRM_IOCTL_MODE_CREATE_DUMB, &create, "buffer");
+    Request(DRM_IOCTL_MODE_CREATE_DUMB, &create, "buffer");
     drm_mode_fb_cmd buffer{};
     buffer.width = create.width;
     buffer.height = create.height;
@@ -45,7 +45,7 @@ std::uint32_t CreateBuffer(const drm_mode_modeinfo& mode) {
     buffer.bpp = 32;
     buffer.depth = 24;
     buffer.handle = create.handle;
-    Ask(DRM_IOCTL_MODE_ADDFB, &buffer, "frame buffer");
+    Request(DRM_IOCTL_MODE_ADDFB, &buffer, "frame buffer");
     return buffer.fb_id;
 }
 
@@ -59,14 +59,14 @@ std::uint32_t SetMode(std::uint32_t (&buffers)[2]) {
     resources.fb_id_ptr = Address(framebuffers);
     resources.count_crtcs = resources.count_connectors = resources.count_encoders =
         resources.count_fbs = 16;
-    Ask(DRM_IOCTL_MODE_GETRESOURCES, &resources, "resources");
+    Request(DRM_IOCTL_MODE_GETRESOURCES, &resources, "resources");
     drm_mode_get_connector connector{};
     connector.connector_id = connectors[0];
-    Ask(DRM_IOCTL_MODE_GETCONNECTOR, &connector, "connector");
+    Request(DRM_IOCTL_MODE_GETCONNECTOR, &connector, "connector");
     std::vector<drm_mode_modeinfo> modes(connector.count_modes);
     connector.modes_ptr = Address(modes.data());
     connector.count_props = connector.count_encoders = 0;
-    Ask(DRM_IOCTL_MODE_GETCONNECTOR, &connector, "modes");
+    Request(DRM_IOCTL_MODE_GETCONNECTOR, &connector, "modes");
     buffers[0] = CreateBuffer(modes.at(0));
     buffers[1] = CreateBuffer(modes.at(0));
     drm_mode_crtc crtc{};
@@ -76,7 +76,7 @@ std::uint32_t SetMode(std::uint32_t (&buffers)[2]) {
     crtc.fb_id = buffers[0];
     crtc.mode = modes.at(0);
     crtc.mode_valid = 1;
-    Ask(DRM_IOCTL_MODE_SETCRTC, &crtc, "mode");
+    Request(DRM_IOCTL_MODE_SETCRTC, &crtc, "mode");
     return crtc.crtc_id;
 }
 
@@ -92,7 +92,7 @@ int main(int count, char** arguments) {
     const auto end = std::chrono::steady_clock::now() + duration;
     for (unsigned next = 1; std::chrono::steady_clock::now() < end; next ^= 1) {
         flip.fb_id = buffers[next];
-        Ask(DRM_IOCTL_MODE_PAGE_FLIP, &flip, "flip");
+        Request(DRM_IOCTL_MODE_PAGE_FLIP, &flip, "flip");
         drm_event_vblank event{};
         if (::read(card, &event, sizeof event) != ssize_t{sizeof event}) {
             return 1;

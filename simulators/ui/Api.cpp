@@ -74,7 +74,7 @@ void SetTemperatureUnits(int units) {
 }
 
 int GetTemperatureUnits(void) {
-    return Called(__func__).state.Ask([](const UiState& state) {
+    return Called(__func__).state.Query([](const UiState& state) {
         return state.fahrenheit ? VANTORELUI_FAHRENHEIT : VANTORELUI_CELSIUS;
     });
 }

@@ -12,7 +12,7 @@
 using vantorelui::Library;
 
 int vantorelui_sim_screen(void) {
-    return Library::Get().state.Ask(
+    return Library::Get().state.Query(
         [](const vantorelui::UiState& state) { return static_cast<int>(state.screen); });
 }
 

@@ -60,10 +60,10 @@ public:
         ++generation;
         return change(state);
     }
-    template <typename Question>
-    auto Ask(Question&& question) const {
+    template <typename Reader>
+    auto Query(Reader&& read) const {
         const std::lock_guard lock(mutex);
-        return question(state);
+        return read(state);
     }
     /** Updates `copy` if the state has changed since generation `seen`, which it also updates. */
     void Refresh(UiState& copy, std::uint64_t& seen) const {

@@ -118,7 +118,7 @@ public:
         for (int left = Up(400); left > 0; --left) {
             std::this_thread::sleep_for(std::chrono::microseconds(Up(5000)));
             Happen();
-            Look();
+            CheckScreen();
         }
         if (statusLines->sessionWanted && !statusLines->bound) {
             ExpectFrames();
@@ -193,7 +193,7 @@ private:
         Up(40) == 0 ? rare[Up(4)]() : events[Up(13)]();
     }
 
-    void Look() {
+    void CheckScreen() {
         static constexpr int follow[6] = {077, 076, 074, 050, 060, 040}; // bits of next screens
         const int now = ::vantorelui_sim_screen();
         Demand((follow[screen] >> now & 1) != 0, "transition between screens");

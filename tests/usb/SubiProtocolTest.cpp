@@ -135,28 +135,28 @@ TEST_F(SubiProtocolTest, SendsTheKernelsLogInPieces) {
         log.erase(0, count);
         return static_cast<int>(count);
     };
-    const auto ask = [&](unsigned selector, std::size_t length, const Outcome& outcome,
-                         const Outcome& status) {
+    const auto request = [&](unsigned selector, std::size_t length, const Outcome& outcome,
+                             const Outcome& status) {
         endpoint.Out(85, Word(selector));
         endpoint.Out(84, Word(3));
         EXPECT_EQ(endpoint.In(78, length), outcome) << "selector " << selector << ", " << length;
         EXPECT_EQ(Status(endpoint), status) << "selector " << selector << ", " << length;
     };
-    ask(14, 1, refusedIn, failed);
-    ask(13, 4, Reply({64, 0, 0, 0}), ok);
-    ask(14, 65, refusedIn, failed);
-    ask(14, 64, Reply(Bytes(64, 'x')), ok);
-    ask(14, 1, refusedIn, failed);
-    ask(13, 4, Reply({40, 0, 0, 0}), ok);
+    request(14, 1, refusedIn, failed);
+    request(13, 4, Reply({64, 0, 0, 0}), ok);
+    request(14, 65, refusedIn, failed);
+    request(14, 64, Reply(Bytes(64, 'x')), ok);
+    request(14, 1, refusedIn, failed);
+    request(13, 4, Reply({40, 0, 0, 0}), ok);
     Bytes rest(36, 'x');
     std::ranges::copy(std::string_view("end\n"), std::back_inserter(rest));
-    ask(14, 2, Reply(rest), ok); // the kernel truncates the reply
-    ask(13, 4, Reply({0, 0, 0, 0}), ok);
+    request(14, 2, Reply(rest), ok); // the kernel truncates the reply
+    request(13, 4, Reply({0, 0, 0, 0}), ok);
     log = "lost";
-    ask(13, 4, Reply({4, 0, 0, 0}), ok);
+    request(13, 4, Reply({4, 0, 0, 0}), ok);
     endpoint.sys->Klogctl = [](auto...) { return FailWith(EPERM); };
-    ask(13, 4, refusedIn, failed);
-    ask(14, 4, refusedIn, failed);
+    request(13, 4, refusedIn, failed);
+    request(14, 4, refusedIn, failed);
 }
 
 TEST_F(SubiProtocolTest, FollowsTheSessionAndTheFramesOfTheCamera) {

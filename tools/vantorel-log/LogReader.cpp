@@ -42,7 +42,7 @@ bool IsJoined(std::string_view line) {
 
 class LogParser {
 public:
-    explicit LogParser(LogReceiver& told) : receiver(told) {}
+    explicit LogParser(LogReceiver& target) : receiver(target) {}
 
     /** False when the rest cannot be interpreted. */
     bool Take(const Line& line) {

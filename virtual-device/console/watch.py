@@ -72,14 +72,14 @@ class Watch:
         """The board's state by name; empty while the device is off."""
         read, state = self._board
         if not self._machine.ready or time.monotonic() - read > FRESH:
-            entries = self._ask("board").rstrip(", ").split(", ")
+            entries = self._request("board").rstrip(", ").split(", ")
             state = dict(_entry(text) for text in entries if text)
             self._board = (time.monotonic(), state)
         return state
 
     def command(self, command: str):
         """Writes to the board's control file."""
-        answer = self._ask(command)
+        answer = self._request(command)
         self._board = (0.0, {})
         if not answer:
             raise DeviceOff("the device is off")
@@ -99,21 +99,21 @@ class Watch:
             try:
                 return view.shown() if view else None
             except KeyError:  # the application has flipped since the last answer
-                view.learn(self._ask("picture"))
+                view.learn(self._request("picture"))
         raise Failure("the device does not answer")
 
     def _current(self):
         machine = self._machine
         if machine.ready and not (self._boot == machine.boots and self._view.has_record):
-            answer = self._ask("picture")
+            answer = self._request("picture")
             if answer:
                 self._view.learn(answer)
         return self._view if machine.ready and self._boot == machine.boots else None
 
-    def _ask(self, line: str) -> str:
+    def _request(self, line: str) -> str:
         with self._lock:
             try:
-                return self._ask_locked(line)
+                return self._request_locked(line)
             except TimeoutError:
                 self._boot = 0
                 raise Failure("the device does not answer") from None
@@ -121,7 +121,7 @@ class Watch:
                 self._boot = 0
                 return ""
 
-    def _ask_locked(self, line: str) -> str:
+    def _request_locked(self, line: str) -> str:
         if not self._machine.ready:
             return ""
         if self._boot != self._machine.boots:

@@ -168,7 +168,7 @@ function showLines(lines) {
   if (follows && lines.length) list.scrollTop = list.scrollHeight;
 }
 
-async function look(watcher) {
+async function poll(watcher) {
   const answer = await watcher.send("state");
   if (answer.ok) {
     state = Object.fromEntries(answer.output.map((text) => text.split(/ (.*)/, 2)));
@@ -190,7 +190,7 @@ followDisplay(element("display"), (rate) => {
 // On a line of its own: a restart takes seconds and must not hold it up.
 const watcher = new Line(async () => {
   while (watcher.open) {
-    await look(watcher);
+    await poll(watcher);
     await sleep(document.hidden ? 1000 : REFRESH);
   }
 });

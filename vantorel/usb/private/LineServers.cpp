@@ -17,29 +17,29 @@ void LineServers::Allow() {
 void LineServers::Start(const std::string& line, const std::function<pid_t()>& start) {
     const Lock lock(mutex);
     if (allowed) {
-        taken.push_back({line, start ? start() : 0});
+        claims.push_back({line, start ? start() : 0});
     }
 }
 
 void LineServers::End(const std::string& kernelLine) {
     const Lock lock(mutex);
     allowed = false;
-    for (const Taken& one : taken) {
-        if (one.server > 0) {
+    for (const Claim& claim : claims) {
+        if (claim.server > 0) {
             // Kill the server first: it may be a supervisor that would restart its shell.
-            sys::Kill(one.server, SIGKILL);
-            sys::Waitpid(one.server, nullptr, 0);
+            sys::Kill(claim.server, SIGKILL);
+            sys::Waitpid(claim.server, nullptr, 0);
         }
     }
-    for (const Taken& one : taken) {
+    for (const Claim& claim : claims) {
         if (kernelLine.empty()) {
-            FreeLine(one.line);
-        } else if (one.server > 0 && one.line != kernelLine) {
+            FreeLine(claim.line);
+        } else if (claim.server > 0 && claim.line != kernelLine) {
             // Another function has this line: kill its users but keep the line.
-            EndUsersOf(one.line);
+            EndUsersOf(claim.line);
         }
     }
-    taken.clear();
+    claims.clear();
     if (!kernelLine.empty()) {
         FreeLine(kernelLine);
     }

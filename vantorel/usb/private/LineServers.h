@@ -42,13 +42,13 @@ public:
     void End(const std::string& kernelLine) VANTOREL_EXCLUDES(mutex);
 
 private:
-    struct Taken {
+    struct Claim {
         std::string line;
         pid_t server; // 0 for none
     };
 
     Mutex mutex;
-    std::vector<Taken> taken VANTOREL_GUARDED_BY(mutex);
+    std::vector<Claim> claims VANTOREL_GUARDED_BY(mutex);
     bool allowed VANTOREL_GUARDED_BY(mutex) = true;
 };
 
