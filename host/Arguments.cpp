@@ -125,6 +125,8 @@ struct Grammar {
         fuzz->add_option("--seed", arguments.seed, "Selects the requests")->required();
         fuzz->add_flag("--sessions", arguments.sessions,
                        "Also start and stop the capture session; the device may stop answering");
+        fuzz->add_flag("--reversed", arguments.reversed,
+                       "Only known requests, each in the wrong direction");
         AddCount(fuzz, "Number of requests (1000)");
         AddCount(Command(app, "latency", "Measure the round trip of the shortest request"),
                  "Number of round trips (1000)");

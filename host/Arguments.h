@@ -44,6 +44,7 @@ struct Arguments {
     std::optional<std::vector<std::uint8_t>> data; ///< raw; absent: the device sends
     std::uint64_t seed = 0;                        ///< fuzz
     bool sessions = false;                         ///< fuzz
+    bool reversed = false;                         ///< fuzz
     std::uint64_t count = 0;                       ///< fuzz, latency
 };
 

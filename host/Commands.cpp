@@ -255,7 +255,8 @@ ExitCode Raw(Session& session) {
 ExitCode Fuzz(Session& session) {
     const Arguments& arguments = session.arguments;
     const FuzzSummary summary =
-        RunFuzz(session.transport, {arguments.seed, arguments.count, arguments.sessions});
+        RunFuzz(session.transport,
+                {arguments.seed, arguments.count, arguments.sessions, arguments.reversed});
     Report report;
     const auto add = [&](const char* key, std::uint64_t number) {
         report.Add(key, number, std::to_string(number));

@@ -101,11 +101,11 @@ void Tame(FuzzRequest& request, std::uint16_t session) {
 
 FuzzRequest FuzzSource::Next() {
     FuzzRequest request;
-    const bool shaped = Below(2) == 0;
+    const bool shaped = reversed || Below(2) == 0;
     if (shaped) {
         const Shape& shape = shapes[static_cast<std::size_t>(Below(shapes.size()))];
         request.setup.request = shape.request;
-        request.in = shape.in;
+        request.in = shape.in != reversed;
         request.length = shape.length;
     } else {
         request.setup.request = static_cast<std::uint8_t>(
@@ -140,7 +140,7 @@ FuzzSummary RunFuzz(Transport& transport, const FuzzPlan& plan) {
     Protocol protocol(transport);
     const IdentityRecord before = protocol.Identity();
     const std::uint16_t session = protocol.SessionState();
-    FuzzSource source(plan.seed);
+    FuzzSource source(plan.seed, plan.reversed);
     FuzzSummary summary;
     int silentInARow = 0;
     for (std::uint64_t number = 0; number < plan.count; ++number) {

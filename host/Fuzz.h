@@ -23,7 +23,9 @@ struct FuzzRequest {
 /** Generates requests; a seed gives the same requests on every machine. */
 class FuzzSource {
 public:
-    explicit FuzzSource(std::uint64_t seed) : random(seed) {}
+    /** With reversedOnly, requests that the device accepts, each in the opposite direction. */
+    explicit FuzzSource(std::uint64_t seed, bool reversedOnly = false)
+        : random(seed), reversed(reversedOnly) {}
     FuzzRequest Next();
 
 private:
@@ -32,6 +34,7 @@ private:
     void Fill(FuzzRequest& request);
 
     std::mt19937_64 random;
+    bool reversed;
 };
 
 struct FuzzSummary {
@@ -51,6 +54,7 @@ struct FuzzPlan {
      * nothing until then.
      */
     bool sessions = false;
+    bool reversed = false; ///< known requests in the wrong direction only
 };
 
 /**

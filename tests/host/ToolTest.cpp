@@ -321,6 +321,9 @@ TEST_F(ToolTest, FuzzChecksTheIdentityAndRestoresTheSession) {
                 AllOf(StartsWith(R"({"seed":3,"requests":300,"answered":)"),
                       HasSubstr(R"("silent":0,"identity":true)")));
     EXPECT_EQ(device.wishes.Take(), "");
+    EXPECT_THAT(Output("fuzz --reversed --seed 3 --count 300 --json"),
+                HasSubstr(R"("silent":0,"identity":true)"));
+    EXPECT_EQ(device.wishes.Take(), "");
     Output("fuzz --seed 3 --count 300 --sessions");
     EXPECT_NE(device.wishes.Take(), "");
     EXPECT_EQ(Output("session state"), "session: running (1)\n");
