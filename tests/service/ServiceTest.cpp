@@ -5,6 +5,7 @@
 #include "tests/support/ScriptedSys.h"
 #include "vantorel/service/Error.h"
 #include "vantorel/service/ObserverList.h"
+#include "vantorel/service/SharedSlot.h"
 #include "vantorel/service/SnapshotSlot.h"
 #include "vantorel/service/UniqueFd.h"
 #include "vantorel/service/private/OpenFile.h"
@@ -229,6 +230,31 @@ TEST(SnapshotSlot, DestroysReplacedObjectsAfterTheirLastReader) {
         EXPECT_EQ(first.use_count(), 1) << "no reader uses it";
     }
     EXPECT_EQ(second.use_count(), 1);
+}
+
+// A camera connects and disconnects while the host requests its identity.
+TEST(SharedSlot, KeepsAnObjectForItsReadersWhileOthersReplaceIt) {
+    struct Object {
+        ~Object() { alive = false; }
+        std::atomic<bool> alive{true};
+    };
+    SharedSlot<Object> slot;
+    EXPECT_EQ(slot.Load(), nullptr);
+    slot.Store(std::make_shared<Object>());
+    std::atomic<int> stored{0};
+    const auto replace = [&](const std::stop_token& end) {
+        while (!end.stop_requested()) {
+            slot.Store(std::make_shared<Object>());
+            ++stored;
+        }
+    };
+    const std::jthread first(replace);
+    const std::jthread second(replace);
+    int dead = 0;
+    for (int loaded = 0; loaded < 100'000 || stored < 100'000; ++loaded) {
+        dead += slot.Load()->alive ? 0 : 1;
+    }
+    EXPECT_EQ(dead, 0);
 }
 
 } // namespace

@@ -77,13 +77,26 @@ TEST_F(ToolsTest, StartsAShellWithItsEnvironmentAndDefaultSignals) {
     ::sigaddset(&blocked, SIGTERM);
     ::pthread_sigmask(SIG_BLOCK, &blocked, &before);
     ::signal(SIGINT, SIG_IGN);
-    for (const std::string signal : {"TERM", "INT"}) {
+    test::ScopedSys sys;
+    for (const std::string signal : {"TERM", "INT", "TERM", "INT"}) {
         root->Behave("printf %s \"$HOME $TERM $KEPT\" >/written; kill -" + signal +
                      " $$; echo deaf >>/written");
         int status = 0;
         ::waitpid(Tools::ShStart("vt100"), &status, 0);
         EXPECT_TRUE(WIFSIGNALED(status)) << signal;
         EXPECT_EQ(test::ReadFile("/written"), "/ vt100 yes");
+        if (signal == "INT") {
+            sys->Spawn = [](auto...) { return ENOMEM; }; // the child is forked instead
+        }
+    }
+    for (const std::string signal : {"TERM", "INT"}) {
+        root->Behave("kill -" + signal + " $$; echo deaf >/written");
+        const std::size_t started = root->Calls().size();
+        const pid_t supervisor = Tools::GettyStart("/dev/ttyGS1", "115200");
+        EXPECT_TRUE(test::Eventually([&] { return root->Calls().size() > started + 2; }));
+        ::kill(supervisor, SIGKILL);
+        EXPECT_EQ(::waitpid(supervisor, nullptr, 0), supervisor);
+        EXPECT_EQ(test::ReadFile("/written"), "/ vt100 yes") << "a getty's shell ignores " + signal;
     }
     ::signal(SIGINT, SIG_DFL);
     ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
