@@ -61,9 +61,12 @@ TEST_F(LogToolTest, SummarisesTheLinesOfTheLogger) {
     EXPECT_EQ(Run("check @"), exitSuccess);
     EXPECT_THAT(out.str(), EndsWith("debug.csv: 25 lines, 24 samples, 0 problems\n"));
 
-    // Lines 5 to 7 are lost, so the step from line 4 to the next one, now line 5, is 240 s.
+    // Lines 5 to 7 are lost, so the step from line 4 to the next one, now line 5, is 240 s. A
+    // step of 61 s is rounded and not a gap.
     const std::size_t from = content.find("1,180,");
-    Put(std::string(content).erase(from, content.find("1,360,") - from));
+    Put(std::string(content)
+            .replace(content.find("1,600,"), 6, "1,601,")
+            .erase(from, content.find("1,360,") - from));
     EXPECT_EQ(Run("summary @ --json"), exitSuccess);
     EXPECT_THAT(out.str(),
                 AllOf(StartsWith(R"({"samples":21,"chips":[],)"),
@@ -71,7 +74,8 @@ TEST_F(LogToolTest, SummarisesTheLinesOfTheLogger) {
                                 R"("gaps":{"count":1,"missingSeconds":180,"longestSeconds":240,)"
                                 R"("line":5},"battery":{"first":90.0,"last":71.0,)"
                                 R"("drainPerHour":60.0}})"),
-                      HasSubstr("(degC)\":{\"least\":-24.0,"),
+                      HasSubstr("(degC)\":{\"least\":-24.0,"), HasSubstr(R"("most":-5.0})"),
+                      HasSubstr(R"(":{"least":71,"mean":)"),
                       Not(HasSubstr("FPA Temp")))) // no frame ever arrived
         << out.str();
 }
@@ -116,6 +120,9 @@ TEST_F(LogToolTest, ReportsEachDamagedLineWithItsNumberAndUsesTheRest) {
         EXPECT_EQ(Run("summary @"), samples > 0 ? exitSuccess : exitProblems) << problem;
         EXPECT_THAT(samples > 0 ? out.str() : err.str(), HasSubstr(problem + 3));
     }
+    Put(changed("\n") + "torn");
+    EXPECT_EQ(Run("summary @"), exitSuccess);
+    EXPECT_THAT(out.str(), HasSubstr("first problem, in line 3: has 1 columns"));
     // Valid lines of the device, and changes by other programs, are not reported as damage.
     Put(changed(
         "1,60,18446744073709551615,A B;\"C,4294967295,0,inf,0,nan,-nan,340282346638528859811704"
