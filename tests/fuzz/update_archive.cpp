@@ -54,7 +54,7 @@ void Isolate() {
     for (const char* folder : {"/bin", "/etc", "/tmp/update"}) {
         std::filesystem::create_directories(root + folder);
     }
-    std::filesystem::copy_file("/bin/busybox", root + "/bin/busybox");
+    test::CopyProgram("/bin/busybox", root + "/bin/busybox");
     test::WriteFile(root + "/etc/firmware", "running");
     // Without a running slot, the manager accepts no archive.
     test::WriteFile("/tmp/var/cmdline", "image_select=0\n");

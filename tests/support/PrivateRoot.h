@@ -29,6 +29,16 @@ inline void WriteFile(const std::string& path, const std::string& content) {
     std::ofstream(path, std::ios::binary) << content;
 }
 
+/** Lets the kernel copy, since streams take seconds on the device. Repeats an interrupted copy. */
+inline void CopyProgram(const std::string& from, const std::string& to) {
+    std::error_code error;
+    do {
+        std::filesystem::copy_file(from, to, std::filesystem::copy_options::overwrite_existing,
+                                   error);
+    } while (error == std::errc::interrupted);
+    Must(error ? -1 : 0);
+}
+
 /** Creates a FIFO on which a fake program can wait. */
 inline void MakeFifo(const std::string& path) {
     Must(::mkfifo(path.c_str(), 0600));
@@ -108,16 +118,6 @@ public:
 
 private:
     UniqueFd outside; // the root directory to return to
-
-    /** Lets the kernel copy, since streams take seconds on the device. */
-    static void CopyProgram(const std::string& from, const std::string& to) {
-        std::error_code error;
-        do {
-            std::filesystem::copy_file(from, to, std::filesystem::copy_options::overwrite_existing,
-                                       error);
-        } while (error == std::errc::interrupted);
-        Must(error ? -1 : 0);
-    }
 
     static void WriteProgram(const std::string& path, const std::string& content) {
         WriteFile(path, content);
