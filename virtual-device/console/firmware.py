@@ -58,8 +58,17 @@ def build(image: Path, artifacts: Path, roots=(), key=None) -> Path:
     return folder
 
 
-def make(folder: Path, *options):
-    done = subprocess.run([TOOLS / "make-firmware", *options, folder],
-                          capture_output=True, text=True)
+def _run_tool(name: str, *arguments):
+    done = subprocess.run([TOOLS / name, *arguments], capture_output=True, text=True)
     if done.returncode != 0:
-        raise Failure(done.stderr.strip() or f"make-firmware ended with {done.returncode}")
+        raise Failure(done.stderr.strip() or f"{name} ended with {done.returncode}")
+
+
+def make(folder: Path, *options):
+    _run_tool("make-firmware", *options, folder)
+
+
+def make_update(folder: Path, *options):
+    """Makes the images and, beside them, the update that installs them."""
+    make(folder, *options)
+    _run_tool("make-update", folder / "fit", folder / "rootfs", folder / "THERMAL.STR")

@@ -3,7 +3,6 @@
 """A one-minute introduction to the device: a script whose comments are printed, and a sheet of its
 pictures."""
 
-import subprocess
 import time
 from pathlib import Path
 
@@ -43,18 +42,12 @@ def sheet(pictures: list[Path], target: Path):
     whole.quantize(192, dither=Image.Dither.NONE).save(target, optimize=True)
 
 
-def make_update(machine: Machine, folder: Path):
-    firmware.make(folder, "--version", VERSION, "--build", machine.artifacts)
-    subprocess.run([TOOLS / "make-update", folder / "fit", folder / "rootfs",
-                    folder / "THERMAL.STR"], check=True)
-
-
 def tour(machine: Machine, say) -> int:
     console = Console(machine, say)
     console.patience = SCRIPT_PATIENCE
     folder = machine.work / "tour"
     folder.mkdir(exist_ok=True)
-    make_update(machine, folder)
+    firmware.make_update(folder, "--version", VERSION, "--build", machine.artifacts)
     pictures = []
     for number, line in enumerate(SCRIPT.read_text().splitlines(), 1):
         if line.startswith("#"):
