@@ -231,6 +231,10 @@ TEST_F(ToolsTest, MountsOnceAndComparesWholeEntriesOfTheTable) {
 TEST_F(ToolsTest, FindsProcesses) {
     // The kernel lists "self" before the processes.
     EXPECT_EQ(Tools::PidOf(std::filesystem::read_symlink("/proc/self/exe")), ::getpid());
+    UniqueFd below(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+    const UniqueFd zero(::open("/dev/zero", O_RDONLY | O_CLOEXEC));
+    below.Reset(); // the search's own descriptor takes this number and is met first
+    EXPECT_EQ(Tools::GetFd(::getpid(), "/dev/zero"), zero.Get());
     test::CoverWithTmpfs("/proc");
     for (const char* folder : {"/proc/12/fd", "/proc/13"}) {
         std::filesystem::create_directories(folder);

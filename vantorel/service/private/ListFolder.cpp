@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: LicenseRef-Vantorel
 #include "vantorel/service/private/ListFolder.h"
 
-#include "vantorel/service/UniqueFd.h"
 #include "vantorel/service/private/Sys.h"
 
 #include <array>
@@ -16,12 +15,20 @@
 
 namespace vantorel {
 
+UniqueFd OpenFolder(const std::string& folder) {
+    return UniqueFd(sys::Open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
+}
+
 Listing ListFolder(const std::string& folder) {
+    const UniqueFd fd = OpenFolder(folder);
+    return fd ? ListFolder(fd) : Listing{{}, errno};
+}
+
+Listing ListFolder(const UniqueFd& folder) {
     Listing listing;
-    const UniqueFd fd(sys::Open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
     std::array<char, 2048> buffer;
     ssize_t size = 0;
-    while ((size = sys::Getdents(fd.Get(), buffer.data(), buffer.size())) > 0) {
+    while ((size = sys::Getdents(folder.Get(), buffer.data(), buffer.size())) > 0) {
         const char* entry = buffer.data();
         while (entry < buffer.data() + size) {
             const std::string_view name = entry + offsetof(dirent64, d_name);

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: LicenseRef-Vantorel
 #pragma once
 
+#include "vantorel/service/UniqueFd.h"
+
 #include <string>
 #include <vector>
 
@@ -18,6 +20,12 @@ struct Listing {
  * descends needs one descriptor, however deep the tree is.
  */
 Listing ListFolder(const std::string& folder);
+
+/** Opens a folder; the result is empty, and errno set, when it cannot be opened. */
+UniqueFd OpenFolder(const std::string& folder);
+
+/** Lists an open folder from its start of reading, once. */
+Listing ListFolder(const UniqueFd& folder);
 
 /** The path of an entry. */
 inline std::string PathOf(const std::string& folder, const std::string& name) {

@@ -43,7 +43,9 @@ pid_t Proc::PidOf(const std::string& executable) {
 
 int Proc::DescriptorOf(pid_t pid, const std::string& target) {
     const std::string path = "/proc/" + std::to_string(pid) + "/fd";
-    for (const std::string& name : ListFolder(path).names) {
+    // Stays open: the caller's own descriptors include it, and its link must be readable.
+    const UniqueFd folder = OpenFolder(path);
+    for (const std::string& name : ListFolder(folder).names) {
         const auto link = LinkTarget(PathOf(path, name));
         if (!link) {
             return -1; // the process is ending; its other links are not reliable
