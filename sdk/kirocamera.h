@@ -42,7 +42,7 @@ enum { KIROCAMERA_DISPLAY_MODE_HANDHELD = 4 };
 
 /** Firmware of the sensor core. */
 typedef struct {
-    uint8_t bytes[4]; /**< major, minor, patch, build */
+    uint8_t bytes[4]; /**< as the SDK returns them */
 } kirocamera_firmware_version_t;
 
 /** Size of the texts that kirocamera_get_chipid() and kirocamera_get_serial_number() fill. */
@@ -60,8 +60,7 @@ typedef void (*kirocamera_manager_event_callback_t)(kirocamera_t* camera,
 
 /**
  * Called for every frame, on another SDK thread than the one that delivers events, so an event
- * handler may wait for the next frame. Frames are delivered one at a time, even if they come from
- * different cameras.
+ * handler may wait for the next frame. Frames may arrive on several threads at once.
  */
 typedef void (*kirocamera_frame_available_callback_t)(kirocamera_t* camera,
                                                       kirocamera_frame_t* frame, void* user);
@@ -85,11 +84,11 @@ kirocamera_error_t kirocamera_capture_session_stop(kirocamera_t* camera);
 
 /** Selects how the image of KIROCAMERA_FORMAT_DISPLAY is processed. */
 kirocamera_error_t kirocamera_set_display_mode(kirocamera_t* camera, int mode);
-/** Reads the sensor's gain mode, 0 or 1. */
+/** Reads the sensor's mode, 0 or 1. */
 kirocamera_error_t kirocamera_get_sensor_mode(kirocamera_t* camera, int* mode);
-/** Sets the sensor's gain mode, 0 or 1. */
+/** Sets the sensor's mode, 0 or 1. */
 kirocamera_error_t kirocamera_set_sensor_mode(kirocamera_t* camera, int mode);
-/** Switches the test pattern over the image on (1) or off (0). */
+/** Switches the debug display on (1) or off (0). */
 kirocamera_error_t kirocamera_set_debug_display_mode(kirocamera_t* camera, int mode);
 
 /** Describes a code; never null; the text is static. */

@@ -114,7 +114,7 @@ TEST_F(ControlTest, ReportsTheDevicesOwnValues) {
     EXPECT_EQ(Selected(*host, 26, 2), Reply(Word(0xfec0)));
     EXPECT_EQ(host->In(61, 2), Reply(Word(1)));
 
-    // The OS string descriptor: 205 is the request that reads the network's compatible ID.
+    // The OS string descriptor. 205 is the code that it states; no descriptor answers it.
     Bytes text(18);
     ASSERT_EQ(host->Control(0x80, 6, 0x3ee, text.data(), text.size()), 18);
     EXPECT_EQ(text, (Bytes{18, 3, 'M', 0, 'S', 0, 'F', 0, 'T', 0, '1', 0, '0', 0, '0', 0, 205, 0}));

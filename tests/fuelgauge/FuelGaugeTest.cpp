@@ -105,6 +105,7 @@ TEST_F(FuelGaugeTest, ReleasesItsLineAndKeepsNoChipOpen) {
     {
         const FuelGauge other("other", "/dev/null", "/dev/null", 4U);
         EXPECT_EQ(test::CountOpenDescriptors(), before + 2) << "its bus and its line";
+        EXPECT_EQ(bus.LineRequest().offsets[0], 4U) << "another line resets another chip";
     }
     EXPECT_EQ(test::CountOpenDescriptors(), before);
 }

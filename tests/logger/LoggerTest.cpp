@@ -130,6 +130,17 @@ TEST_F(LoggerTest, ServiceStartsOnlyIfTheFirstStateHasABattery) {
             std::this_thread::sleep_for(1ms);
         }
         EXPECT_EQ(witness.entries > 0, starts) << from << " to " << to;
+        if (starts) { // the log covers the whole run
+            for (const auto later : {ConnectionState::BatteryCharger, ConnectionState::Host,
+                                     ConnectionState::NoBattery, ConnectionState::Battery}) {
+                service.OnConnectionStateChanged(later, ConnectionState::Battery);
+            }
+            const int before = witness.entries;
+            for (int wait = 0; wait < 300'000 && witness.entries < before + 2; ++wait) {
+                std::this_thread::sleep_for(1ms);
+            }
+            EXPECT_GE(witness.entries, before + 2) << "a later change of the state ended the log";
+        }
     } // the destructor stops a running service
 }
 

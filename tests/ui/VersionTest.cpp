@@ -29,6 +29,8 @@ TEST(Version, IsComputedFromTheIdentityFiles) {
         {"AB-1\nrest\n", "REV-4", "1.5.0", "AB-1 30.27.1.5"},
         {"", "REV-6", "300.2.9", " 32.27.44.2"}, // components are bytes
         {"", "REV-6", "-1.07.9", " 32.27.255.7"},
+        {"", "", "1.5.0", " throws"},
+        {"", "REV-6", "", " throws"},
         {"", "REV-4 \n", "1.5.0", " throws"},
         {"", "REV-6 \n", "1.5.0", " throws"},
         {"", "rev-4\n", "1.5.0", " throws"},

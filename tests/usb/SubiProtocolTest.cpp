@@ -105,6 +105,8 @@ TEST_F(SubiProtocolTest, AnswersEveryRecipientAndDirection) {
         const auto in = static_cast<std::uint8_t>(0xc0 | recipient);
         const auto out = static_cast<std::uint8_t>(0x40 | recipient);
         EXPECT_EQ(endpoint.Send(SetupPacket(in, 63, 2)), Reply(Word(8))) << int{in};
+        const auto ofClass = static_cast<std::uint8_t>(0xa0 | recipient);
+        EXPECT_EQ(endpoint.Send(SetupPacket(ofClass, 63, 2)), Reply(Word(8))) << int{ofClass};
         EXPECT_EQ(endpoint.Send(SetupPacket(out, 84, 2), Word(3)), refusedOut) << int{out};
         EXPECT_EQ(endpoint.Send(SetupPacket(in, 53, 4)), marked) << int{in};
     }

@@ -59,6 +59,9 @@ TEST_F(USBTest, DescribesItselfOnceACameraIsConnected) {
                              "strings/0x409/manufacturer=[^\n;]+;"
                              "strings/0x409/product=TCM150 Thermal Camera;"
                              "strings/0x409/serialnumber=0x[0-9a-f]+;"));
+    const auto descriptors = std::filesystem::directory_iterator(gadgetDirectory + "os_desc");
+    EXPECT_EQ(std::distance(begin(descriptors), end(descriptors)), 3)
+        << "with a link to the configuration hosts get other descriptors";
 }
 
 TEST_F(USBTest, WritesNoAttributeAfterItJoinsTheBus) { // the host reads the attributes at once

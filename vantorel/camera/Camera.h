@@ -76,7 +76,7 @@ public:
     void OnUserInterfacePowerOffRequest() noexcept override;
     void OnUserInterfaceTorchOnRequest() noexcept override;
     void OnUserInterfaceTorchOffRequest() noexcept override;
-    /** Switches the sensor between its two gain modes. */
+    /** Switches the sensor between its two modes. */
     void OnUserInterfacePowerButtonDoubleClick() noexcept override;
     /** Switches the SDK's debug display on and off. */
     void OnUserInterfaceTorchButtonDoubleClick() noexcept override;

@@ -47,7 +47,11 @@ public:
     std::uint32_t BitsPerPixel() const { return 8; }
     /** Bytes from one pixel to the next, 4. */
     std::uint32_t BytesPerPixel() const { return 32 / BitsPerPixel(); }
-    /** Bytes from one row to the next. Rows have no gap, whatever the card's pitch. */
+    /**
+     * Bytes from one row to the next, Width() * BytesPerPixel(). The card's pitch is not used.
+     * Kept: a program that draws relies on rows without gaps. A card that pads its rows shows a
+     * skewed image.
+     */
     std::uint32_t Stride() const { return Width() * BytesPerPixel(); }
 
     /** The buffer that is not on screen. */

@@ -15,14 +15,14 @@ namespace vantorel {
 
 /**
  * The torch LED, switched through its LED-class attribute "brightness". It follows the user
- * interface and may light only while the device runs on its battery: any other state switches it
- * off, and it ignores requests until the battery state returns.
+ * interface. A state with a charger, with a host or without a battery switches it off and disables
+ * it until the Battery state returns. It is enabled before the first state.
  *
  * When the write fails, switching throws Error with its errno to the caller and notifies no
  * observer; OnTorchError() is never called. The connection manager reports the error to its
- * observers and announces the state again. A user's request comes through UserInterfaceManager,
- * whose operations are noexcept, so the error ends the process there; the product's supervisor
- * restarts it, and the constructor reads the LED's state.
+ * observers and, if the state is the same at the next poll, announces it again. A user's request
+ * comes through UserInterfaceManager, whose operations are noexcept, so the error ends the process
+ * there; the product's supervisor restarts it, and the constructor reads the LED's state.
  *
  * The connection manager's thread and the UI library's thread call it; observers run on the thread
  * that switches. Thread-safe, but two threads that switch at once may leave the LED on or off.
@@ -40,9 +40,9 @@ public:
      */
     Torch(std::string deviceName, const std::string& directory);
 
-    /** Lights the LED and reports OnTorchOn(), even when it is already lit. */
+    /** Unless disabled, lights the LED and reports OnTorchOn(), even when it is already lit. */
     void On();
-    /** Switches off the LED and reports OnTorchOff(), even when it is already dark. */
+    /** Unless disabled, switches off the LED and reports OnTorchOff(), even when it is dark. */
     void Off();
     /** Switches the LED off when it is lit, and on when it is off. */
     void Toggle();

@@ -82,7 +82,7 @@ private:
     std::string logDirectory;
     std::uint32_t sessionId = 0;
     std::ofstream log VANTOREL_GUARDED_BY(logMutex);
-    std::ofstream kernelLog;    // opened but never written
+    std::ofstream kernelLog;    // opened but never written: part of the binary interface
     std::ifstream sessionInput; // unused, like the next: part of the binary interface
     std::ofstream sessionOutput;
     std::atomic<std::int16_t> batteryCurrent{0};

@@ -27,7 +27,8 @@ public:
     virtual ~LoggerEntry();
 
     /**
-     * The entry as a text of fourteen fields in a fixed order; measured values have one decimal.
+     * The entry as a text of fourteen fields in a fixed order; floating-point values have one
+     * decimal.
      * @param labels put a label such as "TCPU: " before each field
      * @param units put the unit such as " C" after each field that has one
      * @param separator put between two fields

@@ -16,7 +16,7 @@ LoggerService::~LoggerService() {
 void LoggerService::OnConnectionStateChanged(ConnectionState newState,
                                              ConnectionState oldState) noexcept {
     if (IsStartOnBattery(newState, oldState)) {
-        Start();
+        Start(); // and never stops: the log covers the whole run
     }
 }
 

@@ -49,7 +49,8 @@ public:
 
     /**
      * Prints and announces a state, then records it. When an observer throws, the state is not
-     * recorded, so the next poll announces it again to all observers.
+     * recorded: the next poll decides again and, if nothing has changed, announces it again to all
+     * observers.
      *
      * An observer may call it from a state notification. Each observer then receives both
      * transitions, each with the state still recorded as the old one, and the outer one is recorded

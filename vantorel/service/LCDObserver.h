@@ -20,7 +20,10 @@ public:
     /** Draw one full frame: Height() rows of Stride() bytes, 32-bit pixels. The memory is not on
      * screen. */
     virtual void OnLCDDraw(LCD& lcd, std::uint32_t* pixels) = 0;
-    /** A page flip failed; the next cycle draws and flips again. */
+    /**
+     * A flip failed, or the wait for its event (ETIME: no event came within a second). The next
+     * cycle draws and flips again.
+     */
     virtual void OnLCDError(LCD& lcd, Error& error) = 0;
     virtual ~LCDObserver() = default;
 };

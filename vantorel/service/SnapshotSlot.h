@@ -11,9 +11,10 @@
 namespace vantorel {
 
 /**
- * A slot for one object that threads read in place while another thread replaces it. A reader
- * takes no lock, waits for nothing, and keeps every object alive that it may see. Replaced objects
- * are destroyed without holding the lock, by the first thread that finds no reader in the slot.
+ * A slot for one object that threads read in place while another thread replaces it. Reading takes
+ * no lock, waits for nothing, and keeps every object alive that the reader may see. Replaced
+ * objects are destroyed without holding the lock, by the first thread that finds no reader in the
+ * slot; a reader that ends after a replacement takes the lock for a moment to find them.
  * Thread-safe.
  *
  * A replaced object therefore lives on while readers overlap without a gap. Use SharedSlot where

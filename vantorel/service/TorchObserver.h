@@ -10,7 +10,9 @@ namespace vantorel {
 class Torch;
 
 /**
- * Receives what a Torch reports, on the thread that switched it. An observer must be thread-safe.
+ * Receives what a Torch reports, on the thread that switched it, or on the connection manager's:
+ * each change to Battery reports the position without switching. After a write that failed, that is
+ * the position that was requested. An observer must be thread-safe.
  */
 class VANTOREL_EXPORT TorchObserver {
 public:

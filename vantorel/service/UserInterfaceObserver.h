@@ -7,7 +7,8 @@
 namespace vantorel {
 
 /**
- * Receives the user's requests, on the thread on which the UI library raises its event. An
+ * Receives the user's requests, on the thread on which the UI library raises its event. The request
+ * to power off that follows an unplugged charger comes on the connection manager's thread. An
  * observer must be thread-safe.
  */
 class VANTOREL_EXPORT UserInterfaceObserver {

@@ -13,8 +13,9 @@ namespace vantorel {
  * type needs, attaches an image file to a free loop device if requested, makes the mount point and
  * mounts; destruction unmounts and removes the mount point.
  *
- * When a step of the construction fails, the earlier steps are not undone: the loop device stays
- * bound. A failure in the destructor ends the process, since the mount would outlive its owner.
+ * A loop device stays bound, also after the destruction, so each object with an image uses up one
+ * until the next boot. When a step of the construction fails, the earlier steps are not undone. A
+ * failure in the destructor ends the process, since the mount would outlive its owner.
  * Thread-bound.
  */
 class VANTOREL_EXPORT Filesystem {

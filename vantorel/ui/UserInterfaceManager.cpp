@@ -283,6 +283,7 @@ void UserInterfaceManager::PowerOffRequest(void* context) {
 
 void UserInterfaceManager::UnitsChanged(void*) {
     const int units = ::GetTemperatureUnits();
+    // Other units leave the file empty. Kept: an empty file means Fahrenheit at the next start.
     SaveFile(unitsFile, units == VANTORELUI_CELSIUS      ? "C"
                         : units == VANTORELUI_FAHRENHEIT ? "F"
                                                          : "");

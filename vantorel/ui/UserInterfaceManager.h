@@ -28,8 +28,8 @@ enum class UserInterfaceState {
     None = 0,           /**< until construction ends */
     Splash = 1,         /**< until the first camera frame */
     ThermalImaging = 2, /**< the live image */
-    Charging = 3,       /**< final */
-    Update = 4,         /**< final */
+    Charging = 3,       /**< final, except for Fault */
+    Update = 4,         /**< final, except for Fault */
     Fault = 5,          /**< final */
 };
 
@@ -41,7 +41,8 @@ enum class UserInterfaceState {
  * The file "/tmp/var/units" stores the units of temperatures ("C" or "F").
  *
  * Thread-safe: each operation runs on the thread of its subject, the UserInterfaceObserver
- * notifications on the thread on which the library raises its event. One mutex serialises the frame
+ * notifications on the thread on which the library raises its event, or on the connection manager's
+ * when the charger was removed. One mutex serialises the frame
  * copy and rendering. No handler of a library event locks it, since the library may raise events
  * while it renders. An observer of an event raised during a rendering delays the display and the
  * camera's frames; one of an event raised while a screen is selected delays the threads that select
@@ -138,8 +139,8 @@ public:
     void OnTorchError(Torch& torch, Error& error) noexcept override;
 
     // Handlers of the UI library's events; the context is the manager. An exception of an observer
-    // passes through the library. The double clicks are for a UI library that raises them; this
-    // manager registers only the first four, which every library version supports.
+    // passes through the library. This manager does not register the double clicks; they are for a
+    // UI library that raises them.
     static void TorchOnRequest(void* context);         /**< notifies the observers */
     static void TorchOffRequest(void* context);        /**< notifies the observers */
     static void PowerOffRequest(void* context);        /**< notifies the observers */

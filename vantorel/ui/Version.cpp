@@ -29,7 +29,7 @@ Version::Version() : sku(FirstLine("/tmp/var/sku")) {
     major = TakePart(components, '.');
     minor = TakePart(components, '.');
     ApplyRevision(FirstLine("/etc/kiro/revision"));
-    fixed = "27"; // identifies the product line to host software
+    fixed = "27"; // Kept: a host program may rely on it
 }
 
 Version::~Version() = default;

@@ -21,7 +21,7 @@ enum class FirmwareUpdateState {
     FileValid = 2,  /**< it is unpacked and has the members that an update needs */
     Begin = 3,      /**< flash is about to be written */
     InProgress = 4, /**< flash is being written */
-    Complete = 5,   /**< the next boot runs the new slot; final */
+    Complete = 5,   /**< the next boot runs the new slot, unless its selection was killed; final */
     Failed = 6,     /**< the next boot runs the same slot, unless an observer threw; final */
 };
 
@@ -76,8 +76,10 @@ public:
      * Unpacks the copied archive. A fuel-gauge stream in it replaces the one in
      * "/tmp/var/update/bqfs", which is played at the next start on battery. A failed copy of the
      * stream is not reported; no stream waits then, neither the old one nor a part of the new one.
-     * @throws Error with the wait status of tar when it fails
-     * @throws int 2 (ENOENT) when a member is missing or is not a regular file
+     * @throws Error with the wait status of tar when it fails, or with the errno of a failed fork,
+     *         wait or listing
+     * @throws int 2 (ENOENT) when a member is missing, is not a regular file, or is a hard link to
+     *         a file outside
      */
     void ExtractImage();
     /** Does nothing: the flash tool erases. */

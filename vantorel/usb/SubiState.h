@@ -10,7 +10,7 @@
 
 namespace vantorel {
 
-/** The values of the connected camera that a host can read. Plain data, reentrant. */
+/** The values of the connected camera, for the host. Plain data, reentrant. */
 struct SubiIdentity {
     /** A text that ends with a zero. */
     using Text = std::array<char, KIROCAMERA_TEXT_SIZE>;
@@ -20,7 +20,7 @@ struct SubiIdentity {
     std::uint16_t roicId = 0;                 /**< of the sensor's readout circuit */
     Text chipId{};                            /**< identifies the sensor */
     Text serialNumber{};                      /**< of the camera */
-    kirocamera_firmware_version_t firmware{}; /**< of the camera */
+    kirocamera_firmware_version_t firmware{}; /**< read, but no request returns it */
     FactorySettings factorySettings{};        /**< a host reads ranges of them */
 };
 

@@ -74,6 +74,8 @@ void USB::DescribeToHost(std::uint16_t connectedChip) {
     Write(gadgetDirectory + "bcdDevice", "512");
     Write(stringsDirectory + "product", small ? "TCM150 Thermal Camera" : "TCM300 Thermal Camera");
     Write(stringsDirectory + "serialnumber", SerialNumberText());
+    // The configuration is not linked into os_desc, so no descriptor answers this code. Kept: a
+    // host chooses its drivers by the descriptors that it gets.
     Write(gadgetDirectory + "os_desc/use", "1");
     Write(gadgetDirectory + "os_desc/b_vendor_code", "205");
     Write(gadgetDirectory + "os_desc/qw_sign", "MSFT100");

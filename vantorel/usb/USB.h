@@ -56,9 +56,9 @@ public:
     void AddGadget(USBGadget& gadget);
 
     /**
-     * Removes a function from the gadget; it stays in the port's list. Waits for what the
-     * function's OnRemove() waits for; a failure in OnRemove() of a function of this library ends
-     * the process.
+     * Removes a function from the gadget; it stays in the port's list. Call UnbindGadgets() first:
+     * a function that a host uses may wait for the host. Waits for what the function's OnRemove()
+     * waits for; a failure in OnRemove() of a function of this library ends the process.
      */
     void RemoveGadget(USBGadget& gadget);
 

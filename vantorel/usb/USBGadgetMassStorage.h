@@ -13,8 +13,9 @@ class Filesystem;
 
 /**
  * A small USB disk: a FAT image in "/tmp/mass_storage/lun0", which stays mounted on the device's
- * side at "/tmp/mass_storage/lun0.fs". Every construction creates a new image that contains only
- * the licence text.
+ * side at "/tmp/mass_storage/lun0.fs". Every construction formats the image anew; it then contains
+ * only the licence text. Whoever restarts a process that was killed must first remove its mount:
+ * otherwise the new image is not mounted and stays empty.
  *
  * Either the host or the device may write the disk, never both. With hostReadOnly false, the host
  * writes and the device's mount is read-only; true reverses this. Data that the host wrote appears
@@ -31,7 +32,9 @@ public:
      * @param volumeLabel label of the FAT volume and of the disk, at most 11 characters
      * @param size bytes of the image
      * @param hostReadOnly whether the host sees a read-only disk
-     * @throws Error when the image cannot be created, formatted or mounted
+     * @throws Error when the image cannot be created or mounted. A formatting tool that fails is
+     * not reported: an image of an earlier run keeps its content. Without "/etc/kiro/LICENSE.TXT"
+     *         the licence text is empty.
      */
     USBGadgetMassStorage(std::string gadgetName, std::string controller, std::string volumeLabel,
                          unsigned int size, bool hostReadOnly);

@@ -9,9 +9,10 @@
 namespace vantorel {
 
 /**
- * An RNDIS network interface, "usb0" on the device's side. Within three seconds of binding, a
- * detached worker sets the host name, starts the SSH and the DHCP server through their init scripts
- * and brings up the interface; unbinding stops them in reverse order. Thread-bound.
+ * An RNDIS network interface, "usb0" on the device's side. After binding, a detached worker sets
+ * the host name, starts the SSH and the DHCP server through their init scripts and brings up the
+ * interface, each a second after the step before. Unbinding stops them in reverse order, but not a
+ * worker that has not finished: it starts what is left. Thread-bound.
  *
  * A failed mkdir, unlink, rmdir, fork or wait in OnAdd(), OnRemove() or OnUnbind() ends the
  * process, and so does a worker that cannot be created in OnBind(). So an ifdown that cannot be

@@ -60,14 +60,18 @@ public:
     /**
      * Takes down the function; call it only after an OnAdd() that brought it up. Waits without a
      * limit for a request in progress: a stop of the capture session waits for a frame, and reading
-     * the kernel log can wait for its next line. An application that shuts down must bound this.
-     * A failed unlink, unmount or rmdir ends the process.
+     * the kernel log can wait for its next line. An application that shuts down must bound this. On
+     * a port that is still bound it also waits for data that a host announced and does not
+     * transfer. A failed unlink, unmount or rmdir ends the process.
      */
     void OnRemove() noexcept override;
     void OnBind() noexcept override;
     void OnUnbind() noexcept override;
 
-    /** Waits for one event of endpoint zero and answers a control request. */
+    /**
+     * Waits for one event of endpoint zero and answers a control request. An exception of an
+     * observer, or of the version that a host reads, ends the process.
+     */
     void ServiceFunction() override;
 
     /** Adds a receiver of the host's session requests. Call it before OnAdd(). */
@@ -78,7 +82,10 @@ public:
      * @throws std::future_error at the second camera: a USB device cannot change its identity
      */
     void OnCameraConnect(Camera& camera) override;
-    /** Drops the identity; later requests for it are refused. */
+    /**
+     * Drops the identity; later requests for it are refused. Before OnAdd() it drops nothing:
+     * OnAdd() serves the values of the camera that has connected.
+     */
     void OnCameraDisconnect(Camera& camera) noexcept override;
     void OnCameraCaptureSessionStart(Camera& camera) noexcept override;
     void OnCameraCaptureSessionStop(Camera& camera) noexcept override;

@@ -93,6 +93,9 @@ public:
     /** Returns the record since the last call, separated by commas. */
     std::string Take() { return std::exchange(log, {}); }
 
+    /** The last request for a GPIO line. */
+    const gpio_v2_line_request& LineRequest() const { return chip.requested; }
+
     IoctlRecorder ioctls;
     std::set<std::uint16_t> answering{0x55};
     std::map<int, std::vector<std::uint8_t>>

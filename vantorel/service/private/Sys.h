@@ -12,10 +12,10 @@
 
 /**
  * Every system call that the library makes directly, as X(result, name, system function,
- * parameters, arguments). Not included are the calls of the streams in the public classes, which
- * write the log's lines and the attributes of the port's functions. The tests generate their
- * stand-in from this list, so a test can script a call that is added here, and make it fail,
- * without further work.
+ * parameters, arguments). Not included are getpid() and clock_gettime(), which cannot fail here,
+ * and the calls of the streams in the public classes, which write the log's lines and the
+ * attributes of the port's functions. The tests generate their stand-in from this list, so a test
+ * can script a call that is added here, and make it fail, without further work.
  *
  * Each wrapper behaves like its system function: -1 (MAP_FAILED for Mmap) and errno on failure, no
  * retries. Spawn returns the errno instead of setting it. A child's calls between fork and exec do

@@ -14,10 +14,14 @@ public:
     virtual ~SubiEndpoint() = default;
 
     /**
-     * Reads from endpoint zero, as read(): an event or the host's data. Reading 0 bytes stalls.
+     * Reads from endpoint zero, as read(): an event or the host's data. Reading 0 bytes stalls a
+     * request for data from the device.
      */
     virtual ssize_t Read(void* data, std::size_t size) = 0;
-    /** Writes to endpoint zero, as write(): a reply. Writing 0 bytes stalls. */
+    /**
+     * Writes to endpoint zero, as write(): a reply. Writing 0 bytes stalls a request with data for
+     * the device.
+     */
     virtual ssize_t Write(const void* data, std::size_t size) = 0;
 
     /** The host wants the capture session started. */

@@ -10,8 +10,8 @@
  * table, the host's program uses its numbers and lengths, and a test compares docs/usb-control.md
  * with it. The handler is an operation of SubiProtocol.
  *
- * The device refuses a request with another length. It does not check the direction. Kept: a host
- * program may rely on it.
+ * The device refuses a request with another length. It checks neither direction, type, recipient,
+ * value nor index. Kept: a host program may rely on it.
  */
 #define VANTOREL_SUBI_REQUESTS(X)                                                                  \
     X(status, 53, In, 4, AnswerStatus)                                                             \
