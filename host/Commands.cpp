@@ -57,7 +57,12 @@ Json ToJson(const DeviceInfo& device) {
     return json;
 }
 
-ExitCode List(const Arguments& arguments, Bus& bus, std::ostream& out, std::ostream& err) {
+TransportError NoCamera(const Arguments& arguments, const std::string& where) {
+    return {Failure::None,
+            "No camera of vendor " + Hexadecimal(arguments.vendor, "0x%04x") + where};
+}
+
+ExitCode List(const Arguments& arguments, Bus& bus, std::ostream& out) {
     const auto devices = bus.List(arguments.vendor);
     if (arguments.json) {
         Json list = Json::array();
@@ -75,11 +80,7 @@ ExitCode List(const Arguments& arguments, Bus& bus, std::ostream& out, std::ostr
         }
     }
     if (devices.empty()) {
-        PrintError(err, arguments.json,
-                   "no camera of vendor " + Hexadecimal(arguments.vendor, "0x%04x") +
-                       " is connected.",
-                   exitNoDevice);
-        return exitNoDevice;
+        throw NoCamera(arguments, " is connected.");
     }
     return exitSuccess;
 }
@@ -92,9 +93,7 @@ DeviceInfo Choose(const Arguments& arguments, Bus& bus) {
         });
     }
     if (devices.empty()) {
-        throw TransportError(Failure::None,
-                             "No camera of vendor " + Hexadecimal(arguments.vendor, "0x%04x") +
-                                 (arguments.device ? " is at that address." : " is connected."));
+        throw NoCamera(arguments, arguments.device ? " is at that address." : " is connected.");
     }
     if (devices.size() > 1) {
         throw TransportError(Failure::None,
@@ -287,7 +286,7 @@ ExitCode Latency(Session& session) {
     return exitSuccess;
 }
 
-ExitCode Run(const Arguments& arguments, Bus& bus, std::ostream& out, std::ostream& err) {
+ExitCode Run(const Arguments& arguments, Bus& bus, std::ostream& out) {
     static const std::map<std::string, std::function<ExitCode(Session&)>> commands = {
         {"identity", Identity},
         {"status", Status},
@@ -301,7 +300,7 @@ ExitCode Run(const Arguments& arguments, Bus& bus, std::ostream& out, std::ostre
         {"fuzz", Fuzz},
         {"latency", Latency}};
     if (arguments.command == "list") {
-        return List(arguments, bus, out, err);
+        return List(arguments, bus, out);
     }
     const auto transport = bus.Open(Choose(arguments, bus), arguments.timeoutMs);
     Session session{arguments, *transport, Protocol(*transport), out};
@@ -329,7 +328,7 @@ ExitCode RunCommand(const Arguments& arguments, Bus& bus, std::ostream& out, std
         return code;
     };
     try {
-        const ExitCode code = Run(arguments, bus, out, err);
+        const ExitCode code = Run(arguments, bus, out);
         if (!out.flush()) {
             throw OutputError("Cannot write the result.");
         }

@@ -27,10 +27,10 @@ private:
     std::vector<std::pair<std::string, std::string>> lines;
 };
 
-/** One line of JSON. Bytes that are not UTF-8, which a device may send, are replaced. */
 /** Reports an error with the exit status: as text, or as one JSON object on a line. */
 void PrintError(std::ostream& err, bool json, const std::string& text, int exitCode);
 
+/** One line of JSON. Bytes that are not UTF-8, which a device may send, are replaced. */
 std::string ToLine(const nlohmann::ordered_json& value);
 
 /** Two hexadecimal digits per byte, without separators. */

@@ -193,7 +193,7 @@ TEST_F(ToolTest, JoinsTheKernelLogsPieces) {
 }
 
 TEST_F(ToolTest, SelectsTheDevice) {
-    CheckRun("--vendor 0x1234 list", exitNoDevice, "no camera of vendor 0x1234");
+    CheckRun("--vendor 0x1234 list", exitNoDevice, "No camera of vendor 0x1234 is connected");
     CheckRun("--vendor 0x1234 identity", exitNoDevice, "No camera of vendor 0x1234 is connected");
     CheckRun("--vendor 1234 identity", exitNoDevice, "No camera of vendor 0x1234 is connected");
     EXPECT_THAT(Output("--vendor 1209 list"), StartsWith("001:007 1209:"));
@@ -254,7 +254,7 @@ TEST_F(ToolTest, NamesAnUnknownCommandAndSuggestsASimilarOne) {
 
 TEST_F(ToolTest, ReportsErrorsAsJsonOnRequest) {
     EXPECT_EQ(Run("--json --vendor 1234 list"), exitNoDevice);
-    EXPECT_EQ(err.str(), R"({"error":"no camera of vendor 0x1234 is connected.","exit":3})"
+    EXPECT_EQ(err.str(), R"({"error":"No camera of vendor 0x1234 is connected.","exit":3})"
                          "\n");
     EXPECT_EQ(Run("statsu --json"), exitUsage);
     EXPECT_EQ(err.str(), R"({"error":"statsu: no such command; did you mean status?","exit":2})"
