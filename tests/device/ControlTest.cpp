@@ -158,6 +158,11 @@ protected:
             EXPECT_EQ(host->Out(60, Word(0)), Outcome{});
 
             abandon();
+            host->Suspend(std::chrono::milliseconds(100));
+            EXPECT_EQ(host->In(61, 2), Reply(Word(1))) << "the next request after a suspend does";
+            EXPECT_EQ(host->Out(60, Word(0)), Outcome{});
+
+            abandon();
             port.SetCable(false);
             port.SetCable(true);
             host.emplace();

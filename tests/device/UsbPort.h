@@ -3,6 +3,7 @@
 #pragma once
 
 #include "tests/support/kernel/Endpoint.h"
+#include "vantorel/service/UniqueFd.h"
 
 #include <array>
 #include <chrono>
@@ -14,6 +15,7 @@
 #include <thread>
 
 #include <fcntl.h>
+#include <linux/usb/ch9.h>
 #include <linux/usbdevice_fs.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -27,13 +29,6 @@ namespace vantorel::test {
 class UsbPort {
 public:
     explicit UsbPort(int busNumber = 1) : bus(std::to_string(busNumber)) {}
-    ~UsbPort() {
-        if (fd >= 0) {
-            ::close(fd);
-        }
-    }
-    UsbPort(const UsbPort&) = delete;
-    UsbPort& operator=(const UsbPort&) = delete;
 
     static bool IsThere() { return std::filesystem::exists("/sys/class/udc/dummy_udc.0"); }
 
@@ -57,8 +52,8 @@ public:
         std::array<char, 40> node{};
         std::snprintf(node.data(), node.size(), "/dev/bus/usb/%03d/%03d", number("busnum"),
                       number("devnum"));
-        fd = ::open(node.data(), O_RDWR | O_CLOEXEC);
-        if (fd < 0) {
+        fd.Reset(::open(node.data(), O_RDWR | O_CLOEXEC));
+        if (!fd) {
             throw std::runtime_error(std::string("no device at ") + node.data());
         }
     }
@@ -66,16 +61,37 @@ public:
     /** Returns the number of bytes transferred, or -1 with the kernel's errno. */
     int Control(std::uint8_t type, std::uint8_t request, std::uint16_t value, std::uint8_t* data,
                 std::size_t size) const {
-        usbdevfs_ctrltransfer transfer{type,   request, value, 0, static_cast<std::uint16_t>(size),
-                                       60'000, data};
-        return ::ioctl(fd, USBDEVFS_CONTROL, &transfer);
+        return Control(fd, type, request, value, 0, data, size);
     }
 
     /** Resets the device on the bus; the host configures it again. */
     void Reset() const {
-        if (::ioctl(fd, USBDEVFS_RESET) != 0) {
+        if (::ioctl(fd.Get(), USBDEVFS_RESET) != 0) {
             throw std::runtime_error(std::string("no reset: ") + std::strerror(errno));
         }
+    }
+
+    /**
+     * Suspends the device for a while by requests to its hub: the kernel's host itself suspends no
+     * device that it uses.
+     */
+    void Suspend(std::chrono::milliseconds duration) const {
+        constexpr std::uint8_t toPort = USB_TYPE_CLASS | USB_RECIP_OTHER;
+        constexpr std::uint16_t portSuspend = 2;
+        const UniqueFd hub(::open(("/dev/bus/usb/00" + bus + "/001").c_str(), O_RDWR | O_CLOEXEC));
+        const auto request = [&](std::uint8_t type, std::uint8_t number, std::uint16_t value,
+                                 std::size_t size) {
+            std::array<std::uint8_t, 4> status{};
+            if (Control(hub, type, number, value, 1, status.data(), size) < 0) {
+                throw std::runtime_error(std::string("the hub failed: ") + std::strerror(errno));
+            }
+        };
+        request(toPort, USB_REQ_SET_FEATURE, portSuspend, 0);
+        std::this_thread::sleep_for(duration);
+        request(toPort, USB_REQ_CLEAR_FEATURE, portSuspend, 0);
+        // This hub resumes for 20 ms, and then until its port's status is read.
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        request(USB_DIR_IN | toPort, USB_REQ_GET_STATUS, 0, 4);
     }
 
     /** Announces a vendor request of this type (0x40 sends, 0xc0 reads), and cancels it before its
@@ -89,14 +105,14 @@ public:
         urb.type = USBDEVFS_URB_TYPE_CONTROL;
         urb.buffer = packet.data();
         urb.buffer_length = static_cast<int>(packet.size());
-        if (::ioctl(fd, USBDEVFS_SUBMITURB, &urb) != 0) {
+        if (::ioctl(fd.Get(), USBDEVFS_SUBMITURB, &urb) != 0) {
             throw std::runtime_error(std::string("not submitted: ") + std::strerror(errno));
         }
         // The bus delivers the announcement within a frame.
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        ::ioctl(fd, USBDEVFS_DISCARDURB, &urb);
+        ::ioctl(fd.Get(), USBDEVFS_DISCARDURB, &urb);
         void* done = nullptr;
-        if (::ioctl(fd, USBDEVFS_REAPURB, &done) != 0 || urb.status != -ENOENT) {
+        if (::ioctl(fd.Get(), USBDEVFS_REAPURB, &done) != 0 || urb.status != -ENOENT) {
             throw std::runtime_error("the request was carried out all the same");
         }
     }
@@ -117,6 +133,14 @@ public:
     }
 
 private:
+    static int Control(const UniqueFd& device, std::uint8_t type, std::uint8_t request,
+                       std::uint16_t value, std::uint16_t index, std::uint8_t* data,
+                       std::size_t size) {
+        usbdevfs_ctrltransfer transfer{
+            type, request, value, index, static_cast<std::uint16_t>(size), 60'000, data};
+        return ::ioctl(device.Get(), USBDEVFS_CONTROL, &transfer);
+    }
+
     static Outcome Refused(Stall stall) {
         if (errno != EPIPE) {
             throw std::runtime_error(std::string("the bus failed: ") + std::strerror(errno));
@@ -125,7 +149,7 @@ private:
     }
 
     const std::string bus;
-    int fd = -1;
+    UniqueFd fd;
 };
 
 } // namespace vantorel::test
