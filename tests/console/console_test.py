@@ -1,7 +1,13 @@
 #!/usr/bin/python3
 # SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 # SPDX-License-Identifier: LicenseRef-Vantorel
-"""The console without a device: arguments, help, completion, terminal, results and screenshots."""
+"""The console without a device: arguments, help, completion, terminal, results and screenshots; and
+the verdict of a soak."""
+import collections
+import contextlib
+import importlib.machinery
+import importlib.util
+import io
 import os
 import pty
 import select
@@ -11,12 +17,14 @@ import sys
 import tempfile
 import threading
 import time
+import types
 import unittest
+import unittest.mock
 import xml.etree.ElementTree as XML
 from pathlib import Path
 
 CONSOLE = Path(__file__).resolve().parents[2] / "virtual-device/console"
-sys.path.insert(0, str(CONSOLE))
+sys.path[:0] = [str(CONSOLE), str(CONSOLE.parent)]
 
 import pulse  # noqa: E402
 import words  # noqa: E402
@@ -225,6 +233,39 @@ class StandingStill(unittest.TestCase):
         process = subprocess.Popen(["true"])
         process.wait()
         pulse.watch(process.pid, threading.Event(), self.fail, self.fail)
+
+
+def program(name: str):
+    """Imports a program of the virtual device, whose file has no suffix."""
+    path = CONSOLE.parent / name
+    loader = importlib.machinery.SourceFileLoader(name, str(path))
+    found = importlib.util.module_from_spec(importlib.util.spec_from_loader(name, loader))
+    with unittest.mock.patch.object(sys, "dont_write_bytecode", True):
+        loader.exec_module(found)
+    return found
+
+
+class Soaking(unittest.TestCase):
+    def judge(self, descriptors: tuple, failures: list) -> tuple[int, str]:
+        soak = program("soak")
+        samples = [dict.fromkeys(soak.NAMES, 4) | {
+            "seconds": 10.0 * number, "life": "1", "mode": "host", "rest": 1,
+            "descriptors": count} for number, count in enumerate(descriptors)]
+        record = types.SimpleNamespace(counted=collections.Counter(fuzz=3), pieces=[],
+                                       samples=samples, failures=failures)
+        with contextlib.redirect_stdout(io.StringIO()) as output:
+            status = soak.Soak.report(types.SimpleNamespace(record=record))
+        return status, output.getvalue()
+
+    def test_a_day_with_a_failed_event_or_growth_is_not_passed(self):
+        status, output = self.judge((4, 4, 4, 4), [])
+        self.assertEqual((status, "FAILED" in output, "NOT FLAT" in output), (0, False, False))
+        status, output = self.judge((4, 4, 4, 4), ["fuzz: exit status 1"])
+        self.assertEqual(status, 1)
+        self.assertIn("FAILED EVENTS: 1", output)
+        status, output = self.judge((4, 4, 5, 5), [])
+        self.assertEqual(status, 1)
+        self.assertIn("NOT FLAT", output)
 
 
 class ForCI(unittest.TestCase):
