@@ -112,6 +112,13 @@ class Help(unittest.TestCase):
         self.assertIn("COMMAND..", usages()["gdb"])
         self.assertEqual(len(usages()["button"].splitlines()), 2)
 
+    def test_help_names_the_limits_of_commands_that_wait(self):
+        for words_of, named in (([], True), (["expect-cut"], True), (["wait"], False)):
+            said = []
+            Console.do_help(types.SimpleNamespace(say=said.append), words_of)
+            self.assertEqual("[SECONDS]: 10 if omitted, in scripts 600" in said[0], named, words_of)
+            self.assertNotIn("(10 s)", said[0])
+
 
 class AtTerminal(unittest.TestCase):
     def complete(self, *words: str) -> list:

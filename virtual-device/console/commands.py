@@ -12,7 +12,7 @@ import firmware
 import gauge
 from debugger import attach
 from looking import HELP as LOOKING_HELP
-from looking import Looking, need, number
+from looking import LIMIT_HELP, Looking, need, number
 from machine import DeviceOff, Failure, Machine
 
 HELP = f"""\
@@ -37,8 +37,8 @@ firmware [OPTION...]        make-firmware and make-update of it, for "update"
 update [FILE]               copy FILE to the device's drive as a USB host does; an update installs
                             itself
 {LOOKING_HELP}
-expect-poweroff [SECONDS]   wait until the device has powered off (10 s)
-expect-cut [SECONDS]        wait until the flash has cut the power (10 s)
+expect-poweroff [SECONDS]   wait until the device has powered off
+expect-cut [SECONDS]        wait until the flash has cut the power
 power-on                    in a script, after either: boot the device again
 put FILE PATH               copies a file of the development machine onto the device
 put FILE... FOLDER/         copies several, or all that match a pattern like build/*.deb
@@ -99,7 +99,7 @@ class Console(Looking, camera.Commands):
             arguments = shlex.split(rest)
         except ValueError as error:
             raise Failure(str(error)) from None
-        method(*[arguments])
+        method(arguments)
 
     # --- the board --------------------------------------------------------------------------------
 
@@ -271,18 +271,18 @@ class Console(Looking, camera.Commands):
         except OSError as error:
             raise Failure(str(error)) from None
         # The host decides when it writes: the drive's last sector is written at the unmount.
-        self._on_host("for i in $(seq 20); do [ -b /dev/sda ] && break; sleep 0.5; done\n"
-                      "[ -b /dev/sda ] || { echo the host sees no drive; exit 1; }\n"
-                      "mkdir -p /tmp/host && mount -t vfat /dev/sda /tmp/host || exit 1\n"
-                      "cp /host/out/update /tmp/host/THERMAL.STR; status=$?\n"
-                      "umount /tmp/host && exit $status")
+        self.do_host("for i in $(seq 20); do [ -b /dev/sda ] && break; sleep 0.5; done\n"
+                     "[ -b /dev/sda ] || { echo the host sees no drive; exit 1; }\n"
+                     "mkdir -p /tmp/host && mount -t vfat /dev/sda /tmp/host || exit 1\n"
+                     "cp /host/out/update /tmp/host/THERMAL.STR; status=$?\n"
+                     "umount /tmp/host && exit $status")
 
     # --- waiting ----------------------------------------------------------------------------------
 
     def _expect_end(self, arguments, usage: str, reason: str):
         if len(arguments) > 1:
             raise Failure(f"usage: {usage} [SECONDS]")
-        seconds = number(arguments[0], 0, 3600, float) if arguments else self.patience
+        seconds = self._limit(arguments)
         if not self.machine.ended.wait(seconds):
             raise Failure(f"the device is still on after {seconds:g} s")
         if self.machine.end_reason != reason:
@@ -302,9 +302,6 @@ class Console(Looking, camera.Commands):
             raise Failure("the device is on")
         self.machine.start()
         self.machine.wait_until_ready()
-
-    def do_shell(self, command):
-        self._shell(command)
 
     def do_put(self, arguments):
         if len(arguments) < 2 or (len(arguments) > 2 and not arguments[-1].endswith("/")):
@@ -330,16 +327,7 @@ class Console(Looking, camera.Commands):
         except OSError as error:
             raise Failure(str(error)) from None
 
-    def do_host(self, command):
-        self._on_host(command)
-
-    def _on_host(self, command):
-        # The host's own programs, such as vantorel-host, are not in the device's PATH.
-        self._shell("export PATH=$PATH:/host/bin\n"
-                    "exec nsenter -t $(cat /run/host-namespace) -n sh -c "
-                    + shlex.quote(command) if command else "")
-
-    def _shell(self, command):
+    def do_shell(self, command):
         if not command:
             raise Failure("usage: shell COMMAND, host COMMAND")
         status, output = self.machine.run(command, max(SHELL_TIME_LIMIT, self.patience))
@@ -348,6 +336,12 @@ class Console(Looking, camera.Commands):
         if status != 0:
             latest = output.rstrip("\n").rpartition("\n")[2][:100]
             raise Failure(f"exit status {status}" + (f": {latest}" if latest else ""))
+
+    def do_host(self, command):
+        # The host's own programs, such as vantorel-host, are not in the device's PATH.
+        self.do_shell("export PATH=$PATH:/host/bin\n"
+                      "exec nsenter -t $(cat /run/host-namespace) -n sh -c "
+                      + shlex.quote(command) if command else "")
 
     def do_wait(self, arguments):
         need(arguments, 1, "wait SECONDS")
@@ -358,7 +352,8 @@ class Console(Looking, camera.Commands):
             raise Failure("usage: help [COMMAND]")
         if arguments and arguments[0] not in usages():
             raise Failure(f"unknown command {arguments[0]!r}; help lists them")
-        self.say(usages()[arguments[0]] if arguments else HELP)
+        text = usages()[arguments[0]] if arguments else HELP
+        self.say(f"{text}\n{LIMIT_HELP}" if "[SECONDS]" in text else text)
 
     def do_quit(self, _arguments):
         raise Quit

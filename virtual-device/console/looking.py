@@ -11,22 +11,23 @@ from picture import Picture, difference, encode, reading
 from watch import Watch
 
 HELP = """\
-state                       everything about the device and around it, a "NAME VALUE" a line
+state                       everything about the device and around it, one "NAME VALUE" per line
 lines [FROM]                status lines from number FROM (0) on, the latest 500 at most, each after
                             its number
-expect TEXT [SECONDS]       wait for a status line that contains TEXT (10 s; scripts: 600 s)
-expect-state NAME VALUE [SECONDS]  wait until `state` says so (10 s)
-expect-picture [SECONDS]    wait until the display shows a picture (10 s)
-expect-pixel X Y RRGGBB [SECONDS]  wait until the display shows that colour there (10 s)
-expect-motion X Y [SECONDS]  wait until the display shows another colour there than now (10 s)
+expect TEXT [SECONDS]       wait for a status line that contains TEXT
+expect-state NAME VALUE [SECONDS]  wait until `state` says so
+expect-picture [SECONDS]    wait until the display shows a picture
+expect-pixel X Y RRGGBB [SECONDS]  wait until the display shows that colour there
+expect-motion X Y [SECONDS]  wait until the display shows another colour there than now
 expect-screen FILE.png TOLERANCE [SECONDS]
                             wait until no more than TOLERANCE percent of the display's pixels differ
-                            from the picture (10 s)
+                            from the picture
 screenshot FILE.png         what the display shows"""
 
 MOST_LINES = 500
 PATIENCE = 10  # seconds that an interactive command waits
 SCRIPT_PATIENCE = 600  # seconds; a script waits for the event, so only a hang reaches this
+LIMIT_HELP = f"[SECONDS]: {PATIENCE} if omitted, in scripts {SCRIPT_PATIENCE}"
 
 
 def number(text: str, low: float, high: float, kind=int):
@@ -86,11 +87,15 @@ class Looking:
 
     # --- waiting ----------------------------------------------------------------------------------
 
+    def _limit(self, last: list) -> float:
+        """Returns the limit of a wait; `last` contains it unless it was omitted."""
+        return number(last[0], 0, 3600, float) if last else self.patience
+
     def do_expect(self, arguments):
         if len(arguments) not in (1, 2):
             raise Failure("usage: expect TEXT [SECONDS]")
         text = arguments[0]
-        seconds = number(arguments[1], 0, 3600, float) if len(arguments) == 2 else self.patience
+        seconds = self._limit(arguments[1:])
         deadline = time.monotonic() + seconds
         machine = self.machine
         boots = machine.boots
@@ -128,20 +133,20 @@ class Looking:
         name, wanted = arguments[:2]
         if name not in self.state():
             raise Failure(f"there is no state {name!r}")
-        seconds = number(arguments[2], 0, 3600, float) if len(arguments) == 3 else self.patience
+        seconds = self._limit(arguments[2:])
         self._poll(lambda: self.state().get(name), wanted, seconds, f"{name} is {{}}")
 
     def do_expect_picture(self, arguments):
         if len(arguments) > 1:
             raise Failure("usage: expect-picture [SECONDS]")
-        seconds = number(arguments[0], 0, 3600, float) if arguments else self.patience
+        seconds = self._limit(arguments)
         self._poll(lambda: self.watch.picture() is not None, True, seconds, "the display is dark")
 
     def do_expect_pixel(self, arguments):
         if len(arguments) not in (3, 4):
             raise Failure("usage: expect-pixel X Y RRGGBB [SECONDS]")
         x, y = (number(text, 0, 10000) for text in arguments[:2])
-        seconds = number(arguments[3], 0, 3600, float) if len(arguments) == 4 else self.patience
+        seconds = self._limit(arguments[3:])
         self._poll(lambda: self._colour(x, y), arguments[2].lower(), seconds,
                    f"the display shows {{}} at {x}, {y}")
 
@@ -149,7 +154,7 @@ class Looking:
         if len(arguments) not in (2, 3):
             raise Failure("usage: expect-motion X Y [SECONDS]")
         x, y = (number(text, 0, 10000) for text in arguments[:2])
-        seconds = number(arguments[2], 0, 3600, float) if len(arguments) == 3 else self.patience
+        seconds = self._limit(arguments[2:])
         before = self._picture().colour(x, y)
         self._poll(lambda: self._colour(x, y) != before, True, seconds,
                    f"the display shows {before} at {x}, {y} all the time")
@@ -159,7 +164,7 @@ class Looking:
             raise Failure("usage: expect-screen FILE.png TOLERANCE [SECONDS]")
         wanted = reading(Path(arguments[0]))
         tolerance = number(arguments[1], 0, 100, float)
-        seconds = number(arguments[2], 0, 3600, float) if len(arguments) == 3 else self.patience
+        seconds = self._limit(arguments[2:])
         deadline = time.monotonic() + seconds
         while True:
             picture = self.watch.picture()
