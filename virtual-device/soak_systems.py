@@ -20,7 +20,7 @@ class Systems:
         self.machine = machine
         self.console = console
         self.slots = slots
-        self.shown = {name: f"{version.split('.', 2)[2]}.0" for name, version in VERSIONS.items()}
+        self.shown = {name: firmware.shown_version(version) for name, version in VERSIONS.items()}
         self.folders = {name: machine.share / "updates" / name for name in VERSIONS}
         for name, folder in self.folders.items():
             folder.mkdir(parents=True, exist_ok=True)

@@ -57,9 +57,8 @@ class Version(unittest.TestCase):
 
 
 class Arguments(unittest.TestCase):
-    def refused(self, message: str, *words: str):
-        done = subprocess.run([sys.executable, CONSOLE / "arguments.py", *words],
-                              capture_output=True, text=True)
+    def refused(self, message: str, *words: str, tool: Path = CONSOLE / "arguments.py"):
+        done = subprocess.run([sys.executable, tool, *words], capture_output=True, text=True)
         self.assertEqual((done.returncode, message in done.stderr), (2, True), done.stderr)
 
     def test_wrong_arguments_are_rejected_before_a_build(self):
@@ -71,6 +70,20 @@ class Arguments(unittest.TestCase):
         self.refused("70000 is no port", "--panel", "70000")
         self.refused("--junit needs", "--junit", "/tmp/results.xml")
         self.refused("not allowed with", "--tour", "--shell")
+
+    def test_wrong_arguments_of_long_runs_are_rejected_before_a_boot(self):
+        nothing = ("--image", "/nosuch")  # nothing may start, whatever is accepted
+        for words_of, message in (
+                (("power-cuts", "--all", "--every", "0"), "whole number of at least 1"),
+                (("power-cuts", "--cuts", "0"), "whole number of at least 1"),
+                (("power-cuts", "--trial", "--kills", "-1"), "whole number of at least 0"),
+                (("soak", "--csv", "/nosuch/samples"), "no folder /nosuch"),
+                (("soak", "--csv", "/tmp"), "/tmp is a folder"),
+                (("soak", "--minutes", "nan"), "number of at least 1"),
+                (("soak", "--piece", "0"), "number of at least 1")):
+            with self.subTest(words_of), tempfile.TemporaryDirectory() as folder:
+                self.refused(message, *words_of[1:], *nothing, "--work", folder,
+                             tool=CONSOLE.parent / words_of[0])
 
     def test_files_that_the_device_cannot_load_are_rejected(self):
         arm = b"\x7fELF\x01\x01" + bytes(10) + b"\x03\0\x28\0"

@@ -11,6 +11,7 @@ from pathlib import Path
 import own
 import verified
 from failure import Failure
+from options import result
 
 PROJECT = Path(__file__).resolve().parents[2]
 
@@ -60,12 +61,6 @@ def _certificate(text: str) -> Path:
     return _signature_file(text, verified.check_certificate)
 
 
-def _result(text: str) -> Path:
-    if not Path(text).parent.is_dir():
-        raise argparse.ArgumentTypeError(f"no folder {Path(text).parent}")
-    return Path(text)
-
-
 def _parser() -> argparse.ArgumentParser:
     # No abbreviations: ./run installs an option's dependencies and recognises only full names.
     parser = argparse.ArgumentParser(prog="run", description="Starts the virtual device.",
@@ -88,7 +83,7 @@ def _parser() -> argparse.ArgumentParser:
                             help=f"your own {part}, for this run only")
     parser.add_argument("--recording", type=_file, metavar="FILE",
                         help="played repeatedly instead of the camera's own scene")
-    parser.add_argument("--junit", type=_result, metavar="FILE",
+    parser.add_argument("--junit", type=result, metavar="FILE",
                         help="with --script or --test: write the results as JUnit XML")
     parser.add_argument("--root", action="append", default=[], type=_folder, metavar="DIR",
                         help="a folder that overlays the root file system of this build's "

@@ -258,9 +258,8 @@ class Console(Looking, camera.Commands):
         self.do_start([])
 
     def do_firmware(self, arguments):
-        out = self.machine.share / "out"
-        firmware.make(out, *arguments, "--build", self.machine.artifacts)
-        gauge.run_tool("make-update", out / "fit", out / "rootfs", out / "THERMAL.STR")
+        firmware.make_update(self.machine.share / "out", *arguments,
+                             "--build", self.machine.artifacts)
 
     def do_update(self, arguments):
         made = self.machine.share / "out" / "THERMAL.STR"

@@ -58,17 +58,22 @@ def build(image: Path, artifacts: Path, roots=(), key=None) -> Path:
     return folder
 
 
-def _run_tool(name: str, *arguments):
+def run_tool(name: str, *arguments):
     done = subprocess.run([TOOLS / name, *arguments], capture_output=True, text=True)
     if done.returncode != 0:
         raise Failure(done.stderr.strip() or f"{name} ended with {done.returncode}")
 
 
+def shown_version(version: str) -> str:
+    """Returns what a device with the firmware "32.27.MAJOR.MINOR" reports as its version."""
+    return f"{version.split('.', 2)[2]}.0"
+
+
 def make(folder: Path, *options):
-    _run_tool("make-firmware", *options, folder)
+    run_tool("make-firmware", *options, folder)
 
 
 def make_update(folder: Path, *options):
     """Makes the images and, beside them, the update that installs them."""
     make(folder, *options)
-    _run_tool("make-update", folder / "fit", folder / "rootfs", folder / "THERMAL.STR")
+    run_tool("make-update", folder / "fit", folder / "rootfs", folder / "THERMAL.STR")

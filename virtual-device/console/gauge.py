@@ -4,10 +4,9 @@
 
 import errno
 import shutil
-import subprocess
-from pathlib import Path
 
-from machine import Failure
+from failure import Failure
+from firmware import run_tool
 
 HELP = """\
 gauge nack on|off           whether it acknowledges nothing
@@ -22,7 +21,6 @@ gauge dump|log FILE         its flash, or the bus's last transfers, into a file 
 gauge stream [OPTION...]    make-gauge-stream, to /host/out/bqfs; the resulting flash, to .../flash
 gauge archive               make-update of fit, rootfs and bqfs in /host/out, to .../THERMAL.STR"""
 
-TOOLS = Path(__file__).resolve().parents[1]
 DEBUG = "/sys/kernel/debug/vantorel-board"
 
 
@@ -46,12 +44,6 @@ def _board_command(arguments: list) -> str:
         case ["type", number]:
             return f"gauge-type {number}"
     raise Failure("usage: " + HELP.replace("\n", "\n       "))
-
-
-def run_tool(name: str, *arguments):
-    done = subprocess.run([TOOLS / name, *arguments], capture_output=True, text=True)
-    if done.returncode != 0:
-        raise Failure(done.stderr.strip() or f"{name} ended with {done.returncode}")
 
 
 def execute(console, arguments: list):
