@@ -2,14 +2,16 @@
 // SPDX-License-Identifier: LicenseRef-Vantorel
 #pragma once
 
+#include "kirocamera_sim.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
 
 namespace kirosim {
 
-inline constexpr int sceneWidth = 160;
-inline constexpr int sceneHeight = 120;
+inline constexpr int sceneWidth = KIROCAMERA_SIM_WIDTH;
+inline constexpr int sceneHeight = KIROCAMERA_SIM_HEIGHT;
 inline constexpr std::size_t scenePixels = std::size_t{sceneWidth} * sceneHeight;
 
 /** A temperature, or a difference of two, in hundredths of a degree Celsius. */

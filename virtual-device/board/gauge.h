@@ -23,7 +23,6 @@
 /* Standard commands, each the low byte of a little-endian word. */
 enum gauge_register {
 	GAUGE_CONTROL = 0x00,
-	GAUGE_AT_RATE = 0x02,
 	GAUGE_TEMPERATURE = 0x06,
 	GAUGE_VOLTAGE = 0x08,
 	GAUGE_FLAGS = 0x0A,

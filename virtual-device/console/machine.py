@@ -67,6 +67,8 @@ class Machine:
         self._waiter = None
         self._readers = []
         self._control = None
+        self._monitor = None
+        self.migration = None  # QEMU's state of a snapshot that is written or read
         self._number = 0
         self._answer = []  # the agent's latest reply
         self._answered = threading.Condition()
@@ -308,8 +310,7 @@ class Machine:
             with self._answered:
                 if "ready" in words:  # after a reset, part of an answer may precede it
                     fields = (word.partition("=") for word in words[words.index("ready") + 1:])
-                    self.running = {name: value for name, _, value in fields}
-                    self.ready = True
+                    self.set_ready({name: value for name, _, value in fields})
                 else:
                     self._answer = words
                 self._answered.notify_all()
@@ -329,6 +330,13 @@ class Machine:
                     self.boots += 1
                     self.first_line = len(self.lines)
                     self._answered.notify_all()
+
+    def set_ready(self, running: dict):
+        """Accepts requests from now on; `running` describes the running firmware."""
+        with self._answered:
+            self.running = running
+            self.ready = True
+            self._answered.notify_all()
 
     # --- requests ---------------------------------------------------------------------------------
 

@@ -139,8 +139,7 @@ class Panel:
                 old.unlink()
 
     async def serve(self, port: int, say):
-        application = web.Application(middlewares=[self._guard],
-                                      client_max_size=max(LARGEST.values()))
+        application = web.Application(middlewares=[self._guard])
         application.on_response_prepare.append(self._add_headers)
         application.add_routes([web.get("/console", self._console),
                                 web.put("/upload/{kind:update|recording}", self._upload),

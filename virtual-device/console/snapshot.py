@@ -71,9 +71,7 @@ def start(machine):
     """Starts a device whose flash prepare() has just created, as if it had booted."""
     folder = of(machine)
     machine.start(f"exec:cat {shlex.quote(str(folder / 'state'))}")
-    with machine.changed:
-        machine.running = json.loads((folder / "running").read_text())
-        machine.ready = True
+    machine.set_ready(json.loads((folder / "running").read_text()))
     try:
         machine.check(f"date -s @{time.time():.0f} && /usr/libexec/vantorel/share")
     except Failure:
