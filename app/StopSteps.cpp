@@ -48,7 +48,7 @@ bool StopSteps::Finish(const char* name, std::future<void> step, std::chrono::mi
         camera.SendEmptyFrame();
     }
     if (!step.valid()) {
-        std::cerr << "The end does not wait for the " << name << " any longer.\n";
+        std::cerr << "Shutdown no longer waits for the " << name << ".\n";
         return false;
     }
     try {

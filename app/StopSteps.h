@@ -13,8 +13,8 @@ namespace app {
 /**
  * The steps of the shutdown, each on a separate thread, which is abandoned when it takes too long.
  * Together they wait for six of the ten seconds that a shutdown may take; the work that Finish()
- * and Work() describe does not count. The rest is for what is no step: saving the log and
- * unmounting the drive.
+ * and Work() describe does not count. The rest is for work that is not a step: saving the log
+ * and unmounting the drive.
  */
 class StopSteps {
 public:
