@@ -67,7 +67,7 @@ class Arguments(unittest.TestCase):
         self.refused("no file /nosuch", "--test", "/nosuch")
         self.refused("no file /nosuch", "--debug", "/nosuch")
         self.refused("no folder /nosuch", "--root", "/nosuch")
-        self.refused("70000 is no port", "--panel", "70000")
+        self.refused("70000 is not a port number", "--panel", "70000")
         self.refused("--junit needs", "--junit", "/tmp/results.xml")
         self.refused("not allowed with", "--tour", "--shell")
 

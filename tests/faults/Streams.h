@@ -15,7 +15,7 @@ inline constexpr std::string_view streamCalls[] = {"StreamOpen", "StreamClose", 
                                                    "StreamWrite", "StreamWritev"};
 
 /**
- * Asked before each such call on a file of the library: 0 lets it pass, an errno fails it, a
+ * Called before each such call on a file of the library: 0 lets it pass, an errno fails it, a
  * negative Cut cuts its transfer. Empty: no call is intercepted.
  */
 inline std::function<int(std::string_view call)> streamFault;

@@ -32,7 +32,7 @@ export default [
       "no-unreachable-loop": "error",
       // "${name}" between plain quotes is shown as it stands.
       "no-template-curly-in-string": "error",
-      // The notice shows the message of an error; what is no Error has none.
+      // The notice shows the message of an error; a value that is not an Error has none.
       "no-throw-literal": "error",
       "prefer-promise-reject-errors": "error",
       // The page's policy forbids evaluation of text, so that these fail in the browser.

@@ -284,7 +284,7 @@ test("the charger shows the charging screen, and unplugging it turns the device 
   await word("power", "off");
 });
 
-test("a file that is no update is refused, and an update is installed and runs", async () => {
+test("a file that is not an update is refused, and an update is installed and runs", async () => {
   const programs = `${PROJECT}/virtual-device`;
   const made = `${WORK}/made`;
   execFileSync(`${programs}/make-firmware`, ["--version", "32.27.1.6", made]);

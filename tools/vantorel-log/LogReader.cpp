@@ -117,9 +117,8 @@ private:
 
 } // namespace
 
-// Not with a CSV library: to one, a quote at the beginning of a field that a power cut has damaged
-// begins a text that swallows the next lines, and a last line without an end is a line as any
-// other.
+// A CSV library is unsuitable: it treats a damaged leading quote as the start of a multi-line field
+// and cannot report an unterminated last line.
 std::size_t ReadLog(const std::string& path, LogReceiver& receiver) {
     std::ifstream file(path);
     if (!file) {

@@ -12,7 +12,7 @@ namespace vantorel::logtool {
 struct Problem {
     enum Kind {
         Heading,   ///< missing, repeated or another one
-        Malformed, ///< a line that is no sample
+        Malformed, ///< a line that is not a sample
         Torn,      ///< a line of which a power cut has left a part
         Order,     ///< sessions or times that go back
         kindCount

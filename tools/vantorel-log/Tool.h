@@ -9,7 +9,7 @@ namespace vantorel::logtool {
 /** Exit statuses; documented in the manual page. */
 enum ExitCode {
     exitSuccess = 0,
-    exitProblems = 1, ///< check found something, or the file is no log
+    exitProblems = 1, ///< check found something, or the file is not a log
     exitUsage = 2,    ///< wrong arguments
     exitInput = 3,    ///< the log cannot be read
     exitOutput = 4,   ///< the result cannot be written, or gnuplot is missing or failed

@@ -18,7 +18,7 @@ PROJECT = Path(__file__).resolve().parents[2]
 
 def _port(text: str) -> int:
     if not text.isdecimal() or int(text) > 65535:  # 0 is any free one
-        raise argparse.ArgumentTypeError(f"{text} is no port; 0 to 65535 are")
+        raise argparse.ArgumentTypeError(f"{text} is not a port number (0 to 65535)")
     return int(text)
 
 

@@ -49,7 +49,7 @@ class Commands:
         if file != "off" and not Path(file).is_file():
             raise Failure(f"there is no recording {file!r}")
         if file != "off" and (Path(file).stat().st_size or 1) % PICTURE_SIZE:
-            raise Failure(f"no recording: its size is no multiple of {PICTURE_SIZE} bytes")
+            raise Failure(f"not a recording: its size is not a multiple of {PICTURE_SIZE} bytes")
         self.surroundings.recording = None if file == "off" else file
         if self.application_runs():
             self.machine.check(f"echo play {self._put_recording()} > /run/camera")

@@ -154,4 +154,4 @@ def check(firmware: Path):
         head = fit.read(8)
     size = (firmware / "fit").stat().st_size
     if head[:4] != FIT_MAGIC or int.from_bytes(head[4:], "big") != size:
-        raise Failure(f"{firmware / 'fit'} is no FIT, or not all of it")
+        raise Failure(f"{firmware / 'fit'} is not a complete FIT image")

@@ -27,7 +27,7 @@ def check(path: Path):
     except OSError as error:
         raise Failure(f"{path}: {error.strerror}") from None
     if head[:4] != b"\x7fELF" or len(head) < 20:
-        raise Failure(f"{path} is no ELF program or library")
+        raise Failure(f"{path} is not an ELF program or library")
     kind, machine = struct.unpack_from("<HH", head, 16)
     if head[4:6] != b"\x01\x01" or machine != ARM or kind not in (EXECUTABLE, SHARED):
         raise Failure(f"{path} is not for the device; build it with arm-linux-gnueabihf-g++")

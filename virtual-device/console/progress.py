@@ -8,7 +8,7 @@ import time
 
 QUIET = 2  # seconds before anything is shown
 UP = "\033[A\033[K"  # moves a terminal's cursor to the line before and clears it
-BETWEEN_LINES = 20  # seconds, where the output is no terminal
+BETWEEN_LINES = 20  # seconds, where the output is not a terminal
 
 
 class Step:

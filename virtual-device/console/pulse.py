@@ -2,10 +2,10 @@
 # SPDX-License-Identifier: LicenseRef-Vantorel
 """Wakes an emulated machine that stands still.
 
-On a development machine with nothing else to do, a machine that only waited for its own timers has
-stopped for ten minutes and has gone on at once when the console sent it a request. A booted machine
-without an application uses 18 ms of processor time in five seconds, so one that uses next to none
-is not idle. It gets an interrupt that no program on it uses. A machine that is well gets nothing.
+On an otherwise idle development machine, QEMU once stopped for ten minutes while the guest waited
+only for timers; it continued when the console sent a request. A booted machine without an
+application uses 18 ms of processor time in five seconds, so one that uses next to none is not idle.
+It gets an interrupt that no program on it uses. A running machine is not interrupted.
 """
 
 import ctypes
