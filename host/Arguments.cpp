@@ -3,7 +3,7 @@
 #include "host/Arguments.h"
 #include "host/Report.h"
 #include "host/Transport.h"
-#include "tools/UnknownWord.h"
+#include "tools/UnknownCommand.h"
 #include "vantorel/LibraryVersion.h"
 
 #include <CLI/CLI.hpp>

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
-#include "tools/vantorel-log/Summary.h"
+#include "tools/vantorel-log/Session.h"
 
 #include <algorithm>
 

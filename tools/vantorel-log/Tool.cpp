@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-Vantorel
 #include "tools/vantorel-log/Tool.h"
 
-#include "tools/UnknownWord.h"
+#include "tools/UnknownCommand.h"
 #include "tools/vantorel-log/Gnuplot.h"
 #include "tools/vantorel-log/Plot.h"
 #include "tools/vantorel-log/Summary.h"

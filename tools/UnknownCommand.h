@@ -29,8 +29,8 @@ inline std::size_t Distance(const std::string& one, const std::string& other) {
 }
 
 /**
- * Names a word that is no command, with the command that was probably meant. Empty if the command
- * line failed for another reason. The parser itself says only that a command is required.
+ * Names a word that is not a command, with the command that was probably meant. Empty if the
+ * command line failed for another reason. The parser itself says only that a command is required.
  */
 inline std::string UnknownCommand(const CLI::App& app) {
     const CLI::App* parent = &app;
