@@ -11,6 +11,7 @@
  *   fail    an operation that fails once and changes nothing
  *   bad     the same, and so does each later operation on the block
  *   flip    an operation that gets one bit wrong
+ *   trace   no fault; reports the place of each operation
  */
 #include <linux/io.h>
 #include <linux/mm.h>
@@ -80,7 +81,7 @@ static struct nor_bank *bank_of(const struct mtd_info *mtd)
 	return &banks[banks[0].mtd == mtd ? 0 : 1];
 }
 
-static void report_fault(const struct nor_bank *bank, loff_t at, const char *operation)
+static void report(const struct nor_bank *bank, loff_t at, const char *operation)
 {
 	int i;
 
@@ -101,8 +102,10 @@ static bool meets_fault(const struct nor_bank *bank, loff_t at, const char *oper
 {
 	loff_t block = round_down(at, (loff_t)bank->mtd->erasesize);
 
+	if (sysfs_streq(fault, "trace"))
+		report(bank, at, operation);
 	if (++operations == fault_at) {
-		report_fault(bank, at, operation);
+		report(bank, at, operation);
 		faulty_bank = bank;
 		faulty_block = block;
 		return true;
