@@ -111,6 +111,10 @@ class Arguments(unittest.TestCase):
                                            (f"{text}", f"{text}")):
                 self.refused(f"bits in {no_key}", "--key", no_key)
                 self.refused(f"bits in {no_certificate}", "--verified", no_certificate)
+            other, _ = make("other", "rsa:2048")
+            self.refused("--verified needs --key", "--verified", certificate)
+            self.refused(f"{certificate} is no certificate of {other}", "--verified", certificate,
+                         "--key", other)
             done = subprocess.run([sys.executable, CONSOLE / "arguments.py", "--key", key,
                                    "--verified", certificate], check=False)
             self.assertEqual(done.returncode, 0)

@@ -109,6 +109,13 @@ def arguments(words=None):
         parser.error("--junit needs --script or --test")
     if options.debug and not Path(options.debug).is_file():
         parser.error(f"argument --debug: no file {options.debug}")
+    if options.verified:
+        if not options.key:
+            parser.error("--verified needs --key, the private key of the certificate")
+        try:
+            verified.check_pair(options.key, options.verified)
+        except Failure as failure:
+            parser.error(str(failure))
     options.own = {name: path for name in own.PLACES if (path := getattr(options, name))}
     if options.own and (options.test or options.tour):
         parser.error("--test and --tour are for this build's files, not for your own")

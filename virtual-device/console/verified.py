@@ -3,6 +3,7 @@
 """A boot loader that boots only signed images: the public key goes into its device tree."""
 
 import re
+import shutil
 import subprocess
 from pathlib import Path
 
@@ -23,6 +24,18 @@ def check_key(key: Path):
 def check_certificate(certificate: Path):
     """Raises Failure unless the boot loader can check signatures with the certificate's key."""
     _modulus(certificate)
+
+
+def check_pair(key: Path, certificate: Path):
+    """Raises Failure unless the certificate is the key's: the boot loader would refuse other
+    firmware."""
+    if not shutil.which("openssl"):
+        return  # ./run installs it, and the console checks again
+    of_key, of_certificate = (
+        subprocess.run(["openssl", what, "-in", file, "-noout", "-modulus"], capture_output=True,
+                       text=True).stdout for what, file in (("rsa", key), ("x509", certificate)))
+    if of_key != of_certificate:
+        raise Failure(f"{certificate} is no certificate of {key}")
 
 
 def _modulus(certificate: Path) -> int:
