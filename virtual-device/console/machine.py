@@ -77,6 +77,7 @@ class Machine:
         self._folder = None  # descriptor of the work folder, locked while the device is on
         self.memory = None  # descriptor of the running device's memory
         self.ready = False  # booted and not off
+        self.no_slot = False  # the boot loader has refused both, and tries again
         self.boots = 0  # starts since the console's start, including resets
         self.running = {}  # reported by the agent: slot, start, version
         self.first_line = 0  # of `lines`, since the latest boot
@@ -126,7 +127,7 @@ class Machine:
         self.migration = None
         self.ended.clear()
         self.end_reason = self.exit_status = None
-        self.ready = False
+        self.ready = self.no_slot = False
         self.running = {}
         self.boots += 1
         self.first_line = len(self.lines)
@@ -200,9 +201,13 @@ class Machine:
     def wait_until_ready(self, seconds: float = BOOT_TIME_LIMIT):
         """Waits for the agent's first line, which means that the machine has booted."""
         with self._answered:
-            self._answered.wait_for(lambda: self.ready or self.ended.is_set(), seconds)
+            self._answered.wait_for(
+                lambda: self.ready or self.no_slot or self.ended.is_set(), seconds)
         if not self.ready:
             self.stop()
+            if self.no_slot:
+                raise Failure("the boot loader accepts the firmware of neither slot; see "
+                              f"{self.work}/console.log")
             raise Failure(f"the virtual device did not start; see {self.work}/console.log "
                           f"and {self.work}/qemu.log")
 
@@ -273,8 +278,8 @@ class Machine:
         self.exit_status = self._process.wait()
         for reader in self._readers:  # the machine's last output
             reader.join(5)
-        if self.end_reason == "guest-shutdown" and self._was_cut():
-            self.end_reason = "cut"
+        if self.end_reason == "guest-shutdown" and b"the power is cut" in self._last_output():
+            self.end_reason = "cut"  # the flash model stopped the machine
         self.ready = False
         self.ended.set()
         for condition in (self.changed, self._answered):
@@ -282,11 +287,10 @@ class Machine:
                 condition.notify_all()
         self.on_end()
 
-    def _was_cut(self) -> bool:
-        """Whether the flash model stopped the machine; the kernel's last message shows it."""
+    def _last_output(self) -> bytes:
         with open(self.work / "console.log", "rb") as log:
             log.seek(max(0, log.seek(0, os.SEEK_END) - 200))
-            return b"the power is cut" in log.read()
+            return log.read()
 
     def _keep_awake(self, pid: int):
         # Two ends of a port that no program opens: both the connection and its end interrupt the
@@ -327,6 +331,7 @@ class Machine:
             if event.get("event") == "RESET" and event["data"]["guest"]:
                 with self._answered:  # the machine restarts itself
                     self.ready = False
+                    self.no_slot = b"No slot verifies" in self._last_output()
                     self.boots += 1
                     self.first_line = len(self.lines)
                     self._answered.notify_all()
