@@ -4,6 +4,9 @@
 """make-gauge-stream and make-update: the streams that they warn about, convert and reject, and
 their messages for unusable input. tests/fuelgauge installs converted streams."""
 
+import hashlib
+import os
+import shutil
 import subprocess
 import tempfile
 import unittest
@@ -144,6 +147,25 @@ class StreamTools(unittest.TestCase):
                 self.assertEqual(status, 2)
                 self.assertRegex(output, "^make-update: .+\n$")
         self.assertEqual(self.run_tool("make-gauge-stream", "directory/none/out")[0], 2)
+
+    def test_refuses_a_fit_that_names_another_root_file_system(self):
+        loader = TOOLS.parent / "build/virtual-device/loader"
+        compiler = shutil.which("dtc", path=f"{loader}:{os.environ['PATH']}")
+        if not compiler:
+            self.skipTest("no dtc, without which make-update has no such check either")
+        self.put("rootfs")
+        self.put("other", b"other content")
+        digest = hashlib.sha256(b"content").hexdigest()
+        for property, accepted in ((f'rootfs-sha256 = "{digest}";', ("rootfs",)),
+                                   ("", ("rootfs", "other"))):
+            source = f"/dts-v1/; / {{ configurations {{ conf {{ {property} }}; }}; }};"
+            self.put("its", source.encode())
+            subprocess.run([compiler, "-q", "-o", "fit", "its"], cwd=self.path, check=True)
+            for rootfs in ("rootfs", "other"):
+                with self.subTest(property=property, rootfs=rootfs):
+                    done = self.run_tool("make-update", "fit", rootfs, "out")
+                    self.assertEqual(done, (0, "") if rootfs in accepted else (
+                        2, "make-update: fit: made for another root file system than other\n"))
 
 
 if __name__ == "__main__":

@@ -1,14 +1,16 @@
 #!/usr/bin/env python3
 # SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 # SPDX-License-Identifier: LicenseRef-Vantorel
-"""make-firmware: bad arguments get one line and status 2, before anything is built or written."""
+"""make-firmware and make-fit: bad arguments get one line and status 2, before anything is built or
+written."""
 
 import subprocess
 import tempfile
 import unittest
 from pathlib import Path
 
-TOOL = Path(__file__).resolve().parents[2] / "virtual-device" / "make-firmware"
+TOOLS = Path(__file__).resolve().parents[2] / "virtual-device"
+TOOL = TOOLS / "make-firmware"
 
 
 class MakeFirmware(unittest.TestCase):
@@ -35,6 +37,20 @@ class MakeFirmware(unittest.TestCase):
                         self.assertEqual(done.returncode, 2)
                         self.assertRegex(done.stderr, "^make-firmware: .+\n$")
                         self.assertEqual(sorted(Path(folder).iterdir()), before)
+            done = subprocess.run([TOOL, ""], cwd=folder, capture_output=True, text=True)
+            self.assertEqual((done.returncode, done.stderr), (2, "make-firmware: OUT is empty\n"))
+
+    def test_make_fit_rejects_missing_files(self):
+        with tempfile.TemporaryDirectory() as folder:
+            Path(folder, "file").touch()
+            for missing in (0, 2, 3, 4, 6):
+                inputs = ["file", "0x8000", "file", "file", "file", "out", "file"]
+                inputs[missing] = "missing"
+                with self.subTest(missing=missing):
+                    done = subprocess.run([TOOLS / "make-fit", *inputs], cwd=folder,
+                                          capture_output=True, text=True)
+                    self.assertEqual((done.returncode, done.stderr), (
+                        2, "make-fit: missing: not a file that can be read\n"))
 
 
 if __name__ == "__main__":
