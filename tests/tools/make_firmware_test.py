@@ -27,7 +27,7 @@ class MakeFirmware(unittest.TestCase):
                               "32.27.256.1", "31.27.1.5", "32.28.1.5", " 32.27.1.5"),
                 "--key": ("", "missing", "file", ".", "rsa", "ec"),
                 "--root": ("", "missing", "file"),
-                "--trial-seconds": ("", "0", "-1", "1 0", "10000"),
+                "--trial-seconds": ("", "0", "-1", "1 0", "2047", "10000"),
                 "--none": ("1",),
             }.items():
                 for value in values:

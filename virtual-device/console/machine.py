@@ -179,7 +179,7 @@ class Machine:
             "-chardev", "socket,id=serial,path=serial.sock,server=on,wait=off,logfile=console.log",
             "-serial", "chardev:serial",
             "-qmp", "unix:monitor.sock,server=on,wait=off",
-            "-device", "virtio-serial-device",
+            "-device", "virtio-serial-device", "-device", "i6300esb,addr=1",
         ]
         for name in PORTS:
             command += ["-chardev", f"socket,id={name},path={name}.sock,server=on,wait=off",

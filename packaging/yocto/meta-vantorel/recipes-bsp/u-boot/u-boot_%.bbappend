@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: LicenseRef-Vantorel
 
 # The boot loader of the two slots. The board's own configuration comes first; places of the partitions,
-# console and the sector that counts starts are the virtual device's and have to be the board's.
+# console, watchdog and the sector that counts starts are the virtual device's and have to be the board's.
 FILESEXTRAPATHS:prepend := "${VANTOREL_SOURCE}/virtual-device/boot:"
 FILESEXTRAPATHS:prepend := "${VANTOREL_SOURCE}/virtual-device/rootfs/etc:"
 SRC_URI += "file://u-boot.config;subdir=vantorel file://boot.env;subdir=vantorel \
