@@ -42,12 +42,12 @@ enum class UserInterfaceState {
  *
  * Thread-safe: each operation runs on the thread of its subject, the UserInterfaceObserver
  * notifications on the thread on which the library raises its event, or on the connection manager's
- * when the charger was removed. One mutex serialises the frame
- * copy and rendering. No handler of a library event locks it, since the library may raise events
- * while it renders. An observer of an event raised during a rendering delays the display and the
- * camera's frames; one of an event raised while a screen is selected delays the threads that select
- * others. Create one object for the life of the process: it is the context of the library's events.
- * An exception that leaves an observer operation ends the process.
+ * when the charger was removed. One mutex serialises the frame copy and rendering. No handler of a
+ * library event locks it, since the library may raise events while it renders. An observer of an
+ * event raised during a rendering delays the display and the camera's frames; one of an event
+ * raised while a screen is selected delays the threads that select others. Create one object for
+ * the life of the process: it is the context of the library's events. An exception that leaves an
+ * observer operation ends the process.
  */
 class VANTOREL_EXPORT UserInterfaceManager final : public ButtonObserver,
                                                    public CameraObserver,

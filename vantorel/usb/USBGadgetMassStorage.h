@@ -33,8 +33,8 @@ public:
      * @param size bytes of the image
      * @param hostReadOnly whether the host sees a read-only disk
      * @throws Error when the image cannot be created or mounted. A formatting tool that fails is
-     * not reported: an image of an earlier run keeps its content. Without "/etc/kiro/LICENSE.TXT"
-     *         the licence text is empty.
+     *         not reported: an image of an earlier run keeps its content. Without
+     *         "/etc/kiro/LICENSE.TXT" the licence text is empty.
      */
     USBGadgetMassStorage(std::string gadgetName, std::string controller, std::string volumeLabel,
                          unsigned int size, bool hostReadOnly);
