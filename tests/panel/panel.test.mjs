@@ -202,7 +202,7 @@ test("a file that cannot be read, as a folder, is reported and the next one is t
 
 test("a recording is played, and what the camera sees is downloaded", async () => {
   await drop("#recording-drop", "notes.txt", "no recording");
-  await page.getByText("notes.txt: no recording").waitFor(); // the notice, with the reason
+  await page.getByText("notes.txt: not a recording").waitFor(); // the notice, with the reason
   assert.equal(await state("recording"), "none");
   await drop("#recording-drop", "even.rec", Buffer.alloc(38400, 0x10)); // 41.12 degrees everywhere
   await page.getByText("is played").waitFor();

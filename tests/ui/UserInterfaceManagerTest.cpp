@@ -12,17 +12,13 @@
 
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <functional>
 #include <future>
-#include <iostream>
 #include <optional>
-#include <stdexcept>
 #include <string_view>
 #include <thread>
 
 #include <dlfcn.h>
-#include <unistd.h>
 
 /** Called before the UI library shows the thermal screen. */
 static std::function<void()> beforeThermalScreen = [] {};
@@ -54,28 +50,6 @@ TEST_F(UserInterfaceManagerTest, SetsTheIdentityThenRegistersFourEventsThenShows
     EXPECT_THAT(ui.Calls(), ElementsAre("SetSKU 0", "SetVersion 32.27.1.5", "RegisterUIEvent 0 *",
                                         "RegisterUIEvent 1 *", "RegisterUIEvent 2 *",
                                         "RegisterUIEvent 3 *", "SelectSplashScreen 0"));
-}
-
-// A board without a valid label must not start as another one.
-TEST(UserInterfaceManagerIdentity, IsRequired) {
-    // A process reads its identity once. The new one that this starts has the same mounts, but is
-    // not the first in its namespace.
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    if (::getpid() == 1) {
-        test::ReplaceDeviceFiles("REV-9\n", "1.5.0\n");
-    } else if (std::filesystem::exists("/etc/kiro") &&
-               test::ReadFile("/etc/kiro/revision") != "REV-9\n") {
-        GTEST_SKIP() << "needs namespaces of its own: run it through ctest";
-    }
-    const auto construct = [] {
-        try {
-            const UserInterfaceManager manager;
-        } catch (const std::invalid_argument& error) {
-            std::cerr << error.what();
-            std::exit(3);
-        }
-    };
-    EXPECT_EXIT(construct(), testing::ExitedWithCode(3), "stoi");
 }
 
 TEST_F(UserInterfaceManagerTest, AllowsOnlyTheDefinedTransitionsBetweenScreens) {

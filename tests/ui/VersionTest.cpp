@@ -2,9 +2,11 @@
 // SPDX-License-Identifier: LicenseRef-Vantorel
 #include "vantorel/ui/Version.h"
 
+#include "tests/support/UISimulator.h"
 #include "tests/ui/DeviceFiles.h"
+#include "vantorel/ui/UserInterfaceManager.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <array>
 #include <stdexcept>
@@ -43,6 +45,16 @@ TEST(Version, IsComputedFromTheIdentityFiles) {
         test::WriteFile("/tmp/var/sku", sku);
         EXPECT_EQ(SkuAndVersion(), expected);
     }
+}
+
+// A board without a valid label must not start as another one. A process reads its identity once,
+// so no other test of this program may do so.
+TEST(Version, IsRequiredByTheUserInterface) {
+    VANTOREL_NEED_PRIVATE_MOUNTS();
+    const test::RecordedUI ui;
+    test::ReplaceDeviceFiles("REV-9\n", "1.5.0\n");
+    EXPECT_THAT([] { const UserInterfaceManager manager; },
+                testing::ThrowsMessage<std::invalid_argument>("stoi"));
 }
 
 } // namespace
