@@ -113,8 +113,8 @@ class Arguments(unittest.TestCase):
                 self.refused(f"bits in {no_certificate}", "--verified", no_certificate)
             other, _ = make("other", "rsa:2048")
             self.refused("--verified needs --key", "--verified", certificate)
-            self.refused(f"{certificate} is no certificate of {other}", "--verified", certificate,
-                         "--key", other)
+            self.refused(f"{certificate} is not the certificate of {other}",
+                         "--verified", certificate, "--key", other)
             done = subprocess.run([sys.executable, CONSOLE / "arguments.py", "--key", key,
                                    "--verified", certificate], check=False)
             self.assertEqual(done.returncode, 0)

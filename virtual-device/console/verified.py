@@ -31,17 +31,17 @@ def check_pair(key: Path, certificate: Path):
     firmware."""
     if not shutil.which("openssl"):
         return  # ./run installs it, and the console checks again
-    of_key, of_certificate = (
-        subprocess.run(["openssl", what, "-in", file, "-noout", "-modulus"], capture_output=True,
-                       text=True).stdout for what, file in (("rsa", key), ("x509", certificate)))
-    if of_key != of_certificate:
-        raise Failure(f"{certificate} is no certificate of {key}")
+    if _modulus_text("rsa", key) != _modulus_text("x509", certificate):
+        raise Failure(f"{certificate} is not the certificate of {key}")
+
+
+def _modulus_text(kind: str, file: Path) -> str:
+    return subprocess.run(["openssl", kind, "-in", file, "-noout", "-modulus"],
+                          capture_output=True, text=True).stdout
 
 
 def _modulus(certificate: Path) -> int:
-    done = subprocess.run(["openssl", "x509", "-in", certificate, "-noout", "-modulus"],
-                          capture_output=True, text=True)
-    name, _, number = done.stdout.strip().partition("=")
+    name, _, number = _modulus_text("x509", certificate).strip().partition("=")
     try:
         modulus = int(number, 16)
     except ValueError:
