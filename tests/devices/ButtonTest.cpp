@@ -136,6 +136,11 @@ TEST_F(ButtonTest, TakesItsStateFromTheDeviceWhenEventsWereDropped) {
         EXPECT_EQ(event.code, power);
         EXPECT_EQ(event.value, before == now ? 77 : now) << before << now;
     }
+    Send(typeKey, power, 2); // a repetition whose press was not returned
+    EXPECT_EQ(button.WaitForEvent().value, 2);
+    isDown = true;
+    Send(typeSync, SYN_DROPPED, 0);
+    EXPECT_EQ(button.WaitForEvent().value, 1);
     Send(typeSync, SYN_DROPPED, 0);
     ioctls.OnPlain(EVIOCGKEY(keys.size()), [](void*) { return test::FailWith(ENODEV); });
     Send(typeKey, power, 1);
@@ -147,21 +152,26 @@ TEST_F(ButtonTest, TakesItsStateFromTheDeviceWhenEventsWereDropped) {
 TEST_F(ButtonTest, DoesNotSpinWhileItsDeviceIsGone) {
     const struct {
         short found;
+        bool fails; // the reads
         int pauses; // of 100 ms, until its event arrives
-    } waits[] = {{POLLIN, 0},
-                 {POLLIN | POLLERR | POLLHUP, 5}, // unread events remain
-                 {POLLERR | POLLHUP, 5},
-                 {POLLNVAL, 5}};
+    } waits[] = {{POLLIN, false, 0},
+                 {POLLIN, true, 5},
+                 {POLLIN | POLLERR | POLLHUP, false, 5}, // unread events remain
+                 {POLLERR | POLLHUP, false, 5},
+                 {POLLNVAL, false, 5}};
     Button button("power", node, power);
     test::ScopedSys sys;
-    for (const auto& [found, expected] : waits) {
+    for (const auto& [found, fails, expected] : waits) {
         int reads = 0;
         int pauses = 0;
         sys->Poll = [&, events = found](pollfd* fds, nfds_t, int) {
             return fds->revents = events, 1;
         };
-        sys->Read = [&](int, void* record, std::size_t size) {
-            static_cast<InputEventRecord*>(record)->code = ++reads == 6 ? power : other;
+        sys->Read = [&, failing = fails](int, void* record, std::size_t size) {
+            if (++reads < 6 && failing) {
+                return ssize_t{test::FailWith(EINVAL)};
+            }
+            static_cast<InputEventRecord*>(record)->code = reads == 6 ? power : other;
             return static_cast<ssize_t>(size);
         };
         sys->Nanosleep = [&](const timespec* pause, timespec*) {

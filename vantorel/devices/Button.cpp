@@ -3,12 +3,12 @@
 #include "vantorel/devices/Button.h"
 
 #include "vantorel/devices/private/WaitForInput.h"
+#include "vantorel/service/Mutex.h"
 #include "vantorel/service/private/Sleep.h"
 #include "vantorel/service/private/Sys.h"
 
 #include <array>
 #include <cstddef>
-#include <mutex>
 #include <optional>
 #include <set>
 #include <utility>
@@ -31,13 +31,13 @@ bool IsGone(short found) {
 }
 
 /**
- * The buttons whose last event was not a release. They are not in the object, whose size is part
- * of the binary interface.
+ * The buttons whose last returned press or release was a press. They are not in the object, whose
+ * size is part of the binary interface.
  */
 class PressedButtons {
 public:
     void Note(const Button& button, bool isPressed) {
-        const std::lock_guard lock(mutex);
+        const Lock lock(mutex);
         if (isPressed) {
             buttons.insert(&button);
         } else {
@@ -45,13 +45,13 @@ public:
         }
     }
     bool Contains(const Button& button) {
-        const std::lock_guard lock(mutex);
+        const Lock lock(mutex);
         return buttons.contains(&button);
     }
 
 private:
-    std::mutex mutex;
-    std::set<const Button*> buttons;
+    Mutex mutex;
+    std::set<const Button*> buttons VANTOREL_GUARDED_BY(mutex);
 };
 
 PressedButtons& Pressed() {
@@ -103,7 +103,7 @@ InputEventRecord Button::WaitForEvent() {
         const short found = WaitForInput(fd);
         // Input devices deliver whole records. A failed read leaves the previous record unchanged,
         // and that record belongs to another key.
-        static_cast<void>(sys::Read(fd.Get(), &event, sizeof event));
+        const ssize_t size = sys::Read(fd.Get(), &event, sizeof event);
         if (event.code == code) {
             break;
         }
@@ -116,12 +116,16 @@ InputEventRecord Button::WaitForEvent() {
                 break;
             }
         }
-        if (IsGone(found)) {
-            // Without the pause, a button whose device is gone would keep a processor busy.
+        if (size < 0 || IsGone(found)) {
+            // Without the pause, a device that is gone, or whose reads fail although it has events,
+            // would keep a processor busy.
             SleepFor(pauseWithoutDevice);
         }
     }
-    Pressed().Note(*this, event.value != 0);
+    if (event.value == 0 || event.value == 1) {
+        // A repetition does not count: the press before it may not have been returned.
+        Pressed().Note(*this, event.value == 1);
+    }
     return event;
 }
 
