@@ -85,7 +85,12 @@ protected:
         torch->AddObserver(*this);
     }
     void OnTorchOn(Torch&) override { heard += '1'; }
-    void OnTorchOff(Torch&) override { heard += '0'; }
+    void OnTorchOff(Torch&) override {
+        heard += '0';
+        if (std::exchange(lightsOnce, false)) {
+            torch->On();
+        }
+    }
     void OnTorchError(Torch&, Error&) override { heard += 'E'; }
     /** All writes so far and, after a blank, the notifications since the last call. */
     std::string Done() {
@@ -96,6 +101,7 @@ protected:
     test::TemporaryDirectory led;
     std::optional<Torch> torch;
     std::string heard;
+    bool lightsOnce = false; // at the next OnTorchOff()
 };
 
 TEST_F(TorchTest, TogglesAtEachRequestOfEitherKind) {
@@ -125,6 +131,9 @@ TEST_F(TorchTest, IgnoresRequestsUnlessOnBattery) {
     torch->OnConnectionStateChanged(Battery, BatteryCharger);
     torch->Toggle();
     EXPECT_EQ(Done(), "01 01");
+    lightsOnce = true; // as a click at this moment
+    torch->OnConnectionStateChanged(Host, Undetermined);
+    EXPECT_EQ(Done(), "01010 010");
 }
 
 TEST_F(TorchTest, RemembersAPositionThatCouldNotBeWritten) {
@@ -136,18 +145,20 @@ TEST_F(TorchTest, RemembersAPositionThatCouldNotBeWritten) {
     EXPECT_EQ(heard, "1");
 }
 
-// For the thread sanitizer.
+// Also for the thread sanitizer.
 TEST_F(TorchTest, HandlesConcurrentRequestsAndStateChanges) {
     led.Write("brightness", "0");
     torch.emplace("torch", led / ""); // without an observer
-    const std::jthread user([this] {
-        for (int i = 0; i < 500; ++i) {
+    const std::jthread user([this](const std::stop_token& end) {
+        while (!end.stop_requested()) {
             torch->Toggle();
         }
     });
     for (int i = 0; i < 500; ++i) {
         torch->OnConnectionStateChanged(Battery, BatteryCharger);
         torch->OnConnectionStateChanged(BatteryCharger, Battery);
+        // A dark LED was the last write, and no request follows.
+        ASSERT_TRUE(led.Read("brightness").ends_with('0'));
     }
 }
 

@@ -3,6 +3,7 @@
 #include "vantorel/devices/Torch.h"
 
 #include "vantorel/devices/private/Attribute.h"
+#include "vantorel/service/Mutex.h"
 #include "vantorel/service/private/OrThrow.h"
 #include "vantorel/service/private/Sys.h"
 
@@ -16,6 +17,15 @@ namespace {
 constexpr char lit = '1';
 constexpr char dark = '0';
 
+/**
+ * Makes the check of `disabled` and the write that follows one step. It is not in the object, whose
+ * size is part of the binary interface. A device has one torch, so nothing else waits for it.
+ */
+Mutex& Switching() {
+    static auto& mutex = *new Mutex; // never destroyed: threads may outlive main()
+    return mutex;
+}
+
 } // namespace
 
 Torch::Torch(std::string deviceName, const std::string& directory)
@@ -26,15 +36,11 @@ Torch::Torch(std::string deviceName, const std::string& directory)
 }
 
 void Torch::On() {
-    if (!disabled) {
-        Switch(lit);
-    }
+    Switch(lit);
 }
 
 void Torch::Off() {
-    if (!disabled) {
-        Switch(dark);
-    }
+    Switch(dark);
 }
 
 void Torch::Toggle() {
@@ -48,12 +54,38 @@ void Torch::Toggle() {
 }
 
 void Torch::Switch(char position) {
+    {
+        const Lock lock(Switching());
+        if (disabled) {
+            return;
+        }
+        Write(position);
+    }
+    Report(position);
+}
+
+void Torch::Disable() {
+    {
+        const Lock lock(Switching());
+        // A request that came while the observers were notified of the switching-off has lit it.
+        const bool isLit = brightness == lit;
+        if (isLit) {
+            Write(dark);
+        }
+        disabled = true;
+        if (!isLit) {
+            return;
+        }
+    }
+    Report(dark);
+}
+
+void Torch::Write(char position) {
     // Recorded before the write: after a failure, the user's next request switches the other way
     // instead of repeating the failed write.
     brightness = position;
     // The kernel takes each write to an attribute as its whole text, whatever the file position.
     OrThrow(sys::Write(fd.Get(), &position, sizeof position));
-    Report(position);
 }
 
 void Torch::Report(char position) {
@@ -78,7 +110,7 @@ void Torch::OnConnectionStateChanged(ConnectionState newState, ConnectionState /
     case ConnectionState::Host:
     case ConnectionState::NoBattery:
         Off();
-        disabled = true;
+        Disable();
         break;
     }
 }

@@ -25,7 +25,8 @@ namespace vantorel {
  * there; the product's supervisor restarts it, and the constructor reads the LED's state.
  *
  * The connection manager's thread and the UI library's thread call it; observers run on the thread
- * that switches. Thread-safe, but two threads that switch at once may leave the LED on or off.
+ * that switches, without a lock. Thread-safe: two threads that switch at once may leave the LED on
+ * or off, but in a state that disables it, it is dark.
  */
 class VANTOREL_EXPORT Torch final : public Device,
                                     public ConnectionObserver,
@@ -63,6 +64,8 @@ public:
 
 private:
     void Switch(char position);
+    void Disable();
+    void Write(char position);
     void Report(char position);
 
     std::atomic<char> brightness{0}; // the first character of the attribute
