@@ -11,7 +11,22 @@
 #include <gmock/gmock.h>
 
 #include <future>
+#include <optional>
 #include <thread>
+
+#include <dlfcn.h>
+
+static std::optional<int> sensorMode;
+
+// Replaces the simulator's function, which knows two modes only.
+kirocamera_error_t kirocamera_get_sensor_mode(kirocamera_t* camera, int* mode) {
+    if (sensorMode) {
+        *mode = *sensorMode;
+        return 0;
+    }
+    using Function = decltype(&kirocamera_get_sensor_mode);
+    return reinterpret_cast<Function>(::dlsym(RTLD_NEXT, __func__))(camera, mode);
+}
 
 namespace vantorel {
 namespace {
@@ -195,6 +210,9 @@ TEST_F(CameraManagerTest, DoubleClicksToggleSensorModeAndDebugDisplay) {
     }
     kirocamera_sim_set_result("kirocamera_get_sensor_mode", -1);
     manager.OnUserInterfacePowerButtonDoubleClick();
+    sensorMode = 2; // of a camera that has more modes
+    manager.OnUserInterfacePowerButtonDoubleClick();
+    sensorMode.reset();
     for (const std::string function :
          {"kirocamera_set_sensor_mode", "kirocamera_set_debug_display_mode"}) {
         EXPECT_THAT(sdk.Calls(function),

@@ -117,6 +117,7 @@ TEST_F(LCDTest, ReportsALostEventAndShowsPicturesAgainWhenEventsCome) {
         service.ServiceFunction();
         service.ServiceFunction();
         EXPECT_THAT(recorder.errors, ElementsAre(ETIME, EBUSY));
+        EXPECT_THAT(std::exchange(card.timeouts, {}), ElementsAre(1000, 100));
         card.losesEvents = card.isPending = false;
         card.eventsSent += isSentLate ? 1 : 0;
         recorder = {};

@@ -96,6 +96,7 @@ TEST_F(FuelGaugeTest, RejectsDataThatDoNotFitAMessage) {
     std::vector<std::uint8_t> bytes(0x10000);
     EXPECT_EQ(test::ErrorOf([&] { gauge.ReadRegister(0, bytes.data(), 0xffff); }), EINVAL);
     EXPECT_EQ(test::ErrorOf([&] { gauge.WriteRegister(0, bytes.data(), 0xffff); }), EINVAL);
+    EXPECT_EQ(test::ErrorOf([&] { gauge.WriteRegister(0, nullptr, 1); }), EINVAL);
     EXPECT_EQ(test::ErrorOf([&] { gauge.ReadRegister(0, nullptr, 1); }), EINVAL);
     EXPECT_EQ(bus.Take(), "");
 }

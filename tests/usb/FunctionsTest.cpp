@@ -17,6 +17,7 @@
 #include <gmock/gmock.h>
 
 #include <dirent.h>
+#include <sys/prctl.h>
 
 namespace vantorel::test {
 namespace {
@@ -190,13 +191,14 @@ TEST_F(FunctionsTest, EndOtherProgramsOnTheLineWithAndWithoutAServer) {
     ::umount2("/dev", MNT_DETACH);
 }
 
-// A job of a shell may use the line only as its controlling terminal.
-TEST_F(FunctionsTest, FindTheUsersOfALineUnderAnyName) {
+/** Starts a process that uses a line as its controlling terminal, and expects it to be ended. */
+void EndTheUserOfALine(pid_t& user) {
     const UniqueFd master(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
     ASSERT_EQ(::grantpt(master.Get()) + ::unlockpt(master.Get()), 0);
     const std::string line = ::ptsname(master.Get());
-    const pid_t user = ::fork();
+    user = ::fork();
     if (user == 0) {
+        ::prctl(PR_SET_NAME, "a) b"); // as in "/proc/PID/stat", where the terminal stands after it
         ::setsid();
         const int opened = ::open(line.c_str(), O_RDWR);
         const int terminal = ::open("/dev/tty", O_RDWR);
@@ -213,6 +215,22 @@ TEST_F(FunctionsTest, FindTheUsersOfALineUnderAnyName) {
     EXPECT_EQ(::waitpid(user, &status, WNOHANG), user);
     EXPECT_TRUE(WIFSIGNALED(status));
     ::kill(user, SIGKILL);
+}
+
+// A job of a shell may use the line only as its controlling terminal. A process with more
+// capabilities than this one hides its files; then the terminal decides.
+TEST_F(FunctionsTest, FindTheUsersOfALineUnderAnyName) {
+    pid_t user = 0;
+    bool isHidden = false;
+    sys->Open = [&](const char* path, int flags, unsigned mode) {
+        const bool isOfUser = path == "/proc/" + std::to_string(user) + "/fd";
+        return isHidden && isOfUser ? FailWith(EACCES) : ::open(path, flags, mode);
+    };
+    for (const bool hides : {false, true}) {
+        SCOPED_TRACE(hides);
+        isHidden = hides;
+        EndTheUserOfALine(user);
+    }
 }
 
 TEST_F(FunctionsTest, BringTheNetworkUpAndDown) {

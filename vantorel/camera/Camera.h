@@ -45,7 +45,11 @@ public:
     /** The SDK's handle, for queries. */
     kirocamera_t* Handle() const { return handle; }
 
-    /** Average frames per second since the session's start; 0 before its first frame. */
+    /**
+     * Average frames per second since the session's start, by the wall clock: a step of the clock
+     * makes it wrong or negative until the next session. 0 before the first frame; not a finite
+     * number within the session's first microsecond.
+     */
     float FrameRate() const;
 
     /** Whether both objects have the same SDK handle. */

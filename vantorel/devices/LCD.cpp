@@ -144,6 +144,10 @@ void LCD::ShowFirstBuffer() {
     crtc.framebufferId = recordsA.framebuffer.framebufferId;
     crtc.mode = mode;
     crtc.modeValid = 1;
+    // A previous owner may have moved the viewport within a larger buffer; the kernel refuses one
+    // that does not fit into this buffer, which has the size of the mode.
+    crtc.x = 0;
+    crtc.y = 0;
     Issue<drm::SetCrtc>(fd, crtc);
 }
 

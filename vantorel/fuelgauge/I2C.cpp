@@ -61,6 +61,9 @@ void I2C::ReadRegister(std::uint8_t command, std::uint8_t* buffer, std::size_t l
 }
 
 void I2C::WriteRegister(std::uint8_t command, const std::uint8_t* data, std::size_t length) {
+    if (data == nullptr && length != 0) {
+        throw Error(EINVAL);
+    }
     CheckLength(length);
     std::vector<std::uint8_t> bytes(length + 1, command);
     std::copy_n(data, length, bytes.begin() + 1);

@@ -40,7 +40,8 @@ public:
 
     /**
      * Writes a command byte and data in one message.
-     * @throws Error EINVAL for more bytes than a message can hold
+     * @param data may be null if the length is 0
+     * @throws Error EINVAL for missing data and for more bytes than a message can hold
      */
     void WriteRegister(std::uint8_t command, const std::uint8_t* data, std::size_t length);
 

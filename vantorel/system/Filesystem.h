@@ -37,7 +37,8 @@ public:
     /**
      * Unmounts and mounts again, so that changes made underneath the file system become visible,
      * such as a USB host's writes to the image.
-     * @throws Error; when the second mount fails, the file system stays unmounted
+     * @throws Error; when the second mount fails, the file system stays unmounted: every later call
+     *         throws Error with EINVAL, and the destructor ends the process
      */
     void Remount();
 

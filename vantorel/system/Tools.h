@@ -23,7 +23,8 @@ namespace vantorel {
  *
  * A child starts with the default action of every signal and with no signal blocked, whatever the
  * application has set for itself. It gets neither the display's memory nor any descriptor of the
- * library except those of the log's streams: the log file and the kernel's log.
+ * library except those of streams: the log file, the kernel's log, and an attribute of the USB port
+ * that another thread is writing at this moment.
  */
 class VANTOREL_EXPORT Tools {
 public:

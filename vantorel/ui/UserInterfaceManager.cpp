@@ -259,7 +259,15 @@ void UserInterfaceManager::OnThermometerTemperatureQuery(Thermometer& thermomete
 }
 
 void UserInterfaceManager::UpdateOverheatingIndicator() {
-    ::SetOverheatingState(boardTemperature >= boardLimit || batteryTemperature >= batteryLimit);
+    const auto overheats = [this] {
+        return boardTemperature >= boardLimit || batteryTemperature >= batteryLimit;
+    };
+    // Two threads bring readings. The one that calls the library last may have evaluated first.
+    bool shown = false;
+    do {
+        shown = overheats();
+        ::SetOverheatingState(shown);
+    } while (shown != overheats());
 }
 
 void UserInterfaceManager::OnTorchOn(Torch&) noexcept {

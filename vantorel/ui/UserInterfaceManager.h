@@ -91,7 +91,10 @@ public:
     void OnButtonError(Button& button, Error& error) noexcept override;
 
     void OnCameraConnect(Camera& camera) noexcept override;
-    /** Drops the newest frame, without waiting for a render that uses it. */
+    /**
+     * Drops the newest frame, without waiting for a render that uses it. A frame that another
+     * thread is copying at this moment may still be kept.
+     */
     void OnCameraDisconnect(Camera& camera) noexcept override;
     void OnCameraCaptureSessionStart(Camera& camera) noexcept override;
     void OnCameraCaptureSessionStop(Camera& camera) noexcept override;

@@ -8,6 +8,7 @@
 #include "vantorel/service/private/ListFolder.h"
 #include "vantorel/service/private/StatusLine.h"
 #include "vantorel/service/private/Sys.h"
+#include "vantorel/service/private/WriteFile.h"
 #include "vantorel/system/Filesystem.h"
 #include "vantorel/system/Firstboot.h"
 #include "vantorel/system/Tools.h"
@@ -74,17 +75,14 @@ void Remove(const std::string& path) {
  */
 bool IsMember(const std::string& path, const std::string& folder) {
     const struct stat status = StatusOf(path);
-    return S_ISREG(status.st_mode) && status.st_nlink <= NamesOf(status, folder);
+    return S_ISREG(status.st_mode) &&
+           (status.st_nlink == 1 || status.st_nlink <= NamesOf(status, folder));
 }
 
 /** Makes a file's content, or a folder's entries, durable; returns false when that fails. */
 bool Flush(const std::string& path) {
     const UniqueFd fd(sys::Open(path.c_str(), O_RDONLY | O_CLOEXEC, 0));
-    int result = 0;
-    do {
-        result = sys::Fsync(fd.Get());
-    } while (result == -1 && errno == EINTR);
-    return result == 0;
+    return vantorel::Flush(fd.Get());
 }
 
 /** Compares the sizes, because Tools::Cp() does not report an incomplete copy. */

@@ -67,7 +67,7 @@ public:
 
     /**
      * Mounts the drive again and copies the archive from it; false when there is none, or when the
-     * drive cannot be mounted.
+     * drive cannot be mounted, which it then never is again.
      */
     bool IsUpdateImagePresent();
     /** Whether ExtractImage() succeeds. */

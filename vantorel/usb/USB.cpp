@@ -13,7 +13,6 @@
 #include <utility>
 
 #include <fcntl.h>
-#include <unistd.h>
 
 namespace vantorel {
 namespace {

@@ -11,6 +11,7 @@
 #include <array>
 #include <cstdint>
 #include <fstream>
+#include <functional>
 #include <future>
 #include <list>
 #include <memory>

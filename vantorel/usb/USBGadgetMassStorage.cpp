@@ -50,7 +50,7 @@ void USBGadgetMassStorage::MakeImage(unsigned int size) const {
         OrThrow(sys::Open(backingFile.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, imageMode)));
     if (sys::Ftruncate(image.Get(), static_cast<off_t>(size)) == -1) {
         const int error = errno;
-        static_cast<void>(image.Release()); // cannot start; the end of the process closes it
+        static_cast<void>(image.Release()); // Kept: it stays open until the process ends
         throw Error(error);
     }
 }

@@ -40,9 +40,10 @@ public:
     /**
      * Kills every other process that has the line open, even when this object started no server,
      * since the kernel would wait for them without a limit. Meanwhile the line's node is renamed,
-     * so that no process opens it again. If the line stays open for five seconds (by a process that
-     * cannot be killed, or by this one), this ends the process instead. Also waits for a worker
-     * that is starting a server, and, without a limit, for the killed servers to end.
+     * so that no process opens it again. If the line stays open for 500 searches, at least five
+     * seconds (by a process that cannot be killed, or by this one), this ends the process instead.
+     * Also waits for a worker that is starting a server, and, without a limit, for the killed
+     * servers to end.
      *
      * Without CAP_SYS_PTRACE, a process with more capabilities than this one is found only when the
      * line is its controlling terminal; the removal waits for any other such process.

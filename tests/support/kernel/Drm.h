@@ -44,6 +44,9 @@ public:
         sys->Poll = [this](pollfd* fds, nfds_t, int timeout) {
             const bool isReadable = eventsSent > eventsRead;
             EXPECT_TRUE(isReadable || (timeout >= 0 && timeout <= 1000)) << "an unlimited wait";
+            if (!isReadable) {
+                timeouts.push_back(timeout);
+            }
             fds->revents = isReadable ? POLLIN : 0;
             return isReadable ? 1 : 0;
         };
@@ -64,7 +67,8 @@ public:
     std::map<void*, std::size_t> mapped;
     int eventsSent = 0;
     int eventsRead = 0;
-    bool losesEvents = false; // if true, the first flip stays pending
+    std::vector<int> timeouts; // of the waits without an event, in milliseconds
+    bool losesEvents = false;  // if true, the first flip stays pending
     bool isPending = false;
 
 private:
@@ -104,12 +108,16 @@ private:
             return 0;
         });
         On<drm::GetCrtc>([this](drm::Crtc& record) {
+            record.x = record.y = 16; // left by the card's previous owner
             return crtcs.empty() || record.crtcId != crtcs[0] ? FailWith(ENOENT) : 0;
         });
         On<drm::SetCrtc>([this](drm::Crtc& record) {
             if (record.modeValid != 1 || record.mode.hdisplay != modes[0].hdisplay ||
                 record.countConnectors != 1 || IdAt(record.setConnectorsPointer) != connectors[0]) {
                 return FailWith(EINVAL);
+            }
+            if (record.x != 0 || record.y != 0) {
+                return FailWith(ENOSPC); // the viewport leaves the buffer
             }
             shown = record.framebufferId;
             return record.crtcId == crtcs[0] ? 0 : FailWith(ENOENT);

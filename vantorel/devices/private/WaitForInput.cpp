@@ -7,7 +7,9 @@
 #include "vantorel/service/private/OrThrow.h"
 #include "vantorel/service/private/Sys.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <limits>
 
 namespace vantorel {
 
@@ -21,7 +23,10 @@ short WaitForInput(const UniqueFd& fd) {
 
 bool WaitForInput(const UniqueFd& fd, std::chrono::milliseconds limit) {
     pollfd waiting{fd.Get(), POLLIN, 0};
-    return OrThrow(sys::Poll(&waiting, 1, static_cast<int>(limit.count()))) != 0;
+    // A longer limit would wrap, and a negative one would wait forever.
+    const auto timeout = std::clamp<std::chrono::milliseconds::rep>(
+        limit.count(), 0, std::numeric_limits<int>::max());
+    return OrThrow(sys::Poll(&waiting, 1, static_cast<int>(timeout))) != 0;
 }
 
 bool IsEndOfWait(const Error& error) {

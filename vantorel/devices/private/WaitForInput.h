@@ -17,8 +17,8 @@ class UniqueFd;
 short WaitForInput(const UniqueFd& fd);
 
 /**
- * The same with a time limit; returns whether the descriptor is readable. Throws Error(errno), but
- * never ETIMEDOUT: a wait that ends without an event has reached the limit.
+ * The same with a time limit; returns whether poll() reported anything before it. Throws
+ * Error(errno), but never ETIMEDOUT: a wait that ends without an event has reached the limit.
  */
 bool WaitForInput(const UniqueFd& fd, std::chrono::milliseconds limit);
 

@@ -31,7 +31,7 @@ bool Replace(const std::string& path, std::string_view content) {
     // The new name survives a power cut only when its folder has been flushed.
     const std::string folder = path.substr(0, path.rfind('/') + 1) + '.';
     const UniqueFd directory(sys::Open(folder.c_str(), O_RDONLY | O_CLOEXEC, 0));
-    sys::Fsync(directory.Get());
+    Flush(directory.Get());
     return true;
 }
 
@@ -49,9 +49,17 @@ bool WriteAll(int fd, std::string_view bytes) {
     return true;
 }
 
+bool Flush(int fd) {
+    int result = 0;
+    do {
+        result = sys::Fsync(fd);
+    } while (result == -1 && errno == EINTR);
+    return result == 0;
+}
+
 bool WriteFile(const std::string& path, std::string_view content, mode_t mode) {
     const UniqueFd file(sys::Open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode));
-    return file && WriteAll(file.Get(), content) && sys::Fsync(file.Get()) == 0;
+    return file && WriteAll(file.Get(), content) && Flush(file.Get());
 }
 
 void SaveFile(const std::string& path, std::string_view content) {

@@ -15,9 +15,9 @@ std::vector<std::string> Applet(std::vector<std::string> arguments);
 /**
  * Starts a program in a child process; the first argument is its absolute path. The child inherits
  * the caller's descriptors and environment. Of the library's own descriptors it inherits only
- * those of streams (log file, kernel log); the exec closes the others. No signal is blocked in the
- * child, and every signal has its default action. Until its exec, the child borrows the caller's
- * memory. The caller must reap it.
+ * those of streams (log file, kernel log, an attribute that is being written); the exec closes the
+ * others. No signal is blocked in the child, and every signal has its default action. Until its
+ * exec, the child borrows the caller's memory. The caller must reap it.
  * @param environment "NAME=value" entries that replace those of the inherited environment
  * @throws Error with the errno when no process can be created; when only the program cannot be run
  *         (it is missing, or memory is short), the child exits with 127

@@ -9,7 +9,9 @@ namespace vantorel {
 
 bool FrameCopy::Assign(const kiroframe_t& source) {
     const std::uint64_t whole = std::uint64_t{source.header_size} + source.data_size;
-    if (source.buffer == nullptr || whole == 0 || whole > std::numeric_limits<std::size_t>::max()) {
+    // The UI library gets the address of the pixels and no size.
+    if (source.buffer == nullptr || source.data_size == 0 ||
+        whole > std::numeric_limits<std::size_t>::max()) {
         return false;
     }
     const auto size = static_cast<std::size_t>(whole);

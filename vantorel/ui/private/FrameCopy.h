@@ -17,8 +17,8 @@ namespace vantorel {
 class FrameCopy {
 public:
     /**
-     * Copies an image. Returns false and keeps the old copy when the image has no buffer, or its
-     * size is zero or too large.
+     * Copies an image. Returns false and keeps the old copy when the image has no buffer or no
+     * pixels, or is too large.
      */
     bool Assign(const kiroframe_t& source);
 

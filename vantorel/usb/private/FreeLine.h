@@ -19,8 +19,9 @@ void EndUsersOf(const std::string& line);
  * it again. The kernel removes a line only when no process has it open, and makes the caller wait
  * uninterruptibly for that.
  * @param line the line's node; does nothing when there is none
- * @throws Error with EBUSY, after restoring the name, when the line is still open after five
- *         seconds: by a process that cannot be killed, or by this one
+ * @throws Error with EBUSY, after restoring the name, when the line is still open after 500
+ *         searches, which take at least five seconds: by a process that cannot be killed, or by
+ * this one
  */
 void FreeLine(const std::string& line);
 

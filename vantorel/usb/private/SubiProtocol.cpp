@@ -17,6 +17,7 @@
 #include <iterator>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 
 namespace vantorel {
 namespace {
@@ -29,6 +30,14 @@ constexpr std::uint8_t deviceToHost = 0x80;
 // Actions of klogctl(): read and consume the log (blocks on an empty one), size of the unread part.
 constexpr int klogRead = 2;
 constexpr int klogSizeUnread = 9;
+
+// Places in the records of the version and of the identity. Kept: a host program may rely on them.
+constexpr std::size_t buildDateOffset = 4;
+constexpr std::size_t buildTimeOffset = 20;
+constexpr std::size_t serialNumberOffset = 16;
+constexpr std::size_t roicIdOffset = 32;
+constexpr std::size_t fixedNumberOffset = 34;
+constexpr std::uint8_t fixedNumber = 27; // the version's second number, too
 
 constexpr std::size_t factoryTailOffset = 4884;
 constexpr std::size_t factoryTailSize = request::factoryTail.length;
@@ -128,9 +137,21 @@ void SubiProtocol::AnswerChipNumber() {
     state.status = status::success;
 }
 
+/** Reads the data stage; bytes that did not arrive keep their values. */
+template <typename T>
+void SubiProtocol::Take(T& value) {
+    static_assert(std::is_trivially_copyable_v<T>);
+    std::array<std::uint8_t, sizeof(T)> received{};
+    const ssize_t count = endpoint.Read(received.data(), received.size());
+    if (count > 0) {
+        std::memcpy(&value, received.data(),
+                    std::min(received.size(), static_cast<std::size_t>(count)));
+    }
+}
+
 void SubiProtocol::TakeSessionState() {
     std::uint16_t wanted = 0;
-    Take(&wanted, sizeof wanted);
+    Take(wanted);
     if (wanted != state.captureSession) {
         if (wanted == 1) {
             endpoint.RequestSessionStart();
@@ -150,7 +171,7 @@ void SubiProtocol::AnswerSessionState() {
 
 void SubiProtocol::Discard() {
     std::uint16_t ignored = 0;
-    Take(&ignored, sizeof ignored);
+    Take(ignored);
     state.status = status::success;
 }
 
@@ -160,7 +181,7 @@ void SubiProtocol::AnswerEight() {
 
 void SubiProtocol::TakeStopRequest() {
     std::uint16_t value = refusedStop; // refused when no data arrives
-    Take(&value, sizeof value);
+    Take(value);
     if (value == refusedStop) {
         return Refuse(status::stopRefused);
     }
@@ -168,12 +189,12 @@ void SubiProtocol::TakeStopRequest() {
 }
 
 void SubiProtocol::TakeSelector() {
-    Take(&state.selector, sizeof state.selector);
+    Take(state.selector);
     state.status = status::success;
 }
 
 void SubiProtocol::TakeFactoryRange() {
-    Take(&state.factoryRange, sizeof state.factoryRange);
+    Take(state.factoryRange);
     if (state.factoryRange.flag != 0) {
         Stall(); // the range stays set
     }
@@ -206,8 +227,8 @@ void SubiProtocol::AnswerVersion() {
     const auto version = VersionBytes(DeviceVersion()); // an exception ends the process
     std::ranges::copy(version, record.begin());
     static_assert(sizeof __DATE__ <= 16 && sizeof __TIME__ <= 16);
-    std::memcpy(&record[4], __DATE__, sizeof __DATE__);
-    std::memcpy(&record[20], __TIME__, sizeof __TIME__);
+    std::memcpy(&record[buildDateOffset], __DATE__, sizeof __DATE__);
+    std::memcpy(&record[buildTimeOffset], __TIME__, sizeof __TIME__);
     Reply(record.data(), record.size());
     state.status = status::success;
 }
@@ -266,10 +287,10 @@ void SubiProtocol::AnswerIdentity() {
     }
     std::array<std::uint8_t, selector::identity.length> record{};
     std::ranges::copy(camera->chipId, &record[0]);
-    std::ranges::copy(camera->serialNumber, &record[16]);
-    record[32] = static_cast<std::uint8_t>(camera->roicId & 0xff);
-    record[33] = static_cast<std::uint8_t>(camera->roicId >> 8);
-    record[34] = 27;
+    std::ranges::copy(camera->serialNumber, &record[serialNumberOffset]);
+    record[roicIdOffset] = static_cast<std::uint8_t>(camera->roicId & 0xff);
+    record[roicIdOffset + 1] = static_cast<std::uint8_t>(camera->roicId >> 8);
+    record[fixedNumberOffset] = fixedNumber;
     Reply(record.data(), record.size());
     state.status = status::success;
 }
@@ -285,15 +306,6 @@ void SubiProtocol::Reply(const void* data, std::size_t size) {
 void SubiProtocol::ReplyWord(std::uint16_t word) {
     Reply(&word, sizeof word);
     state.status = status::success;
-}
-
-/** Reads the data stage; bytes that did not arrive keep their values. */
-void SubiProtocol::Take(void* data, std::size_t size) {
-    std::array<std::uint8_t, 8> received{};
-    const ssize_t count = endpoint.Read(received.data(), size);
-    if (count > 0) {
-        std::memcpy(data, received.data(), std::min(size, static_cast<std::size_t>(count)));
-    }
 }
 
 /**

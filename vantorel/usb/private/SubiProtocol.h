@@ -75,7 +75,8 @@ private:
 
     void Reply(const void* data, std::size_t size);
     void ReplyWord(std::uint16_t word);
-    void Take(void* data, std::size_t size);
+    template <typename T>
+    void Take(T& value);
     void Stall();
     void Refuse(std::uint32_t reason);
 
