@@ -136,11 +136,16 @@ TEST_F(ButtonTest, TakesItsStateFromTheDeviceWhenEventsWereDropped) {
         EXPECT_EQ(event.code, power);
         EXPECT_EQ(event.value, before == now ? 77 : now) << before << now;
     }
-    Send(typeKey, power, 2); // a repetition whose press was not returned
-    EXPECT_EQ(button.WaitForEvent().value, 2);
-    isDown = true;
-    Send(typeSync, SYN_DROPPED, 0);
-    EXPECT_EQ(button.WaitForEvent().value, 1);
+    // A repetition changes nothing, whether its press was returned or not.
+    for (const bool wasReturned : {false, true}) {
+        Send(typeKey, power, wasReturned ? 1 : 0);
+        Send(typeKey, power, 2);
+        EXPECT_EQ(button.WaitForEvent().value, wasReturned ? 1 : 0);
+        EXPECT_EQ(button.WaitForEvent().value, 2);
+        isDown = !wasReturned;
+        Send(typeSync, SYN_DROPPED, 0);
+        EXPECT_EQ(button.WaitForEvent().value, isDown ? 1 : 0);
+    }
     Send(typeSync, SYN_DROPPED, 0);
     ioctls.OnPlain(EVIOCGKEY(keys.size()), [](void*) { return test::FailWith(ENODEV); });
     Send(typeKey, power, 1);
