@@ -5,13 +5,13 @@
 #include "host/Latency.h"
 #include "host/Protocol.h"
 #include "host/Report.h"
+#include "tools/WriteFile.h"
 
 #include <chrono>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <map>
+#include <system_error>
 #include <thread>
 
 namespace vantorel::host {
@@ -103,18 +103,11 @@ DeviceInfo Choose(const Arguments& arguments, Bus& bus) {
     return devices.front();
 }
 
-void WriteFile(const std::string& name, const std::vector<std::uint8_t>& data) {
-    std::ofstream file(name, std::ios::binary | std::ios::trunc);
-    file.write(reinterpret_cast<const char*>(data.data()),
-               static_cast<std::streamsize>(data.size()));
-    file.close();
-    if (!file) {
-        // A partial file must not pass for a complete one; devices and pipes are not removed.
-        std::error_code ignored;
-        if (std::filesystem::is_regular_file(name, ignored)) {
-            std::filesystem::remove(name, ignored);
-        }
-        throw OutputError("Cannot write " + name + ".");
+void WriteOutput(const std::string& name, const std::vector<std::uint8_t>& data) {
+    try {
+        WriteFile(name, {reinterpret_cast<const char*>(data.data()), data.size()});
+    } catch (const std::system_error& error) {
+        throw OutputError(std::string(error.what()) + '.');
     }
 }
 
@@ -149,14 +142,14 @@ ExitCode FactoryRead(Session& session) {
     const auto settings = session.protocol.FactorySettings();
     const std::string& file = session.arguments.outFile;
     if (!file.empty()) {
-        WriteFile(file, settings);
+        WriteOutput(file, settings);
     } else if (!session.arguments.json) {
         session.out << ToDump(settings);
         return exitSuccess;
     }
     Report report;
     report.Add("size", settings.size(), std::to_string(settings.size()));
-    file.empty() ? report.Add("data", ToHex(settings)) : report.Add("file", file);
+    file.empty() ? report.Add("data", ToHex(settings)) : report.Add("file", file, file);
     session.Print(report);
     return exitSuccess;
 }
@@ -239,8 +232,8 @@ ExitCode Raw(Session& session) {
     report.Add("stalled", stalled, stalled ? "yes" : "no");
     AddStatus(report, status);
     if (!arguments.outFile.empty() && !stalled) {
-        WriteFile(arguments.outFile, answer);
-        report.Add("file", arguments.outFile);
+        WriteOutput(arguments.outFile, answer);
+        report.Add("file", arguments.outFile, arguments.outFile);
     } else if (!arguments.data && arguments.json) {
         report.Add("data", ToHex(answer));
     }

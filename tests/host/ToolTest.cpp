@@ -144,6 +144,8 @@ TEST_F(ToolTest, ReportsWhyTheDeviceRefused) {
     CheckRun("raw 84 2 0300", exitRefused,
              "stalled: no\nstatus:  stopping with the value 3 is refused (0x00030300)");
     CheckRun("raw 88 2 --json", exitRefused, R"("stalled":true,"status":{"code":0)");
+    test::Selected(device.endpoint, 14, 1);
+    CheckRun("raw 53 4", exitSuccess, "0000  00 00 03 00"); // the older request's, as requested
     bus.replaced[{53, 4}] = {0, 0, 5, 0};
     CheckRun("session start", exitRefused, "refused to start the capture session");
     // Replies that the device never sends.
@@ -164,13 +166,21 @@ TEST_F(ToolTest, ReadsTheFactorySettingsInPieces) {
     EXPECT_EQ(directory.Read("factory"), std::string(expected.begin(), expected.end()));
     EXPECT_THAT(Output("factory read"), StartsWith("0000  05 0c 13 1a"));
     EXPECT_THAT(Output("--json factory read"), StartsWith(R"({"size":5120,"data":"050c131a)"));
-    CheckRun("factory read --out /nonexistent/file", exitOutput, "/nonexistent/file");
-    {
+    CheckRun("factory read --out /dev/null", exitSuccess, "/dev/null");
+    CheckRun("factory read --out /nonexistent/file", exitOutput,
+             "Cannot write /nonexistent/file: No such file or directory.");
+    std::filesystem::create_symlink("older", directory / "link");
+    for (const std::string name : {"new", "older", "link"}) {
+        directory.Write("older", "of another camera");
         const SmallFiles limit(4096); // like a full disk
-        CheckRun("factory read --out " + file, exitOutput, file);
+        CheckRun("factory read --out " + directory / name, exitOutput, name + ": File too large.");
+        EXPECT_EQ(directory.Read("older"), "of another camera");
+        EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory / ""), {}), 3)
+            << "a partial file could be mistaken for all settings";
     }
-    EXPECT_FALSE(std::filesystem::exists(file))
-        << "a partial file could be mistaken for all settings";
+    EXPECT_EQ(Run("factory read --out " + directory / "link"), exitSuccess);
+    EXPECT_TRUE(std::filesystem::is_symlink(directory / "link"));
+    EXPECT_EQ(directory.Read("older").size(), 5120U);
     out.setstate(std::ios::badbit);
     EXPECT_EQ(Run("identity"), exitOutput);
 }
