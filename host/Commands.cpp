@@ -154,31 +154,59 @@ ExitCode FactoryRead(Session& session) {
     return exitSuccess;
 }
 
-/** Prints the log line by line, independent of the pieces in which it arrives. */
-ExitCode KernelLog(Session& session) {
-    constexpr std::chrono::milliseconds pause(250);
-    std::string pending;
-    const auto print = [&](const std::string& line) {
-        session.out << (session.arguments.json ? ToLine({{"line", line}}) : Printable(line))
-                    << std::endl;
-    };
-    while (session.out) {
-        const std::string piece = session.protocol.KernelLog();
+/** Prints a log line by line, independent of the pieces in which it arrives. */
+class LinePrinter {
+public:
+    explicit LinePrinter(Session& owner) : session(owner) {}
+
+    void Take(const std::string& piece) {
+        constexpr std::size_t longest = 4096; // a device may send a line without an end
         pending += piece;
         for (auto end = pending.find('\n'); end != std::string::npos; end = pending.find('\n')) {
-            print(pending.substr(0, end));
+            Print(pending.substr(0, end));
             pending.erase(0, end + 1);
         }
-        if (piece.empty()) {
-            if (!session.arguments.follow) {
-                break;
-            }
-            std::this_thread::sleep_for(pause);
+        if (pending.size() >= longest) {
+            PrintRest();
         }
     }
-    if (!pending.empty()) {
-        print(pending);
+
+    void PrintRest() {
+        if (!pending.empty()) {
+            Print(pending);
+            pending.clear();
+        }
     }
+
+private:
+    void Print(const std::string& line) {
+        session.out << (session.arguments.json ? ToLine({{"line", line}}) : Printable(line))
+                    << std::endl;
+    }
+
+    Session& session;
+    std::string pending;
+};
+
+ExitCode KernelLog(Session& session) {
+    constexpr std::chrono::milliseconds pause(250);
+    LinePrinter printer(session);
+    try {
+        while (session.out) {
+            const std::string piece = session.protocol.KernelLog();
+            printer.Take(piece);
+            if (piece.empty()) {
+                if (!session.arguments.follow) {
+                    break;
+                }
+                std::this_thread::sleep_for(pause);
+            }
+        }
+    } catch (const std::exception&) {
+        printer.PrintRest(); // the device no longer has it
+        throw;
+    }
+    printer.PrintRest();
     return exitSuccess;
 }
 

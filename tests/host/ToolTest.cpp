@@ -195,10 +195,12 @@ TEST_F(ToolTest, JoinsTheKernelLogsPieces) {
     EXPECT_EQ(Output("klog --json"), "{\"line\":\"" + first + "\"}\n" +
                                          "{\"line\":\"<4>[ 2.0] \\u001b[2J\xef\xbf\xbd\"}\n"
                                          "{\"line\":\"last\"}\n");
-    kernelLog = "one\ntwo\n";
+    kernelLog = std::string(5000, 'a');
+    EXPECT_EQ(Output("klog"), std::string(4096, 'a') + '\n' + std::string(904, 'a') + '\n');
+    kernelLog = "one\nhal";      // what was removed from the device must not be lost
     FailAfter(7, Failure::Gone); // after the first empty piece
     EXPECT_EQ(Run("klog --follow"), exitBus);
-    EXPECT_EQ(out.str(), "one\ntwo\n");
+    EXPECT_EQ(out.str(), "one\nhal\n");
     EXPECT_EQ(err.str(), "vantorel-host: The cable is cut.\n");
 }
 
