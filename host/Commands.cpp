@@ -241,6 +241,9 @@ ExitCode Raw(Session& session) {
     const Setup setup{.request = static_cast<std::uint8_t>(arguments.request),
                       .value = static_cast<std::uint16_t>(arguments.value),
                       .index = static_cast<std::uint16_t>(arguments.index)};
+    if (arguments.data || setup.request != subi::request::status.number) {
+        session.protocol.ForgetOldStatus();
+    }
     std::vector<std::uint8_t> answer;
     bool stalled = false;
     try {

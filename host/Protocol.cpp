@@ -199,7 +199,6 @@ void Protocol::Write(const std::string& what, const Request& request,
     }
 }
 
-/** Some refusals do not set the status word; an old value would be mistaken for the reason. */
 void Protocol::ForgetOldStatus() {
     if (!statusKnown) {
         Status();

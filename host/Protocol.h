@@ -64,6 +64,11 @@ public:
     /** The spot temperature of the latest frame, in units of 1/32 degree. */
     std::int16_t Temperature();
 
+    /**
+     * Clears the status of a request that another program has sent: some refusals do not set the
+     * word, so the old value would be mistaken for the reason. Once per object.
+     */
+    void ForgetOldStatus();
     /** Sends a request unchanged; the answer has as many bytes as the device sent. */
     std::vector<std::uint8_t> RawIn(const Setup& setup, std::size_t length);
     void RawOut(const Setup& setup, const std::vector<std::uint8_t>& data);
@@ -79,7 +84,6 @@ private:
                std::initializer_list<std::uint16_t> words);
     void Write(const std::string& what, const subi::Request& request,
                std::initializer_list<std::uint16_t> words);
-    void ForgetOldStatus();
 
     Transport& transport;
     bool statusKnown = false;

@@ -143,6 +143,7 @@ TEST_F(ToolTest, ReportsWhyTheDeviceRefused) {
     // Refused although the bus has acknowledged the data.
     CheckRun("raw 84 2 0300", exitRefused,
              "stalled: no\nstatus:  stopping with the value 3 is refused (0x00030300)");
+    test::Selected(device.endpoint, 14, 1);
     CheckRun("raw 88 2 --json", exitRefused, R"("stalled":true,"status":{"code":0)");
     test::Selected(device.endpoint, 14, 1);
     CheckRun("raw 53 4", exitSuccess, "0000  00 00 03 00"); // the older request's, as requested
