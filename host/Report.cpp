@@ -7,6 +7,10 @@
 
 namespace vantorel::host {
 
+void Report::Add(const std::string& key, const std::string& value) {
+    Add(key, value, Printable(value));
+}
+
 void Report::Add(const std::string& key, nlohmann::ordered_json value, std::string text) {
     fields[key] = std::move(value);
     lines.emplace_back(key, std::move(text));
@@ -22,7 +26,7 @@ void Report::Print(std::ostream& out, bool json) const {
         width = std::max(width, key.size());
     }
     for (const auto& [key, text] : lines) {
-        out << key << ':' << std::string(width - key.size() + 1, ' ') << Printable(text) << '\n';
+        out << key << ':' << std::string(width - key.size() + 1, ' ') << text << '\n';
     }
 }
 
@@ -35,7 +39,7 @@ void PrintError(std::ostream& err, bool json, const std::string& text, int exitC
 }
 
 std::string ToLine(const nlohmann::ordered_json& value) {
-    return value.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+    return value.dump(-1, ' ', true, nlohmann::ordered_json::error_handler_t::replace);
 }
 
 std::string ToHex(const std::vector<std::uint8_t>& data) {
@@ -72,7 +76,7 @@ std::string ToDump(const std::vector<std::uint8_t>& data) {
 
 std::string Printable(std::string text) {
     std::ranges::replace_if(
-        text, [](unsigned char c) { return c < 0x20 || c == 0x7f; }, '.');
+        text, [](unsigned char c) { return c < 0x20 || c >= 0x7f; }, '.');
     return text;
 }
 

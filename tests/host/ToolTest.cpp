@@ -188,13 +188,13 @@ TEST_F(ToolTest, ReadsTheFactorySettingsInPieces) {
 
 TEST_F(ToolTest, JoinsTheKernelLogsPieces) {
     const std::string first = "<6>[ 1.0] " + std::string(70, 'a');
-    const std::string log = first + "\n<4>[ 2.0] \x1b[2J\xff\nlast";
+    const std::string log = first + "\n<4>[ 2.0] \x1b[2J\xc2\x9b\xff\nlast";
     kernelLog = log;
-    EXPECT_EQ(Output("klog"), first + "\n<4>[ 2.0] .[2J\xff\nlast\n");
+    EXPECT_EQ(Output("klog"), first + "\n<4>[ 2.0] .[2J...\nlast\n");
     EXPECT_THAT(Output("klog"), IsEmpty());
     kernelLog = log;
     EXPECT_EQ(Output("klog --json"), "{\"line\":\"" + first + "\"}\n" +
-                                         "{\"line\":\"<4>[ 2.0] \\u001b[2J\xef\xbf\xbd\"}\n"
+                                         "{\"line\":\"<4>[ 2.0] \\u001b[2J\\u009b\\ufffd\"}\n"
                                          "{\"line\":\"last\"}\n");
     kernelLog = std::string(5000, 'a');
     EXPECT_EQ(Output("klog"), std::string(4096, 'a') + '\n' + std::string(904, 'a') + '\n');
