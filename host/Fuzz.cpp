@@ -143,6 +143,7 @@ FuzzSummary RunFuzz(Transport& transport, const FuzzPlan& plan) {
     FuzzSource source(plan.seed, plan.reversed);
     FuzzSummary summary;
     int silentInARow = 0;
+    std::string lost; // the first of them
     for (std::uint64_t number = 0; number < plan.count; ++number) {
         FuzzRequest request = source.Next();
         if (!plan.sessions) {
@@ -155,10 +156,13 @@ FuzzSummary RunFuzz(Transport& transport, const FuzzPlan& plan) {
         } catch (const TransportError& error) {
             const bool stalled = error.Why() == Failure::Stall;
             const bool silent = error.Why() == Failure::Timeout;
-            silentInARow = silent ? silentInARow + 1 : 0;
+            if (silentInARow == 0) {
+                lost = Describe(request, number);
+            }
+            silentInARow = stalled ? 0 : silentInARow + 1;
             if (silentInARow == mostSilent || (!stalled && !silent)) {
-                throw TransportError(error.Why(), std::string(error.what()) + " It was lost at " +
-                                                      Describe(request, number) + ".");
+                throw TransportError(error.Why(),
+                                     std::string(error.what()) + " It was lost at " + lost + ".");
             }
             ++(stalled ? summary.refused : summary.silent);
         }
