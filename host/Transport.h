@@ -58,7 +58,7 @@ public:
     virtual void Out(const Setup& setup, std::span<const std::uint8_t> data) = 0;
 };
 
-/** A camera on the bus. The texts are empty when the user may not open the device. */
+/** A camera on the bus. The texts are empty when they cannot be read. */
 struct DeviceInfo {
     unsigned bus = 0;
     unsigned address = 0;

@@ -133,10 +133,13 @@ std::string Text(libusb_device_handle* handle, std::uint8_t index) {
     if (index == 0) {
         return {};
     }
-    const int size = Check(libusb_get_string_descriptor_ascii(
+    const int size = libusb_get_string_descriptor_ascii(
         handle, index, reinterpret_cast<unsigned char*>(text.data()),
-        static_cast<int>(text.size())));
-    text.resize(static_cast<std::size_t>(size));
+        static_cast<int>(text.size()));
+    if (size == LIBUSB_ERROR_IO) { // also for a text that is not in the form of the standard
+        throw TransportError(Failure::Other, "The device's texts cannot be read.");
+    }
+    text.resize(static_cast<std::size_t>(Check(size)));
     return text;
 }
 
@@ -152,6 +155,9 @@ DeviceInfo Describe(libusb_device* device, const libusb_device_descriptor& descr
         info.name = Text(handle.get(), descriptor.iProduct);
         info.portSerial = Text(handle.get(), descriptor.iSerialNumber);
     } catch (const TransportError& error) {
+        info.manufacturer.clear();
+        info.name.clear();
+        info.portSerial.clear();
         info.problem = error.what();
     }
     return info;
