@@ -15,7 +15,8 @@ namespace vantorel::host {
 namespace {
 
 constexpr unsigned defaultTimeoutMs = 5000;
-constexpr std::uint64_t mostRepetitions = 100'000'000;
+constexpr std::uint64_t mostRequests = 100'000'000;
+constexpr std::uint64_t mostRoundTrips = 1'000'000; // each is kept for the median
 
 [[noreturn]] void Reject(const std::string& option, const std::string& why) {
     throw CLI::ValidationError(option, why);
@@ -127,9 +128,9 @@ struct Grammar {
                        "Also start and stop the capture session; the device may stop answering");
         fuzz->add_flag("--reversed", arguments.reversed,
                        "Only known requests, each in the wrong direction");
-        AddCount(fuzz, "Number of requests (1000)");
+        AddCount(fuzz, "Number of requests (1000)", mostRequests);
         AddCount(Command(app, "latency", "Measure the round trip of the shortest request"),
-                 "Number of round trips (1000)");
+                 "Number of round trips (1000)", mostRoundTrips);
     }
 
     CLI::App* Command(CLI::App& parent, const std::string& name, const std::string& help,
@@ -146,10 +147,10 @@ struct Grammar {
             ->type_name("FILE");
     }
 
-    void AddCount(CLI::App* command, const std::string& help) {
+    void AddCount(CLI::App* command, const std::string& help, std::uint64_t most) {
         arguments.count = 1000;
         command->add_option("--count", arguments.count, help)
-            ->check(CLI::Range(std::uint64_t{1}, mostRepetitions));
+            ->check(CLI::Range(std::uint64_t{1}, most));
     }
 
     Arguments Finish() {

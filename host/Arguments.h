@@ -19,7 +19,7 @@ enum ExitCode {
     exitNoDevice = 3, ///< no device, or several and none chosen
     exitAccess = 4,   ///< no permission, or in use by another program
     exitBus = 5,      ///< the device vanished, did not answer, or the bus failed
-    exitOutput = 6,   ///< the result could not be written
+    exitOutput = 6,   ///< the result could not be written, or no memory is left
 };
 
 /** The command line, checked. */

@@ -361,7 +361,7 @@ ExitCode RunCommand(const Arguments& arguments, Bus& bus, std::ostream& out, std
         return fail(error, CodeOf(error.Why()));
     } catch (const DeviceError& error) {
         return fail(error, exitRefused);
-    } catch (const OutputError& error) {
+    } catch (const std::exception& error) { // also when no memory is left
         return fail(error, exitOutput);
     }
 }

@@ -165,17 +165,24 @@ DeviceInfo Describe(libusb_device* device, const libusb_device_descriptor& descr
 
 } // namespace
 
-UsbBus::UsbBus() {
-    Check(libusb_init(&context));
+UsbBus::~UsbBus() {
+    if (context != nullptr) {
+        libusb_exit(context);
+    }
 }
 
-UsbBus::~UsbBus() {
-    libusb_exit(context);
+libusb_context* UsbBus::Context() {
+    if (context == nullptr) {
+        libusb_context* made = nullptr;
+        Check(libusb_init(&made));
+        context = made;
+    }
+    return context;
 }
 
 std::vector<DeviceInfo> UsbBus::List(std::uint16_t vendor) {
     std::vector<DeviceInfo> found;
-    const Snapshot snapshot(context);
+    const Snapshot snapshot(Context());
     for (libusb_device* device : snapshot.Devices()) {
         libusb_device_descriptor descriptor{};
         Check(libusb_get_device_descriptor(device, &descriptor));
@@ -190,7 +197,7 @@ std::vector<DeviceInfo> UsbBus::List(std::uint16_t vendor) {
 }
 
 std::unique_ptr<Transport> UsbBus::Open(const DeviceInfo& device, unsigned timeoutMs) {
-    const Snapshot snapshot(context);
+    const Snapshot snapshot(Context());
     for (libusb_device* candidate : snapshot.Devices()) {
         if (libusb_get_bus_number(candidate) == device.bus &&
             libusb_get_device_address(candidate) == device.address) {

@@ -11,7 +11,7 @@ namespace vantorel::host {
 /** The cameras on this computer's USB, through libusb. */
 class UsbBus final : public Bus {
 public:
-    UsbBus();
+    UsbBus() = default;
     ~UsbBus() override;
     UsbBus(const UsbBus&) = delete;
     UsbBus& operator=(const UsbBus&) = delete;
@@ -20,6 +20,9 @@ public:
     std::unique_ptr<Transport> Open(const DeviceInfo& device, unsigned timeoutMs) override;
 
 private:
+    /** Initialises libusb at its first call: the help and a mistake need no USB. */
+    libusb_context* Context();
+
     libusb_context* context = nullptr;
 };
 

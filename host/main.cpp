@@ -11,8 +11,8 @@ int main(int argc, char** argv) {
     try {
         UsbBus bus;
         return RunTool(argc, argv, bus, std::cout, std::cerr);
-    } catch (const std::exception& error) {
+    } catch (const std::exception& error) { // no memory left
         std::cerr << "vantorel-host: " << error.what() << '\n';
-        return exitBus;
+        return exitOutput;
     }
 }

@@ -239,6 +239,7 @@ TEST_F(ToolTest, RejectsWrongArguments) {
                              "fuzz",
                              "fuzz --seed x",
                              "latency --count 0",
+                             "latency --count 1000001",
                              "status --device 1",
                              "status --device 1:2x",
                              "session",
@@ -278,6 +279,9 @@ TEST_F(ToolTest, ReportsErrorsAsJsonOnRequest) {
     EXPECT_EQ(Run("status --json"), exitBus);
     EXPECT_EQ(err.str(), R"({"error":"The cable is cut.","exit":5})"
                          "\n");
+    bus.onRequest = [] { throw std::bad_alloc(); };
+    EXPECT_EQ(Run("status --json"), exitOutput);
+    EXPECT_THAT(err.str(), HasSubstr(R"("exit":6)"));
 }
 
 TEST_F(ToolTest, DocumentsEveryJsonField) {
