@@ -107,8 +107,20 @@ TEST_F(LogToolTest, ReportsEachDamagedLineWithItsNumberAndUsesTheRest) {
         {good.substr(heading.size()), ":1: the heading is missing", 6},
         {changed("7,60" + line3.substr(4)), ":4: session 1 after 7", 6},
         {changed("1,6000" + line3.substr(4)), ":4: uptime 120 after 6000 in one session", 6},
+        {heading.substr(0, 14) + good.substr(heading.size()), ":1: the heading is torn", 5},
+        {heading.substr(0, 14) + line3.substr(0, 20) + good.substr(heading.size()),
+         ":1: the heading is torn", 5},
+        {heading.substr(0, 14) + std::string(4082, '\0') + good.substr(heading.size()),
+         ":1: the heading is torn", 5},
+        {std::string(200, '\0') + good.substr(heading.size()), ":1: the heading is torn", 5},
         {"", ":1: the file is empty", 0},
         {"Time,Value\n" + good, ":1: not the heading of a device's log: 'Time,Value'", 0},
+        {"Session ID,Uptime (s),Value\n" + good, ":1: not the heading of a device's log: 'Ses", 0},
+        {std::string("\x7f"
+                     "ELF\0\0\n",
+                     7) +
+             good,
+         ":1: not the heading of a device's log: '.ELF", 0},
         {std::string(1 << 20, 'x'), ":1: a long line instead of the heading", 0},
     };
     for (const auto& [content, problem, samples] : rows) {
@@ -120,6 +132,10 @@ TEST_F(LogToolTest, ReportsEachDamagedLineWithItsNumberAndUsesTheRest) {
         EXPECT_EQ(Run("summary @"), samples > 0 ? exitSuccess : exitProblems) << problem;
         EXPECT_THAT(samples > 0 ? out.str() : err.str(), HasSubstr(problem + 3));
     }
+    Put(heading.substr(0, 14)); // the first write of the first session
+    EXPECT_EQ(Run("check @"), exitProblems);
+    EXPECT_THAT(out.str(), HasSubstr(":1: the heading is torn by a power cut\n"));
+    EXPECT_EQ(Run("summary @"), exitSuccess);
     Put(changed("\n") + "torn");
     EXPECT_EQ(Run("summary @"), exitSuccess);
     EXPECT_THAT(out.str(), HasSubstr("first problem, in line 3: has 1 columns"));

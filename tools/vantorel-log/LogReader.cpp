@@ -40,6 +40,21 @@ bool IsJoined(std::string_view line) {
     return ParseLine("0" + std::string(line.substr(rest)), record).empty();
 }
 
+/**
+ * Returns whether a first line is what a power cut leaves of the heading: a part of it and zero
+ * bytes, perhaps joined with the first line of the next session.
+ */
+bool IsTornHeading(std::string_view line, std::string_view heading) {
+    const auto kept = std::ranges::mismatch(line, heading).in1 - line.begin();
+    const std::size_t rest = line.find_first_not_of('\0', static_cast<std::size_t>(kept));
+    if (rest == line.npos) {
+        return !line.empty();
+    }
+    Record record;
+    const std::string_view joined = line.substr(rest);
+    return rest > 0 && (ParseLine(joined, record).empty() || IsJoined(joined));
+}
+
 class LogParser {
 public:
     explicit LogParser(LogReceiver& target) : receiver(target) {}
@@ -54,6 +69,10 @@ public:
         }
         const std::string wrong =
             line.tooLong ? "longer than any line of the log" : ParseLine(line.text, record);
+        if (line.number == 1 && IsTornHeading(line.text, heading)) {
+            Report(line, Problem::Torn, "the heading is torn by a power cut");
+            return true;
+        }
         if (line.number == 1 && !wrong.empty()) {
             Report(line, Problem::Heading,
                    line.tooLong
