@@ -107,7 +107,7 @@ void WriteOutput(const std::string& name, const std::vector<std::uint8_t>& data)
     try {
         WriteFile(name, {reinterpret_cast<const char*>(data.data()), data.size()});
     } catch (const std::system_error& error) {
-        throw OutputError(std::string(error.what()) + '.');
+        throw OutputError("Cannot write " + std::string(error.what()) + '.');
     }
 }
 

@@ -76,7 +76,7 @@ inline mode_t NewMode() {
 inline void WriteFile(const std::string& name, std::string_view data) {
     const auto check = [&](bool done) {
         if (!done) {
-            throw std::system_error(errno, std::generic_category(), "Cannot write " + name);
+            throw std::system_error(errno, std::generic_category(), name);
         }
     };
     struct stat old {};

@@ -177,9 +177,10 @@ TEST_F(LogToolTest, DrawsWithGnuplotOrReportsWhyNot) {
         return Run(command);
     };
     EXPECT_EQ(fake("exit 1"), exitOutput); // gnuplot exits before it reads its input
-    EXPECT_FALSE(std::filesystem::exists(picture));
-    EXPECT_FALSE(std::filesystem::exists(picture + ".part"));
     EXPECT_EQ(fake("exec /bin/cat"), exitSuccess) << err.str();
+    EXPECT_EQ(fake("echo half; exit 1"), exitOutput);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(directory / ""), {}), 4)
+        << "more than the log, its session, gnuplot and the picture";
     ::setenv("PATH", path.c_str(), 1);
     const std::string script = directory.Read("log.svg");
     EXPECT_EQ(script.find("set terminal svg "), 0U);

@@ -2,14 +2,18 @@
 // SPDX-License-Identifier: LicenseRef-Vantorel
 #include "tools/vantorel-log/Gnuplot.h"
 
-#include <cerrno>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <stdexcept>
+#include "tools/WriteFile.h"
 
-#include <fcntl.h>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+#include <system_error>
+
 #include <spawn.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -20,29 +24,35 @@ namespace {
     throw std::runtime_error(what + ": " + std::strerror(error));
 }
 
-/** A file that is removed with the object, unless it has another name by then. */
-struct TemporaryFile {
-    TemporaryFile(const std::string& path, const std::string& content) : name(path) {
-        std::ofstream file(name, std::ios::binary);
-        if (!(file << content).flush()) {
-            Fail("cannot write " + name, errno);
-        }
-    }
-    ~TemporaryFile() {
-        std::error_code ignored;
-        std::filesystem::remove(name, ignored);
-    }
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
+using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
-    const std::string name;
-};
+/** A file without a name, in memory: nothing remains of it, however the program ends. */
+File MakeFile(const char* name) {
+    File file(nullptr, &std::fclose);
+    if (const int descriptor = ::memfd_create(name, MFD_CLOEXEC); descriptor >= 0) {
+        file.reset(::fdopen(descriptor, "w+"));
+    }
+    if (!file) {
+        Fail("cannot start gnuplot", errno);
+    }
+    return file;
+}
 
-pid_t Start(const TemporaryFile& input, const TemporaryFile& output) {
+std::string Content(std::FILE* file) {
+    std::string content;
+    std::array<char, 65536> buffer{};
+    std::rewind(file);
+    while (const std::size_t count = std::fread(buffer.data(), 1, buffer.size(), file)) {
+        content.append(buffer.data(), count);
+    }
+    return content;
+}
+
+pid_t Start(std::FILE* input, std::FILE* output) {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, input.name.c_str(), O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output.name.c_str(), O_WRONLY, 0);
+    posix_spawn_file_actions_adddup2(&actions, ::fileno(input), STDIN_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, ::fileno(output), STDOUT_FILENO);
     char name[] = "gnuplot";
     char settings[] = "-d"; // the user's own settings could change the output
     char* const arguments[] = {name, settings, nullptr};
@@ -62,17 +72,24 @@ pid_t Start(const TemporaryFile& input, const TemporaryFile& output) {
 } // namespace
 
 void RunGnuplot(const std::string& script, const std::string& outFile) {
-    const TemporaryFile commands(outFile + ".gnuplot", script);
-    const TemporaryFile picture(outFile + ".part", "");
-    const pid_t child = Start(commands, picture);
+    const File commands = MakeFile("commands");
+    if (std::fwrite(script.data(), 1, script.size(), commands.get()) != script.size() ||
+        std::fflush(commands.get()) != 0) {
+        Fail("cannot start gnuplot", errno);
+    }
+    std::rewind(commands.get()); // the child continues at this position
+    const File picture = MakeFile("picture");
+    const pid_t child = Start(commands.get(), picture.get());
     int status = 0;
     while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
     if (status != 0) {
         throw std::runtime_error("gnuplot failed to draw the plot");
     }
-    if (::rename(picture.name.c_str(), outFile.c_str()) != 0) {
-        Fail("cannot write " + outFile, errno);
+    try {
+        WriteFile(outFile, Content(picture.get()));
+    } catch (const std::system_error& error) {
+        throw std::runtime_error("cannot write " + std::string(error.what()));
     }
 }
 
