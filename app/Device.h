@@ -63,11 +63,12 @@ public:
     void Start(const std::function<bool()>& shouldEnd);
 
     /**
-     * Ends the process with status 0 within ten seconds, whatever the camera does: writes the log
-     * to its file, releases the USB port and unmounts the drive. It first waits for an update in
-     * progress, and for a stream that is being written to the fuel gauge, without a limit. The time
-     * that init scripts take to leave the bus, and that processes on the serial line take to end,
-     * does not count either; each of the two has a limit of 30 seconds.
+     * Ends the process within ten seconds, whatever the camera does: writes the log to its file,
+     * releases the USB port and unmounts the drive. It first waits for an update that is being
+     * written to flash, and for a stream that is being written to the fuel gauge, without a limit.
+     * An update that has only been found or begun is dropped. The time that init scripts take to
+     * leave the bus, and that processes on the serial line take to end, does not count either; each
+     * of the two has a limit of 30 seconds.
      *
      * A thread of the library may wait for the camera: for one to connect, for a frame before it
      * stops the capture session (a USB host can cause that), or for the SDK. So each step that

@@ -31,8 +31,10 @@ bool Device::StopDeciding(StopSteps& steps) {
     };
     // The manager needs half a second to stop, and two more while it waits for a host.
     constexpr auto limit = 4s;
-    return steps.Finish("connection manager", StopSteps::Begin([&] { connection.Stop(); }), limit,
-                        isGaugeAtWork);
+    // Only this state starts updates, and after its announcement the manager never waits.
+    const bool always = settled.State() == ConnectionState::Host;
+    return steps.Finish("connection manager", StopSteps::Begin([&] { connection.Stop(); }, always),
+                        limit, isGaugeAtWork);
 }
 
 /** Removes the functions after the port has left the bus. */
@@ -76,7 +78,8 @@ void Device::Stop() {
                  &boardThermometerService}) {
             polling.push_back(StopSteps::Begin([poller] { poller->Stop(); }));
         }
-        steps.Finish("update", StopSteps::Begin([&] { update.Stop(); }), StopSteps::totalTime,
+        // Also without a thread: the end of the process would cut a write to the flash.
+        steps.Finish("update", StopSteps::Begin([&] { update.Stop(); }, true), StopSteps::totalTime,
                      [] { return true; });
     }
 

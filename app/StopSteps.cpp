@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <iostream>
+#include <memory>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -23,13 +24,16 @@ constexpr std::chrono::milliseconds slice = 250ms;
 
 } // namespace
 
-std::future<void> StopSteps::Begin(std::function<void()> step) {
-    std::packaged_task<void()> task(std::move(step));
-    std::future<void> end = task.get_future();
+std::future<void> StopSteps::Begin(std::function<void()> step, bool always) {
+    const auto task = std::make_shared<std::packaged_task<void()>>(std::move(step));
+    std::future<void> end = task->get_future();
     try {
-        std::thread(std::move(task)).detach();
+        std::thread([task] { (*task)(); }).detach();
     } catch (const std::system_error&) {
-        return {};
+        if (!always) {
+            return {};
+        }
+        (*task)();
     }
     return end;
 }

@@ -20,8 +20,12 @@ class StopSteps {
 public:
     explicit StopSteps(CameraLatch& latch) : camera(latch) {}
 
-    /** Starts a step. The future is not valid when no thread can be created. */
-    static std::future<void> Begin(std::function<void()> step);
+    /**
+     * Starts a step.
+     * @param always when no thread can be created, run the step on this one; otherwise the future
+     *        is not valid then
+     */
+    static std::future<void> Begin(std::function<void()> step, bool always = false);
 
     /**
      * Waits for a step; returns false when it does not end in time.
