@@ -30,6 +30,18 @@ sigset_t BlockTerminationSignals() {
     return signals;
 }
 
+/**
+ * Keeps the application alive when the reader of its output ends: it may be writing an update to
+ * the flash. The failed line is lost, the next is tried again. A handler instead of SIG_IGN,
+ * because the programs that the application starts would inherit that.
+ */
+void OutliveTheReaderOfTheOutput() {
+    struct sigaction action {};
+    action.sa_handler = [](int) {};
+    action.sa_flags = SA_RESTART;
+    ::sigaction(SIGPIPE, &action, nullptr);
+}
+
 bool IsTerminationPending(const sigset_t& signals) {
     sigset_t pending;
     sigpending(&pending);
@@ -45,6 +57,7 @@ void WaitForTermination(const sigset_t& signals) {
 
 [[noreturn]] void Run(bool serialDebugger) {
     const sigset_t termination = BlockTerminationSignals();
+    OutliveTheReaderOfTheOutput();
 
     // The first start of new firmware. A product may convert settings here; this one has none.
     Firstboot firstStart;

@@ -25,6 +25,7 @@
 #include <cstdlib>
 #include <functional>
 #include <iostream>
+#include <limits>
 #include <random>
 #include <set>
 #include <thread>
@@ -251,6 +252,25 @@ constexpr unsigned livesPlayed = 8; // about four seconds
     Run(false);
 }
 
+/** A life with a closed pipe as its output, until SIGTERM. */
+[[noreturn]] void LiveWithoutReader() {
+    static Machine world;
+    ::alarm(2 * test::hangSeconds);
+    std::array<int, 2> ends{};
+    test::Must(::pipe2(ends.data(), O_CLOEXEC));
+    test::Must(::dup2(ends[1], STDOUT_FILENO) - STDOUT_FILENO);
+    ::close(ends[0]);
+    descriptorsAtStart = std::numeric_limits<int>::max(); // other lives check them
+    BlockTerminationSignals();
+    std::thread([] {
+        while (world.flips.load() < 3) {
+            std::this_thread::sleep_for(1ms);
+        }
+        ::kill(::getpid(), SIGTERM);
+    }).detach();
+    Run(false);
+}
+
 /** Starts the application in a separate process, which exits with 1. Returns its messages. */
 std::string MessagesWithout(const std::string& missing) {
     constexpr const char* file = "/tmp/messages";
@@ -298,6 +318,36 @@ TEST(Start, NamesTheDeviceThatIsMissing) {
         EXPECT_TRUE(messages.starts_with("Cannot start: " + name + " (" + where)) << messages;
         EXPECT_TRUE(messages.ends_with("): No such file or directory (2)\n")) << messages;
     }
+}
+
+// A supervisor that reads the output may be restarted while an update is written to the flash.
+TEST(Start, SurvivesTheEndOfTheReaderOfItsOutput) {
+    VANTOREL_NEED_PRIVATE_MOUNTS();
+    PrepareFiles();
+    const pid_t life = ::fork();
+    if (life == 0) {
+        LiveWithoutReader();
+    }
+    int status = -1;
+    while (::waitpid(life, &status, 0) == -1 && errno == EINTR) {
+    }
+    EXPECT_EQ(status, 0);
+}
+
+// An update is not cut when the process may not have another thread.
+TEST(Stop, RunsAStepThatMustNotBeLeftOutWithoutAThread) {
+    pthread_attr_t before;
+    pthread_attr_t tooLarge;
+    test::Must(::pthread_getattr_default_np(&before));
+    test::Must(::pthread_attr_init(&tooLarge));
+    test::Must(::pthread_attr_setstacksize(&tooLarge, SIZE_MAX / 2 + 1));
+    test::Must(::pthread_setattr_default_np(&tooLarge));
+    bool stopped = false;
+    EXPECT_FALSE(app::StopSteps::Begin([&] { stopped = true; }).valid());
+    EXPECT_FALSE(stopped);
+    EXPECT_TRUE(app::StopSteps::Begin([&] { stopped = true; }, true).valid());
+    EXPECT_TRUE(stopped);
+    test::Must(::pthread_setattr_default_np(&before));
 }
 
 TEST(Chaos, ApplicationSurvivesRandomEvents) {
