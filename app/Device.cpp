@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 #include "app/Device.h"
+#include "vantorel/ui/Version.h"
 
 #include <iostream>
 #include <stdexcept>
@@ -14,6 +15,14 @@ Device::SizeCheck::SizeCheck(const LCD& lcd) {
             "the display has " + std::to_string(lcd.Width()) + " x " +
             std::to_string(lcd.Height()) + " pixels, the user interface draws " +
             std::to_string(board::screenWidth) + " x " + std::to_string(board::screenHeight));
+    }
+}
+
+Device::VersionCheck::VersionCheck() {
+    try {
+        static_cast<void>(VersionBytes(DeviceVersion()));
+    } catch (const std::logic_error&) { // no number, or too large
+        throw std::runtime_error("/etc/kiro/version or /etc/kiro/revision is missing or not valid");
     }
 }
 

@@ -84,6 +84,14 @@ private:
     };
 
     /**
+     * Throws unless the software's version and the board's revision are known. The user interface
+     * and the host show both; the error of a conversion would not say which files to correct.
+     */
+    struct VersionCheck {
+        VersionCheck();
+    };
+
+    /**
      * Lets the display draw while the members below it are constructed. Stops the display when one
      * of them fails, because a service must not be destroyed while it runs.
      */
@@ -133,6 +141,7 @@ private:
     Thermometer processorThermometer =
         Open<Thermometer>(board::processorLogThermometerName, board::processorTemperature);
     const SizeCheck sizeCheck{lcd};
+    const VersionCheck versionCheck;
 
     // The screen, and the observers of the user's requests.
     Logger logger = Open("log", board::logDirectory, OpenLog);

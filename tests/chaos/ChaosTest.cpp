@@ -311,6 +311,10 @@ TEST(Start, NamesTheDeviceThatIsMissing) {
         {board::boardTemperature, board::boardThermometerName},
         {board::processorTemperature, board::processorLogThermometerName},
         {"/sys/class/udc/", "vantorel.usb"}};
+    for (const char* file : {"/etc/kiro/version", "/etc/kiro/revision"}) {
+        EXPECT_EQ(MessagesWithout(file), "Cannot start: /etc/kiro/version or /etc/kiro/revision is "
+                                         "missing or not valid\n");
+    }
     for (const auto& [path, name] : devices) {
         const std::string messages = MessagesWithout(path);
         const bool isPort = name == "vantorel.usb"; // the controller has a name, not a path
