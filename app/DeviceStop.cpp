@@ -53,11 +53,15 @@ void Device::UnmountDrive() {
     try {
         Tools::Umount(directory);
     } catch (const Error& error) {
+        int problem = error.Value();
         // A process, for instance a shell, has a file or a directory of the drive open. A detached
-        // mount disappears at once and ends with that process. After a host has overwritten the
-        // file system, the drive is not mounted.
-        if (error.Value() != EBUSY || ::umount2(directory.c_str(), MNT_DETACH) == -1) {
-            std::cerr << "The drive is not unmounted: " << error.ToString() << '\n';
+        // mount disappears at once and ends with that process.
+        if (problem == EBUSY) {
+            problem = ::umount2(directory.c_str(), MNT_DETACH) == -1 ? errno : 0;
+        }
+        // EINVAL: not mounted, as after a host has overwritten the file system.
+        if (problem != 0 && problem != EINVAL) {
+            std::cerr << "The drive is not unmounted: " << Error(problem).ToString() << '\n';
         }
     }
 }
