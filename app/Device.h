@@ -75,7 +75,7 @@ public:
      * joins a thread has a time limit, and the end of the process ends the threads that remain. No
      * destructor runs: threads of the buttons, the display and the camera still use the objects.
      */
-    [[noreturn]] void Stop();
+    [[noreturn]] void Stop(int status);
 
 private:
     /** Throws unless the display has the size that the UI library draws. */

@@ -66,7 +66,7 @@ void Device::UnmountDrive() {
     }
 }
 
-void Device::Stop() {
+void Device::Stop(int status) {
     logger.Flush(); // so that no failure below loses a line
     StopSteps steps(cameraLatch);
 
@@ -105,7 +105,7 @@ void Device::Stop() {
     }
     logger.Flush();
     std::cout.flush();
-    ::_exit(0);
+    ::_exit(status);
 }
 
 } // namespace app

@@ -55,6 +55,19 @@ void WaitForTermination(const sigset_t& signals) {
     sigwait(&signals, &received);
 }
 
+/** Reports the exception that is being handled. */
+void PrintFailure() {
+    try {
+        throw;
+    } catch (const CameraError& error) {
+        std::cerr << "Camera: " << error.Text() << " (" << error.Value() << ")\n";
+    } catch (const Error& error) {
+        std::cerr << "Cannot start: " << error.ToString() << " (" << error.Value() << ")\n";
+    } catch (const std::exception& error) {
+        std::cerr << "Cannot start: " << error.what() << '\n';
+    }
+}
+
 [[noreturn]] void Run(bool serialDebugger) {
     const sigset_t termination = BlockTerminationSignals();
     OutliveTheReaderOfTheOutput();
@@ -67,9 +80,14 @@ void WaitForTermination(const sigset_t& signals) {
 
     app::Device device(serialDebugger);
     device.Wire();
-    device.Start([&] { return IsTerminationPending(termination); });
+    try {
+        device.Start([&] { return IsTerminationPending(termination); });
+    } catch (...) {
+        PrintFailure();
+        device.Stop(1); // a service that runs must not be destroyed
+    }
     WaitForTermination(termination);
-    device.Stop();
+    device.Stop(0);
 }
 
 } // namespace
@@ -87,12 +105,8 @@ int main(int argc, char** argv) {
     }
     try {
         Run(serialDebugger);
-    } catch (const CameraError& error) {
-        std::cerr << "Camera: " << error.Text() << " (" << error.Value() << ")\n";
-    } catch (const Error& error) {
-        std::cerr << "Cannot start: " << error.ToString() << " (" << error.Value() << ")\n";
-    } catch (const std::exception& error) {
-        std::cerr << "Cannot start: " << error.what() << '\n';
+    } catch (...) {
+        PrintFailure();
     }
     return 1;
 }
