@@ -113,9 +113,10 @@ class Native:
         found = {(name, int(rate)): (int(count), float(value))
                  for name, rate, count, value in self._lines("benchmark_growth")}
         for name in ("button", "thermometer", "log", "frame"):
-            slow, fast = found[name, 1], found[name, 100]
+            # Not the usual rate: a few events in seconds find cold caches.
+            slow, fast = found[name, 10], found[name, 100]
             yield Row(f"processor time of one event, {name}, at 100 times the rate",
-                      fast[1] / 1000, "us", slow[1] / 1000, "at the usual rate", 1.1,
+                      fast[1] / 1000, "us", slow[1] / 1000, "at 10 times", 1.1,
                       note=f"{slow[0]} and {fast[0]} events in the same time")
         yield Row("heap in use after 100 times the events", found["heap", 100][1] / 1024, "KiB",
                   found["heap", 10][1] / 1024, "after 10 times", 1.1)
