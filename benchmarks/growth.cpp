@@ -23,6 +23,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <optional>
 #include <thread>
 
 #include <fcntl.h>
@@ -127,28 +128,29 @@ void Run(int rate, UserInterfaceManager& userInterface) {
     Logger logger("/tmp/log/");
     LoggerService loggerService(logger, interval(1000));
     setenv("KIROCAMERA_SIM_RATE", std::to_string(2 * rate).c_str(), 1);
-    CameraManager camera(0);
+    std::optional<CameraManager> camera(0);
 
     buttonService.AddObserver(buttons);
     thermometerService.AddObserver(temperatures);
     loggerService.AddObserver(lines);
-    camera.AddObserver(framesBegin);
-    camera.AddObserver(userInterface);
-    camera.AddObserver(frames);
+    camera->AddObserver(framesBegin);
+    camera->AddObserver(userInterface);
+    camera->AddObserver(frames);
 
     std::jthread presses([&](const std::stop_token& end) { Press(device, interval(100), end); });
     buttonService.Start();
     thermometerService.Start();
     loggerService.Start();
-    camera.Start();
+    camera->Start();
     std::this_thread::sleep_for(100ms);
-    camera.OnConnectionStateChanged(ConnectionState::Battery, ConnectionState::Undetermined);
+    camera->OnConnectionStateChanged(ConnectionState::Battery, ConnectionState::Undetermined);
     std::this_thread::sleep_for(duration);
     buttonService.Stop();
     presses = {};
     thermometerService.Stop();
     loggerService.Stop();
     const auto heap = ::mallinfo2().uordblks;
+    camera.reset(); // its thread writes to the meters
     buttons.Print("button", rate);
     temperatures.Print("thermometer", rate);
     lines.Print("log", rate);
