@@ -87,8 +87,11 @@ static void Pass(int from) {
         }
         line = end + 1;
     }
-    length = length == sizeof rest - 1 ? 0 : strlen(line);
+    length = strlen(line);
     memmove(rest, line, length);
+    if (length == sizeof rest - 1) { /* a line without an end fills the buffer */
+        length = 0;
+    }
 }
 
 int main(int count, char** arguments) {
@@ -133,7 +136,10 @@ int main(int count, char** arguments) {
         }
     }
     const long wall = Passed();
-    Pass(output[0]);
+    /* Only what is there already: a daemon that keeps the pipe open may never write again. */
+    while (poll(&reader, 1, 0) > 0 && (reader.revents & POLLIN) != 0) {
+        Pass(output[0]);
+    }
     printf("measured wall %ld group %lld resident %ld anonymous %ld samples %ld status %d\n", wall,
            (GroupTime() - groupBefore) / 1000, resident, anonymous, samples, status);
     return status != 0;
