@@ -6,41 +6,62 @@
 #include "vantorel/camera/CameraError.h"
 #include "vantorel/camera/CameraManager.h"
 
+#include <condition_variable>
 #include <cstdlib>
 #include <cstring>
-#include <future>
 #include <iostream>
+#include <mutex>
 
 #include <unistd.h>
 
 namespace {
 
+constexpr std::size_t spotOffset = 131; // in the header, not aligned
+
+/** The SDK calls it on its own threads, with frames perhaps on several at once. */
 class Viewer final : public vantorel::CameraObserver {
 public:
     explicit Viewer(int wanted) : remaining(wanted) {}
 
-    void OnCameraConnect(vantorel::Camera&) override { connected.set_value(); }
+    // Called again when a camera is connected anew.
+    void OnCameraConnect(vantorel::Camera&) override {
+        const std::lock_guard lock(mutex);
+        connected = true;
+        changed.notify_all();
+    }
 
-    // Called on an SDK thread; the frame is valid until this returns.
+    // The frame is valid until this returns.
     void OnCameraFrameAvailable(vantorel::Camera&, kirocamera_frame_t* frame) override {
         kiroframe_t* picture = nullptr;
-        if (remaining == 0 ||
-            kirocamera_frame_get_frame_by_format(frame, KIROCAMERA_FORMAT_DISPLAY, &picture) != 0) {
+        float spot = 0;
+        if (kirocamera_frame_get_frame_by_format(frame, KIROCAMERA_FORMAT_DISPLAY, &picture) != 0 ||
+            kiroframe_get_header_size(picture) < spotOffset + sizeof(spot)) {
             return;
         }
-        float spot = 0; // in the header, not aligned
-        std::memcpy(&spot, kiroframe_get_header(picture) + 131, sizeof(spot));
-        std::cout << kiroframe_get_width(picture) << " x " << kiroframe_get_height(picture)
-                  << ", spot " << spot << " C" << std::endl;
-        if (--remaining == 0) {
-            done.set_value();
+        std::memcpy(&spot, kiroframe_get_header(picture) + spotOffset, sizeof(spot));
+        const std::lock_guard lock(mutex);
+        if (remaining > 0) {
+            std::cout << kiroframe_get_width(picture) << " x " << kiroframe_get_height(picture)
+                      << ", spot " << spot << " C" << std::endl;
+            --remaining;
+            changed.notify_all();
         }
     }
 
-    std::promise<void> connected;
-    std::promise<void> done;
+    void WaitForCamera() {
+        std::unique_lock lock(mutex);
+        changed.wait(lock, [this] { return connected; });
+    }
+
+    void WaitForFrames() {
+        std::unique_lock lock(mutex);
+        changed.wait(lock, [this] { return remaining <= 0; });
+    }
 
 private:
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool connected = false;
     int remaining;
 };
 
@@ -52,11 +73,11 @@ int main(int argc, char** argv) {
         vantorel::CameraManager manager(0);
         manager.AddObserver(viewer);
         manager.Start();
-        viewer.connected.get_future().wait();
+        viewer.WaitForCamera();
         // The manager starts a session when it is notified of a state that requires frames.
         manager.OnConnectionStateChanged(vantorel::ConnectionState::Battery,
                                          vantorel::ConnectionState::Undetermined);
-        viewer.done.get_future().wait();
+        viewer.WaitForFrames();
         ::_exit(0); // the SDK still delivers frames
     } catch (const vantorel::CameraError& error) {
         std::cerr << "camera: " << error.Text() << std::endl;
