@@ -4,11 +4,13 @@
  * red when the board is too hot. docs/own-application.md describes how to build and start it. */
 #include <VantorelUI.h>
 
+#include <stdatomic.h>
+
 enum { WIDTH = 480, HEIGHT = 640 };
 
 /* Written by several threads, read by the display thread. */
-static volatile bool pressed;
-static volatile bool hot;
+static atomic_bool pressed;
+static atomic_bool hot;
 
 uint32_t* Render(void) {
     static uint32_t pixels[WIDTH * HEIGHT];
