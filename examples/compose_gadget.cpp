@@ -4,6 +4,7 @@
 // Offers a drive and a serial line on the USB port for some seconds.
 #include "vantorel/camera/CameraError.h"
 #include "vantorel/camera/CameraManager.h"
+#include "vantorel/service/Error.h"
 #include "vantorel/usb/USB.h"
 #include "vantorel/usb/USBGadgetMassStorage.h"
 #include "vantorel/usb/USBGadgetSerial.h"
@@ -12,8 +13,6 @@
 #include <cstdlib>
 #include <iostream>
 #include <thread>
-
-#include <unistd.h>
 
 int main(int argc, char** argv) {
     const std::chrono::seconds duration{argc > 1 ? std::atoi(argv[1]) : 5};
