@@ -9,6 +9,32 @@
 
 namespace vantorelui {
 
+namespace {
+
+/**
+ * Threads that are created while this object lives handle only the signals of their own faults: the
+ * application decides which of its threads handles the others.
+ */
+class SignalsBlocked {
+public:
+    SignalsBlocked() {
+        sigset_t all;
+        sigfillset(&all);
+        for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP}) {
+            sigdelset(&all, fault);
+        }
+        pthread_sigmask(SIG_SETMASK, &all, &before);
+    }
+    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before, nullptr); }
+    SignalsBlocked(const SignalsBlocked&) = delete;
+    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+
+private:
+    sigset_t before{};
+};
+
+} // namespace
+
 HoldTimer::HoldTimer(const Clock& source, std::function<void()> action)
     : clock(source), expired(std::move(action)) {}
 
@@ -35,17 +61,8 @@ void HoldTimer::Settle() {
 }
 
 void HoldTimer::Start() {
-    // The application decides which of its threads handles signals. This thread handles only those
-    // of its own faults.
-    sigset_t all;
-    sigset_t before;
-    sigfillset(&all);
-    for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP}) {
-        sigdelset(&all, fault);
-    }
-    pthread_sigmask(SIG_SETMASK, &all, &before);
+    const SignalsBlocked blocked;
     std::thread([this] { Run(); }).detach();
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 void HoldTimer::Run() {
