@@ -24,6 +24,12 @@ std::string_view TakeWord(std::string_view& line) {
     return word;
 }
 
+/** The rest of a line without the blanks around it: a path may contain some. */
+std::string_view Trim(std::string_view line) {
+    line.remove_prefix(std::min(line.find_first_not_of(blanks), line.size()));
+    return line.substr(0, line.find_last_not_of(blanks) + 1);
+}
+
 } // namespace
 
 std::optional<std::int32_t> ParseNumber(std::string_view text, std::int32_t low,
@@ -39,15 +45,15 @@ std::optional<std::int32_t> ParseNumber(std::string_view text, std::int32_t low,
 
 std::optional<ControlCommand> ControlCommand::Parse(std::string_view line) {
     const std::string_view name = TakeWord(line);
+    if (name == "play") {
+        return ControlCommand{Kind::Play, 0, std::string(Trim(line))};
+    }
+    if (name == "record") {
+        return ControlCommand{Kind::Record, 0, std::string(Trim(line))};
+    }
     const std::string_view argument = TakeWord(line);
     if (!TakeWord(line).empty()) {
         return std::nullopt;
-    }
-    if (name == "play") {
-        return ControlCommand{Kind::Play, 0, std::string(argument)};
-    }
-    if (name == "record") {
-        return ControlCommand{Kind::Record, 0, std::string(argument)};
     }
     if (argument.empty()) {
         if (name == "connect") {

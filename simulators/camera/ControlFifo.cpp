@@ -5,6 +5,7 @@
 #include "Message.h"
 
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -13,7 +14,7 @@
 namespace kirosim {
 
 namespace {
-constexpr std::size_t maxLine = 128;
+constexpr std::size_t maxLine = PATH_MAX + 16; // a command with the longest path
 }
 
 ControlFifo::ControlFifo(const std::string& name) : path(name) {

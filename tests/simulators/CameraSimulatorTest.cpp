@@ -85,12 +85,12 @@ TEST_F(CameraSimulator, PlaysAndWritesRecordings) {
         const std::vector<std::int16_t> pixels(160 * 120, temperature);
         return std::string(reinterpret_cast<const char*>(pixels.data()), 2 * pixels.size());
     };
-    directory.Write("cold-and-hot", picture(-1234) + picture(5000) + "the rest of a picture");
+    directory.Write("cold and hot", picture(-1234) + picture(5000) + "the rest of a picture");
     directory.Write("short", "no picture");
     const auto command = [&](const std::string& text, const std::string& file) {
         EXPECT_EQ(kirocamera_sim_command((text + directory / file).c_str()), 0);
     };
-    command("play ", "cold-and-hot");
+    command(" play  ", "cold and hot \r");
     command("record ", "copy");
     for (const float celsius : {-12.34F, 50.0F, -12.34F}) {
         EXPECT_EQ(manual.Frame(), 0);
@@ -121,8 +121,9 @@ TEST(CameraControl, SurvivesAnyInputFromThePipe) {
     };
     kirocamera_manager_register_event_callback(manager, note, &events);
     testing::internal::CaptureStderr();
-    directory.Write("camera", "nonsense\x1b[2J\n" + std::string(1000, 'x') + "\ndisconnect\nconn");
-    directory.Write("camera", "ect\nerror 7\r\n  error 2 \n\nerror 99999999999\ndisconnect\n");
+    directory.Write("camera", "nonsense\x1b[2J\n" + std::string(5000, 'x') + "\ndisconnect\nconn");
+    directory.Write("camera", "ect\n" + std::string(1000, ' ') +
+                                  "error 7\r\n  error 2 \n\nerror 99999999999\ndisconnect\n");
     EXPECT_TRUE(Eventually([&] { return events == 721; }));
     kirocamera_manager_destroy(manager);
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
