@@ -11,6 +11,7 @@
 // sanitizer does not need.
 
 #include "tests/chaos/Machine.h"
+#include "tests/chaos/StatusLines.h"
 #include "tests/support/OpenDescriptors.h"
 #include "tests/ui/DeviceFiles.h"
 
@@ -27,71 +28,40 @@
 #include <iostream>
 #include <limits>
 #include <random>
-#include <set>
 #include <thread>
 #include <typeinfo>
 
 #include <sys/wait.h>
 #include <unistd.h>
 
-// The unchanged application. EndOfApplication() checks it at its exit.
+// The unchanged application. EndOfApplication() checks it at its exit. PendingSignals() is called
+// while the application waits for a camera.
 [[noreturn]] void EndOfApplication(int status);
+int PendingSignals(sigset_t* signals);
 #define main ApplicationMain
 #define _exit EndOfApplication
+#define sigpending PendingSignals
 #include "app/Device.cpp"
 #include "app/DeviceStop.cpp"
 #include "app/StopSteps.cpp"
 #include "app/main.cpp"
+#undef sigpending
 #undef _exit
 #undef main
 
 namespace {
 
 using namespace std::chrono_literals;
+using test::Demand;
 using test::Machine;
-
-void Demand(bool condition, const char* what) {
-    if (!condition) {
-        std::cerr << "broken: " << what << std::endl;
-        std::abort();
-    }
-}
-
-/** Replaces standard output and checks the status lines. */
-class StatusLines final : public std::streambuf {
-public:
-    std::atomic<int> state{0};
-    std::atomic<bool> sessionWanted{false}; // the state requires a session
-    std::atomic<bool> bound{false};         // a host may stop the session
-    std::atomic<bool> decided{false};       // all observers know the first state
-
-private:
-    std::streamsize xsputn(const char* text, std::streamsize size) override {
-        const std::string_view line(text, static_cast<std::size_t>(size));
-        Demand(line.ends_with('\n'), "each line is written in one call");
-        static constexpr std::string_view transition = "CONNECTION TRANSITION TO STATE: ";
-        if (line.starts_with(transition)) {
-            static const std::set<std::pair<int, int>> legal = {{0, 1}, {0, 2}, {0, 3}, {0, 4},
-                                                                {0, 5}, {1, 2}, {2, 1}, {2, 5}};
-            const int next = line[transition.size()] - '0';
-            Demand(legal.contains({state, next}), "transition between connection states");
-            state = next;
-        } else if (line.starts_with("CAMERA: CONNECTION_STATE_CHANGED 1")) {
-            sessionWanted = true;
-        } else if (line.starts_with("USB BIND GADGETS")) {
-            bound = true;
-        } else if (line.starts_with("FUEL GAUGE SERVICE START")) {
-            decided = true;
-        }
-        return size;
-    }
-    int overflow(int character) override { return character; }
-};
+using test::StatusLines;
 
 Machine* machine = nullptr;
 StatusLines* statusLines = nullptr;
 std::atomic<std::ptrdiff_t> descriptorsAtStart{0};
 std::atomic<bool> decidedAtEnd{false};
+int statusAtEnd = 0;
+std::function<void()> atWaitForCamera;
 
 std::ptrdiff_t CountThreads() {
     const std::filesystem::directory_iterator entries("/proc/self/task");
@@ -252,6 +222,18 @@ constexpr unsigned livesPlayed = 8; // about four seconds
     Run(false);
 }
 
+/** Runs a life in a separate process; returns its wait status. */
+int StatusOf(const std::function<void()>& life) {
+    const pid_t process = ::fork();
+    if (process == 0) {
+        life();
+    }
+    int status = -1;
+    while (::waitpid(process, &status, 0) == -1 && errno == EINTR) {
+    }
+    return status;
+}
+
 /** A life with a closed pipe as its output, until SIGTERM. */
 [[noreturn]] void LiveWithoutReader() {
     static Machine world;
@@ -271,11 +253,35 @@ constexpr unsigned livesPlayed = 8; // about four seconds
     Run(false);
 }
 
+/** From here on no thread can be created in this process. Returns the attributes before. */
+pthread_attr_t AllowNoThreads() {
+    pthread_attr_t before;
+    pthread_attr_t tooLarge;
+    test::Must(::pthread_getattr_default_np(&before));
+    test::Must(::pthread_attr_init(&tooLarge));
+    test::Must(::pthread_attr_setstacksize(&tooLarge, SIZE_MAX / 4 * 3 + 3));
+    test::Must(::pthread_setattr_default_np(&tooLarge));
+    return before;
+}
+
+/** A life whose last service cannot be started. */
+[[noreturn]] void LiveWithoutLastService() {
+    static Machine world;
+    ::alarm(2 * test::hangSeconds);
+    ::setenv("KIROCAMERA_SIM_CONNECTED", "0", 1);
+    descriptorsAtStart = std::numeric_limits<int>::max();
+    statusAtEnd = 1;
+    atWaitForCamera = [] {
+        AllowNoThreads();
+        ::kirocamera_sim_command("connect"); // ends the wait
+    };
+    Run(false);
+}
+
 /** Starts the application in a separate process, which exits with 1. Returns its messages. */
 std::string MessagesWithout(const std::string& missing) {
     constexpr const char* file = "/tmp/messages";
-    const pid_t start = ::fork();
-    if (start == 0) {
+    const auto start = [&] {
         ::alarm(test::hangSeconds);
         static_cast<void>(::dup2(::open(file, O_WRONLY | O_CREAT | O_TRUNC, 0600), 2));
         Machine world;
@@ -283,11 +289,8 @@ std::string MessagesWithout(const std::string& missing) {
         std::string program = "vantorel-app";
         char* arguments[] = {program.data(), nullptr};
         std::exit(ApplicationMain(1, arguments));
-    }
-    int status = -1;
-    while (::waitpid(start, &status, 0) == -1 && errno == EINTR) {
-    }
-    EXPECT_EQ(status, 1 << 8) << missing;
+    };
+    EXPECT_EQ(StatusOf(start), 1 << 8) << missing;
     return test::ReadFile(file);
 }
 
@@ -328,24 +331,19 @@ TEST(Start, NamesTheDeviceThatIsMissing) {
 TEST(Start, SurvivesTheEndOfTheReaderOfItsOutput) {
     VANTOREL_NEED_PRIVATE_MOUNTS();
     PrepareFiles();
-    const pid_t life = ::fork();
-    if (life == 0) {
-        LiveWithoutReader();
-    }
-    int status = -1;
-    while (::waitpid(life, &status, 0) == -1 && errno == EINTR) {
-    }
-    EXPECT_EQ(status, 0);
+    EXPECT_EQ(StatusOf(LiveWithoutReader), 0);
+}
+
+// The services that run already must not be destroyed: that would abort without a message.
+TEST(Start, EndsOrderlyWhenAServiceCannotBeStarted) {
+    VANTOREL_NEED_PRIVATE_MOUNTS();
+    PrepareFiles();
+    EXPECT_EQ(StatusOf(LiveWithoutLastService), 1 << 8);
 }
 
 // An update is not cut when the process may not have another thread.
 TEST(Stop, RunsAStepThatMustNotBeLeftOutWithoutAThread) {
-    pthread_attr_t before;
-    pthread_attr_t tooLarge;
-    test::Must(::pthread_getattr_default_np(&before));
-    test::Must(::pthread_attr_init(&tooLarge));
-    test::Must(::pthread_attr_setstacksize(&tooLarge, SIZE_MAX / 2 + 1));
-    test::Must(::pthread_setattr_default_np(&tooLarge));
+    const pthread_attr_t before = AllowNoThreads();
     bool stopped = false;
     EXPECT_FALSE(app::StopSteps::Begin([&] { stopped = true; }).valid());
     EXPECT_FALSE(stopped);
@@ -368,21 +366,21 @@ TEST(Chaos, ApplicationSurvivesRandomEvents) {
     const auto end =
         std::chrono::steady_clock::now() + std::chrono::seconds(byTime ? std::stoi(seconds) : 0);
     for (; byTime ? std::chrono::steady_clock::now() < end : seed != afterLast; ++seed) {
-        const pid_t life = ::fork();
-        if (life == 0) {
-            Live(seed);
-        }
-        int status = -1;
-        while (::waitpid(life, &status, 0) == -1 && errno == EINTR) {
-        }
-        ASSERT_EQ(status, 0) << "VANTOREL_CHAOS_SEED=" << seed;
+        ASSERT_EQ(StatusOf([&] { Live(seed); }), 0) << "VANTOREL_CHAOS_SEED=" << seed;
     }
 }
 
 } // namespace
 
+int PendingSignals(sigset_t* signals) {
+    if (const auto act = std::exchange(atWaitForCamera, nullptr)) {
+        act();
+    }
+    return ::sigpending(signals);
+}
+
 void EndOfApplication(int status) {
-    Demand(status == 0, "exit status 0");
+    Demand(status == statusAtEnd, "exit status");
     Demand(test::CountOpenDescriptors() <= descriptorsAtStart, "descriptors");
     // The remaining threads: this one, the display's, three for buttons, two for the camera, the
     // user interface's for held buttons, the player, the host and two of the sanitizer. Before the
@@ -393,5 +391,5 @@ void EndOfApplication(int status) {
     Demand(log.ends_with('\n') &&
                std::ranges::count(log, ',') == 15 * std::ranges::count(log, '\n'),
            "whole lines in the log");
-    ::_exit(0);
+    ::_exit(status);
 }
