@@ -241,6 +241,22 @@ TEST_F(InterruptedUpdate, IsCompletedByTheRightStreamAfterAWrongOne) {
     }
 }
 
+// Its file may be damaged. A target beyond the flash would be written outside of it.
+TEST(StoredGauge, IsRefusedWithATargetBeyondItsFlash) {
+    gauge model;
+    gauge_init(&model);
+    for (const auto& [operation, target, accepted] : {std::tuple{GAUGE_PROGRAMS_BLOCK, 63, true},
+                                                      {GAUGE_PROGRAMS_BLOCK, 64, false},
+                                                      {GAUGE_PROGRAMS_ROW, 255, true},
+                                                      {GAUGE_PROGRAMS_ROW, 256, false},
+                                                      {GAUGE_IDLE, 255, true}}) {
+        gauge_memory stored = model.memory;
+        stored.operation = operation;
+        stored.target = static_cast<std::uint16_t>(target);
+        EXPECT_EQ(gauge_restore(&model, &stored), accepted) << operation << ", " << target;
+    }
+}
+
 // The stream first compares the type, so no start changes a gauge of another type.
 TEST_F(InterruptedUpdate, LeavesAGaugeOfAnotherTypeAsItIs) {
     Renew();

@@ -279,8 +279,13 @@ void gauge_init(struct gauge *gauge)
 
 bool gauge_restore(struct gauge *gauge, const struct gauge_memory *memory)
 {
+	/* A row may be the target of an earlier operation, but never of a block's. */
+	u16 targets = memory->operation == GAUGE_PROGRAMS_BLOCK ?
+			      GAUGE_CLASSES * GAUGE_BLOCKS_PER_CLASS :
+			      GAUGE_ROWS;
+
 	if (memory->mode > GAUGE_ROM || memory->access > GAUGE_FULL_ACCESS ||
-	    memory->operation > GAUGE_PROGRAMS_BLOCK || memory->target >= GAUGE_ROWS)
+	    memory->operation > GAUGE_PROGRAMS_BLOCK || memory->target >= targets)
 		return false;
 	gauge->memory = *memory;
 	/* The machine was off for longer than any change of the flash takes. */
