@@ -141,12 +141,21 @@ class StreamTools(unittest.TestCase):
                         self.assertRegex(output, rf"^make-[a-z-]+: {bad}: .+\n$")
                         self.assertFalse((self.path / "out").exists())
         for arguments in ([], ["fit"], ["--bogus", *good, "out"], [*good, "stream"],
+                          ["--convert", *good[:2], "out"],
                           [*good, "directory"], [*good, "missing/out"]):
             with self.subTest(arguments=arguments):
                 status, output = self.run_tool("make-update", *arguments)
                 self.assertEqual(status, 2)
                 self.assertRegex(output, "^make-update: .+\n$")
         self.assertEqual(self.run_tool("make-gauge-stream", "directory/none/out")[0], 2)
+        # Numbers that a byte, a word or the gauge cannot hold would have been written as others.
+        for option, value in (("--type", "abc"), ("--type", "0x10000"), ("--type", "-1"),
+                              ("--version", "256"), ("--blocks", "65"), ("--verify", "-1")):
+            with self.subTest(option=option, value=value):
+                status, output = self.run_tool("make-gauge-stream", option, value, "out")
+                self.assertEqual(status, 2)
+                self.assertIn(f"argument {option}: {value} is not a whole number from 0 to", output)
+                self.assertFalse((self.path / "out").exists())
 
     def test_refuses_a_fit_that_names_another_root_file_system(self):
         loader = TOOLS.parent / "build/virtual-device/loader"
