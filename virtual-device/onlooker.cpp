@@ -53,9 +53,12 @@ std::string InOneLine(const std::string& text) {
 /** Sends a command to the board; returns "ok" or the reason why the board refused it. */
 std::string RunCommand(const std::string& command) {
     const int file = ::open(board, O_WRONLY | O_CLOEXEC);
-    const bool done =
-        ::write(file, command.data(), command.size()) == static_cast<ssize_t>(command.size());
-    std::string answer = done ? "ok" : std::strerror(errno);
+    if (file < 0) {
+        return std::strerror(errno);
+    }
+    // The board takes a command as a whole or refuses it.
+    const ssize_t written = ::write(file, command.data(), command.size());
+    std::string answer = written < 0 ? std::strerror(errno) : "ok";
     ::close(file);
     return answer;
 }
