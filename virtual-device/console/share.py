@@ -28,9 +28,10 @@ def fill(share: Path, machine):
     # The images for updates made by scripts.
     (share / "firmware").mkdir(exist_ok=True)
     for image in ("fit", "rootfs"):
+        # A copy, since the device may write to it or put a link in its place.
         copy = share / "firmware" / image
         copy.unlink(missing_ok=True)
-        os.link(machine.firmware / image, copy)
+        shutil.copyfile(machine.firmware / image, copy)
     for program in ("dbclient", "lsusb", "usbreset"):
         shutil.copy(machine.image / "userland/usr/bin" / program, share / "bin")
     shutil.copytree(PROJECT / "tests/data", share / "data", dirs_exist_ok=True)
