@@ -14,7 +14,35 @@ sys.path[:0] = [str(CONSOLE), str(CONSOLE.parent)]
 
 import firmware  # noqa: E402
 import share  # noqa: E402
+from commands import Console  # noqa: E402
 from own import Own  # noqa: E402
+from surroundings import Surroundings  # noqa: E402
+
+class FakeMachine:
+    """A device that carries out commands at once; `moved` are the files that `put` copied."""
+
+    def __init__(self, folder: Path):
+        self.share = folder / "share"
+        (self.share / "out").mkdir(parents=True, exist_ok=True)
+        self.surroundings = Surroundings()
+        self.moved = {}
+        self.played = []
+
+    ready = True
+
+    def run(self, _command: str, _seconds=0):
+        return 0, ""
+
+    def check(self, command: str, _seconds=0) -> str:
+        match command.split():
+            case ["mv", "-T", source, target]:
+                file = self.share / source.removeprefix("/host/")
+                self.moved[target] = file.read_bytes()
+                file.unlink()
+            case ["echo", "play", path, *_]:
+                self.played.append(path)
+        return ""
+
 
 class DeviceFiles(InFolder):
     def test_the_device_cannot_change_this_builds_firmware(self):
@@ -31,6 +59,13 @@ class DeviceFiles(InFolder):
                 self.assertEqual(copy.read_bytes(), b"content")
                 copy.write_bytes(b"by the device")
                 self.assertEqual(file.read_bytes(), b"content")
+
+    def test_each_recording_has_a_new_path_on_the_device_also_from_another_page(self):
+        machine = FakeMachine(self.path)
+        recording = self.put("scene.rec", bytes(38400))
+        for _ in range(2):
+            Console(machine, watch=object()).execute(f"camera play {recording}")
+        self.assertEqual(len(set(machine.played)), 2)
 
 
 if __name__ == "__main__":

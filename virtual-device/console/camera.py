@@ -20,8 +20,6 @@ MOST_RECORDED = 60  # seconds, which take 70 MB of the device's memory
 class Commands:
     """A part of Console."""
 
-    recordings = 0  # copied to the device so far
-
     def do_camera(self, arguments):
         usage = "usage: camera connect|disconnect|error CODE|rate 0..240|hang 0|1|play|record ..."
         if len(arguments) == 2 and arguments[0] == "play":
@@ -67,8 +65,7 @@ class Commands:
         self.machine.check("rm -f /run/recording-*")
         if self.surroundings.recording is None:
             return ""
-        self.recordings += 1
-        path = f"/run/recording-{self.recordings}"
+        path = f"/run/recording-{next(self.surroundings.recordings)}"
         self.do_put([str(self.surroundings.recording), path])
         return path
 

@@ -3,6 +3,7 @@
 """The device's environment, which stays the same while the device is off: battery, charger, cable,
 camera."""
 
+import itertools
 import re
 
 REMEMBERED = re.compile(r"(battery|level|current|voltage|gauge-temperature|charger|fixture \d|"
@@ -14,6 +15,7 @@ class Surroundings:
         self.camera = {}  # the simulator's settings, by environment variable
         self.recording = None  # played by the camera; a file of the development machine
         self.cable = False
+        self.recordings = itertools.count(1)  # numbers of those on the device, by any console
         self._board = {}  # the latest board command for each state
 
     @property
