@@ -68,5 +68,17 @@ class DeviceFiles(InFolder):
         self.assertEqual(len(set(machine.played)), 2)
 
 
+class GaugeSurroundings(InFolder):
+    def test_a_new_gauge_measures_the_same_battery(self):
+        machine = FakeMachine(self.path)
+        commands = []
+        watch = types.SimpleNamespace(command=commands.append)
+        console = Console(machine, watch=watch)
+        for line in ("battery level 33", "temperature cpu 50", "gauge new"):
+            console.execute(line)
+        self.assertEqual(commands,
+                         ["level 33", "temperature cpu 50000", "gauge-new", "level 33"])
+
+
 if __name__ == "__main__":
     unittest.main()

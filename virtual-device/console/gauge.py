@@ -62,3 +62,6 @@ def execute(console, arguments: list):
             run_tool("make-update", out / "fit", out / "rootfs", out / "bqfs", out / "THERMAL.STR")
         case _:
             console.board(_board_command(arguments))
+            if arguments == ["new"]:  # it measures the same battery as the one before
+                for command in console.surroundings.gauge_commands():
+                    console.board(command)

@@ -6,16 +6,17 @@ camera."""
 import itertools
 import re
 
-REMEMBERED = re.compile(r"(battery|level|current|voltage|gauge-temperature|charger|fixture \d|"
-                        r"temperature (?:board|cpu)) -?\d+")
+MEASURED = ("battery", "level", "current", "voltage", "gauge-temperature")  # by the fuel gauge
+REMEMBERED = re.compile(rf"({'|'.join(MEASURED)}|charger|fixture \d|temperature (?:board|cpu)) "
+                        r"-?\d+")
 
 
 class Surroundings:
     def __init__(self):
         self.camera = {}  # the simulator's settings, by environment variable
         self.recording = None  # played by the camera; a file of the development machine
-        self.cable = False
         self.recordings = itertools.count(1)  # numbers of those on the device, by any console
+        self.cable = False
         self._board = {}  # the latest board command for each state
 
     @property
@@ -32,3 +33,7 @@ class Surroundings:
     def board_commands(self) -> list[str]:
         """The commands that restore the environment on a newly booted board."""
         return list(self._board.values())
+
+    def gauge_commands(self) -> list[str]:
+        """Those of them that tell a new fuel gauge what it measures."""
+        return [command for name, command in self._board.items() if name in MEASURED]
