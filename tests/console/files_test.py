@@ -4,6 +4,7 @@
 """The console's files and errors, without a device."""
 import sys
 import tempfile
+import threading
 import types
 import unittest
 import unittest.mock
@@ -15,7 +16,9 @@ sys.path[:0] = [str(CONSOLE), str(CONSOLE.parent)]
 import firmware  # noqa: E402
 import share  # noqa: E402
 from commands import Console  # noqa: E402
+from failure import Failure  # noqa: E402
 from own import Own  # noqa: E402
+from picture import encode  # noqa: E402
 from surroundings import Surroundings  # noqa: E402
 
 class FakeMachine:
@@ -59,6 +62,33 @@ class DeviceFiles(InFolder):
                 self.assertEqual(copy.read_bytes(), b"content")
                 copy.write_bytes(b"by the device")
                 self.assertEqual(file.read_bytes(), b"content")
+
+    def test_several_files_need_a_folder_and_none_is_lost(self):
+        machine = FakeMachine(self.path)
+        console = Console(machine, watch=object())
+        for name in ("a.deb", "b.deb"):
+            self.put(name, name.encode())
+        with self.assertRaisesRegex(Failure, "usage: put"):
+            console.execute(f"put {self.path}/*.deb /tmp/one")
+        console.execute(f"put {self.path}/*.deb /tmp/")
+        console.execute(f"put {self.path}/a.* /tmp/one")
+        self.assertEqual(machine.moved, {"/tmp/a.deb": b"a.deb", "/tmp/b.deb": b"b.deb",
+                                         "/tmp/one": b"a.deb"})
+        self.assertEqual(list((machine.share / "out").iterdir()), [])
+
+    def test_two_visitors_copy_at_the_same_time(self):
+        machine = FakeMachine(self.path)
+        both = threading.Barrier(2)
+        check = machine.check
+        machine.check = lambda command: (both.wait(), check(command))
+        files = [self.put(name, name.encode()) for name in ("one", "two")]
+        visitors = [threading.Thread(target=Console(machine, watch=object()).execute,
+                                     args=(f"put {file} /tmp/{file.name}",)) for file in files]
+        for visitor in visitors:
+            visitor.start()
+        for visitor in visitors:
+            visitor.join()
+        self.assertEqual(machine.moved, {"/tmp/one": b"one", "/tmp/two": b"two"})
 
     def test_each_recording_has_a_new_path_on_the_device_also_from_another_page(self):
         machine = FakeMachine(self.path)

@@ -2,7 +2,9 @@
 # SPDX-License-Identifier: LicenseRef-Vantorel
 """The console protocol: one command per line, answered by "ok" or "error REASON"."""
 
+import contextlib
 import glob
+import itertools
 import shlex
 import shutil
 from pathlib import Path
@@ -56,6 +58,7 @@ CLICK = 0.08  # seconds that a click holds a button
 BETWEEN_CLICKS = 0.12
 START_TIME_LIMIT = 600  # seconds; the application is copied to the device first
 SHELL_TIME_LIMIT = 60  # seconds; a hung command must not block a script
+_transfers = itertools.count(1)  # visitors of the panel copy files at the same time
 
 
 def usages() -> dict[str, str]:
@@ -66,6 +69,15 @@ def usages() -> dict[str, str]:
             name = line.split()[0]
         found[name] = f"{found[name]}\n{line}" if name in found else line
     return found
+
+
+@contextlib.contextmanager
+def _reporting():
+    """Reports files of the development machine that cannot be read or written."""
+    try:
+        yield
+    except OSError as error:
+        raise Failure(str(error)) from None
 
 
 class Quit(Exception):
@@ -265,16 +277,15 @@ class Console(Looking, camera.Commands):
         made = self.machine.share / "out" / "THERMAL.STR"
         if len(arguments) > 1 or (not arguments and not made.exists()):
             raise Failure("usage: update FILE; without FILE after \"firmware\"")
-        try:
-            shutil.copy(arguments[0] if arguments else made, self.machine.share / "out" / "update")
-        except OSError as error:
-            raise Failure(str(error)) from None
-        # The host decides when it writes: the drive's last sector is written at the unmount.
-        self.do_host("for i in $(seq 20); do [ -b /dev/sda ] && break; sleep 0.5; done\n"
-                     "[ -b /dev/sda ] || { echo the host sees no drive; exit 1; }\n"
-                     "mkdir -p /tmp/host && mount -t vfat /dev/sda /tmp/host || exit 1\n"
-                     "cp /host/out/update /tmp/host/THERMAL.STR; status=$?\n"
-                     "umount /tmp/host && exit $status")
+        with self._transfer("update") as copy:
+            with _reporting():
+                shutil.copy(arguments[0] if arguments else made, copy)
+            # The host decides when it writes: the drive's last sector is written at the unmount.
+            self.do_host("for i in $(seq 20); do [ -b /dev/sda ] && break; sleep 0.5; done\n"
+                         "[ -b /dev/sda ] || { echo the host sees no drive; exit 1; }\n"
+                         "mkdir -p /tmp/host && mount -t vfat /dev/sda /tmp/host || exit 1\n"
+                         f"cp /host/out/{copy.name} /tmp/host/THERMAL.STR; status=$?\n"
+                         "umount /tmp/host && exit $status")
 
     # --- waiting ----------------------------------------------------------------------------------
 
@@ -302,29 +313,38 @@ class Console(Looking, camera.Commands):
         self.machine.start()
         self.machine.wait_until_ready()
 
+    @contextlib.contextmanager
+    def _transfer(self, kind: str):
+        """The path of a file in /host/out for one copy, which is removed afterwards."""
+        file = self.machine.share / "out" / f"{kind}-{next(_transfers)}"
+        try:
+            yield file
+        finally:
+            file.unlink(missing_ok=True)
+
     def do_put(self, arguments):
-        if len(arguments) < 2 or (len(arguments) > 2 and not arguments[-1].endswith("/")):
+        *patterns, target = arguments or [""]
+        files = [file for pattern in patterns for file in sorted(glob.glob(pattern)) or [pattern]]
+        if not files or (len(files) > 1 and not target.endswith("/")):
             raise Failure("usage: put FILE PATH, put FILE... FOLDER/")
-        *patterns, target = arguments
-        for pattern in patterns:
-            for file in sorted(glob.glob(pattern)) or [pattern]:
-                try:
-                    shutil.copy(file, self.machine.share / "out" / "put")
-                except OSError as error:
-                    raise Failure(str(error)) from None
-                path = target + Path(file).name if target.endswith("/") else target
-                self.machine.check(f"mv /host/out/put {shlex.quote(path)}")
+        for file in files:
+            path = target + Path(file).name if target.endswith("/") else target
+            with self._transfer("put") as copy:
+                with _reporting():
+                    shutil.copy(file, copy)
+                # -T: a folder without "/" would get a file of the copy's name.
+                self.machine.check(f"mv -T /host/out/{copy.name} {shlex.quote(path)}")
 
     def do_get(self, arguments):
         need(arguments, 2, "get PATH FILE")
         path, target = arguments
         # Files whose content the kernel generates have no size.
         file = shlex.quote(path)
-        self.machine.check(f"test -f {file} && cat {file} > /host/out/get", SHELL_TIME_LIMIT)
-        try:
-            shutil.copyfile(self.machine.share / "out" / "get", target)
-        except OSError as error:
-            raise Failure(str(error)) from None
+        with self._transfer("get") as copy:
+            self.machine.check(f"test -f {file} && cat {file} > /host/out/{copy.name}",
+                               SHELL_TIME_LIMIT)
+            with _reporting():
+                shutil.copyfile(copy, target)
 
     def do_shell(self, command):
         if not command:
