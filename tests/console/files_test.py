@@ -2,6 +2,9 @@
 # SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 # SPDX-License-Identifier: LicenseRef-Vantorel
 """The console's files and errors, without a device."""
+import contextlib
+import io
+import subprocess
 import sys
 import tempfile
 import threading
@@ -16,9 +19,9 @@ sys.path[:0] = [str(CONSOLE), str(CONSOLE.parent)]
 import firmware  # noqa: E402
 import share  # noqa: E402
 from commands import Console  # noqa: E402
-from failure import Failure  # noqa: E402
+from failure import DeviceOff, Failure, reported  # noqa: E402
 from own import Own  # noqa: E402
-from picture import encode  # noqa: E402
+from picture import Picture, encode, reading  # noqa: E402
 from surroundings import Surroundings  # noqa: E402
 
 class FakeMachine:
@@ -45,6 +48,51 @@ class FakeMachine:
             case ["echo", "play", path, *_]:
                 self.played.append(path)
         return ""
+
+
+class Errors(InFolder):
+    def test_a_failed_run_is_one_line_and_its_status(self):
+        def fail(error):
+            raise error
+
+        for error, status in ((Failure("a reason"), 1), (OSError(28, "No space left"), 1),
+                              (DeviceOff("the device is off"), 1), (KeyboardInterrupt(), 130),
+                              (subprocess.CalledProcessError(1, ["openssl"]), 1)):
+            with self.subTest(error), contextlib.redirect_stderr(io.StringIO()) as output, \
+                    contextlib.redirect_stdout(io.StringIO()):
+                self.assertEqual(reported("tool", lambda: fail(error)), status)
+                lines = output.getvalue().splitlines()
+                self.assertEqual(len(lines), int(status == 1))
+                self.assertTrue(all(line.startswith("tool: ") for line in lines), lines)
+
+    def test_programs_report_unusable_folders_in_one_line(self):
+        for words, status in ((("verified-boot", "--work", "/proc/nosuch"), 1),
+                              (("soak", "--image", f"{self.path}"), 2),
+                              (("power-cuts", "--trial", "--image", f"{self.path}"), 1),
+                              (("console", "--script", "/bin/ls"), 2),
+                              (("console", "--work", "/dev/null"), 2)):
+            work = () if "--work" in words else ("--work", f"{self.path}")
+            with self.subTest(words):
+                done = subprocess.run([sys.executable, CONSOLE.parent / words[0], *words[1:],
+                                       *work], capture_output=True, text=True, check=False)
+                lines = [line for line in done.stderr.splitlines()
+                         if not line.startswith(("usage:", " "))]
+                self.assertEqual((done.returncode, len(lines)), (status, 1), done.stderr)
+
+    def test_an_incomplete_machine_is_reported(self):
+        for name in ("image/initramfs.gz", "artifacts/app/vantorel-app"):
+            self.put(name)
+        with self.assertRaisesRegex(Failure, "virtual-device/build makes"):
+            firmware.build(self.path / "image", self.path / "artifacts")
+
+    def test_a_damaged_picture_is_reported(self):
+        whole = encode(Picture(64, 64, 256, bytes(range(256)) * 64), "PNG")
+        at = whole.index(b"IDAT")
+        for content in (whole[:at + 9], whole[:11] + b"\x0c" + whole[12:], whole[:20], b"",
+                        whole[:-12] + b"\0\0\0\1iCCPx" + b"\x4d\x18\x82\x31"
+                        + whole[-12:]):
+            with self.subTest(content[-24:]), self.assertRaisesRegex(Failure, "no picture"):
+                reading(self.put("damaged.png", content))
 
 
 class DeviceFiles(InFolder):

@@ -6,7 +6,6 @@ import os
 import select
 import signal
 import socket
-import subprocess
 import sys
 import termios
 import time
@@ -18,6 +17,7 @@ from arguments import PROJECT, arguments
 from commands import Console, Quit, usages
 from debugger import debug
 from junit import Results
+from failure import ERRORS, reported
 from looking import SCRIPT_PATIENCE
 from machine import Failure, Machine
 from own import Own
@@ -41,7 +41,7 @@ def answer(console: Console, line: str) -> str:
     """Executes a line and prints its answer; returns the reason of an error."""
     try:
         console.execute(line)
-    except Failure as failure:
+    except ERRORS as failure:
         console.say(f"error {failure}")
         return str(failure) or "error"
     if is_command(line):
@@ -192,7 +192,7 @@ def with_results(path, suite: str, run) -> int:
     results = Results(suite)
     try:
         return run(results)
-    except Failure as failure:
+    except ERRORS as failure:
         results.add("virtual device", str(failure))
         raise
     finally:
@@ -273,15 +273,6 @@ def main() -> int:
     machine.roots, machine.key, machine.certificate = options.root, options.key, options.verified
     try:
         return work(options, machine, began)
-    except Failure as failure:
-        print(f"run: {failure}", file=sys.stderr)
-        return 1
-    except subprocess.CalledProcessError as failure:
-        print(f"run: {failure}", file=sys.stderr)
-        return 1
-    except KeyboardInterrupt:
-        say("")
-        return 130
     finally:
         signal.signal(signal.SIGINT, signal.SIG_IGN)  # a second Ctrl-C
         machine.on_line = lambda line: None
@@ -290,4 +281,4 @@ def main() -> int:
 
 if __name__ == "__main__":
     sys.stdout.reconfigure(line_buffering=True)
-    sys.exit(main())
+    sys.exit(reported("run", main))

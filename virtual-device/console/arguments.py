@@ -10,8 +10,8 @@ from pathlib import Path
 
 import own
 import verified
-from failure import Failure
-from options import result
+from failure import Failure, reported
+from options import result, work_folder
 
 PROJECT = Path(__file__).resolve().parents[2]
 
@@ -26,6 +26,15 @@ def _file(text: str) -> Path:
     if not Path(text).is_file():
         raise argparse.ArgumentTypeError(f"no file {text}")
     return Path(text)
+
+
+def _script(text: str) -> Path:
+    path = _file(text)
+    try:
+        path.read_text()
+    except (OSError, UnicodeDecodeError):
+        raise argparse.ArgumentTypeError(f"{text} is not a text that can be read") from None
+    return path
 
 
 def _folder(text: str) -> Path:
@@ -66,7 +75,7 @@ def _parser() -> argparse.ArgumentParser:
     parser = argparse.ArgumentParser(prog="run", description="Starts the virtual device.",
                                      allow_abbrev=False)
     what = parser.add_mutually_exclusive_group()
-    what.add_argument("--script", type=_file, metavar="FILE",
+    what.add_argument("--script", type=_script, metavar="FILE",
                       help="run the commands in FILE; exit with 0 when each answered ok")
     what.add_argument("--shell", action="store_true", help="a shell on the device")
     what.add_argument("--test", nargs="+", type=_file, metavar="PROGRAM",
@@ -96,7 +105,7 @@ def _parser() -> argparse.ArgumentParser:
                         help="start a new device from a snapshot of its first boot, like a "
                              "script with the line '# machine: snapshot'")
     parser.add_argument("--port", type=_port, default=2345, help="for --debug (2345)")
-    parser.add_argument("--work", type=Path, default=PROJECT / "build" / "device",
+    parser.add_argument("--work", type=work_folder, default=PROJECT / "build" / "device",
                         help="folder of this device's flash, files and logs (build/device)")
     return parser
 
@@ -122,5 +131,10 @@ def arguments(words=None):
     return options
 
 
-if __name__ == "__main__":
+def _check() -> int:
     arguments(sys.argv[1:])
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(reported("run", _check))

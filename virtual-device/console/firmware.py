@@ -47,7 +47,11 @@ def build(image: Path, artifacts: Path, roots=(), key=None) -> Path:
     lock = os.open(folder, os.O_RDONLY | os.O_DIRECTORY)
     try:
         fcntl.flock(lock, fcntl.LOCK_EX)
-        inputs = _inputs(image, artifacts, options)
+        try:
+            inputs = _inputs(image, artifacts, options)
+        except OSError as error:
+            raise Failure(f"{error.filename}: {error.strerror}; virtual-device/build makes the "
+                          "machine") from None
         stamp = folder / "inputs"
         if not stamp.exists() or stamp.read_text() != inputs:
             stamp.unlink(missing_ok=True)

@@ -36,11 +36,19 @@ def result(text: str) -> Path:
     return path
 
 
+def work_folder(text: str) -> Path:
+    """An argparse type for the folder of a device, which need not exist."""
+    path = Path(text)
+    if path.exists() and not path.is_dir():
+        raise argparse.ArgumentTypeError(f"{path} is not a folder")
+    return path
+
+
 def add_machine_options(parser: argparse.ArgumentParser, work: str):
     """`work` is the name of the device's folder below build/."""
     for name, folder, what in (("work", work, "device"), ("image", "virtual-device", "machine"),
                                ("artifacts", "armhf", "armhf build")):
-        parser.add_argument(f"--{name}", type=Path, default=BUILD / folder,
+        parser.add_argument(f"--{name}", type=work_folder, default=BUILD / folder,
                             help=f"folder of the {what} (build/{folder})")
 
 

@@ -41,8 +41,8 @@ def reading(path: Path) -> Picture:
         with Image.open(path) as image:
             pixels = image.convert("RGB").tobytes("raw", "BGRX")
             return Picture(*image.size, 4 * image.width, pixels)
-    except OSError as error:
-        raise Failure(f"{path}: {error.strerror or 'no picture'}") from None
+    except Exception as error:  # the library raises many kinds for bad content
+        raise Failure(f"{path}: {getattr(error, 'strerror', None) or 'no picture'}") from None
 
 
 def difference(one: Picture, other: Picture) -> float:

@@ -3,6 +3,7 @@
 """The console at a terminal: an editable line with history and completion, below the status lines
 that other threads print meanwhile."""
 
+import contextlib
 import glob
 import os
 import re
@@ -33,7 +34,7 @@ class Terminal:
         self._reads = 0
         self._lock = threading.Lock()
         self._matches = []
-        if history.exists():
+        with contextlib.suppress(OSError):  # the first start has none
             readline.read_history_file(history)
         readline.set_history_length(MOST_LINES)
         readline.set_completer_delims(" |")
@@ -49,7 +50,8 @@ class Terminal:
             line = input(PROMPT)
         finally:
             self._reading = False
-        readline.write_history_file(self._history)
+        with contextlib.suppress(OSError):  # without space for it the line is still a command
+            readline.write_history_file(self._history)
         return line
 
     def say(self, text: str):
