@@ -20,6 +20,7 @@ import firmware  # noqa: E402
 import share  # noqa: E402
 from commands import Console  # noqa: E402
 from failure import DeviceOff, Failure, reported  # noqa: E402
+from machine import Machine  # noqa: E402
 from own import Own  # noqa: E402
 from picture import Picture, encode, reading  # noqa: E402
 from surroundings import Surroundings  # noqa: E402
@@ -156,6 +157,28 @@ class GaugeSurroundings(InFolder):
             console.execute(line)
         self.assertEqual(commands,
                          ["level 33", "temperature cpu 50000", "gauge-new", "level 33"])
+
+
+class Waiting(InFolder):
+    def test_a_wait_ends_with_the_device_unless_another_visitor_can_switch_it_on(self):
+        machine = Machine(self.path, self.path, self.path)
+        machine.ended.set()
+        machine.boots, machine.end_reason = 1, "guest-panic"
+        watch = types.SimpleNamespace(picture=lambda: None, board=lambda: {})
+        console = Console(machine, lambda text: None, watch)
+        with self.assertRaisesRegex(Failure, "application is stopped; .* ended by guest-panic"):
+            console.execute("expect-state application running 3600")
+        with self.assertRaisesRegex(Failure, "ended by guest-panic"):
+            console.execute("expect-picture 3600")
+        console.execute("expect-state screen dark 3600")
+        visitor = threading.Thread(target=console.execute, args=("expect-state power on 3600",))
+        visitor.start()
+        machine.ready = True
+        visitor.join()
+        machine.ready = False
+        machine.close()
+        with self.assertRaisesRegex(Failure, "power is failed"):
+            console.execute("expect-state power on 3600")
 
 
 if __name__ == "__main__":

@@ -276,7 +276,7 @@ def main() -> int:
     finally:
         signal.signal(signal.SIGINT, signal.SIG_IGN)  # a second Ctrl-C
         machine.on_line = lambda line: None
-        machine.stop()
+        machine.close()
 
 
 if __name__ == "__main__":

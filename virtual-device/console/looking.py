@@ -120,11 +120,18 @@ class Looking:
         latest = " | ".join(line[:60] for line in self.machine.lines[self.seen:][-4:])
         return course + (f"; the latest lines: {latest}" if latest else "; no line at all")
 
-    def _poll(self, read, wanted: str, seconds: float, complaint: str):
+    def _poll(self, read, wanted: str, seconds: float, complaint: str, until_on=False):
+        """Reads until it is as wanted, the time has passed or the device is off; `until_on`: also
+        while it is off, when another visitor of the panel may switch it on."""
         deadline = time.monotonic() + seconds
-        while (found := read()) != wanted:
-            if time.monotonic() > deadline:
-                raise Failure(complaint.format(found))
+        while True:
+            # Before the reading: the device's end may bring what is wanted.
+            over = self.machine.closed if until_on else self.machine.off
+            if (found := read()) == wanted:
+                return
+            if over or time.monotonic() > deadline:
+                end = f"; the device has ended by {self.machine.end_reason}" if over else ""
+                raise Failure(complaint.format(found) + end)
             time.sleep(0.1)
 
     def do_expect_state(self, arguments):
@@ -134,7 +141,8 @@ class Looking:
         if name not in self.state():
             raise Failure(f"there is no state {name!r}")
         seconds = self._limit(arguments[2:])
-        self._poll(lambda: self.state().get(name), wanted, seconds, f"{name} is {{}}")
+        self._poll(lambda: self.state().get(name), wanted, seconds, f"{name} is {{}}",
+                   until_on=name == "power")
 
     def do_expect_picture(self, arguments):
         if len(arguments) > 1:
@@ -167,10 +175,13 @@ class Looking:
         seconds = self._limit(arguments[2:])
         deadline = time.monotonic() + seconds
         while True:
+            over = self.machine.off
             picture = self.watch.picture()
             share = 100 * difference(picture, wanted) if picture else 100
             if share <= tolerance:
                 return
+            if over:
+                raise Failure(f"the device has ended by {self.machine.end_reason}")
             if time.monotonic() > deadline:
                 shown = self.machine.work / f"{Path(arguments[0]).stem}-shown.png"
                 self.do_screenshot([str(shown)])

@@ -61,6 +61,7 @@ class Machine:
         self.on_notice = lambda text: print(f"{text}\n", end="", flush=True)
         self.on_end = lambda: None
         self.ended = threading.Event()
+        self.closed = False  # nothing starts it again
         self.end_reason = None
         self.exit_status = None
         self._process = None
@@ -116,10 +117,6 @@ class Machine:
         return source.name
 
     # --- life -------------------------------------------------------------------------------------
-
-    def version(self) -> str:
-        return subprocess.run(["qemu-system-arm", "--version"], check=True, capture_output=True,
-                              text=True).stdout
 
     def start(self, snapshot: str = ""):
         """Boots, or continues from a snapshot, which QEMU reads from this address."""
@@ -190,7 +187,7 @@ class Machine:
         self._monitor.sendall(json.dumps({"execute": command, "arguments": arguments}).encode())
 
     def save(self, path: Path):
-        """Saves the machine's complete state to a file and ends it. /host must not be mounted."""
+        """Saves the machine's complete state to a file and halts it. /host must not be mounted."""
         self._order("migrate", uri=f"exec:cat > {shlex.quote(str(path))}")
         with self._answered:
             self._answered.wait_for(lambda: self.migration in ("completed", "failed") or
@@ -218,6 +215,21 @@ class Machine:
                 self._process.wait(5)
             except subprocess.TimeoutExpired:
                 self._process.kill()
+
+    def close(self):
+        """Ends it for good; releases its memory and its folder."""
+        self.closed = True
+        self.stop()
+        if self._waiter:
+            self._waiter.join()
+        for descriptor in filter(None, (self.memory, self._folder)):
+            os.close(descriptor)
+        self.memory = self._folder = None
+
+    @property
+    def off(self) -> bool:
+        """Whether it has ended and no restart is in progress."""
+        return self.closed or (self.ended.is_set() and not self._switching.locked())
 
     def kill(self):
         """Cuts the power."""

@@ -13,6 +13,7 @@ import json
 import os
 import shlex
 import shutil
+import subprocess
 import time
 from pathlib import Path
 
@@ -23,7 +24,9 @@ FORMAT = 1  # of the files in a snapshot's folder
 
 def _digest(machine) -> str:
     """Returns a digest of everything that a machine's first boot depends on."""
-    digest = hashlib.sha256(f"{FORMAT} {machine.version()} {machine.command('')}".encode())
+    version = subprocess.run(["qemu-system-arm", "--version"], check=True, capture_output=True,
+                             text=True).stdout
+    digest = hashlib.sha256(f"{FORMAT} {version} {machine.command('')}".encode())
     for file in (machine.firmware / "fit", machine.firmware / "rootfs"):
         digest.update(file.read_bytes())
     digest.update(machine.flash.read("loader"))
@@ -44,7 +47,7 @@ def _make(machine, folder: Path):
         other.save(work / "state")
         (work / "running").write_text(json.dumps(other.running))
     finally:
-        other.stop()
+        other.close()
     work.rename(folder)
 
 
