@@ -23,6 +23,7 @@ from failure import DeviceOff, Failure, reported  # noqa: E402
 from machine import Machine  # noqa: E402
 from own import Own  # noqa: E402
 from picture import Picture, encode, reading  # noqa: E402
+from statuslog import StatusLog  # noqa: E402
 from surroundings import Surroundings  # noqa: E402
 
 class FakeMachine:
@@ -94,6 +95,13 @@ class Errors(InFolder):
                         + whole[-12:]):
             with self.subTest(content[-24:]), self.assertRaisesRegex(Failure, "no picture"):
                 reading(self.put("damaged.png", content))
+
+    def test_a_full_disk_loses_no_status_line_and_is_reported_once(self):
+        notices = []
+        log = StatusLog(Path("/dev/full"), notices.append)
+        log.add("a line")
+        log.add("another")
+        self.assertEqual(notices, ["/dev/full lacks lines: No space left on device"])
 
 
 class DeviceFiles(InFolder):

@@ -23,6 +23,7 @@ import verified
 from failure import DeviceOff, Failure
 from flash import Flash
 from own import Own
+from statuslog import StatusLog
 from surroundings import Surroundings
 
 MEMORY = 512 << 20  # bytes; a file in memory that contains the display's framebuffers
@@ -310,15 +311,15 @@ class Machine:
         pulse.watch(pid, self.ended, lambda: self.connect("pulse").close(), self.on_notice)
 
     def _read_status(self, connection):
-        with open(self.work / "status.log", "a", encoding="utf-8") as log:
-            # A tool's progress display overwrites its line; keep only the last version.
-            for line in connection.makefile("r", encoding="utf-8", errors="replace", newline="\n"):
-                line = line.rstrip("\r\n").rpartition("\r")[2]
-                print(line, file=log, flush=True)
-                with self.changed:
-                    self.lines.append(line)
-                    self.changed.notify_all()
-                self.on_line(line)
+        log = StatusLog(self.work / "status.log", lambda text: self.on_notice(text))
+        # A tool's progress display overwrites its line; keep only the last version.
+        for line in connection.makefile("r", encoding="utf-8", errors="replace", newline="\n"):
+            line = line.rstrip("\r\n").rpartition("\r")[2]
+            with self.changed:
+                self.lines.append(line)
+                self.changed.notify_all()
+            self.on_line(line)
+            log.add(line)
 
     def _read_control(self, connection):
         for line in connection.makefile("r", encoding="ascii", errors="replace", newline="\n"):
