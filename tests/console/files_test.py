@@ -17,6 +17,7 @@ CONSOLE = Path(__file__).resolve().parents[2] / "virtual-device/console"
 sys.path[:0] = [str(CONSOLE), str(CONSOLE.parent)]
 
 import firmware  # noqa: E402
+import machine as machines  # noqa: E402
 import share  # noqa: E402
 from commands import Console  # noqa: E402
 from failure import DeviceOff, Failure, reported  # noqa: E402
@@ -119,6 +120,17 @@ class DeviceFiles(InFolder):
                 self.assertEqual(copy.read_bytes(), b"content")
                 copy.write_bytes(b"by the device")
                 self.assertEqual(file.read_bytes(), b"content")
+
+    def test_qemu_gets_no_folder_whose_name_could_have_a_comma(self):
+        work = self.path / "a,b"
+        work.mkdir()
+        machine = Machine(self.path, self.path, work)
+        with unittest.mock.patch.object(machines.subprocess, "Popen",
+                                        side_effect=OSError) as popen, \
+                self.assertRaises(Failure):
+            machine.start()
+        self.assertEqual([word for word in popen.call_args.args[0] if "a,b" in word], [])
+        machine.close()
 
     def test_several_files_need_a_folder_and_none_is_lost(self):
         machine = FakeMachine(self.path)

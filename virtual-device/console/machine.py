@@ -136,11 +136,11 @@ class Machine:
         self.memory = os.memfd_create("vantorel")
         os.ftruncate(self.memory, MEMORY)
         command = self.command(f"/proc/self/fd/{self.memory}")
-        command += ["-fsdev", f"local,id=h,path={self.share},security_model=none,multidevs=remap",
-                    "-device", "virtio-9p-device,fsdev=h,mount_tag=host"]
-        # The device starts from these.
+        # Names relative to QEMU's folder: a comma in the folder's own would end them.
+        command += ["-fsdev", f"local,id=h,path={self.share.name},security_model=none,"
+                    "multidevs=remap", "-device", "virtio-9p-device,fsdev=h,mount_tag=host"]
         for bank in self.flash.banks:
-            command += ["-drive", f"if=pflash,format=raw,file={bank}"]
+            command += ["-drive", f"if=pflash,format=raw,file={bank.relative_to(self.work)}"]
         if snapshot:
             command += ["-incoming", "defer"]
         self._process = None
