@@ -4,6 +4,7 @@
 
 import os
 import select
+import shlex
 import signal
 import socket
 import sys
@@ -16,8 +17,8 @@ import snapshot
 from arguments import PROJECT, arguments
 from commands import Console, Quit, usages
 from debugger import debug
-from junit import Results
 from failure import ERRORS, reported
+from junit import Results
 from looking import SCRIPT_PATIENCE
 from machine import Failure, Machine
 from own import Own
@@ -175,8 +176,8 @@ def run_tests(machine: Machine, programs: list, results: Results) -> int:
         # Each test runs in its own namespaces, as on the development machine: tests mount and
         # bind.
         status, output = machine.run(
-            f"cd /host/tests && unshare -m -p -f sh -c 'mount -t proc proc /proc; exec ./{name}'",
-            TEST_TIME_LIMIT)
+            "cd /host/tests && unshare -m -p -f sh -c 'mount -t proc proc /proc; exec \"$0\"' "
+            f"{shlex.quote(f'./{name}')}", TEST_TIME_LIMIT)
         say(output.rstrip("\n"))
         reason = f"{name} ended with status {status}" if status else ""
         results.add(name, reason, output)

@@ -3,6 +3,7 @@
 """Connects a debugger on the development machine to the debug server on the device."""
 
 import os
+import shlex
 import socket
 import subprocess
 import threading
@@ -48,13 +49,14 @@ def debug(machine: Machine, program, port: int, say) -> int:
         raise Failure(f"port {port}: {error.strerror}; choose another with --port") from None
     # Connect before the server opens its end: a line without a host reads as closed.
     threading.Thread(target=_join, args=(listener, machine.connect("debug")), daemon=True).start()
+    port = listener.getsockname()[1]  # for port 0, the one that was free
     libraries = os.path.relpath(machine.image / "layers/product")
     say("In another terminal: gdb-multiarch -ex 'set remotetimeout 30' "
-        f"-ex 'set sysroot {libraries}' -ex 'target remote 127.0.0.1:{port}' "
-        f"{os.path.relpath(local)}")
+        f"-ex {shlex.quote(f'set sysroot {libraries}')} -ex 'target remote 127.0.0.1:{port}' "
+        f"{shlex.quote(os.path.relpath(local))}")
     machine.on_line = say
     status, _ = machine.run("KIROCAMERA_SIM_CONTROL=/run/camera gdbserver --once "
-                            f"/dev/vantorel/debug {path} >&4 2>&1", TIME_LIMIT)
+                            f"/dev/vantorel/debug {shlex.quote(path)} >&4 2>&1", TIME_LIMIT)
     return status
 
 
