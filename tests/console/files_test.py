@@ -21,11 +21,15 @@ import machine as machines  # noqa: E402
 import share  # noqa: E402
 from commands import Console  # noqa: E402
 from failure import DeviceOff, Failure, reported  # noqa: E402
+from flash import FIT_MAGIC, Flash  # noqa: E402
 from machine import Machine  # noqa: E402
 from own import Own  # noqa: E402
 from picture import Picture, encode, reading  # noqa: E402
 from statuslog import StatusLog  # noqa: E402
 from surroundings import Surroundings  # noqa: E402
+
+FIT = FIT_MAGIC + (40).to_bytes(4, "big") + bytes(32)
+
 
 class FakeMachine:
     """A device that carries out commands at once; `moved` are the files that `put` copied."""
@@ -120,6 +124,17 @@ class DeviceFiles(InFolder):
                 self.assertEqual(copy.read_bytes(), b"content")
                 copy.write_bytes(b"by the device")
                 self.assertEqual(file.read_bytes(), b"content")
+
+    def test_a_line_that_begins_with_slot_reports_what_runs(self):
+        for name, content in (("fit", FIT), ("rootfs", b"content")):
+            self.put(f"made/{name}", content)
+        flash = Flash(self.path / "flash")
+        flash.prepare(b"loader")
+        said = [flash.write_build(self.path / "made") for _ in (1, 2)]
+        flash.write("rootfs_0", b"by an update")
+        said.append(flash.write_build(self.path / "made"))
+        self.assertEqual([line.split()[:3] for line in said],
+                         [["Slot", "0", word] for word in ("now", "has", "keeps")])
 
     def test_qemu_gets_no_folder_whose_name_could_have_a_comma(self):
         work = self.path / "a,b"

@@ -138,7 +138,7 @@ class Flash:
         self.install(slot, firmware)
         self.choose(slot)
         self._written.write_text(digest)
-        return f"The firmware of this build was written into slot {slot}."
+        return f"Slot {slot} now has the firmware of this build."
 
 
 def check(firmware: Path):
