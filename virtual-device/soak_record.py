@@ -36,25 +36,32 @@ class Record:
             self._load(table)
         self._commit = _commit()
         self._first = self.lives
-        self._file = open(table, "w", newline="", encoding="utf-8")
+        # Beside the old table, which a full disk must not cost.
+        made = table.with_name(f"{table.name}.new")
+        self._file = open(made, "w", newline="", encoding="utf-8")
         self._table = csv.DictWriter(self._file, FIELDS)
         self._table.writeheader()
         self._table.writerows(self.samples)
+        self._file.flush()
+        os.replace(made, table)
 
     def _load(self, table: Path):
         """Without the samples of a life that was not finished: it is repeated."""
         try:
             kept = json.loads(self._path.read_text(encoding="utf-8"))
             with open(table, newline="", encoding="utf-8") as file:
-                rows = list(csv.DictReader(file))[:kept.pop("samples")]
+                rows = list(csv.DictReader(file))
+            count = kept.pop("samples")
+            if len(rows) < count:
+                raise Failure(f"{table} has {len(rows)} of the {count} samples of this soak")
             self.samples = [row | {"seconds": float(row["seconds"])} |
-                            {name: int(row[name]) for name in FIELDS[3:]} for row in rows]
+                            {name: int(row[name]) for name in FIELDS[3:]} for row in rows[:count]]
             self.slots = {int(slot): name for slot, name in kept.pop("slots").items()}
             self.counted.update(kept.pop("counted"))
             self._earlier = kept.pop("pieces")
             for name in ("seed", "minutes", "lives", "seconds", "failures"):
                 setattr(self, name, kept[name])
-        except (OSError, ValueError, KeyError) as error:
+        except (OSError, ValueError, KeyError, TypeError) as error:
             raise Failure(f"no soak to resume in {self._path.parent}: {error!r}") from None
 
     @property

@@ -19,6 +19,7 @@ sys.path[:0] = [str(CONSOLE), str(CONSOLE.parent)]
 import firmware  # noqa: E402
 import machine as machines  # noqa: E402
 import share  # noqa: E402
+import soak_record  # noqa: E402
 from commands import Console  # noqa: E402
 from failure import DeviceOff, Failure, reported  # noqa: E402
 from flash import FIT_MAGIC, Flash  # noqa: E402
@@ -214,6 +215,28 @@ class Waiting(InFolder):
         machine.close()
         with self.assertRaisesRegex(Failure, "power is failed"):
             console.execute("expect-state power on 3600")
+
+
+class Resuming(InFolder):
+    def record(self, resume: bool):
+        record = soak_record.Record(self.path, self.path / "soak.csv", resume, 1, 10)
+        self.addCleanup(record._file.close)
+        return record
+
+    def test_a_table_that_has_lost_samples_is_refused_and_kept(self):
+        record = self.record(False)
+        for number in range(2):
+            record.add(dict.fromkeys(soak_record.FIELDS, number) | {"seconds": number / 1})
+        record.finish_life(10)
+        whole = (self.path / "soak.csv").read_bytes()
+        resumed = self.record(True)
+        self.assertEqual(len(resumed.samples), 2)
+        self.assertEqual((self.path / "soak.csv").read_bytes(), whole)
+        lost = whole.rsplit(b"\r\n", 2)[0] + b"\r\n"
+        (self.path / "soak.csv").write_bytes(lost)
+        with self.assertRaisesRegex(Failure, "has 1 of the 2 samples"):
+            self.record(True)
+        self.assertEqual((self.path / "soak.csv").read_bytes(), lost)
 
 
 if __name__ == "__main__":
