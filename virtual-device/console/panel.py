@@ -3,6 +3,7 @@
 """The front panel: a page on the loopback interface whose messages are console commands."""
 
 import asyncio
+import errno
 import re
 import secrets
 import shlex
@@ -218,6 +219,10 @@ class Panel:
                     file.write(chunk)
             self._keep_only(target)
             part.rename(target)
+        except OSError as error:
+            if error.errno not in (errno.ENOSPC, errno.EDQUOT):
+                raise
+            raise web.HTTPInsufficientStorage(reason=error.strerror) from None
         finally:
             part.unlink(missing_ok=True)
         return web.Response(text=target.name)

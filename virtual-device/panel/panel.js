@@ -189,6 +189,9 @@ followDisplay(element("display"), (rate) => {
 
 // On a line of its own: a restart takes seconds and must not hold it up.
 const watcher = new Line(async () => {
+  // A console that was started again numbers its status lines from 0.
+  lineNumber = 0;
+  element("lines").replaceChildren();
   while (watcher.open) {
     await poll(watcher);
     await sleep(document.hidden ? 1000 : REFRESH);
