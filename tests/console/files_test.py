@@ -110,6 +110,15 @@ class Errors(InFolder):
         self.assertEqual(notices, ["/dev/full lacks lines: No space left on device"])
 
 
+class Run(InFolder):
+    def test_files_are_relative_to_the_folder_of_the_call(self):
+        # The second option ends it before a build.
+        self.put("own.console", b"quit\n")
+        done = subprocess.run([CONSOLE.parents[1] / "run", "--script", "own.console", "--tour"],
+                              cwd=self.path, capture_output=True, text=True, check=False)
+        self.assertIn("not allowed with argument --script", done.stderr)
+
+
 class DeviceFiles(InFolder):
     def test_the_device_cannot_change_this_builds_firmware(self):
         for name in ("dbclient", "lsusb", "usbreset"):
