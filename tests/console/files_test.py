@@ -32,6 +32,19 @@ from surroundings import Surroundings  # noqa: E402
 FIT = FIT_MAGIC + (40).to_bytes(4, "big") + bytes(32)
 
 
+class InFolder(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.path = Path(folder.name)
+
+    def put(self, name: str, content: bytes = b"content") -> Path:
+        path = self.path / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_bytes(content)
+        return path
+
+
 class FakeMachine:
     """A device that carries out commands at once; `moved` are the files that `put` copied."""
 
@@ -117,6 +130,22 @@ class Run(InFolder):
         done = subprocess.run([CONSOLE.parents[1] / "run", "--script", "own.console", "--tour"],
                               cwd=self.path, capture_output=True, text=True, check=False)
         self.assertIn("not allowed with argument --script", done.stderr)
+
+    def test_a_renamed_or_changed_file_changes_the_digest_of_a_build_step(self):
+        text = (CONSOLE.parent / "build").read_text()
+        function = text[text.index("digest() {"):]
+        function = function[:function.index("\n}\n") + 3]
+
+        def digest(name: str) -> str:
+            return subprocess.check_output(
+                ["bash", "-c", f"source={self.path}\n{function}digest {self.path}/{name}"])
+
+        file = self.put("one")
+        first = digest("one")
+        file.chmod(0o755)
+        executable = digest("one")
+        file.rename(self.path / "other")
+        self.assertEqual(len({first, executable, digest("other")}), 3)
 
 
 class DeviceFiles(InFolder):
