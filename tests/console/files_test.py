@@ -238,21 +238,28 @@ class Waiting(InFolder):
         machine = Machine(self.path, self.path, self.path)
         machine.ended.set()
         machine.boots, machine.end_reason = 1, "guest-panic"
-        watch = types.SimpleNamespace(picture=lambda: None, board=lambda: {})
+        read = threading.Event()
+        watch = types.SimpleNamespace(picture=lambda: read.set(), board=lambda: {})
         console = Console(machine, lambda text: None, watch)
         with self.assertRaisesRegex(Failure, "application is stopped; .* ended by guest-panic"):
             console.execute("expect-state application running 3600")
         with self.assertRaisesRegex(Failure, "ended by guest-panic"):
             console.execute("expect-picture 3600")
         console.execute("expect-state screen dark 3600")
-        visitor = threading.Thread(target=console.execute, args=("expect-state power on 3600",))
+        switched_on = []
+        visitor = threading.Thread(target=lambda: switched_on.append(
+            console.execute("expect-state power on 3600")))
+        read.clear()
         visitor.start()
+        read.wait()
         machine.ready = True
         visitor.join()
         machine.ready = False
+        self.assertEqual(switched_on, [None])
         machine.close()
-        with self.assertRaisesRegex(Failure, "power is failed"):
-            console.execute("expect-state power on 3600")
+        for command in ("expect-state power on 3600", "power-on"):
+            with self.assertRaisesRegex(Failure, "power is failed|the console ends"):
+                console.execute(command)
 
 
 class Resuming(InFolder):

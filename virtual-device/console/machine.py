@@ -121,6 +121,8 @@ class Machine:
 
     def start(self, snapshot: str = ""):
         """Boots, or continues from a snapshot, which QEMU reads from this address."""
+        if self.closed:
+            raise Failure("the console ends")
         self.blank = False
         self.migration = None
         self.ended.clear()
@@ -254,8 +256,7 @@ class Machine:
         self.wait_until_ready()
 
     def connect(self, name: str) -> socket.socket:
-        """Connects to a socket of the machine through a path that is short even in a deep
-        folder."""
+        """Connects to a socket of the machine through a path that is short in any folder."""
         path = f"/proc/self/fd/{self._folder}/{name}.sock"
         deadline = time.monotonic() + 10
         while True:
@@ -306,8 +307,7 @@ class Machine:
             return log.read()
 
     def _keep_awake(self, pid: int):
-        # Two ends of a port that no program opens: both the connection and its end interrupt the
-        # machine.
+        # No program opens this port: both the connection and its end interrupt the machine.
         pulse.watch(pid, self.ended, lambda: self.connect("pulse").close(), self.on_notice)
 
     def _read_status(self, connection):
