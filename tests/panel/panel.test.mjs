@@ -218,6 +218,27 @@ test("a recording is played, and what the camera sees is downloaded", async () =
   assert.equal(await state("recording"), "none");
 });
 
+test("an open page shows the lines of a console that was started again", async () => {
+  const opened = await browser.newPage();
+  opened.setDefaultTimeout(PATIENCE);
+  const sockets = [];
+  let said = ["0 one", "1 two", "2 three"];
+  await opened.routeWebSocket(/console$/, (socket) => {
+    sockets.push(socket);
+    socket.onMessage((text) => {
+      const [, from] = /^lines (\d+)$/.exec(text) ?? [];
+      socket.send([...said.slice(from ?? said.length), "ok"].join("\n"));
+    });
+  });
+  await opened.goto(address.href);
+  await opened.locator("#lines li", { hasText: "three" }).waitFor();
+  said = ["0 again"];
+  for (const socket of sockets) await socket.close();
+  await opened.locator("#lines li", { hasText: "again" }).waitFor();
+  assert.equal(await opened.locator("#lines li").count(), 1);
+  await opened.close();
+});
+
 test("the device stays on when the page that restarted it closes", async () => {
   const leaving = await visitor();
   leaving.write(frame("restart"));
