@@ -16,6 +16,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
@@ -168,7 +169,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (int poll = 0; poll < 2; ++poll) {
         manager.ServiceFunction();
     }
-    Demand(WIFEXITED(unpacked) && WEXITSTATUS(unpacked) <= 1);
+    // Debian 12's BusyBox reads through a null pointer at a symbolic link without a target.
+    const bool isCrashed = WIFSIGNALED(unpacked) && WTERMSIG(unpacked) == SIGSEGV;
+    Demand(isCrashed || (WIFEXITED(unpacked) && WEXITSTATUS(unpacked) <= 1));
     const auto isFile = [](const char* member) {
         const auto status = std::filesystem::symlink_status(updateFolder + member);
         return std::filesystem::is_regular_file(status);
