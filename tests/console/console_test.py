@@ -31,6 +31,7 @@ import words  # noqa: E402
 from commands import Console, usages  # noqa: E402
 from failure import Failure  # noqa: E402
 from junit import Results  # noqa: E402
+from looking import Looking  # noqa: E402
 from machine import Machine  # noqa: E402
 from picture import Picture, difference, encode, reading  # noqa: E402
 from terminal import Terminal  # noqa: E402
@@ -197,9 +198,10 @@ class AtTerminal(unittest.TestCase):
 
 
 class Device:
-    """The part of a machine that the textual state reads."""
+    """The part of a machine that the commands about its status lines read."""
     def __init__(self, *lines: str):
         self.changed, self.boots, self.first_line = threading.Condition(), 1, 0
+        self.ended = threading.Event()
         self.lines = list(lines)
 
 
@@ -210,6 +212,18 @@ class State(unittest.TestCase):
         self.assertEqual(reader.read(device)["usb"], "configured")
         device.lines.append("USB UNBIND GADGETS")
         self.assertEqual(reader.read(device)["usb"], "not attached")
+
+
+class Expecting(unittest.TestCase):
+    def test_a_text_is_found_anywhere_or_at_the_begin_and_each_line_only_once(self):
+        lines = "SESSION: 1 FPS: 29.9", "FPS: 17.2"
+        for text, count in (("FPS: ", 2), ("^FPS: ", 1), ("^SESSION", 1), ("SION", 1), ("^S 1", 0)):
+            with self.subTest(text):
+                looking = Looking(Device(*lines), self.fail, self)
+                for _ in range(count):
+                    looking.do_expect([text, "0"])
+                with self.assertRaises(Failure):
+                    looking.do_expect([text, "0"])
 
 
 class Connecting(unittest.TestCase):

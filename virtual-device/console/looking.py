@@ -14,7 +14,7 @@ HELP = """\
 state                       everything about the device and around it, one "NAME VALUE" per line
 lines [FROM]                status lines from number FROM (0) on, the latest 500 at most, each after
                             its number
-expect TEXT [SECONDS]       wait for a status line that contains TEXT
+expect TEXT [SECONDS]       wait for a status line that contains TEXT; ^TEXT: that begins with it
 expect-state NAME VALUE [SECONDS]  wait until `state` says so
 expect-picture [SECONDS]    wait until the display shows a picture
 expect-pixel X Y RRGGBB [SECONDS]  wait until the display shows that colour there
@@ -95,6 +95,7 @@ class Looking:
         if len(arguments) not in (1, 2):
             raise Failure("usage: expect TEXT [SECONDS]")
         text = arguments[0]
+        at_begin = text.startswith("^")  # a line of the log contains the texts of other lines
         seconds = self._limit(arguments[1:])
         deadline = time.monotonic() + seconds
         machine = self.machine
@@ -102,7 +103,8 @@ class Looking:
         with machine.changed:
             while True:
                 for index in range(self.seen, len(machine.lines)):
-                    if text in machine.lines[index]:
+                    line = machine.lines[index]
+                    if line.startswith(text[1:]) if at_begin else text in line:
                         self.seen = index + 1
                         return
                 remaining = deadline - time.monotonic()
