@@ -39,8 +39,7 @@ public:
     void ReadRegister(std::uint8_t command, std::uint8_t* buffer, std::size_t length);
 
     /**
-     * Writes a command byte and data in one message.
-     * @param data may be null if the length is 0
+     * Writes a command byte and data in one message; the data may be null if the length is 0.
      * @throws Error EINVAL for missing data and for more bytes than a message can hold
      */
     void WriteRegister(std::uint8_t command, const std::uint8_t* data, std::size_t length);

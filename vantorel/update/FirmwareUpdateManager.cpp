@@ -80,9 +80,9 @@ bool IsMember(const std::string& path, const std::string& folder) {
 }
 
 /** Makes a file's content, or a folder's entries, durable; returns false when that fails. */
-bool Flush(const std::string& path) {
+bool FlushPath(const std::string& path) {
     const UniqueFd fd(sys::Open(path.c_str(), O_RDONLY | O_CLOEXEC, 0));
-    return vantorel::Flush(fd.Get());
+    return Flush(fd.Get());
 }
 
 /** Compares the sizes, because Tools::Cp() does not report an incomplete copy. */
@@ -101,11 +101,11 @@ void ReplaceGaugeStream(const std::string& source) {
     const std::string part = destination + ".part";
     sys::Unlink(destination.c_str());
     Tools::Cp(source, part);
-    if (!IsWholeCopy(part, source) || !Flush(part) ||
+    if (!IsWholeCopy(part, source) || !FlushPath(part) ||
         sys::Rename(part.c_str(), destination.c_str()) != 0) {
         sys::Unlink(part.c_str());
     }
-    Flush(flashStreamDirectory);
+    FlushPath(flashStreamDirectory);
 }
 
 /** The running slot, or an empty text when the kernel's command line names none. */
