@@ -180,6 +180,17 @@ TEST_F(FuelGaugeTest, PlaysAPendingStreamInRomModeBeforeItStartsAndKeepsItOnFail
          "FUEL FAUGE UPDATE: FAILED WRITE CMD!\n",
          key + ", address 55, 55 w 00 14, " + key},
         {{0x0B}, "W: 16 04 11", {{"0b w 64 0f 00", EIO}}, "", key + played + left + ", " + key},
+        // These two failures are not an Error.
+        {{0x0B},
+         "C: 16 20 01\n",
+         {},
+         "FUEL GAUGE UPDATE: FAILED COMPARE CMD!\n",
+         key + ", address 0b, 0b w 20 r 1, " + key},
+        {{0x0B},
+         "W: 16\n",
+         {},
+         "FUEL FAUGE UPDATE: FAILED TO PARSE WRITE CMD!\n",
+         key + ", " + key},
     };
     for (const auto& [answering, text, errors, failure, transfers] : cases) {
         const bool fails = answering.size() == 1;
