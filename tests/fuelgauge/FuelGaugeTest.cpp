@@ -83,8 +83,12 @@ protected:
 };
 
 TEST_F(FuelGaugeTest, ReportsABatteryInRomModeAndKeepsThatAddress) {
+    bus.answering.clear();
+    EXPECT_FALSE(gauge.IsBatteryConnected());
     bus.answering = {0x0B};
     bus.answers[0x0B20] = {42};
+    EXPECT_EQ(gauge.Level(), 42) << "a failed probe keeps the address, too";
+    gauge.SetAddress(0x55);
     EXPECT_TRUE(gauge.IsBatteryConnected());
     EXPECT_EQ(gauge.Level(), 42);
     bus.answering.clear();
