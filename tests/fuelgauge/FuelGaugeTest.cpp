@@ -111,6 +111,9 @@ TEST_F(FuelGaugeTest, ReleasesItsLineAndKeepsNoChipOpen) {
         const FuelGauge other("other", "/dev/null", "/dev/null", 4U);
         EXPECT_EQ(test::CountOpenDescriptors(), before + 2) << "its bus and its line";
         EXPECT_EQ(bus.LineRequest().offsets[0], 4U) << "another line resets another chip";
+        EXPECT_EQ(bus.LineRequest().num_lines, 1U);
+        EXPECT_STREQ(bus.LineRequest().consumer, "other")
+            << "whose line it is in the kernel's list";
     }
     EXPECT_EQ(test::CountOpenDescriptors(), before);
 }
@@ -148,6 +151,11 @@ TEST_F(FuelGaugeTest, ReportsEachReadingAndFailureInOrder) {
         EXPECT_THROW(Pass(), Error);
         EXPECT_THAT(heard.back(), testing::StartsWith(reading));
     }
+}
+
+TEST_F(FuelGaugeTest, IsReadByAServiceWithoutObservers) {
+    FuelGaugeService(gauge, 0ms).ServiceFunction();
+    EXPECT_EQ(bus.Take(), "55 w 20 r 1, 55 w 22 r 2, 55 w 08 r 2, 55 w 06 r 2");
 }
 
 TEST_F(FuelGaugeTest, StartsOnlyWhenTheFirstDecisionFindsABattery) {

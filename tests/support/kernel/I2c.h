@@ -24,6 +24,7 @@
 #include <fcntl.h>
 #include <linux/i2c-dev.h>
 #include <linux/i2c.h>
+#include <unistd.h>
 
 namespace vantorel::test {
 
@@ -141,8 +142,8 @@ private:
 class StreamInMemory {
 public:
     explicit StreamInMemory(ScopedSys& sys) {
-        sys->Access = [this](const char* path, int) {
-            return waits && path == file ? 0 : FailWith(ENOENT);
+        sys->Access = [this](const char* path, int mode) {
+            return waits && path == file && mode == F_OK ? 0 : FailWith(ENOENT);
         };
         sys->Open = [this](const char* path, int flags, unsigned) {
             position = path == file ? 0 : position;
