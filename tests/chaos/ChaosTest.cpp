@@ -12,6 +12,7 @@
 
 #include "tests/chaos/Machine.h"
 #include "tests/chaos/StatusLines.h"
+#include "tests/support/NoThreads.h"
 #include "tests/support/OpenDescriptors.h"
 #include "tests/ui/DeviceFiles.h"
 
@@ -253,17 +254,6 @@ int StatusOf(const std::function<void()>& life) {
     Run(false);
 }
 
-/** From here on no thread can be created in this process. Returns the attributes before. */
-pthread_attr_t AllowNoThreads() {
-    pthread_attr_t before;
-    pthread_attr_t tooLarge;
-    test::Must(::pthread_getattr_default_np(&before));
-    test::Must(::pthread_attr_init(&tooLarge));
-    test::Must(::pthread_attr_setstacksize(&tooLarge, SIZE_MAX / 4 * 3 + 3));
-    test::Must(::pthread_setattr_default_np(&tooLarge));
-    return before;
-}
-
 /** A life whose last service cannot be started. */
 [[noreturn]] void LiveWithoutLastService() {
     static Machine world;
@@ -272,7 +262,7 @@ pthread_attr_t AllowNoThreads() {
     descriptorsAtStart = std::numeric_limits<int>::max();
     statusAtEnd = 1;
     atWaitForCamera = [] {
-        AllowNoThreads();
+        test::AllowNoThreads();
         ::kirocamera_sim_command("connect"); // ends the wait
     };
     Run(false);
@@ -343,7 +333,7 @@ TEST(Start, EndsOrderlyWhenAServiceCannotBeStarted) {
 
 // An update is not cut when the process may not have another thread.
 TEST(Stop, RunsAStepThatMustNotBeLeftOutWithoutAThread) {
-    const pthread_attr_t before = AllowNoThreads();
+    const pthread_attr_t before = test::AllowNoThreads();
     bool stopped = false;
     EXPECT_FALSE(app::StopSteps::Begin([&] { stopped = true; }).valid());
     EXPECT_FALSE(stopped);

@@ -4,6 +4,7 @@
 
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/ErrorOf.h"
+#include "tests/support/NoThreads.h"
 #include "tests/support/OpenDescriptors.h"
 #include "tests/support/kernel/I2c.h"
 #include "vantorel/fuelgauge/FuelGauge.h"
@@ -228,14 +229,19 @@ TEST_F(FuelGaugeTest, ResetsAGaugeThatDoesNotAcknowledgeIt) {
     EXPECT_EQ(test::ErrorOf([&] { gauge.Reset(); }), ETIMEDOUT);
 }
 
-TEST_F(FuelGaugeTest, EndsTheProcessWhenTheBusFailsAtTheStart) {
+// Otherwise the device would run without its gauge. The supervisor restarts the application.
+TEST_F(FuelGaugeTest, EndsTheProcessWhenTheBusFailsAtTheStartOrNoThreadCanBeCreated) {
+    const auto start = [this] {
+        Enter(State::Battery, State::Undetermined);
+        std::_Exit(0);
+    };
+    const auto startWithoutThreads = [&] {
+        test::AllowNoThreads();
+        start();
+    };
+    EXPECT_EXIT(startWithoutThreads(), testing::KilledBySignal(SIGABRT), "");
     bus.errors = {{"55 w 00 41 00", ETIMEDOUT}};
-    EXPECT_EXIT(
-        {
-            Enter(State::Battery, State::Undetermined);
-            std::_Exit(0);
-        },
-        testing::KilledBySignal(SIGABRT), "");
+    EXPECT_EXIT(start(), testing::KilledBySignal(SIGABRT), "");
 }
 
 // The connection manager probes for the battery while the service reads the gauge.

@@ -101,7 +101,10 @@ protected:
         stream.waits = moment.streamWaits;
     }
 
-    /** Starts once and must find the gauge. As in the service, failures do not end the start. */
+    /**
+     * Starts once and must find the gauge. No failure ends the start. In the service some failures
+     * of the reset do; they leave the gauge in the same state.
+     */
     void Start() {
         now += 2500;
         transfers = 0;

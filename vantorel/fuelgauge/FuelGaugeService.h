@@ -19,6 +19,9 @@ namespace vantorel {
  * on the connection manager's thread, before the polling thread exists. Register it last with the
  * connection manager: it blocks for a second, and for as long as a stream takes.
  *
+ * Two failures of that start end the process: a reset that fails with an errno other than ENXIO,
+ * and a polling thread that cannot be created.
+ *
  * A gauge that does not acknowledge reads as 0, see FuelGauge. Observers are called on the
  * service's thread; an exception that one throws ends the process. Thread-bound.
  */
