@@ -4,6 +4,7 @@
 // Scoped file systems and the first-boot marker.
 
 #include "tests/support/CapturedOutput.h"
+#include "tests/support/ErrorOf.h"
 #include "tests/support/PrivateRoot.h"
 #include "tests/support/kernel/Loop.h"
 #include "vantorel/system/Filesystem.h"
@@ -11,6 +12,7 @@
 
 #include <gmock/gmock.h>
 
+#include <cerrno>
 #include <optional>
 #include <sstream>
 
@@ -76,12 +78,23 @@ TEST_F(FilesystemTest, MountsAnImageForItsLifetime) {
                                                "/sbin/modprobe|loop"));
         EXPECT_EQ(disk.Device(), "/dev/loop12");
         EXPECT_EQ(disk.MountPoint(), "/disk/");
+        EXPECT_EQ(disk.Type(), "vfat");
         EXPECT_TRUE(std::filesystem::is_directory("/disk"));
         disk.Remount();
         EXPECT_EQ(Take(), "umount /disk \nmount /dev/loop12 /disk vfat 1 \n");
     }
     EXPECT_EQ(Take(), "umount /disk \n");
     EXPECT_FALSE(std::filesystem::exists("/disk"));
+    EXPECT_THAT(ioctls.requests, ElementsAre(LOOP_CTL_GET_FREE, LOOP_SET_FD)) << "stays bound";
+}
+
+TEST_F(FilesystemTest, UndoesNothingWhenItsImageCannotBeMounted) {
+    sys->Mount = [](auto...) { return test::FailWith(EINVAL); };
+    EXPECT_EQ(test::ErrorOf([] { Filesystem("/image", "/disk", "vfat", true, false); }), EINVAL);
+    EXPECT_EQ(Take(), "open /image \nopen /dev/loop-control \nopen /dev/loop12 \nbind 1001 \n");
+    EXPECT_TRUE(std::filesystem::is_directory("/disk"));
+    EXPECT_THAT(ioctls.requests, ElementsAre(LOOP_CTL_GET_FREE, LOOP_SET_FD));
+    EXPECT_EQ(root->Calls().size(), 3U) << "its modules stay loaded";
 }
 
 TEST_F(FilesystemTest, MountsOtherTypesWithoutALoopDeviceOrModules) {
