@@ -60,10 +60,12 @@ TEST_F(UserInterfaceManagerTest, AllowsOnlyTheDefinedTransitionsBetweenScreens) 
             vantorelui_sim_reset();
             UserInterfaceManager fresh;
             fresh.TransitionToState(static_cast<State>(from));
+            vantorelui_sim_log(true);
             fresh.TransitionToState(static_cast<State>(to));
             const bool allowed = reached[from].find(std::to_string(to)) != std::string_view::npos;
             EXPECT_EQ(fresh.State(), static_cast<State>(allowed ? to : from)) << from << ">" << to;
             EXPECT_EQ(vantorelui_sim_screen(), static_cast<int>(fresh.State()));
+            EXPECT_EQ(vantorelui_sim_log_count() > 0, allowed) << from << ">" << to;
         }
     }
 }
