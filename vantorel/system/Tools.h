@@ -18,8 +18,9 @@ namespace vantorel {
  * Unless an operation says otherwise, a failed fork, wait or system call throws Error with its
  * errno, and the exit status of a program is not examined: a program that the kernel cannot
  * execute (it is missing, or memory is short) counts as one that exited with 127. Operations that
- * wait do so without a time-out. All are stateless, so thread-safe. An operation that does not
- * wait does not reap its child either; the caller may wait for the process id that it returns.
+ * wait do so without a time-out. Install signal handlers with SA_RESTART: a wait is not repeated
+ * after EINTR. All are stateless, so thread-safe. An operation that does not wait does not reap its
+ * child either; the caller may wait for the process id that it returns.
  *
  * A child starts with the default action of every signal and with no signal blocked, whatever the
  * application has set for itself. It gets neither the display's memory nor any descriptor of the
