@@ -141,6 +141,9 @@ public:
     void OnTorchOff(Torch& torch) noexcept override;
     void OnTorchError(Torch& torch, Error& error) noexcept override;
 
+    /** Shows the overheating mark while the board or the battery is too hot. Thread-safe. */
+    void UpdateOverheatingIndicator();
+
     // Handlers of the UI library's events; the context is the manager. An exception of an observer
     // passes through the library. This manager does not register the double clicks; they are for a
     // UI library that raises them.
@@ -153,7 +156,6 @@ public:
 
 private:
     void KeepFrame(const kiroframe_t& image) VANTOREL_REQUIRES(frameMutex);
-    void UpdateOverheatingIndicator();
 
     std::atomic<std::uint64_t> frameCount{0}; // changed under frameMutex
     std::uint32_t* renderedImage = nullptr;   // used by the display's thread only
