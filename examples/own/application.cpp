@@ -15,11 +15,17 @@
 
 #include <chrono>
 #include <csignal>
+#include <exception>
 #include <iostream>
+#include <stdexcept>
 
 #include <unistd.h>
 
 namespace {
+
+// What the UI library draws.
+constexpr int imageWidth = 480;
+constexpr int imageHeight = 640;
 
 /** SIGTERM ends the application. Call this before the first thread starts: threads inherit it. */
 sigset_t BlockTermination() {
@@ -34,6 +40,10 @@ int Run() {
     const sigset_t termination = BlockTermination();
     // The user-interface manager recognises the devices by these names.
     vantorel::LCD lcd("lcd", "/dev/vantorel/display");
+    // The user-interface manager copies as many pixels as the display has, without a check.
+    if (lcd.Width() != imageWidth || lcd.Height() != imageHeight) {
+        throw std::runtime_error("the display does not have the size that the UI library draws");
+    }
     vantorel::Thermometer board("vantorel.thermometer.board", "/dev/vantorel/temperature-board");
     vantorel::Button power("vantorel.button.power", "/dev/vantorel/buttons", 116); // KEY_POWER
 
@@ -62,6 +72,12 @@ int main() {
         return Run();
     } catch (const vantorel::Error& error) {
         std::cerr << "own application: " << error.ToString() << std::endl;
-        return 1;
+    } catch (const std::logic_error&) { // of the user-interface manager, which shows both
+        std::cerr << "own application: /etc/kiro/version or /etc/kiro/revision is missing or not "
+                     "valid"
+                  << std::endl;
+    } catch (const std::exception& error) {
+        std::cerr << "own application: " << error.what() << std::endl;
     }
+    return 1;
 }

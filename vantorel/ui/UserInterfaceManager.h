@@ -125,7 +125,10 @@ public:
     void OnFuelGaugeTemperatureQuery(FuelGauge& gauge, float temperature) noexcept override;
     void OnFuelGaugeError(FuelGauge& gauge, Error& error) noexcept override;
 
-    /** Renders the current screen and copies it into the display's back buffer. */
+    /**
+     * Renders the current screen and copies it into the display's back buffer. Render()'s image
+     * must have the display's size; it is not checked.
+     */
     void OnLCDDraw(LCD& lcd, std::uint32_t* pixels) noexcept override;
     void OnLCDError(LCD& lcd, Error& error) noexcept override;
 
