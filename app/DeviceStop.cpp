@@ -31,8 +31,10 @@ bool Device::StopDeciding(StopSteps& steps) {
     };
     // The manager needs half a second to stop, and two more while it waits for a host.
     constexpr auto limit = 4s;
-    // Only this state starts updates, and after its announcement the manager never waits.
-    const bool always = settled.State() == ConnectionState::Host;
+    // Only this state starts updates, and from its announcement on the manager never waits. Not
+    // the state that has settled: a torch that cannot be switched ends each announcement before the
+    // last observer, but not before the update.
+    const bool always = decided.State() == ConnectionState::Host;
     return steps.Finish("connection manager", StopSteps::Begin([&] { connection.Stop(); }, always),
                         limit, isGaugeAtWork);
 }
