@@ -31,9 +31,11 @@ sigset_t BlockTerminationSignals() {
 }
 
 /**
- * Keeps the application alive when the reader of its output ends: it may be writing an update to
- * the flash. The failed line is lost, the next is tried again. A handler instead of SIG_IGN,
- * because the programs that the application starts would inherit that.
+ * Keeps the application alive when the reader of its output ends. The failed line is lost, the next
+ * is tried again. The library's tools still end at their first line: each starts with the default
+ * action of every signal. So an update that flashcp is writing fails, and the running slot stays
+ * selected. A handler instead of SIG_IGN, which a program that one of the closed libraries starts
+ * would inherit.
  */
 void OutliveTheReaderOfTheOutput() {
     struct sigaction action {};
