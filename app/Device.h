@@ -119,7 +119,7 @@ private:
     void WireConnection();
     bool StopDeciding(StopSteps& steps);
     void RemoveFunctions(StopSteps& steps);
-    void UnmountDrive();
+    void UnmountDrive(StopSteps& steps);
 
     const bool hasSerialDebugger;
 

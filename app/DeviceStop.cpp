@@ -10,7 +10,6 @@
 #include <cerrno>
 #include <future>
 #include <initializer_list>
-#include <iostream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -50,7 +49,7 @@ void Device::RemoveFunctions(StopSteps& steps) {
 }
 
 /** A mount that outlives the process would prevent the next process from mounting the drive. */
-void Device::UnmountDrive() {
+void Device::UnmountDrive(StopSteps& steps) {
     const std::string directory = drive.Storage().MountPoint();
     try {
         Tools::Umount(directory);
@@ -63,7 +62,7 @@ void Device::UnmountDrive() {
         }
         // EINVAL: not mounted, as after a host has overwritten the file system.
         if (problem != 0 && problem != EINVAL) {
-            std::cerr << "The drive is not unmounted: " << Error(problem).ToString() << '\n';
+            steps.Report("The drive is not unmounted: " + Error(problem).ToString() + '\n');
         }
     }
 }
@@ -95,7 +94,7 @@ void Device::Stop(int status) {
     const ConnectionState state = decided.State();
     const bool hasPort = state == ConnectionState::Host || state == ConnectionState::NoHost;
     const bool isReleased = hasPort && steps.Work("USB port", [&] { usb.UnbindGadgets(); });
-    UnmountDrive();
+    UnmountDrive(steps);
 
     // The port no longer serves a host, and no mount obstructs the next start. The remaining steps
     // run as far as time permits.
@@ -106,7 +105,8 @@ void Device::Stop(int status) {
         steps.Finish("services", std::move(poller));
     }
     logger.Flush();
-    std::cout.flush();
+    // Standard output is not flushed here: each status line has been, and its reader may no longer
+    // read.
     ::_exit(status);
 }
 

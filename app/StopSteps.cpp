@@ -21,6 +21,7 @@ namespace {
 // that is still on the bus leaves it at the end of the process.
 constexpr std::chrono::milliseconds timeForWork = 30s;
 constexpr std::chrono::milliseconds slice = 250ms;
+constexpr std::chrono::milliseconds timeToPrint = 1s;
 
 } // namespace
 
@@ -49,18 +50,31 @@ bool StopSteps::Finish(const char* name, std::future<void> step, std::chrono::mi
             step = {};
         }
         // A stop of the capture session waits for a frame, which a hung camera never delivers.
-        camera.SendEmptyFrame();
+        SendEmptyFrame();
     }
     if (!step.valid()) {
-        std::cerr << "Shutdown no longer waits for the " << name << ".\n";
+        Report(std::string("Shutdown no longer waits for the ") + name + ".\n");
         return false;
     }
     try {
         step.get();
     } catch (const vantorel::Error& error) {
-        std::cerr << "Ending the " << name << ": " << error.ToString() << '\n';
+        Report(std::string("Ending the ") + name + ": " + error.ToString() + '\n');
     }
     return true;
+}
+
+/** On a thread of its own, because a session's first frame prints a line. */
+void StopSteps::SendEmptyFrame() {
+    if (!emptyFrame.valid() || emptyFrame.wait_for(0s) == std::future_status::ready) {
+        emptyFrame = Begin([this] { camera.SendEmptyFrame(); }, true);
+    }
+}
+
+void StopSteps::Report(std::string line) {
+    const std::future<void> end = Begin([text = std::move(line)] { std::cerr << text; });
+    // Only the first unread line costs time. Later ones may still appear.
+    isRead = isRead && end.valid() && end.wait_for(timeToPrint) == std::future_status::ready;
 }
 
 bool StopSteps::Do(const char* name, std::function<void()> step) {

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <functional>
 #include <future>
+#include <string>
 
 namespace app {
 
@@ -39,6 +40,12 @@ public:
     /** Begins a step and waits for it. */
     bool Do(const char* name, std::function<void()> step);
 
+    /**
+     * Prints a line to standard error, on a thread of its own: the output's reader may have stopped
+     * reading, without an end. A line without a thread is lost.
+     */
+    void Report(std::string line);
+
     /** For a step that never waits for the camera: up to 30 seconds of its time do not count. */
     bool Work(const char* name, std::function<void()> step);
 
@@ -47,7 +54,11 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
+    void SendEmptyFrame();
+
     CameraLatch& camera;
+    std::future<void> emptyFrame;
+    bool isRead = true; // the output
     Clock::time_point deadline = Clock::now() + totalTime;
 };
 

@@ -95,6 +95,7 @@ void PrintFailure() {
 } // namespace
 
 int main(int argc, char** argv) {
+    std::cerr.tie(nullptr); // a message must not wait for a thread that prints a status line
     if (argc == 2 && std::string_view(argv[1]) == "--version") {
         std::cout << "vantorel-app " VANTOREL_VERSION "\n";
         return 0;

@@ -10,11 +10,11 @@
 // the clock unless one is set. A seed does not repeat the order of the threads, which the thread
 // sanitizer does not need.
 
+#include "tests/chaos/Life.h"
 #include "tests/chaos/Machine.h"
 #include "tests/chaos/StatusLines.h"
 #include "tests/support/NoThreads.h"
 #include "tests/support/OpenDescriptors.h"
-#include "tests/ui/DeviceFiles.h"
 
 #include <VantorelUI.h>
 #include <VantorelUI_sim.h>
@@ -223,37 +223,6 @@ constexpr unsigned livesPlayed = 8; // about four seconds
     Run(false);
 }
 
-/** Runs a life in a separate process; returns its wait status. */
-int StatusOf(const std::function<void()>& life) {
-    const pid_t process = ::fork();
-    if (process == 0) {
-        life();
-    }
-    int status = -1;
-    while (::waitpid(process, &status, 0) == -1 && errno == EINTR) {
-    }
-    return status;
-}
-
-/** A life with a closed pipe as its output, until SIGTERM. */
-[[noreturn]] void LiveWithoutReader() {
-    static Machine world;
-    ::alarm(2 * test::hangSeconds);
-    std::array<int, 2> ends{};
-    test::Must(::pipe2(ends.data(), O_CLOEXEC));
-    test::Must(::dup2(ends[1], STDOUT_FILENO) - STDOUT_FILENO);
-    ::close(ends[0]);
-    descriptorsAtStart = std::numeric_limits<int>::max(); // other lives check them
-    BlockTerminationSignals();
-    std::thread([] {
-        while (world.flips.load() < 3) {
-            std::this_thread::sleep_for(1ms);
-        }
-        ::kill(::getpid(), SIGTERM);
-    }).detach();
-    Run(false);
-}
-
 /** A life whose last service cannot be started. */
 [[noreturn]] void LiveWithoutLastService() {
     static Machine world;
@@ -280,21 +249,15 @@ std::string MessagesWithout(const std::string& missing) {
         char* arguments[] = {program.data(), nullptr};
         std::exit(ApplicationMain(1, arguments));
     };
-    EXPECT_EQ(StatusOf(start), 1 << 8) << missing;
+    EXPECT_EQ(test::StatusOf(start), 1 << 8) << missing;
     return test::ReadFile(file);
-}
-
-void PrepareFiles() {
-    test::ReplaceDeviceFiles("REV-6\n", "4.2\n");
-    test::WriteFile("/tmp/cmdline", "image_select=0\n");
-    test::Must(::mount("/tmp/cmdline", "/proc/cmdline", nullptr, MS_BIND, nullptr));
 }
 
 // A new board may lack a node or name it differently. The port is opened when the display already
 // runs.
 TEST(Start, NamesTheDeviceThatIsMissing) {
     VANTOREL_NEED_PRIVATE_MOUNTS();
-    PrepareFiles();
+    test::PrepareFiles();
     const std::pair<std::string, std::string> devices[] = {
         {board::charger, "vantorel.charger"},
         {board::fuelGaugeBus, "vantorel.fuelgauge"},
@@ -317,18 +280,11 @@ TEST(Start, NamesTheDeviceThatIsMissing) {
     }
 }
 
-// A supervisor that reads the output may be restarted while an update is written to the flash.
-TEST(Start, SurvivesTheEndOfTheReaderOfItsOutput) {
-    VANTOREL_NEED_PRIVATE_MOUNTS();
-    PrepareFiles();
-    EXPECT_EQ(StatusOf(LiveWithoutReader), 0);
-}
-
 // The services that run already must not be destroyed: that would abort without a message.
 TEST(Start, EndsOrderlyWhenAServiceCannotBeStarted) {
     VANTOREL_NEED_PRIVATE_MOUNTS();
-    PrepareFiles();
-    EXPECT_EQ(StatusOf(LiveWithoutLastService), 1 << 8);
+    test::PrepareFiles();
+    EXPECT_EQ(test::StatusOf(LiveWithoutLastService), 1 << 8);
 }
 
 // An update is not cut when the process may not have another thread.
@@ -344,7 +300,7 @@ TEST(Stop, RunsAStepThatMustNotBeLeftOutWithoutAThread) {
 
 TEST(Chaos, ApplicationSurvivesRandomEvents) {
     VANTOREL_NEED_PRIVATE_MOUNTS();
-    PrepareFiles();
+    test::PrepareFiles();
     const char* seconds = std::getenv("VANTOREL_CHAOS_SECONDS");
     const char* first = std::getenv("VANTOREL_CHAOS_SEED");
     const bool byTime = seconds != nullptr;
@@ -356,7 +312,7 @@ TEST(Chaos, ApplicationSurvivesRandomEvents) {
     const auto end =
         std::chrono::steady_clock::now() + std::chrono::seconds(byTime ? std::stoi(seconds) : 0);
     for (; byTime ? std::chrono::steady_clock::now() < end : seed != afterLast; ++seed) {
-        ASSERT_EQ(StatusOf([&] { Live(seed); }), 0) << "VANTOREL_CHAOS_SEED=" << seed;
+        ASSERT_EQ(test::StatusOf([&] { Live(seed); }), 0) << "VANTOREL_CHAOS_SEED=" << seed;
     }
 }
 
