@@ -16,6 +16,9 @@
 #include <iostream>
 #include <string_view>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 using namespace vantorel;
 
 namespace {
@@ -28,6 +31,20 @@ sigset_t BlockTerminationSignals() {
     sigaddset(&signals, SIGINT);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     return signals;
+}
+
+/** Corrects what a careless parent may leave. */
+void CorrectSurroundings() {
+    // An ignored signal survives an exec: then no program could be waited for.
+    ::signal(SIGCHLD, SIG_DFL);
+    // A device that took the number of a closed standard descriptor would receive messages.
+    int last = 0;
+    do {
+        last = ::open("/dev/null", O_RDWR);
+    } while (last != -1 && last <= STDERR_FILENO);
+    ::close(last);
+    // A message must not wait for another thread that prints a status line.
+    std::cerr.tie(nullptr);
 }
 
 /**
@@ -95,7 +112,7 @@ void PrintFailure() {
 } // namespace
 
 int main(int argc, char** argv) {
-    std::cerr.tie(nullptr); // a message must not wait for a thread that prints a status line
+    CorrectSurroundings();
     if (argc == 2 && std::string_view(argv[1]) == "--version") {
         std::cout << "vantorel-app " VANTOREL_VERSION "\n";
         return 0;

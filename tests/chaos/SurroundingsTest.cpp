@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 
-// The reference application with an output that nobody reads.
+// The reference application with what a process may get from its parent: an output that nobody
+// reads, closed descriptors, ignored signals.
 
 #include "tests/chaos/Life.h"
 #include "tests/chaos/Machine.h"
@@ -76,6 +77,28 @@ void FillOutput() {
     std::exit(RunApplication());
 }
 
+/** A start that fails at the display, when the devices before it are open. */
+[[noreturn]] void StartByACarelessParent() {
+    ::alarm(test::hangSeconds);
+    for (const int standard : {0, 1, 2}) {
+        ::close(standard);
+    }
+    ::signal(SIGCHLD, SIG_IGN);
+    static Machine world;
+    world.missing = board::display;
+    const int status = RunApplication();
+    bool areOpen = true;
+    for (const int standard : {0, 1, 2}) {
+        areOpen = areOpen && ::fcntl(standard, F_GETFD) != -1;
+    }
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::_exit(0);
+    }
+    const bool isReaped = ::waitpid(child, nullptr, 0) == child;
+    std::_Exit(status == 1 && areOpen && isReaped ? 0 : 1);
+}
+
 // A supervisor that reads the output may be restarted at any time, or Ctrl-S may stop a console.
 TEST(Surroundings, NeedNoReaderOfTheOutput) {
     VANTOREL_NEED_PRIVATE_MOUNTS();
@@ -84,6 +107,13 @@ TEST(Surroundings, NeedNoReaderOfTheOutput) {
         EXPECT_EQ(test::StatusOf([&] { LiveWithoutReader(readerHasEnded); }), 0) << readerHasEnded;
         EXPECT_TRUE(test::ReadFile("/tmp/var/log/debug.csv").ends_with('\n')) << readerHasEnded;
     }
+}
+
+// Messages would be written to the fuel gauge, and no program could be waited for.
+TEST(Surroundings, MayLackStandardDescriptorsAndIgnoreTheEndOfChildren) {
+    VANTOREL_NEED_PRIVATE_MOUNTS();
+    test::PrepareFiles();
+    EXPECT_EQ(test::StatusOf(StartByACarelessParent), 0);
 }
 
 } // namespace
