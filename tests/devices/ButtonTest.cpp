@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-Vantorel
 #include "vantorel/devices/Button.h"
 
+#include "tests/support/ErrorOf.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/kernel/Ioctl.h"
 #include "vantorel/devices/ButtonService.h"
@@ -150,6 +151,25 @@ TEST_F(ButtonTest, TakesItsStateFromTheDeviceWhenEventsWereDropped) {
     ioctls.OnPlain(EVIOCGKEY(keys.size()), [](void*) { return test::FailWith(ENODEV); });
     Send(typeKey, power, 1);
     EXPECT_EQ(button.WaitForEvent().value, 1) << "a device without this request works as before";
+}
+
+TEST_F(ButtonTest, WaitsWithoutATimeLimitAndEndsQuietlyAWaitWithoutAnEvent) {
+    Button button("power", node, power);
+    ButtonService service(button);
+    service.AddObserver(*this);
+    test::ScopedSys sys;
+    sys->Poll = [](pollfd* fds, nfds_t, int timeout) {
+        EXPECT_EQ(timeout, -1) << "an idle button wakes the processor";
+        return fds->revents = 0, 0;
+    };
+    sys->Read = [](int, void* record, std::size_t size) {
+        ADD_FAILURE() << "the read would block until an event";
+        static_cast<InputEventRecord*>(record)->code = power;
+        return static_cast<ssize_t>(size);
+    };
+    EXPECT_EQ(test::ErrorOf([&] { button.WaitForEvent(); }), ETIMEDOUT);
+    service.ServiceFunction();
+    EXPECT_EQ(heard, "");
 }
 
 // The kernel ends every wait for such a device at once; tests/device/HardwareTest.cpp covers a real
