@@ -37,8 +37,10 @@ public:
      * When the kernel has dropped events because they were not read in time (SYN_DROPPED), the
      * key's state is read from the device (EVIOCGKEY). If it differs from the last press or release
      * that was returned, an event with this state is returned, so a dropped release does not leave
-     * the key pressed. A key that is held when the button is constructed is not returned as
-     * pressed, unless events were dropped: its first event is a repetition or its release.
+     * the key pressed. With this request the kernel also discards the key events that are queued
+     * behind the dropped ones: a whole click among them is not returned. A key that is held when
+     * the button is constructed is not returned as pressed, unless events were dropped: its first
+     * event is a repetition or its release.
      * @throws Error with the errno of a failed wait, EINTR among them
      */
     InputEventRecord WaitForEvent();
