@@ -136,6 +136,14 @@ TEST(Error, ReturnsThePlatformsTexts) {
     EXPECT_EQ(Error(-7).ToString(), "Unknown error -7");
 }
 
+TEST(Error, EqualsOneOfAnotherTypeWithTheSameNumber) {
+    struct SpecialError final : Error {
+        using Error::Error;
+    };
+    EXPECT_TRUE(SpecialError(2) == Error(2));
+    EXPECT_FALSE(Error(2) == Error(22));
+}
+
 TEST(UniqueFd, ClosesItsDescriptorOnceAndKeepsErrno) {
     ScopedSys sys;
     std::vector<int> closed;
