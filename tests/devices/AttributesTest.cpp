@@ -1,12 +1,13 @@
 // SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 // SPDX-License-Identifier: LicenseRef-Vantorel
 
-// The devices that use kernel files and GPIO lines: thermometers, test fixture, torch.
+// The devices that use kernel files and GPIO lines: charger, thermometers, test fixture, torch.
 // tests/fuzz/system_texts covers the charger's texts.
 
 #include "tests/support/ErrorOf.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/kernel/Gpio.h"
+#include "vantorel/devices/Charger.h"
 #include "vantorel/devices/TestFixture.h"
 #include "vantorel/devices/Thermometer.h"
 #include "vantorel/devices/ThermometerService.h"
@@ -49,6 +50,20 @@ TEST(Thermometer, ReadsMillidegreesAnewEachTimeForItsService) {
         EXPECT_THROW(service.ServiceFunction(), Error);
         EXPECT_EQ(listener.heard, expected) << text;
     }
+}
+
+// The names of the attributes are appended to it: "/a/b" stands for "/a/bonline".
+TEST(Directory, IsUsedAsItIsWithoutAnAddedSlash) {
+    const test::TemporaryDirectory device;
+    for (const auto* attribute : {"online", "status", "brightness"}) {
+        device.Write(attribute, "1");
+    }
+    const std::string slash = device / "";
+    const std::string none = slash.substr(0, slash.size() - 1);
+    EXPECT_EQ(test::ErrorOf([&] { Charger("charger", slash); }), 0);
+    EXPECT_EQ(test::ErrorOf([&] { Charger("charger", none); }), ENOENT);
+    EXPECT_EQ(test::ErrorOf([&] { Torch("torch", slash); }), 0);
+    EXPECT_EQ(test::ErrorOf([&] { Torch("torch", none); }), ENOENT);
 }
 
 struct Inputs {
