@@ -40,8 +40,18 @@ TEST_F(LCDTest, MapsWholeBuffersThatChildrenDoNotInherit) {
         EXPECT_EQ(kept, card.mapped);
     }
     EXPECT_TRUE(card.mapped.empty());
-    EXPECT_EQ(card.ioctls.requests.front(), drm::setMaster);
-    EXPECT_EQ(card.ioctls.requests.back(), drm::dropMaster);
+}
+
+// The kernel releases framebuffers and buffers with the descriptor, after the master has gone.
+TEST_F(LCDTest, SetsUpTheCardStepByStepAndOnlyGivesUpTheMasterAtItsEnd) {
+    { LCD("lcd", "/dev/null"); }
+    EXPECT_THAT(card.ioctls.requests,
+                ElementsAre(drm::setMaster, drm::GetResources::number, drm::GetResources::number,
+                            drm::GetConnector::number, drm::GetConnector::number,
+                            drm::GetCrtc::number, drm::CreateDumbRequest::number,
+                            drm::AddFramebufferRequest::number, drm::MapDumbRequest::number,
+                            drm::CreateDumbRequest::number, drm::AddFramebufferRequest::number,
+                            drm::MapDumbRequest::number, drm::SetCrtc::number, drm::dropMaster));
 }
 
 TEST_F(LCDTest, RefusesACardThatCannotShowAPicture) {
