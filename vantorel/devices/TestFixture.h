@@ -16,7 +16,8 @@ namespace vantorel {
  * Thread-bound.
  *
  * The lines stay requested until the process ends, even after the object's destruction, so that no
- * other program can drive them against the fixture.
+ * other program can drive them against the fixture. A process can therefore construct one fixture
+ * per chip; a second one fails with EBUSY.
  */
 class VANTOREL_EXPORT TestFixture final : public Connection, public Device {
 public:
