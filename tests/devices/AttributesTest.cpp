@@ -99,7 +99,12 @@ protected:
         torch.emplace("torch", led / "");
         torch->AddObserver(*this);
     }
-    void OnTorchOn(Torch&) override { heard += '1'; }
+    void OnTorchOn(Torch&) override {
+        if (std::exchange(isOvertaken, false)) {
+            std::thread([this] { torch->Off(); }).join();
+        }
+        heard += '1';
+    }
     void OnTorchOff(Torch&) override {
         heard += '0';
         if (std::exchange(lightsOnce, false)) {
@@ -116,7 +121,8 @@ protected:
     test::TemporaryDirectory led;
     std::optional<Torch> torch;
     std::string heard;
-    bool lightsOnce = false; // at the next OnTorchOff()
+    bool lightsOnce = false;  // at the next OnTorchOff()
+    bool isOvertaken = false; // the next OnTorchOn(), by another thread that switches off
 };
 
 TEST_F(TorchTest, TogglesAtEachRequestOfEitherKind) {
@@ -148,7 +154,14 @@ TEST_F(TorchTest, IgnoresRequestsUnlessOnBattery) {
     EXPECT_EQ(Done(), "01 01");
     lightsOnce = true; // as a click at this moment
     torch->OnConnectionStateChanged(Host, Undetermined);
-    EXPECT_EQ(Done(), "01010 010");
+    EXPECT_EQ(Done(), "01010 0110");
+}
+
+TEST_F(TorchTest, ReportsItsPositionLastWhenAnotherThreadSwitchesMeanwhile) {
+    Build("0");
+    isOvertaken = true;
+    torch->On();
+    EXPECT_EQ(Done(), "10 010");
 }
 
 TEST_F(TorchTest, RemembersAPositionThatCouldNotBeWritten) {

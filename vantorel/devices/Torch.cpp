@@ -89,10 +89,19 @@ void Torch::Write(char position) {
 }
 
 void Torch::Report(char position) {
-    if (position == lit) {
-        observers.Notify(&TorchObserver::OnTorchOn, *this);
-    } else if (position == dark) {
-        observers.Notify(&TorchObserver::OnTorchOff, *this);
+    for (;;) {
+        if (position == lit) {
+            observers.Notify(&TorchObserver::OnTorchOn, *this);
+        } else if (position == dark) {
+            observers.Notify(&TorchObserver::OnTorchOff, *this);
+        }
+        // Another thread may have switched and reported meanwhile. Each observer's last report must
+        // be the LED's position.
+        const char now = brightness;
+        if (now == position) {
+            return;
+        }
+        position = now;
     }
 }
 

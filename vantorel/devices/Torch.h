@@ -24,9 +24,11 @@ namespace vantorel {
  * comes through UserInterfaceManager, whose operations are noexcept, so the error ends the process
  * there; the product's supervisor restarts it, and the constructor reads the LED's state.
  *
- * The connection manager's thread and the UI library's thread call it; observers run on the thread
- * that switches, without a lock. Thread-safe: two threads that switch at once may leave the LED on
- * or off, but in a state that disables it, it is dark.
+ * Observers run on the thread that switches, without a lock. When the torch is switched again while
+ * they are notified, by another thread or by one of them, they are notified once more of the new
+ * position: each observer's last report is the position that was written last. Thread-safe: two
+ * threads that switch at once may leave the LED on or off, but in a state that disables it, it is
+ * dark.
  */
 class VANTOREL_EXPORT Torch final : public Device,
                                     public ConnectionObserver,
