@@ -24,18 +24,21 @@ namespace vantorel {
  * comes through UserInterfaceManager, whose operations are noexcept, so the error ends the process
  * there; the product's supervisor restarts it, and the constructor reads the LED's state.
  *
- * Observers run on the thread that switches, without a lock. When the torch is switched again while
- * they are notified, by another thread or by one of them, they are notified once more of the new
- * position: each observer's last report is the position that was written last. Thread-safe: two
- * threads that switch at once may leave the LED on or off, but in a state that disables it, it is
- * dark.
+ * The connection manager's thread and the threads on which the UI library raises its events (a
+ * button's, the display's) call it. Observers run on the thread that switches, without a lock.
+ * When the torch is switched again while they are notified, by another thread or by one of them,
+ * they are notified once more of the new position: each observer's last report is the position
+ * that was written last. Thread-safe: two threads that switch at once may leave the LED on or off,
+ * but in a state that disables it, it is dark.
  */
 class VANTOREL_EXPORT Torch final : public Device,
                                     public ConnectionObserver,
                                     public UserInterfaceObserver {
 public:
     /**
-     * Opens the attribute and reads whether the LED is lit.
+     * Opens the attribute and reads whether the LED is lit. The LED's "max_brightness" must be 1:
+     * the torch writes 0 or 1, and Toggle() has no effect while the attribute begins with another
+     * digit.
      * @param deviceName any name
      * @param directory the LED's directory, ending in a slash: the name of the attribute is
      *                  appended to it
