@@ -20,7 +20,8 @@ namespace vantorel {
  *
  * Start and stop a service once: Stop() leaves the stop request set, so a later Start() creates a
  * thread that ends at once, while the service counts as running. Destroying a service that was
- * started and not stopped ends the process.
+ * started and not stopped ends the process, unless the class documents that its destructor stops
+ * it.
  *
  * Thread-bound: different threads may call Start() and Stop(), but not at the same time. An
  * exception that leaves ServiceFunction() ends the process.
@@ -42,7 +43,10 @@ public:
      */
     void Start();
 
-    /** Requests a stop and waits for at most one pause and one cycle; no effect when not running.
+    /**
+     * Requests a stop and waits for at most one pause and one cycle; no effect when not running.
+     * Do not call it on the service's own thread, and so not in a notification of its observers:
+     * the thread would wait for itself, and the process ends.
      */
     void Stop();
 
@@ -60,9 +64,9 @@ public:
 
 protected:
     /**
-     * The destructor of every derived class calls it first: a worker that still runs would call
-     * into a half-destroyed object. The base class's destructor would end the process too, but too
-     * late.
+     * Ends the process while the worker runs. The destructor of every derived class first calls it,
+     * or Stop(): a worker that still runs would call into a half-destroyed object. The base class's
+     * destructor would end the process too, but too late.
      */
     void TerminateIfJoinable() const noexcept;
 
