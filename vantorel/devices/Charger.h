@@ -30,7 +30,7 @@ public:
     bool IsConnected() override;
 
     /**
-     * Whether "status" contains the word "Charging" followed by a NUL byte. The attributes of a
+     * Whether "status" begins with the word "Charging" and a NUL byte. The attributes of a
      * power supply end in a newline, so the result for "Charging\n" is false.
      * @throws Error with the errno of a failed read
      */
