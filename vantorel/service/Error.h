@@ -9,8 +9,11 @@
 namespace vantorel {
 
 /**
- * The one failure type of the library: an errno-style number, thrown by value after a failed system
- * call and handed to the observers' error notifications by reference.
+ * The library's failure type: an errno-style number, thrown by value after a failed system call and
+ * handed to the observers' error notifications by reference.
+ *
+ * It is not a std::exception, so a handler of those does not catch it. A few operations throw other
+ * types: an int, or an exception of the standard library; their headers state which.
  *
  * No message text is attached; print ToString() where a failure is logged. Reentrant.
  */
