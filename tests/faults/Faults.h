@@ -215,6 +215,7 @@ private:
         sys->Kill = succeed;
         sys->Sync = succeed;
         sys->Fsync = succeed;
+        sys->Fchmod = succeed; // of the machine's /dev/null otherwise
         sys->Reboot = succeed;
         sys->Nanosleep = succeed;
         sys->Klogctl = [](auto...) { return 4; };

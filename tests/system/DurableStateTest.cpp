@@ -117,6 +117,13 @@ protected:
                 {"/tmp/var/log/session", "", "1\n", [] { Logger("/tmp/var/log/"); }}};
     }
 
+    /** A replaced file is another one. */
+    static ino_t NodeOf(const std::string& path) {
+        struct stat status {};
+        test::Must(::stat(path.c_str(), &status));
+        return status.st_ino;
+    }
+
     std::optional<test::PrivateRoot> root;
     std::optional<test::CapturedOutput> output;
     std::optional<test::RecordedUI> ui;
@@ -182,11 +189,46 @@ TEST_F(DurableState, IsWrittenInPlaceWhereTheFileCannotBeReplaced) {
 }
 
 TEST_F(DurableState, KeepsThePermissionsOfItsFile) {
-    const auto mode = std::filesystem::perms{0640};
-    test::WriteFile("/tmp/var/units", "F");
-    std::filesystem::permissions("/tmp/var/units", mode);
-    ChangeUnits(VANTORELUI_CELSIUS);
-    EXPECT_EQ(std::filesystem::status("/tmp/var/units").permissions(), mode);
+    const mode_t mask = ::umask(022);
+    for (const auto mode : {std::filesystem::perms{0640}, std::filesystem::perms{0666}}) {
+        test::WriteFile("/tmp/var/units", "F");
+        std::filesystem::permissions("/tmp/var/units", mode);
+        const ino_t before = NodeOf("/tmp/var/units");
+        ChangeUnits(VANTORELUI_CELSIUS);
+        EXPECT_NE(NodeOf("/tmp/var/units"), before) << "a power cut may leave it empty";
+        EXPECT_EQ(std::filesystem::status("/tmp/var/units").permissions(), mode);
+        EXPECT_EQ(test::ReadFile("/tmp/var/units"), "C");
+    }
+    ::umask(mask);
+}
+
+// The application may replace each file in its folder, but not with one that is less accessible to
+// others, or where the file's own permissions forbid it to write.
+TEST_F(DurableState, KeepsTheOwnerOfItsFileAndTheContentOfAReadOnlyOne) {
+    const std::string path = "/tmp/var/firstboot";
+    test::WriteFile(path, "0\n");
+    const ino_t before = NodeOf(path);
+    for (const auto& [owners, groups] : {std::pair{1U, 0U}, {0U, 1U}}) {
+        test::WriteFile(path, "0\n");
+        test::ScopedSys sys;
+        sys->Lstat = [&, user = owners, group = groups](const char* name, struct stat* status) {
+            const int result = ::lstat(name, status);
+            status->st_uid += name == path ? user : 0;
+            status->st_gid += name == path ? group : 0;
+            return result;
+        };
+        Firstboot().Reset();
+        EXPECT_EQ(NodeOf(path), before) << "another file, of the application";
+        EXPECT_EQ(test::ReadFile(path), "1\n");
+        EXPECT_FALSE(std::filesystem::exists(path + ".new"));
+    }
+    test::ScopedSys sys;
+    sys->Open = [&](const char* name, int flags, unsigned mode) {
+        const bool writes = (flags & O_ACCMODE) != O_RDONLY;
+        return name == path && writes ? test::FailWith(EACCES) : ::open(name, flags, mode);
+    };
+    Firstboot().Clear();
+    EXPECT_EQ(test::ReadFile(path), "1\n");
 }
 
 } // namespace

@@ -42,6 +42,7 @@
       (request, remaining))                                                                        \
     X(int, Ftruncate, ::ftruncate, (int fd, off_t size), (fd, size))                               \
     X(int, Fsync, ::fsync, (int fd), (fd))                                                         \
+    X(int, Fchmod, ::fchmod, (int fd, mode_t mode), (fd, mode))                                    \
     X(int, Stat, ::stat, (const char* path, struct stat* status), (path, status))                  \
     X(int, Lstat, ::lstat, (const char* path, struct stat* status), (path, status))                \
     X(int, Access, ::access, (const char* path, int mode), (path, mode))                           \

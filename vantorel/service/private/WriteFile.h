@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: LicenseRef-Vantorel
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -18,17 +19,18 @@ bool Flush(int fd);
 
 /**
  * Creates or truncates a file, writes its content and flushes it to the medium.
- * @param mode the permissions of a new file, before the process's mask
+ * @param mode the file's permissions; without it, a new file has 0666 less the process's mask
  * @return whether all of it succeeded
  */
-bool WriteFile(const std::string& path, std::string_view content, mode_t mode = 0666);
+bool WriteFile(const std::string& path, std::string_view content, std::optional<mode_t> mode = {});
 
 /**
  * Replaces the content of a small file that must survive a power cut: afterwards the file has its
- * old content or the new one. The new content is written to PATH.new, which then takes the file's
- * name and its permissions, less the process's mask. A file that cannot be replaced is written in
- * place: a FIFO, a symbolic link, a mount point, a file in a folder that is full or read-only. A
- * power cut may then leave it empty. Failures are not reported.
+ * old content or the new one. The new content is written to PATH.new, which gets the file's
+ * permissions and then its name. A file that cannot be replaced by an equal one is written in
+ * place: a FIFO, a symbolic link, a mount point, a file of another owner or group, a file in a
+ * folder that is full or read-only. A power cut may then leave it empty. A file that the process
+ * may not write keeps its content. Failures are not reported.
  */
 void SaveFile(const std::string& path, std::string_view content);
 
