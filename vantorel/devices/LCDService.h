@@ -16,7 +16,8 @@ class LCD;
  *
  * A driver may lose the event that ends a flip. The service waits a second for it, reports ETIME,
  * then draws and flips again. So the display recovers with the driver's next event, and Stop()
- * always returns. While the driver refuses flips with EBUSY, a cycle takes up to 100 ms.
+ * always returns. While the driver refuses flips with EBUSY, a cycle takes up to 100 ms. After any
+ * other error the next cycle starts at once: a card that is gone keeps a processor busy.
  * Thread-bound.
  */
 class VANTOREL_EXPORT LCDService final : public Service {
