@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <atomic>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -17,19 +18,25 @@
 #include <thread>
 
 #include <fcntl.h>
+#include <sys/syscall.h>
 
 // The unchanged application.
+[[noreturn]] void EndOfApplication(int status);
 #define main ApplicationMain
+#define _exit EndOfApplication
 #include "app/Device.cpp"
 #include "app/DeviceStop.cpp"
 #include "app/StopSteps.cpp"
 #include "app/main.cpp"
+#undef _exit
 #undef main
 
 namespace {
 
 using namespace std::chrono_literals;
 using test::Machine;
+
+std::atomic<bool> outputIsFull{false};
 
 int RunApplication() {
     std::string program = "vantorel-app";
@@ -49,6 +56,7 @@ void FillOutput() {
         ::funlockfile(stdout);
         std::this_thread::sleep_for(1ms);
     }
+    outputIsFull = true;
 }
 
 /** A life on battery until SIGTERM. The reader of its output has ended, or stops reading. */
@@ -117,3 +125,10 @@ TEST(Surroundings, MayLackStandardDescriptorsAndIgnoreTheEndOfChildren) {
 }
 
 } // namespace
+
+void EndOfApplication(int status) {
+    if (outputIsFull) { // the thread sanitizer's _exit() would flush standard output
+        ::syscall(SYS_exit_group, status);
+    }
+    ::_exit(status);
+}
