@@ -21,11 +21,13 @@
 #include <cstdlib>
 #include <iostream>
 #include <set>
+#include <string_view>
 #include <utility>
 
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 
@@ -148,7 +150,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     test::ScopedSys sys;
     sys->Mount = [](auto...) { return 0; };
     sys->Umount = [](auto...) { return 0; };
-    sys->Rmdir = [](auto...) { return 0; };
+    sys->Rmdir = [](const char* path) { // keeps the drive's mount point
+        return std::string_view(path) == "/tmp/var/drive" ? 0 : ::rmdir(path);
+    };
     int unpacked = -1;
     sys->Spawn = [&](pid_t* child, auto, auto, auto, char* const* arguments, auto) {
         Demand(std::string_view(arguments[1]) == "tar"); // nothing is flashed here

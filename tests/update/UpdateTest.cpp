@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <functional>
+#include <set>
 
 #include <sys/resource.h>
 
@@ -195,7 +196,8 @@ TEST_F(UpdateArchives, AreCheckedAgainWithoutAnErrorWhenTheyAreBad) {
     }
 }
 
-// Folders may be nested deeper than this process may have files open.
+// Folders may be nested deeper than this process may have files open, and so deep that their paths
+// from the root are too long for the kernel. They may have the names that the removal would use.
 TEST_F(UpdateArchives, LeaveNothingThatStopsTheNextOneHoweverDeep) {
     rlimit usual{};
     Must(::getrlimit(RLIMIT_NOFILE, &usual));
@@ -206,15 +208,28 @@ TEST_F(UpdateArchives, LeaveNothingThatStopsTheNextOneHoweverDeep) {
         Must(::setrlimit(RLIMIT_NOFILE, &usual));
         return said;
     };
-    std::string deep = "deep";
-    for (int level = 0; level < 100; ++level) {
-        deep += "/deep";
-    }
-    Pack({"fit", "rootfs"}, "mkdir -p " + deep);
+    const auto below = [](std::string path, std::size_t length, const std::string& name) {
+        while (path.size() < length) {
+            path += '/' + name;
+        }
+        return ' ' + path.substr(0, length);
+    };
+    Pack({"fit", "rootfs"}, "mkdir -p" + below("deep", 504, "deep"));
     EXPECT_THAT(pollWithFewFiles(2), HasSubstr("first: valid"));
-    Pack({"fit", "rootfs"});
-    EXPECT_THAT(pollWithFewFiles(5), HasSubstr("first: complete"));
-    EXPECT_FALSE(std::filesystem::exists("/tmp/update/deep"));
+    for (const auto& tops : {std::set<std::string>{"fit", "rootfs"}, {".1", ".2", ".3"}}) {
+        std::string folders;
+        std::string names;
+        for (const std::string& top : tops) {
+            folders += below(top, 4090, std::string(250, 'l'));
+            names += ' ' + top;
+        }
+        Pack({}, "mkdir -p" + folders + "; exec tar -cf /drive/THERMAL.STR" + names);
+        EXPECT_EQ(pollWithFewFiles(2), refusal) << names;
+        Pack({"fit", "rootfs"});
+        EXPECT_THAT(pollWithFewFiles(5), HasSubstr("first: complete")) << names;
+        const std::filesystem::directory_iterator remains("/tmp/update");
+        EXPECT_EQ(std::distance(begin(remains), end(remains)), 3) << "the archive and two members";
+    }
 }
 
 // From no space to enough space for the archive and all its members.

@@ -59,15 +59,34 @@ nlink_t NamesOf(const struct stat& file, const std::string& folder) {
     return names;
 }
 
-/** Removes a file, a link, or a folder with its contents. Failures are ignored. */
-void Remove(const std::string& path) {
+/** Returns the path of a new entry. An archive may have used the numbers after the last one. */
+std::string UnusedPath(const std::string& folder, unsigned& number) {
+    std::string path;
+    do {
+        path = PathOf(folder, '.' + std::to_string(++number));
+    } while (StatusOf(path).st_mode != 0);
+    return path;
+}
+
+/**
+ * Removes an entry of a folder. If it is a folder, first moves the folders in it beside it, and
+ * returns whether it moved one. Failures are ignored: tar fails on what remains in its way.
+ */
+bool RemoveOneLevel(const std::string& folder, const std::string& name, unsigned& number) {
+    const std::string path = PathOf(folder, name);
     if (sys::Unlink(path.c_str()) == 0 || !S_ISDIR(StatusOf(path).st_mode)) {
-        return;
+        return false;
     }
-    for (const std::string& name : ListFolder(path).names) {
-        Remove(PathOf(path, name));
+    bool moved = false;
+    for (const std::string& entry : ListFolder(path).names) {
+        const std::string from = PathOf(path, entry);
+        if (sys::Unlink(from.c_str()) != 0) {
+            const std::string to = UnusedPath(folder, number);
+            moved = sys::Rename(from.c_str(), to.c_str()) == 0 || moved;
+        }
     }
     sys::Rmdir(path.c_str());
+    return moved;
 }
 
 /**
@@ -258,9 +277,13 @@ bool FirmwareUpdateManager::IsUpdateImageValid() {
  * that an archive left under the archive's own name would redirect the next copy.
  */
 void FirmwareUpdateManager::EmptyUpdateDirectory(const std::string& kept) const {
-    for (const std::string& name : ListFolder(updateDirectory).names) {
-        if (name != kept) {
-            Remove(PathOf(updateDirectory, name)); // tar fails on what cannot be removed
+    // An archive can nest folders so deep that no path from the root reaches the innermost one:
+    // folders move up instead of being descended into. Each moves once at most, so this ends.
+    unsigned number = 0;
+    for (bool moved = true; moved;) {
+        moved = false;
+        for (const std::string& name : ListFolder(updateDirectory).names) {
+            moved = (name != kept && RemoveOneLevel(updateDirectory, name, number)) || moved;
         }
     }
 }
