@@ -134,8 +134,11 @@ std::vector<Promise> MakePromises() {
         {"remounting", "Open", silent, "an unreadable table lists no mount"},
         {"tools", "Open", silent, "an unreadable table lists no mount, a folder no process"},
         {"tools", "Getdents", silent, "what cannot be listed is not found"},
-        {"drive", "Open", silent, "an unreadable text names neither a mount nor a slot"},
-        {"drive", "Read", silent, "an unreadable text names neither a mount nor a slot"},
+        {"drive", "Read", silent, "the read is repeated", {EINTR}, 5, 5},
+        {"drive", "Open", thrown, "no slot runs, so none is written", {}, 4, 4, 0, EBADE},
+        {"drive", "Read", thrown, "no slot runs, so none is written", {}, 5, 5, 0, EBADE},
+        {"drive", "Open", silent, "an unreadable table lists no mount"},
+        {"drive", "Read", silent, "an unreadable table lists no mount"},
         {"polling", "Getdents", silent, "tar fails on what cannot be removed"},
         {"polling", "Open", silent, "what was not copied is not unpacked"},
         {"polling", "Read", silent, "what was not copied is not unpacked"},
@@ -289,7 +292,7 @@ TEST_F(FaultSweep, KeepsWhatEveryOperationPromises) {
 }
 
 // Kernels may transfer fewer bytes than requested. That ends no operation with an error, except an
-// update that finds no partition, and an update is not installed in part.
+// update that finds no slot or no partition, and an update is not installed in part.
 TEST_F(FaultSweep, ContinuesAfterAShortTransfer) {
     for (const Scenario& scenario : test::Scenarios()) {
         const auto whole = PlayUndisturbed(scenario);
@@ -301,10 +304,13 @@ TEST_F(FaultSweep, ContinuesAfterAShortTransfer) {
             for (const int cut : {test::cutToNothing, test::cutToOneByte, test::cutByOneByte}) {
                 const auto faults = PlayUntilStruck(scenario, at, cut, call);
                 EXPECT_TRUE(faults->wasCut) << scenario.name;
-                // Nothing read is a file's end: an empty table has no partition to write to.
-                const bool isTable = call.where == "writing" && call.call == "Read" &&
-                                     call.index % 6 == 1 && cut == test::cutToNothing;
-                EXPECT_EQ(faults->reported.value_or(0), isTable ? EBADE : 0)
+                // Nothing read is a file's end: an empty table has no partition to write to, an
+                // empty command line no slot.
+                const bool isTable = call.where == "writing" && call.index % 6 == 1;
+                const bool isSlot = call.where == "drive" && call.index == 5;
+                const bool isEmpty =
+                    (isTable || isSlot) && call.call == "Read" && cut == test::cutToNothing;
+                EXPECT_EQ(faults->reported.value_or(0), isEmpty ? EBADE : 0)
                     << scenario.name << ", " << call.where << ' ' << call.index << ", " << call.call
                     << ", cut " << cut;
                 EXPECT_LE(faults->Kept(), scenario.kept) << scenario.name << ' ' << call.call;

@@ -59,9 +59,6 @@ void Isolate() {
     }
     test::CopyProgram("/bin/busybox", root + "/bin/busybox");
     test::WriteFile(root + "/etc/firmware", "running");
-    // Without a running slot, the manager accepts no archive.
-    test::WriteFile("/tmp/var/cmdline", "image_select=0\n");
-    test::Must(::mount("/tmp/var/cmdline", "/proc/cmdline", nullptr, MS_BIND, nullptr));
     std::filesystem::create_directories("/tmp/var/drive");
     std::filesystem::create_directories("/tmp/var/update");
     test::Must(

@@ -74,6 +74,10 @@ TEST_F(Update, NeverStartsWithoutARunningSlot) {
         EXPECT_EQ(output->Take(), std::string("IMAGE_SELECT: ") + slot + "\n");
         // If it had started, destroying it would end the process.
         manager->OnConnectionStateChanged(ConnectionState::Host, ConnectionState::NoHost);
+        // An application may make the steps itself.
+        EXPECT_THAT(Poll(2), HasSubstr("first: valid")) << commandLine;
+        EXPECT_EQ(Poll(3), Transition(3) + "first: begin\n" + Transition(4) + "first: 25 %\n" +
+                               Transition(6) + "first: error 52\n");
     }
 }
 

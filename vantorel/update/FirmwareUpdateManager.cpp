@@ -136,6 +136,11 @@ std::string RunningSlot() {
     }
 }
 
+/** The slot that an update goes to, or an empty text when the running slot is unknown. */
+std::string OtherSlot(const std::string& running) {
+    return running == "0" ? "1" : running == "1" ? "0" : "";
+}
+
 } // namespace
 
 FirmwareUpdateManager::FirmwareUpdateManager(Filesystem& drive)
@@ -146,12 +151,12 @@ FirmwareUpdateManager::FirmwareUpdateManager(Filesystem& drive)
     Tools::Mkdir(updateDirectory);
     const std::string slot = RunningSlot();
     PrintStatus("IMAGE_SELECT: ", slot);
-    if (slot == "0" || slot == "1") {
-        const std::string other = slot == "0" ? "1" : "0";
-        fit = {"fit", "FIT_" + other};
-        rootfs = {"rootfs", "rootfs_" + other};
-    } else {
+    const std::string other = OtherSlot(slot);
+    if (other.empty()) {
         disabled = true;
+    } else {
+        fit.partition = "FIT_" + other;
+        rootfs.partition = "rootfs_" + other;
     }
 }
 
@@ -321,14 +326,11 @@ void FirmwareUpdateManager::WriteFlash() {
 void FirmwareUpdateManager::VerifyFlash() {}
 
 void FirmwareUpdateManager::UpdateImageSelect() {
-    const std::string slot = Tools::ImageSelect();
-    if (slot == "0") {
-        Tools::FwSetEnv("image_select", "1");
-    } else if (slot == "1") {
-        Tools::FwSetEnv("image_select", "0");
-    } else {
+    const std::string other = OtherSlot(Tools::ImageSelect());
+    if (other.empty()) {
         throw Error(EINVAL);
     }
+    Tools::FwSetEnv("image_select", other);
     observers.Notify(&FirmwareUpdateObserver::OnFirmwareUpdateInProgress, *this, std::uint8_t{100});
 }
 

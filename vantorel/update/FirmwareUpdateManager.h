@@ -40,7 +40,8 @@ class VANTOREL_EXPORT FirmwareUpdateManager final : public ConnectionObserver, p
 public:
     /**
      * Creates the working directory "/tmp/update/" and reads the running slot from the kernel's
-     * command line. If that names no slot, the manager is disabled and never starts.
+     * command line. If that names no slot, the manager is disabled: it does not start itself, and
+     * fails before it writes to flash when a caller makes its steps.
      * @param drive the device's side of the USB drive, borrowed for the life of the manager
      * @throws Error with the errno of mkdir() when it fails
      */
@@ -102,8 +103,8 @@ private:
     std::string updateDirectory;
     std::string imageName;
     bool disabled = false;
-    FlashPartition fit;
-    FlashPartition rootfs;
+    FlashPartition fit{"fit", {}};
+    FlashPartition rootfs{"rootfs", {}};
     FirmwareUpdateState state = FirmwareUpdateState::Idle;
     ObserverList<FirmwareUpdateObserver> observers;
 };

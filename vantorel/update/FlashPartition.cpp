@@ -11,7 +11,8 @@
 namespace vantorel {
 
 void FlashPartition::Write(const std::string& directory) const {
-    const std::string device = Tools::MtdOf(partition);
+    // Every line contains the empty name: its device would be that of the first one.
+    const std::string device = partition.empty() ? "" : Tools::MtdOf(partition);
     if (device.empty()) {
         throw Error(EBADE);
     }

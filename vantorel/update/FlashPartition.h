@@ -20,8 +20,8 @@ struct VANTOREL_EXPORT FlashPartition {
      * Erases the partition, writes the member to it and verifies it with the flash copy tool.
      * Waits for the tool without a limit.
      * @param directory where the archive was unpacked, with a trailing slash
-     * @throws Error EBADE for an unknown partition, the tool's wait status when it fails, is
-     *         killed or is missing, errno when no process can be started
+     * @throws Error EBADE for an unknown or empty partition, the tool's wait status when it fails,
+     *         is killed or is missing, errno when no process can be started
      */
     void Write(const std::string& directory) const;
 };
