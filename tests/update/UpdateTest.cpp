@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <functional>
+#include <new>
 #include <set>
 
 #include <sys/resource.h>
@@ -112,6 +113,8 @@ TEST_F(Update, EndsInOneErrorForEachAndLeavesTheBootLoaderAlone) {
 
 TEST_F(Update, WaitsWhileTheDriveCannotBeMounted) {
     sys->Mount = [](auto...) { return test::FailWith(EINVAL); };
+    EXPECT_EQ(Poll(3), "umount\numount\numount\n");
+    sys->Mount = [](auto...) -> int { throw std::bad_alloc(); };
     EXPECT_EQ(Poll(3), "umount\numount\numount\n");
 }
 

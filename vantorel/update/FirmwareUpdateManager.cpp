@@ -256,7 +256,7 @@ bool FirmwareUpdateManager::IsUpdateImagePresent() {
     try {
         // Without the remount, the kernel returns what it cached before the host wrote.
         filesystem.Remount();
-    } catch (const Error&) {
+    } catch (...) {
         return false;
     }
     const std::string image = filesystem.MountPoint() + imageName;
