@@ -177,7 +177,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         const auto status = std::filesystem::symlink_status(updateFolder + member);
         return std::filesystem::is_regular_file(status);
     };
-    Demand(!witness.isValid || (isFile("/fit") && isFile("/rootfs") && unpacked == 0));
+    const bool isUnpacked = unpacked == 0 || isCrashed;
+    Demand(!witness.isValid || (isFile("/fit") && isFile("/rootfs") && isUnpacked));
     Demand(Outside() == outside && test::ReadFile(root + "/etc/firmware") == "running");
     return 0;
 }

@@ -283,6 +283,15 @@ TEST_F(UpdateArchives, AreNotCompletedByWhatLiesAround) {
     EXPECT_EQ(Poll(1), untar + Transition(0));
 }
 
+// Kept: a killed tar does not count as failed, so the members decide.
+TEST_F(UpdateArchives, AreValidOnceBothMembersExistWhenASignalEndsTar) {
+    for (const bool both : {false, true}) {
+        const std::string last = both ? "printf part >/tmp/update/rootfs; " : "";
+        Behave("[ $1 != tar ] || { printf whole >/tmp/update/fit; " + last + "kill -9 $$; }");
+        EXPECT_EQ(PollAnew(2).ends_with("first: valid\n"), both);
+    }
+}
+
 TEST_F(UpdateArchives, AreFlashedAsCheckedWhileTheHostWrites) {
     const std::function<void()> deeds[] = {[&] {
                                                Pack({"fit", "rootfs", "bqfs"});

@@ -74,9 +74,11 @@ public:
     /** Whether ExtractImage() succeeds. */
     bool IsUpdateImageValid();
     /**
-     * Unpacks the copied archive. A fuel-gauge stream in it replaces the one in
-     * "/tmp/var/update/bqfs", which is played at the next start on battery. A failed copy of the
-     * stream is not reported; no stream waits then, neither the old one nor a part of the new one.
+     * Unpacks the copied archive. A tar that a signal ends counts as one that has unpacked it, see
+     * Tools::Untar(): the last member may then be incomplete. A fuel-gauge stream in the archive
+     * replaces the one in "/tmp/var/update/bqfs", which is played at the next start on battery. A
+     * failed copy of the stream is not reported; no stream waits then, neither the old one nor a
+     * part of the new one.
      * @throws Error with the wait status of tar when it fails, or with the errno of a failed fork,
      *         wait or listing
      * @throws int 2 (ENOENT) when a member is missing, is not a regular file, or is a hard link to
