@@ -15,7 +15,8 @@ class Filesystem;
  * A small USB disk: a FAT image in "/tmp/mass_storage/lun0", which stays mounted on the device's
  * side at "/tmp/mass_storage/lun0.fs". Every construction formats the image anew; it then contains
  * only the licence text. Whoever restarts a process that was killed must first remove its mount:
- * otherwise the new image is not mounted and stays empty.
+ * otherwise the licence text goes there, so the new disk is empty. If the old mount is writable, it
+ * also writes what it has kept in memory over the new file system, which is then damaged.
  *
  * Either the host or the device may write the disk, never both. With hostReadOnly false, the host
  * writes and the device's mount is read-only; true reverses this. Data that the host wrote appears
