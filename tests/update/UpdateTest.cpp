@@ -120,18 +120,28 @@ TEST_F(Update, WaitsWhileTheDriveCannotBeMounted) {
 
 TEST_F(Update, NotifiesOnlyATransitionFromThePrecedingState) {
     const std::string news[] = {"", "found", "valid", "begin", "", "complete", "error 52", ""};
+    const auto transit = [&](int state) {
+        output->Take();
+        manager->TransitionToState(static_cast<FirmwareUpdateState>(state));
+        return output->Take();
+    };
+    const auto announced = [&](int state) {
+        return Transition(state) + (news[state].empty() ? "" : "first: " + news[state] + "\n");
+    };
     for (int from = 0; from <= 6; ++from) {
         for (int to = 0; to <= 7; ++to) {
+            SCOPED_TRACE(testing::Message() << "from " << from << " to " << to);
             Construct("image_select=0\n");
             for (int step = from == 6 ? 6 : 1; step <= from; ++step) {
-                manager->TransitionToState(static_cast<FirmwareUpdateState>(step));
+                transit(step);
             }
-            output->Take();
-            manager->TransitionToState(static_cast<FirmwareUpdateState>(to));
-            const bool notifies = (to == from + 1 || to == 6) && !news[to].empty();
-            EXPECT_EQ(output->Take(),
-                      Transition(to) + (notifies ? "first: " + news[to] + "\n" : ""))
-                << "from " << from << " to " << to;
+            const bool follows = to == 0 || to == 6 || (to == from + 1 && to < 6);
+            EXPECT_EQ(transit(to), follows ? announced(to) : Transition(to));
+            // What was refused changed nothing: the next states still follow. State 4 is silent.
+            const int left = follows ? to : from;
+            for (int next = left + 1; next <= 5; ++next) {
+                EXPECT_EQ(transit(next), announced(next));
+            }
         }
     }
 }
