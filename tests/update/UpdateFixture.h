@@ -15,10 +15,14 @@
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
+#include <stdexcept>
 
 namespace vantorel::test {
 
-/** Prints each notification among the status lines, and changes the errors that it receives. */
+/**
+ * Prints each notification among the status lines, and changes the errors that it receives. Throws
+ * after it has printed the given one.
+ */
 class UpdateWitness : public FirmwareUpdateObserver {
 public:
     explicit UpdateWitness(std::string witnessName) : name(std::move(witnessName)) {}
@@ -33,9 +37,15 @@ public:
         Say("error " + std::to_string(error.Value()));
         error = Error(1);
     }
+    std::string throwsAt;
 
 private:
-    void Say(const std::string& what) { PrintStatus(name, ": ", what); }
+    void Say(const std::string& what) {
+        PrintStatus(name, ": ", what);
+        if (what == throwsAt) {
+            throw std::runtime_error(what);
+        }
+    }
     std::string name;
 };
 

@@ -111,6 +111,27 @@ TEST_F(Update, EndsInOneErrorForEachAndLeavesTheBootLoaderAlone) {
     }
 }
 
+TEST_F(Update, FailsOrThrowsWhenAnObserverThrows) {
+    for (const char* at : {"found", "begin"}) {
+        Renew();
+        first.throwsAt = at;
+        EXPECT_THROW(Poll(5), std::runtime_error) << at;
+    }
+    for (const auto& [at, isSelected] : {std::pair{"valid", false},
+                                         {"25 %", false},
+                                         {"75 %", false},
+                                         {"100 %", true},
+                                         {"complete", true}}) {
+        Renew();
+        first.throwsAt = at;
+        const std::string said = Poll(5);
+        EXPECT_THAT(said, testing::EndsWith("first: " + std::string(at) + "\n" + Transition(6) +
+                                            "first: error 52\n"));
+        EXPECT_EQ(said.find(setSlot) != std::string::npos, isSelected) << at;
+        EXPECT_EQ(Poll(2), "") << at;
+    }
+}
+
 TEST_F(Update, WaitsWhileTheDriveCannotBeMounted) {
     sys->Mount = [](auto...) { return test::FailWith(EINVAL); };
     EXPECT_EQ(Poll(3), "umount\numount\numount\n");

@@ -14,6 +14,10 @@ class FirmwareUpdateManager;
 /**
  * Receives what the FirmwareUpdateManager reports, on the manager's thread. An observer may be
  * thread-bound.
+ *
+ * An observer that throws when an archive is found, when the update begins or when it fails ends
+ * the process. One that throws at another notification fails the update. At 100 percent and at
+ * completion the variable that selects the slot is already set then.
  */
 class VANTOREL_EXPORT FirmwareUpdateObserver {
 public:
@@ -29,10 +33,9 @@ public:
     /** The new firmware runs at the next boot, unless a signal killed the tool that selects it. */
     virtual void OnFirmwareUpdateComplete(FirmwareUpdateManager& manager) = 0;
     /**
-     * The update failed. The device keeps its old firmware. A gauge stream that the archive
-     * contained stays for the next start on battery, if it could be copied. When an observer throws
-     * at 100 percent or at completion, the update fails too, although the variable that selects the
-     * slot is already set. The error is always 52 (EBADE).
+     * The update failed. The device keeps its old firmware, unless an observer threw at 100 percent
+     * or at completion. A gauge stream that the archive contained stays for the next start on
+     * battery, if it could be copied. The error is always 52 (EBADE).
      */
     virtual void OnFirmwareUpdateError(FirmwareUpdateManager& manager, Error& error) = 0;
     virtual ~FirmwareUpdateObserver() = default;
