@@ -51,7 +51,10 @@ public:
     /** Adds an observer, borrowed. Not locked: add all before a host can be attached. */
     void AddObserver(FirmwareUpdateObserver& observer) { observers.Add(observer); }
 
-    /** Starts polling when a host is attached, unless the manager is disabled. */
+    /**
+     * Starts polling when a host is attached, unless the manager is disabled. A thread that cannot
+     * be created ends the process.
+     */
     void OnConnectionStateChanged(ConnectionState newState,
                                   ConnectionState oldState) noexcept override;
     /** Does nothing. */

@@ -32,6 +32,8 @@
 #include "vantorel/usb/USBGadgetSerial.h"
 #include "vantorel/usb/USBGadgetSubi.h"
 
+#include <utility>
+
 namespace vantorel::abi {
 
 // Slots of the virtual operations. A destructor that comes first takes the first two.
@@ -119,6 +121,13 @@ template struct Order<USBGadgetSubi, USBGadget, CameraObserver, Service>;
 template struct Order<UserInterfaceManager, ButtonObserver, CameraObserver, ConnectionObserver,
                       FirmwareUpdateObserver, FuelGaugeObserver, LCDObserver, LoggerObserver,
                       ThermometerObserver, TorchObserver>;
+
+// A failure in these operations ends the process, as their headers state.
+
+static_assert(
+    noexcept(std::declval<USB&>().OnFirmwareUpdateBegin(std::declval<FirmwareUpdateManager&>())));
+static_assert(noexcept(std::declval<FirmwareUpdateManager&>().OnConnectionStateChanged(
+    ConnectionState::Host, ConnectionState::NoHost)));
 
 // Fields: the class, its size on the device, the offset of the first named field, their order.
 
