@@ -44,16 +44,24 @@ class VANTOREL_EXPORT USB : public CameraObserver,
                             public FirmwareUpdateObserver {
 public:
     /**
-     * Creates the gadget's directories and fixed attributes.
+     * Creates the gadget's directories and fixed attributes. An attribute that the kernel refuses
+     * is not reported; a host sees the kernel's default.
      * @param portName name of this object
      * @param controller USB device controller, as in "/sys/class/udc"
      * @throws Error when the controller does not exist or a directory cannot be created
      */
     USB(std::string portName, std::string controller);
+    /**
+     * Leaves the gadget as it is, also on the bus. A waiting BindGadgets() ends with
+     * std::future_error.
+     */
     ~USB() override;
 
-    /** Adds a function, borrowed for the life of the port. Call it before BindGadgets(), which
-     * composes the functions in reverse order. */
+    /**
+     * Adds a function, borrowed: it must outlive the port's last BindGadgets() or UnbindGadgets(),
+     * including the unbinding by a firmware update. Call it before BindGadgets(), which composes
+     * the functions in reverse order.
+     */
     void AddGadget(USBGadget& gadget);
 
     /**
@@ -92,9 +100,12 @@ public:
     void OnFirmwareUpdateError(FirmwareUpdateManager& manager, Error& error) override;
 
     /**
-     * Composes the gadget, waits without a limit until a camera connects, and binds it. It must
-     * stay the last virtual operation, so that the slots of the others do not change.
-     * @throws Error of a function, std::future_error at a second call
+     * Composes the gadget, waits without a limit until a camera connects, and binds it. An
+     * attribute that the kernel refuses is not reported: a host sees the kernel's default, and a
+     * controller that is busy leaves the port off the bus. It must stay the last virtual operation,
+     * so that the slots of the others do not change.
+     * @throws Error of a function; std::future_error at a second call, which adds the functions
+     *         again first, and when the port is destroyed while this waits
      */
     virtual void BindGadgets();
 

@@ -15,7 +15,8 @@ namespace vantorel {
  * configuration.
  *
  * Thread-bound: the port calls the virtual operations on the thread that composes, binds or unbinds
- * it. The object must outlive the port, which keeps it in its list even after removal.
+ * it. The port keeps the object in its list even after removal, so it must outlive the port's last
+ * BindGadgets() or UnbindGadgets(), including the unbinding by a firmware update.
  */
 class VANTOREL_EXPORT USBGadget : public Device {
 public:
