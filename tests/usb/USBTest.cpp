@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 
 #include <future>
+#include <system_error>
 #include <tuple>
 
 namespace vantorel::test {
@@ -156,15 +157,52 @@ TEST_F(USBTest, AddsFunctionsBeforeItJoinsTheBusAndUnbindsThemBeforeItLeaves) {
     EXPECT_EQ(output->Take(), "USB BIND GADGETS\nUSB UNBIND GADGETS\n");
 }
 
+/** The code of the future_error that an operation throws. */
+template <typename Operation>
+std::error_code FutureErrorOf(Operation operation) {
+    try {
+        operation();
+    } catch (const std::future_error& error) {
+        return error.code();
+    }
+    return {};
+}
+
 TEST_F(USBTest, AcceptsOnlyOneCameraAndOneBinding) {
     USB usb("usb", "udc.0");
+    std::vector<std::string> log;
+    RecordedGadget a("A", log);
+    RecordedGadget b("B", log);
+    usb.AddGadget(a);
+    usb.AddGadget(b);
     usb.OnCameraConnect(Connect(1402));
     usb.OnCameraDisconnect(*camera);
     usb.BindGadgets(); // the camera is disconnected, but its model still applies
     EXPECT_EQ(ReadFile(gadgetDirectory + "idProduct"), "32");
     EXPECT_EQ(ReadFile(gadgetDirectory + "strings/0x409/serialnumber"), "0");
-    EXPECT_THROW(usb.BindGadgets(), std::future_error);
-    EXPECT_THROW(usb.OnCameraConnect(Connect(1402)), std::future_error);
+    EXPECT_EQ(FutureErrorOf([&] { usb.BindGadgets(); }),
+              std::future_errc::future_already_retrieved);
+    EXPECT_THAT(log, ElementsAre("B add []", "A add []", "B bind [udc.0]", "A bind [udc.0]",
+                                 "B add [udc.0]", "A add [udc.0]"));
+    EXPECT_EQ(FutureErrorOf([&] { usb.OnCameraConnect(Connect(1402)); }),
+              std::future_errc::promise_already_satisfied);
+    EXPECT_EQ(output->Take(), "USB BIND GADGETS\nUSB BIND GADGETS\n");
+}
+
+// Only UnbindGadgets() leaves the bus.
+TEST_F(USBTest, StaysOnTheBusWhenDestroyed) {
+    std::vector<std::string> log;
+    RecordedGadget gadget("A", log);
+    std::optional<USB> usb(std::in_place, "usb", "udc.0");
+    usb->AddGadget(gadget);
+    usb->OnCameraConnect(Connect(1201));
+    usb->BindGadgets();
+    log.clear();
+    output->Take();
+    usb.reset();
+    EXPECT_TRUE(log.empty());
+    EXPECT_EQ(ReadFile(gadgetDirectory + "UDC"), "udc.0");
+    EXPECT_EQ(output->Take(), "USB DTOR!\n");
 }
 
 // An application that ends before a camera connects must not leave a thread blocked in the binding.

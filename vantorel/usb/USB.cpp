@@ -57,7 +57,8 @@ void USB::BindGadgets() {
     for (USBGadget& gadget : gadgets) {
         gadget.OnAdd();
     }
-    // A port accepts one camera in its life, and so one binding: a second one fails here.
+    // A port accepts one camera in its life, and so one binding: a second one fails here, after it
+    // has added the functions again.
     const std::uint16_t connectedChip = chipIdPromise.get_future().get();
     serialNumberPromise.get_future().get();
     DescribeToHost(connectedChip);
@@ -99,7 +100,7 @@ bool USB::IsConnected() {
     const std::size_t size = ReadFromStart(fd, buffer.data(), buffer.size());
     std::string state(buffer.data(), ::strnlen(buffer.data(), size));
     if (!state.empty()) {
-        state.pop_back(); // the kernel's newline
+        state.pop_back(); // the kernel's newline; kept: whatever stands last
     }
     PrintStatus("USB CONNECTION STATE: ", state);
     return state == "configured";
