@@ -95,6 +95,7 @@ TEST_F(FunctionsTest, NumberTheLinesOfAllSerialPorts) {
     EXPECT_THAT(Calls(2), testing::AnyOf(UnorderedElementsAre(gdbserver + "0", getty("1")),
                                          UnorderedElementsAre(gdbserver + "1", getty("0"))));
     Bind({&plain}); // uses number 2
+    EXPECT_EQ(paused, 2 + 2) << "a worker without a server does not pause";
     Bind({&shell});
     EXPECT_EQ(Calls(3).back(), getty("3"));
     plain.OnUnbind();
@@ -253,6 +254,31 @@ TEST_F(FunctionsTest, BringTheNetworkUpAndDown) {
                                       "/bin/busybox|sh|/etc/init.d/dropbear|stop"));
     sys->Fork = [] { return FailWith(EAGAIN); };
     Bind({&network}); // fork fails: the port must work without its network
+}
+
+// Kept: nothing stops a worker that pauses when its function is unbound.
+TEST_F(FunctionsTest, FinishTheirStartAfterAnUnbinding) {
+    std::atomic<bool> unbound = false;
+    sys->Nanosleep = [&](auto...) {
+        while (!unbound) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        return 0;
+    };
+    const auto threads = Threads();
+    const auto rebind = [&](USBGadget& gadget) {
+        unbound = false;
+        gadget.OnBind();
+        gadget.OnUnbind();
+        unbound = true;
+        ASSERT_TRUE(Eventually([&] { return Threads() == threads; }));
+    };
+    USBGadgetSerial serial("serial", "udc.0", false, true);
+    rebind(serial);
+    EXPECT_THAT(Calls(1), ElementsAre("/bin/busybox|getty|-n|-l|/bin/sh|/dev/ttyGS-1|115200"));
+    USBGadgetRndis network("network", "udc.0");
+    rebind(network);
+    EXPECT_EQ(Calls(8).back(), "/bin/busybox|ifup|usb0");
 }
 
 TEST_F(FunctionsTest, CreateANewDiskThatOnlyOneSideWrites) {

@@ -17,8 +17,10 @@ class LineServers;
  * a number, carries a debug server or a root shell without log-in, or nothing.
  *
  * All objects share the numbering of lines, in the order in which their workers run; each unbinding
- * returns one number. A server on a line runs until the function is removed. Use one serial
- * function per controller: two would have the same name in the configuration.
+ * returns one number. An unbinding does not stop a worker that still waits: it takes a number that
+ * is one too low, and its server opens another line, or none. A server on a line runs until the
+ * function is removed. Use one serial function per controller: two would have the same name in the
+ * configuration.
  * Thread-bound.
  *
  * A failed mkdir, fork or wait in OnAdd(), a failed unlink or rmdir in OnRemove(), and a worker
