@@ -5,6 +5,7 @@
 #include "tests/support/PrivateMounts.h"
 #include "vantorel/service/UniqueFd.h"
 
+#include <cerrno>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -16,6 +17,8 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace vantorel::test {
 
@@ -104,9 +107,10 @@ public:
 
     /** Returns the calls in the order of their start, such as "/sbin/modprobe|loop". */
     std::vector<std::string> Calls() const {
-        std::map<int, std::string> calls;
+        std::map<pid_t, std::string> calls;
         for (const auto& entry : std::filesystem::directory_iterator("/calls")) {
-            calls[std::stoi(entry.path().filename())] = ReadFile(entry.path());
+            const pid_t caller = std::stoi(entry.path().filename());
+            calls[caller < first ? caller + mostProcesses : caller] = ReadFile(entry.path());
         }
         std::vector<std::string> texts;
         texts.reserve(calls.size());
@@ -118,6 +122,18 @@ public:
 
 private:
     UniqueFd outside; // the root directory to return to
+    pid_t first = NextProcess();
+
+    /** Uses up the next process ID. */
+    static pid_t NextProcess() {
+        const pid_t child = ::fork();
+        if (child == 0) {
+            ::_exit(0);
+        }
+        while (::waitpid(child, nullptr, 0) == -1 && errno == EINTR) {
+        }
+        return child;
+    }
 
     static void WriteProgram(const std::string& path, const std::string& content) {
         WriteFile(path, content);
@@ -130,7 +146,9 @@ private:
     static constexpr const char* deviceTar = "/bin/busybox"; // unpacks when it is called as tar
 #endif
 
-    // Process IDs increase, so they order even programs that run at the same time.
+    // Process IDs increase, so they order even programs that run at the same time. After the
+    // highest one, they start again from the lowest.
+    static constexpr pid_t mostProcesses = 1 << 22;
     static constexpr const char* script = R"(#!/bin/sh
 line=$0
 for argument; do line="$line|$argument"; done
