@@ -70,8 +70,10 @@ public:
     void TransitionToState(FirmwareUpdateState newState);
 
     /**
-     * Mounts the drive again and copies the archive from it; false when there is none, or when the
-     * drive cannot be mounted, which it then never is again.
+     * Mounts the drive again and copies the archive from it; false when there is none, when the
+     * drive cannot be mounted, which it then never is again, or when it cannot be unmounted, for
+     * as long as a process of the device has a file or folder of it open. Failures are not
+     * reported.
      */
     bool IsUpdateImagePresent();
     /** Whether ExtractImage() succeeds. */
