@@ -38,12 +38,13 @@ namespace {
 constexpr int counted = 100; // frames
 
 struct Bench {
+    // Before the card, which answers every read: the user interface first reads the units' file.
+    FramePath path;
     test::ScopedSys sys;
     test::FakeCard card{sys};
     std::optional<LCD> lcd;
     std::vector<std::uint32_t> drawn;
     std::vector<std::uint32_t> back;
-    FramePath path;
 
     void Use(const Geometry& frame, std::uint16_t width, std::uint16_t height) {
         card.modes.front().hdisplay = width;

@@ -4,7 +4,8 @@
  * The cost of events at different rates: buttons, thermometers, the log and frames at one, ten and
  * a hundred times a device's usual rate, in parallel threads as on the device. Prints a line for
  * each: name, rate, events, nanoseconds of the service's own thread per event; and after each rate
- * the heap's bytes in use. Needs private mounts, which ./bench provides.
+ * the heap's bytes in use. Needs private mounts, which ./bench provides. A rate lasts 4 s, or the
+ * milliseconds of the argument.
  */
 #include "tests/support/CameraSimulator.h"
 #include "tests/ui/DeviceFiles.h"
@@ -36,7 +37,6 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr auto duration = 4s;
 constexpr int keyCode = KEY_LIGHTS_TOGGLE;
 
 std::int64_t ThreadTime() {
@@ -111,7 +111,7 @@ void Press(int device, std::chrono::milliseconds interval, const std::stop_token
     }
 }
 
-void Run(int rate, UserInterfaceManager& userInterface) {
+void Run(int rate, UserInterfaceManager& userInterface, std::chrono::milliseconds duration) {
     const auto interval = [rate](int milliseconds) {
         return std::chrono::milliseconds(milliseconds / rate);
     };
@@ -162,7 +162,8 @@ void Run(int rate, UserInterfaceManager& userInterface) {
 
 } // namespace
 
-int main() {
+int main(int count, char** arguments) {
+    const auto duration = count == 2 ? std::chrono::milliseconds(std::atoi(arguments[1])) : 4s;
     test::ReplaceDeviceFiles("REV-6", "1.5.0");
     // The results go to standard error; the library's status lines are discarded.
     if (::dup2(::open("/dev/null", O_WRONLY | O_CLOEXEC), STDOUT_FILENO) < 0) {
@@ -171,7 +172,7 @@ int main() {
     kirocamera_sim_reset();
     UserInterfaceManager userInterface;
     for (const int rate : {1, 10, 100}) {
-        Run(rate, userInterface);
+        Run(rate, userInterface, duration);
     }
     ::_exit(0);
 }
