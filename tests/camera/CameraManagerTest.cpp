@@ -159,14 +159,26 @@ TEST_F(CameraManagerTest, EachStopOfASessionWaitsForANewFrame) {
     manager.AddObserver(a);
     sdk.Connect();
     Enter(ConnectionState::NoHost);
-    const auto stop = std::async(std::launch::async,
-                                 [&] { manager.OnUSBGadgetStopCaptureSessionRequest(gadget); });
+    const auto stops = [&] {
+        return std::async(std::launch::async,
+                          [&] { manager.OnUSBGadgetStopCaptureSessionRequest(gadget); });
+    };
+    const auto stop = stops();
     EXPECT_EQ(stop.wait_for(std::chrono::milliseconds(30)), std::future_status::timeout);
     EXPECT_THAT(sdk.Calls("kirocamera_capture_session_stop"), IsEmpty());
     sdk.Frame();
     stop.wait();
     manager.OnUSBGadgetStartCaptureSessionRequest(gadget);
     EXPECT_THAT(log, ElementsAre("a connect", "a start", "a frame", "a stop", "a start"));
+
+    // Two frames are enough for two stops and not for a third.
+    Frame();
+    Frame();
+    manager.OnUSBGadgetStopCaptureSessionRequest(gadget);
+    manager.OnUSBGadgetStopCaptureSessionRequest(gadget);
+    const auto third = stops();
+    EXPECT_EQ(third.wait_for(std::chrono::milliseconds(30)), std::future_status::timeout);
+    Frame();
 }
 
 TEST_F(CameraManagerTest, PrintsTheFrameRateOnTheFirstAndEveryThousandthFrameOfASession) {
