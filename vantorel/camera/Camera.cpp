@@ -21,6 +21,14 @@ system_clock::duration WallClock() {
     return std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec);
 }
 
+/** The average rate of a session's frames since its start, in frames per second. */
+float RateOf(std::uint32_t count, system_clock::rep start) {
+    const system_clock::duration elapsed = WallClock() - system_clock::duration(start);
+    const auto microseconds = std::chrono::duration_cast<std::chrono::microseconds>(elapsed);
+    return static_cast<float>(static_cast<double>(count) * 1'000'000.0 /
+                              static_cast<double>(microseconds.count()));
+}
+
 } // namespace
 
 Camera::Camera(kirocamera_t* camera) : handle(camera) {}
@@ -28,11 +36,7 @@ Camera::Camera(kirocamera_t* camera) : handle(camera) {}
 Camera::~Camera() = default;
 
 float Camera::FrameRate() const {
-    const system_clock::duration elapsed =
-        WallClock() - system_clock::duration(captureStart.load());
-    const auto microseconds = std::chrono::duration_cast<std::chrono::microseconds>(elapsed);
-    return static_cast<float>(static_cast<double>(frameCounter.load()) * 1'000'000.0 /
-                              static_cast<double>(microseconds.count()));
+    return RateOf(frameCounter, captureStart);
 }
 
 void Camera::OnCameraConnect(Camera&) noexcept {
@@ -47,7 +51,9 @@ void Camera::OnCameraFrameAvailable(Camera&, kirocamera_frame_t*) noexcept {
     frames.release();
     const std::uint32_t before = frameCounter.fetch_add(1);
     if (before % 1000 == 0) {
-        PrintStatus("FPS: ", FrameRate());
+        // Of this frame's own count: another thread may count the next frame meanwhile, or start a
+        // session anew.
+        PrintStatus("FPS: ", RateOf(before + 1, captureStart));
     }
 }
 
