@@ -119,6 +119,15 @@ TEST_F(CameraManagerTest, IgnoresEventsWithoutACameraAndASecondCamera) {
     EXPECT_THAT(log, ElementsAre("a connect", "a disconnect"));
 }
 
+TEST_F(CameraManagerTest, RemovesACameraThatPrecedesTheObserverThatEndsADisconnect) {
+    sdk.Connect();
+    manager.AddObserver(a);
+    EXPECT_THROW(sdk.Disconnect(), std::bad_cast);
+    Frame();
+    EXPECT_THAT(log, ElementsAre("a disconnect", "a frame"));
+    EXPECT_EQ(output.Take(), "") << "the camera is still notified of frames";
+}
+
 TEST_F(CameraManagerTest, DoesNotReportACameraThatRefusesTheFrameCallback) {
     manager.AddObserver(a);
     kirocamera_sim_set_result("kirocamera_register_frame_available_callback", -2);

@@ -106,10 +106,13 @@ void CameraManager::Disconnect() {
     // The cast treats every entry as a Camera. For any other entry it throws, which makes the
     // product restart after its camera was unplugged. Skipping such an entry would leave a USB port
     // and a vendor function that can never serve the next camera.
-    std::vector<CameraObserver*> remaining;
-    for (CameraObserver* observer : before->observers) {
-        if (!(dynamic_cast<Camera&>(*observer) == *before->camera)) {
-            remaining.push_back(observer);
+    std::vector<CameraObserver*> remaining = before->observers;
+    for (auto at = remaining.begin(); at != remaining.end();) {
+        if (dynamic_cast<Camera&>(**at) == *before->camera) {
+            at = remaining.erase(at);
+            wiring.Store({before->camera, remaining}); // in case a later entry throws
+        } else {
+            ++at;
         }
     }
     wiring.Store({nullptr, std::move(remaining)});
