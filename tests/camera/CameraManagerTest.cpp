@@ -13,6 +13,7 @@
 #include <future>
 #include <optional>
 #include <thread>
+#include <utility>
 
 #include <dlfcn.h>
 
@@ -26,6 +27,18 @@ kirocamera_error_t kirocamera_get_sensor_mode(kirocamera_t* camera, int* mode) {
     }
     using Function = decltype(&kirocamera_get_sensor_mode);
     return reinterpret_cast<Function>(::dlsym(RTLD_NEXT, __func__))(camera, mode);
+}
+
+static vantorel::CameraManager* managerInDestruction;
+
+// Delivers one more frame before it ends the SDK's callbacks, as the SDK may.
+void kirocamera_manager_destroy(kirocamera_manager_t* manager) {
+    if (managerInDestruction != nullptr) {
+        vantorel::CameraManager::FrameAvailable(nullptr, nullptr,
+                                                std::exchange(managerInDestruction, nullptr));
+    }
+    using Function = decltype(&kirocamera_manager_destroy);
+    reinterpret_cast<Function>(::dlsym(RTLD_NEXT, __func__))(manager);
 }
 
 namespace vantorel {
@@ -221,6 +234,21 @@ TEST_F(CameraManagerTest, PrintsTheFrameRateOnTheFirstAndEveryThousandthFrameOfA
             EXPECT_LT(rate, 1.01 * perSecond(total, last - started));
         }
     }
+}
+
+TEST(CameraManagerEnd, StillDeliversFramesUntilTheSDKsCallbacksHaveEnded) {
+    test::CapturedOutput output;
+    test::ManualCamera sdk;
+    std::vector<std::string> log;
+    Recorder a(log, "a");
+    {
+        CameraManager manager(0);
+        manager.AddObserver(a);
+        manager.Start();
+        sdk.Connect();
+        managerInDestruction = &manager;
+    }
+    EXPECT_THAT(log, ElementsAre("a connect", "a frame"));
 }
 
 TEST_F(CameraManagerTest, DoubleClicksToggleSensorModeAndDebugDisplay) {
