@@ -9,10 +9,10 @@
 
 /**
  * Checks of what applications compiled earlier rely on: the offsets of fields, the order of bases,
- * and the table slots of virtual operations. Use them by explicit instantiation, which may name
- * private members.
+ * the table slots of virtual operations, and noexcept. Use them by explicit instantiation, which
+ * may name private members.
  *
- * abidiff finds the same changes, but only in the device's finished library, and it needs a
+ * abidiff finds the first three too, but only in the device's finished library, and it needs a
  * reference description of 3.9 MB. scripts/package runs it for a release; these checks run in
  * every build.
  *
@@ -83,6 +83,20 @@ struct Slots {
               : Differs()),
          ...);
     }
+};
+
+template <typename Operation>
+inline constexpr bool isNoexcept = false;
+template <typename Class, typename Result, typename... Parameters>
+inline constexpr bool isNoexcept<Result (Class::*)(Parameters...) noexcept> = true;
+
+/**
+ * An exception that leaves one of these operations ends the process. The compiler relies on it in
+ * their callers, and the supervisor restarts the application.
+ */
+template <auto... operations>
+struct EndsTheProcess {
+    static_assert((isNoexcept<decltype(operations)> && ...), "an operation has lost its noexcept");
 };
 
 } // namespace vantorel::abi

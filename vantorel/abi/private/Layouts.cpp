@@ -103,6 +103,17 @@ template struct Slots<6, &USBGadgetSubi::ServiceFunction, &USBGadgetSubi::OnCame
                       &USBGadgetSubi::OnCameraCaptureSessionStop,
                       &USBGadgetSubi::OnCameraFrameAvailable, &USBGadgetSubi::OnCameraError>;
 
+// Operations that end the process when an exception leaves them.
+
+template struct EndsTheProcess<&Camera::OnCameraConnect, &Camera::OnCameraFrameAvailable,
+                               &Camera::OnCameraError, &Camera::OnConnectionStateChanged,
+                               &Camera::OnUSBGadgetStopCaptureSessionRequest,
+                               &Camera::OnUSBGadgetStartCaptureSessionRequest>;
+template struct EndsTheProcess<&Logger::OnCameraFrameAvailable,
+                               &LoggerService::OnConnectionStateChanged>;
+template struct EndsTheProcess<&USBGadgetSubi::OnCameraDisconnect,
+                               &USBGadgetSubi::OnCameraFrameAvailable>;
+
 // Bases.
 
 template struct Order<Charger, Connection, Device>;
