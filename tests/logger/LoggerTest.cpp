@@ -3,6 +3,7 @@
 #include "vantorel/logger/Logger.h"
 #include "tests/support/CameraSimulator.h"
 #include "tests/support/CapturedOutput.h"
+#include "tests/support/ErrorOf.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/Unused.h"
 #include "vantorel/camera/CameraManager.h"
@@ -156,6 +157,22 @@ TEST_F(LoggerTest, ServiceShowsAnEntryBeforeItIsWrittenAndCountsItsIntervals) {
     EXPECT_THAT(output.Take(), testing::MatchesRegex("(SHOWN\nSESSION: 1 [^\n]*\n){3}"));
     EXPECT_THAT(directory.Read("debug.csv"),
                 testing::ContainsRegex("\n1,0,[^\n]*\n1,1,[^\n]*\n1,3,[^\n]*\n$"));
+}
+
+/** Fails at the first entry. */
+struct Failing final : LoggerObserver {
+    void OnLoggerNewEntry(Logger&, LoggerEntry&) override { throw Error(EIO); }
+    void OnLoggerError(Logger&, Error&) override { ADD_FAILURE() << "the service went on"; }
+};
+
+TEST_F(LoggerTest, ServicePassesOnTheExceptionOfAnObserver) {
+    logger.emplace(directory / "");
+    Failing observer;
+    LoggerService service(*logger, 1ms);
+    service.AddObserver(observer);
+    EXPECT_EQ(test::ErrorOf([&] { service.ServiceFunction(); }), EIO);
+    logger->Flush();
+    EXPECT_THAT(directory.Read("debug.csv"), testing::Not(testing::ContainsRegex("\n1,")));
 }
 
 TEST_F(LoggerTest, ServiceNeverSamplesATornHeaderWhileAllSubjectsReport) {
