@@ -22,6 +22,12 @@ using testing::ElementsAre;
 using SubiSetupTest = SubiTest;
 using SubiProtocolTest = SubiTest;
 
+/** Matches an action that throws this std::future_error. */
+auto Fails(std::future_errc code) {
+    return testing::Throws<std::future_error>(
+        testing::Property(&std::future_error::code, std::make_error_code(code)));
+}
+
 const std::string function = "/config/usb_gadget/g0/functions/ffs.subi.usb0";
 
 // The kernel links a function only after its descriptors are written, and unmounts it only after
@@ -45,6 +51,9 @@ TEST_F(SubiSetupTest, StartsAndStopsInOrder) {
     EXPECT_THAT(endpoint.steps,
                 ElementsAre("close ep0", "unlink /config/usb_gadget/g0/configs/g0.1/ffs.subi.usb0",
                             "umount /dev/subi", "rmdir " + function));
+    endpoint.written.clear();
+    EXPECT_THAT([&] { subi.OnAdd(); }, Fails(std::future_errc::future_already_retrieved))
+        << "it came up twice";
 }
 
 TEST_F(SubiSetupTest, IsNotLinkedWithoutEndpointZero) {
@@ -76,7 +85,8 @@ TEST_F(SubiSetupTest, WaitsForTheFirstCameraAndRejectsAnother) {
     EXPECT_EQ(endpoint.In(54, 12), refusedIn);
     EXPECT_TRUE(endpoint.In(93, 64).reply);
     Camera second(kirocamera_sim_get_camera());
-    EXPECT_THROW(subi.OnCameraConnect(second), std::future_error);
+    EXPECT_THAT([&] { subi.OnCameraConnect(second); },
+                Fails(std::future_errc::promise_already_satisfied));
 }
 
 TEST_F(SubiProtocolTest, AnswersRequests) {
@@ -186,8 +196,9 @@ TEST_F(SubiProtocolTest, ForgetsADisconnectedCamera) {
     BringUp();
     endpoint.Out(86, Range(0xffff, 0));
     subi.OnCameraDisconnect(*std::make_unique<Camera>(kirocamera_sim_get_camera()));
+    endpoint.Out(84, Word(3));
     EXPECT_EQ(endpoint.In(88, 2), refusedIn);
-    EXPECT_EQ(Status(endpoint), ok);
+    EXPECT_EQ(Status(endpoint), marked);
     for (const auto& [selector, length] : {std::pair(19U, 2U), {21, 64}, {23, 66}}) {
         EXPECT_EQ(Selected(endpoint, selector, length), refusedIn);
         EXPECT_EQ(Status(endpoint), unsupported);
@@ -195,6 +206,7 @@ TEST_F(SubiProtocolTest, ForgetsADisconnectedCamera) {
     EXPECT_EQ(endpoint.In(54, 12), refusedIn);
     EXPECT_EQ(Status(endpoint), unsupported);
     EXPECT_EQ(endpoint.In(93, 64), refusedIn);
+    EXPECT_EQ(Status(endpoint), unsupported);
 }
 
 TEST(SubiChipIdTest, IsSentAsSixNumbers) {
