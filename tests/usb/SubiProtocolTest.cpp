@@ -11,6 +11,7 @@
 
 #include <gmock/gmock.h>
 
+#include <functional>
 #include <future>
 #include <limits>
 
@@ -224,23 +225,28 @@ TEST(SubiChipIdTest, IsSentAsSixNumbers) {
     }
 }
 
-/** An endpoint with one event, without a function. */
+/** An endpoint with one event and no data, without a function. */
 struct OneEvent final : SubiEndpoint {
     explicit OneEvent(Bytes toRead) : event(std::move(toRead)) {}
     ssize_t Read(void* data, std::size_t size) override {
         calls += "read " + std::to_string(size) + " ";
-        std::copy_n(event.begin(), std::min(size, event.size()), static_cast<std::uint8_t*>(data));
-        return static_cast<ssize_t>(std::min(size, event.size()));
+        const Bytes bytes = std::exchange(event, {});
+        std::copy_n(bytes.begin(), std::min(size, bytes.size()), static_cast<std::uint8_t*>(data));
+        return static_cast<ssize_t>(std::min(size, bytes.size()));
     }
     ssize_t Write(const void*, std::size_t size) override {
         calls += "write " + std::to_string(size) + " ";
         return static_cast<ssize_t>(size);
     }
     void RequestSessionStart() override { calls += "start "; }
-    void RequestSessionStop() override { calls += "stop "; }
+    void RequestSessionStop() override {
+        calls += "stop ";
+        duringStop();
+    }
 
     Bytes event;
     std::string calls;
+    std::function<void()> duringStop = [] {};
 };
 
 TEST(SubiEventTest, HandlesCompleteEventsAndRefusesTheSettingsTailDependingOnTheState) {
@@ -256,6 +262,19 @@ TEST(SubiEventTest, HandlesCompleteEventsAndRefusesTheSettingsTailDependingOnThe
     state.factoryTailRefused = 1;
     EXPECT_EQ(serve(tail), "read 12 read 0 ");
     EXPECT_EQ(state.status, 0x50000U);
+}
+
+TEST(SubiEventTest, KeepsTheStateOfASessionThatStartsDuringAStop) {
+    SubiState state;
+    state.captureSession = 1;
+    OneEvent endpoint(SetupPacket(0x41, 60, 2));
+    endpoint.duringStop = [&] {
+        state.captureSession = 0;
+        state.captureSession = 1; // by another thread
+    };
+    SubiProtocol(endpoint, state, nullptr, 0).ServeEvent();
+    EXPECT_EQ(endpoint.calls, "read 12 read 2 stop ") << "no data means 0";
+    EXPECT_EQ(state.captureSession, 1) << "the host reads that no session runs";
 }
 
 TEST_F(SubiProtocolTest, SendsTheVersionOfTheDevice) {

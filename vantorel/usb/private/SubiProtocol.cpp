@@ -153,14 +153,16 @@ void SubiProtocol::TakeSessionState() {
     std::uint16_t wanted = 0;
     Take(wanted);
     if (wanted != state.captureSession) {
+        // Before the request: a stop can wait for a frame, and other threads may start the session
+        // before it returns. Their notifications must replace this value.
+        state.captureSession = wanted;
+        // Other values start and stop nothing, but the host reads them back. Kept: a host program
+        // may rely on it.
         if (wanted == 1) {
             endpoint.RequestSessionStart();
         } else if (wanted == 0) {
             endpoint.RequestSessionStop();
         }
-        // Other values start and stop nothing, but the host reads them back. Kept: a host program
-        // may rely on it.
-        state.captureSession = wanted;
     }
     state.status = status::success;
 }
