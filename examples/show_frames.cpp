@@ -23,7 +23,7 @@ class Viewer final : public vantorel::CameraObserver {
 public:
     explicit Viewer(int wanted) : remaining(wanted) {}
 
-    // Called again when a camera is connected anew.
+    // Called once: an unplugged camera ends the process, see CameraManager.
     void OnCameraConnect(vantorel::Camera&) override {
         const std::lock_guard lock(mutex);
         connected = true;
