@@ -22,7 +22,7 @@ Logger::Logger(std::string directory) : logDirectory(std::move(directory)) {
     Tools::Mkdir(logDirectory);
     log.open(logDirectory + "debug.csv", std::ios::out | std::ios::app | std::ios::ate);
     if (log.fail()) {
-        throw Error(EIO);
+        throw Error(EIO); // always: a stream does not promise an errno
     }
     if (log.tellp() == std::streampos(0)) {
         WriteColumnNames();

@@ -36,7 +36,8 @@ class VANTOREL_EXPORT Logger final : public CameraObserver,
                                      public ThermometerObserver {
 public:
     /**
-     * @param directory prefix of the file names, so it must end in a slash; created when missing
+     * @param directory prefix of the file names, so it must end in a slash. Its last
+     *     component is created when it is missing, with mode 0600.
      * @throws Error the directory's errno, or 5 (EIO) when "debug.csv" cannot be opened
      */
     explicit Logger(std::string directory);
