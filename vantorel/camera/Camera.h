@@ -63,7 +63,11 @@ public:
     void OnCameraDisconnect(Camera& camera) noexcept override;
     void OnCameraCaptureSessionStart(Camera& camera) noexcept override;
     void OnCameraCaptureSessionStop(Camera& camera) noexcept override;
-    /** Counts the frame; prints the rate on the first frame of a session and every 1000 frames. */
+    /**
+     * Counts the frame; prints the rate on the first frame of a session and every 1000 frames. Does
+     * not read the frame, which may be null: an application lets a stop that waits for a frame
+     * proceed by passing an empty one.
+     */
     void OnCameraFrameAvailable(Camera& camera, kirocamera_frame_t* frame) noexcept override;
     /** Restarts the session when the device runs on battery. */
     void OnCameraError(Camera& camera, kirocamera_error_t error) noexcept override;
@@ -80,9 +84,15 @@ public:
     void OnUserInterfacePowerOffRequest() noexcept override;
     void OnUserInterfaceTorchOnRequest() noexcept override;
     void OnUserInterfaceTorchOffRequest() noexcept override;
-    /** Switches the sensor between its two modes. */
+    /**
+     * Switches the sensor between the modes 0 and 1; leaves any other. Called only if the
+     * application registers UserInterfaceManager::PowerButtonDoubleClick() with the UI library.
+     */
     void OnUserInterfacePowerButtonDoubleClick() noexcept override;
-    /** Switches the SDK's debug display on and off. */
+    /**
+     * Switches the SDK's debug display on and off. Called only if the application registers
+     * UserInterfaceManager::TorchButtonDoubleClick() with the UI library.
+     */
     void OnUserInterfaceTorchButtonDoubleClick() noexcept override;
 
 private:

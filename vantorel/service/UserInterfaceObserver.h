@@ -10,6 +10,9 @@ namespace vantorel {
  * Receives the user's requests, on the thread on which the UI library raises its event. The request
  * to power off that follows an unplugged charger comes on the connection manager's thread. An
  * observer must be thread-safe.
+ *
+ * The double clicks are reported only if the application registers
+ * UserInterfaceManager::PowerButtonDoubleClick() and TorchButtonDoubleClick() with the UI library.
  */
 class VANTOREL_EXPORT UserInterfaceObserver {
 public:
