@@ -21,7 +21,10 @@
 extern "C" {
 #endif
 
-/** Events that the library raises, on the thread that handles its input or its rendering. */
+/**
+ * Events that the library raises, on the thread that handles its input or its rendering, or on one
+ * of its own: the power-off of a button that is held down.
+ */
 enum {
     VANTORELUI_EVENT_TORCH_ON = 0,     /**< the user wants the torch switched */
     VANTORELUI_EVENT_TORCH_OFF = 1,    /**< the user wants the torch switched */
@@ -53,7 +56,10 @@ void Button2Up(void);         /**< the torch button went up */
 void ButtonPinholeDown(void); /**< the reset button in its pinhole went down */
 void ButtonPinholeUp(void);   /**< the reset button in its pinhole went up */
 
-/** Sets the newest thermal image (KIROCAMERA_FORMAT_DISPLAY); copies it before it returns. */
+/**
+ * Sets the newest thermal image (KIROCAMERA_FORMAT_DISPLAY): 160 x 120 grey levels, one byte each,
+ * rows without padding. Copies it before it returns.
+ */
 void UpdateThermalImage(const uint8_t* pixels);
 /**
  * Draws the current screen and returns it: pixels of 32 bits (0x00RRGGBB), rows without padding, in
