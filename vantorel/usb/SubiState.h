@@ -12,7 +12,7 @@ namespace vantorel {
 
 /** The values of the connected camera, for the host. Plain data, reentrant. */
 struct SubiIdentity {
-    /** A text that ends with a zero. */
+    /** A text; without a zero when it fills all bytes. */
     using Text = std::array<char, KIROCAMERA_TEXT_SIZE>;
     /** The factory settings as the SDK returns them. */
     using FactorySettings = std::array<std::uint8_t, KIROCAMERA_FACTORY_SETTINGS_SIZE>;

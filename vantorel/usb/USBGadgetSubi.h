@@ -31,7 +31,8 @@ namespace vantorel {
  *
  * Thread-bound, except for the notifications: OnAdd() and OnRemove() run on the thread that
  * composes the gadget; the camera's notifications arrive on the SDK's threads; ServiceFunction()
- * owns the state of the protocol.
+ * owns the state of the protocol. OnAdd() starts the service and OnRemove() stops it; never call
+ * Start() or Stop().
  *
  * The function refuses a request with a stall; the host reads the reason with request 53.
  * docs/usb-control.md lists the requests.
