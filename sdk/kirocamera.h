@@ -84,9 +84,9 @@ kirocamera_error_t kirocamera_capture_session_stop(kirocamera_t* camera);
 
 /** Selects how the image of KIROCAMERA_FORMAT_DISPLAY is processed. */
 kirocamera_error_t kirocamera_set_display_mode(kirocamera_t* camera, int mode);
-/** Reads the sensor's mode, 0 or 1. */
+/** Reads the sensor's mode. This system switches between 0 and 1 and leaves any other. */
 kirocamera_error_t kirocamera_get_sensor_mode(kirocamera_t* camera, int* mode);
-/** Sets the sensor's mode, 0 or 1. */
+/** Sets the sensor's mode. This system sets 0 or 1. */
 kirocamera_error_t kirocamera_set_sensor_mode(kirocamera_t* camera, int mode);
 /** Switches the debug display on (1) or off (0). */
 kirocamera_error_t kirocamera_set_debug_display_mode(kirocamera_t* camera, int mode);
