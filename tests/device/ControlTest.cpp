@@ -4,6 +4,7 @@
 // The vendor function on the kernel's FunctionFS, with a real bus and the kernel's USB host.
 
 #include "tests/device/UsbPort.h"
+#include "tests/support/ErrorOf.h"
 #include "tests/support/OpenDescriptors.h"
 #include "tests/support/PrivateRoot.h"
 #include "tests/usb/SubiTest.h"
@@ -55,6 +56,7 @@ protected:
         port.SetCable(true);
         descriptors = CountOpenDescriptors();
         usb->AddGadget(*subi);
+        BeforeBinding();
         usb->BindGadgets();
         host.emplace();
         host->Open();
@@ -72,6 +74,8 @@ protected:
             EXPECT_TRUE(std::filesystem::is_empty("/config/usb_gadget/g0/functions"));
         }
     }
+
+    virtual void BeforeBinding() {}
 
     CapturedOutput output;
     ManualCamera sdk;
@@ -130,6 +134,19 @@ TEST_F(ControlTest, SendsTheKernelsLog) {
     Selected(*host, 13, 4);
     EXPECT_THAT(Selected(*host, 14, 4).reply, testing::Optional(testing::SizeIs(4)))
         << "as much as the host has room for";
+}
+
+class FailedStartTest : public ControlTest {
+    void BeforeBinding() override {
+        ScopedSys sys;
+        sys->Fork = [] { return FailWith(EAGAIN); };
+        EXPECT_EQ(ErrorOf([&] { usb->BindGadgets(); }), EAGAIN);
+    }
+};
+
+// The kernel accepts the descriptors again only after the first endpoint zero is closed.
+TEST_F(FailedStartTest, DoesNotPreventTheNext) {
+    EXPECT_EQ(host->In(63, 2), Reply(Word(8)));
 }
 
 // A host announces a request and then neither sends nor reads its data. The removal of the

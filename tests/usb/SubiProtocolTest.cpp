@@ -4,6 +4,7 @@
 // The vendor function's setup, its replies to control requests, and its removal.
 
 #include "vantorel/usb/private/SubiProtocol.h"
+#include "tests/support/ErrorOf.h"
 #include "tests/support/PrivateRoot.h"
 #include "tests/usb/SubiTest.h"
 #include "vantorel/camera/Camera.h"
@@ -65,6 +66,10 @@ TEST_F(SubiSetupTest, IsNotLinkedWithoutEndpointZero) {
         EXPECT_NE(endpoint.steps.back(), "link") << step;
         endpoint.written.clear();
     }
+    endpoint.failingStep = "link";
+    EXPECT_EQ(ErrorOf([&] { subi.OnAdd(); }), EPERM);
+    EXPECT_EQ(endpoint.steps.back(), "close ep0") << "the kernel refuses the next descriptors";
+    endpoint.written.clear();
     endpoint.failingStep.clear();
     subi.OnAdd(); // the failed starts left nothing behind
     up = true;

@@ -66,7 +66,12 @@ void USBGadgetSubi::OnAdd() {
     if (!OpenEndpointZero()) {
         return;
     }
-    LinkFunction(); // the kernel accepts it only after the descriptors
+    try {
+        LinkFunction(); // the kernel accepts it only after the descriptors
+    } catch (...) {
+        endpointZero.Reset(); // while it is open, the kernel refuses the next start's descriptors
+        throw;
+    }
 
     auto roicId = roicIdPromise.get_future().get();
     auto chipId = chipIdPromise.get_future().get();
