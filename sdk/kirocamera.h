@@ -94,7 +94,7 @@ kirocamera_error_t kirocamera_set_debug_display_mode(kirocamera_t* camera, int m
 /** Describes a code; never null; the text is static. */
 const char* kirocamera_error_get_str(kirocamera_error_t error);
 
-/** Reads the model of the read-out circuit; 1201 and 1402 identify the smaller camera model. */
+/** Reads the model of the read-out circuit; 1201 and 1402 identify the TCM150. */
 kirocamera_error_t kirocamera_get_roic_id(kirocamera_t* camera, uint16_t* id);
 /** Reads the sensor chip's identifier, hexadecimal text of 12 characters. */
 kirocamera_error_t kirocamera_get_chipid(kirocamera_t* camera, char text[KIROCAMERA_TEXT_SIZE]);

@@ -17,8 +17,7 @@
 namespace vantorel {
 namespace {
 
-/** Whether the camera is the smaller of the two models. */
-bool IsSmallModel(std::uint16_t chip) {
+bool IsTcm150(std::uint16_t chip) {
     return chip == 1201 || chip == 1402;
 }
 
@@ -69,10 +68,11 @@ void USB::BindGadgets() {
 }
 
 void USB::DescribeToHost(std::uint16_t connectedChip) {
-    const bool small = IsSmallModel(connectedChip);
-    Write(gadgetDirectory + "idProduct", small ? "32" : "33");
+    const bool isTcm150 = IsTcm150(connectedChip);
+    Write(gadgetDirectory + "idProduct", isTcm150 ? "32" : "33");
     Write(gadgetDirectory + "bcdDevice", "512");
-    Write(stringsDirectory + "product", small ? "TCM150 Thermal Camera" : "TCM300 Thermal Camera");
+    Write(stringsDirectory + "product",
+          isTcm150 ? "TCM150 Thermal Camera" : "TCM300 Thermal Camera");
     Write(stringsDirectory + "serialnumber", SerialNumberText());
     // The configuration is not linked into os_desc, so no descriptor answers this code. Kept: a
     // host chooses its drivers by the descriptors that it gets.

@@ -29,8 +29,8 @@ static_assert(descriptors[4] == descriptors.size() && descriptors.back() == 1);
 inline constexpr std::size_t packetSizeOffset = 49;
 
 /**
- * Both camera models use the larger model's name for the interface. Kept: a host program may find
- * it by this text.
+ * Both camera models use the name of the TCM300 for the interface. Kept: a host program may find it
+ * by this text.
  */
 inline constexpr std::array<std::uint8_t, 40> strings = {2,   0,   0,   0, // FunctionFS strings
                                                          40,  0,   0,   0, // length
