@@ -32,8 +32,6 @@
 #include "vantorel/usb/USBGadgetSerial.h"
 #include "vantorel/usb/USBGadgetSubi.h"
 
-#include <utility>
-
 namespace vantorel::abi {
 
 // Slots of the virtual operations. A destructor that comes first takes the first two.
@@ -113,6 +111,8 @@ template struct EndsTheProcess<&Logger::OnCameraFrameAvailable,
                                &LoggerService::OnConnectionStateChanged>;
 template struct EndsTheProcess<&USBGadgetSubi::OnCameraDisconnect,
                                &USBGadgetSubi::OnCameraFrameAvailable>;
+template struct EndsTheProcess<&USB::OnFirmwareUpdateBegin,
+                               &FirmwareUpdateManager::OnConnectionStateChanged>;
 
 // Bases.
 
@@ -132,13 +132,6 @@ template struct Order<USBGadgetSubi, USBGadget, CameraObserver, Service>;
 template struct Order<UserInterfaceManager, ButtonObserver, CameraObserver, ConnectionObserver,
                       FirmwareUpdateObserver, FuelGaugeObserver, LCDObserver, LoggerObserver,
                       ThermometerObserver, TorchObserver>;
-
-// A failure in these operations ends the process, as their headers state.
-
-static_assert(
-    noexcept(std::declval<USB&>().OnFirmwareUpdateBegin(std::declval<FirmwareUpdateManager&>())));
-static_assert(noexcept(std::declval<FirmwareUpdateManager&>().OnConnectionStateChanged(
-    ConnectionState::Host, ConnectionState::NoHost)));
 
 // Fields: the class, its size on the device, the offset of the first named field, their order.
 
