@@ -67,7 +67,7 @@ bool StopSteps::Finish(const char* name, std::future<void> step, std::chrono::mi
 /** On a thread of its own, because a session's first frame prints a line. */
 void StopSteps::SendEmptyFrame() {
     if (!emptyFrame.valid() || emptyFrame.wait_for(0s) == std::future_status::ready) {
-        emptyFrame = Begin([this] { camera.SendEmptyFrame(); }, true);
+        emptyFrame = Begin([&latch = camera] { latch.SendEmptyFrame(); }, true);
     }
 }
 

@@ -113,7 +113,6 @@ TEST(Surroundings, NeedNoReaderOfTheOutput) {
     test::PrepareFiles();
     for (const bool readerHasEnded : {true, false}) {
         EXPECT_EQ(test::StatusOf([&] { LiveWithoutReader(readerHasEnded); }), 0) << readerHasEnded;
-        EXPECT_TRUE(test::ReadFile("/tmp/var/log/debug.csv").ends_with('\n')) << readerHasEnded;
     }
 }
 
