@@ -51,8 +51,7 @@ void Camera::OnCameraFrameAvailable(Camera&, kirocamera_frame_t*) noexcept {
     frames.release();
     const std::uint32_t before = frameCounter.fetch_add(1);
     if (before % 1000 == 0) {
-        // Of this frame's own count: another thread may count the next frame meanwhile, or start a
-        // session anew.
+        // Of this frame's own count: another thread may count the next frame meanwhile.
         PrintStatus("FPS: ", RateOf(before + 1, captureStart));
     }
 }

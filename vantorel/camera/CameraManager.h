@@ -29,9 +29,9 @@ class Camera;
  * Thread-safe once the observers are added.
  *
  * When an observer that is not a Camera is registered, a disconnect event first notifies every
- * observer and then throws std::bad_cast; the camera stays current. A Camera that was
- * registered before all other observers receives no further notifications. On the device the
- * exception ends the process, and the product's supervisor restarts it. That is how the system
+ * observer and then throws std::bad_cast; the camera stays current. If it precedes all other
+ * observers, it receives no more frames or errors, only what this manager forwards. On the device
+ * the exception ends the process, and the product's supervisor restarts it. That is how the system
  * recovers from an unplugged camera.
  */
 class VANTOREL_EXPORT CameraManager final : public ConnectionObserver,

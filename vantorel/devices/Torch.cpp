@@ -96,7 +96,7 @@ void Torch::Report(char position) {
             observers.Notify(&TorchObserver::OnTorchOff, *this);
         }
         // Another thread may have switched and reported meanwhile. Each observer's last report must
-        // be the LED's position.
+        // be the position that was requested last.
         const char now = brightness;
         if (now == position) {
             return;

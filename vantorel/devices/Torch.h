@@ -27,9 +27,9 @@ namespace vantorel {
  * The connection manager's thread and the threads on which the UI library raises its events (a
  * button's, the display's) call it. Observers run on the thread that switches, without a lock.
  * When the torch is switched again while they are notified, by another thread or by one of them,
- * they are notified once more of the new position: each observer's last report is the position
- * that was written last. Thread-safe: two threads that switch at once may leave the LED on or off,
- * but in a state that disables it, it is dark.
+ * they are notified once more of the new position, even if its write failed: each observer's last
+ * report is the position that was requested last. Thread-safe: two threads that switch at once may
+ * leave the LED on or off, but in a state that disables it, it is dark.
  */
 class VANTOREL_EXPORT Torch final : public Device,
                                     public ConnectionObserver,

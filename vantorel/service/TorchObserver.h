@@ -12,8 +12,8 @@ class Torch;
 /**
  * Receives what a Torch reports, on the thread that switched it, or on the connection manager's:
  * each change to Battery reports the position without switching. After a write that failed, that is
- * the position that was requested. When two threads switch at once, the position may be reported
- * twice; the last report is right. An observer must be thread-safe.
+ * the position that was requested. When another thread or an observer switches meanwhile, the
+ * position may be reported twice; the last report is right. An observer must be thread-safe.
  */
 class VANTOREL_EXPORT TorchObserver {
 public:

@@ -70,9 +70,9 @@ public:
     void TransitionToState(FirmwareUpdateState newState);
 
     /**
-     * Mounts the drive again and copies the archive from it; false when there is none, when the
-     * drive cannot be mounted, which it then never is again, or when it cannot be unmounted, for
-     * as long as a process of the device has a file or folder of it open. Failures are not
+     * Mounts the drive again and copies the archive from it; false when there is none or when the
+     * drive cannot be mounted again. After one failed mount it stays unmounted. While a process of
+     * the device has a file or folder of it open, it cannot be unmounted. Failures are not
      * reported.
      */
     bool IsUpdateImagePresent();

@@ -100,7 +100,7 @@ bool USB::IsConnected() {
     const std::size_t size = ReadFromStart(fd, buffer.data(), buffer.size());
     std::string state(buffer.data(), ::strnlen(buffer.data(), size));
     if (!state.empty()) {
-        state.pop_back(); // the kernel's newline; kept: whatever stands last
+        state.pop_back(); // a newline, as the kernel ends it; kept: any other, too
     }
     PrintStatus("USB CONNECTION STATE: ", state);
     return state == "configured";
