@@ -35,7 +35,7 @@ inline constexpr std::size_t callCount = VANTOREL_SYSTEM_CALLS(VANTOREL_COUNT_CA
  * drivers whose device is busy, slow or gone.
  */
 inline constexpr int errors[] = {
-    EIO,       EPERM,      ENOENT,       EINTR,     ENXIO,     EAGAIN,       ENOMEM,
+    EIO,       EINTR,      ENXIO,        EPERM,     ENOENT,    EAGAIN,       ENOMEM,
     EACCES,    EBUSY,      EEXIST,       ENODEV,    EINVAL,    ENOSPC,       ENOSYS,
     ETIMEDOUT, EBADF,      EDQUOT,       EFAULT,    EFBIG,     EISDIR,       ELOOP,
     EMFILE,    ENFILE,     ENAMETOOLONG, ENOTDIR,   EROFS,     ETXTBSY,      ENOTTY,
