@@ -48,7 +48,9 @@ inline constexpr int screenWidth = 480;
 inline constexpr int screenHeight = 640;
 
 inline constexpr unsigned cameraDiscoveryMode = 0;
-// After this time the device starts without a camera.
+// After these times the device starts without a picture and without a camera. A flip whose event is
+// lost is reported after a second.
+inline constexpr milliseconds pictureWait{2000};
 inline constexpr milliseconds cameraWait{5000};
 
 inline constexpr milliseconds connectionInterval{500};

@@ -44,6 +44,7 @@ void Device::WireScreen() {
     userInterface.AddObserver(power); // last: it does not return
     torch.AddObserver(userInterface);
     lcdService.AddObserver(userInterface);
+    lcdService.AddObserver(pictureLatch);
 }
 
 void Device::WireConnection() {

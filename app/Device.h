@@ -92,14 +92,17 @@ private:
     };
 
     /**
-     * Lets the display draw while the members below it are constructed. Stops the display when one
-     * of them fails, because a service must not be destroyed while it runs.
+     * Shows the first picture, and lets the display draw while the members below it are
+     * constructed. Stops the display when one of them fails, because a service must not be
+     * destroyed while it runs.
      */
     class EarlyDisplay {
     public:
         explicit EarlyDisplay(Device& device) : service(device.lcdService) {
             device.WireScreen();
             service.Start();
+            // The rest of the start would take the processor from the thread that draws.
+            device.pictureLatch.Wait(board::pictureWait);
         }
         ~EarlyDisplay() { service.Stop(); }
         EarlyDisplay(const EarlyDisplay&) = delete;
@@ -153,6 +156,7 @@ private:
     // The first screen is shown while the rest starts: the USB port and its functions load kernel
     // modules, and the drive is formatted.
     LCDService lcdService{lcd};
+    PictureLatch pictureLatch;
     const EarlyDisplay earlyDisplay{*this};
 
     // The USB port and its functions. The host may write the drive, to deliver updates.

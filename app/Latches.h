@@ -5,11 +5,14 @@
 #include "vantorel/camera/Camera.h"
 #include "vantorel/service/CameraObserver.h"
 #include "vantorel/service/ConnectionObserver.h"
+#include "vantorel/service/LCDObserver.h"
 
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <functional>
+#include <future>
 #include <mutex>
 
 namespace app {
@@ -55,6 +58,28 @@ private:
     std::mutex mutex;
     std::condition_variable changed;
     vantorel::Camera* camera = nullptr;
+};
+
+/** Lets the main thread wait until the display shows its first picture. */
+class PictureLatch final : public vantorel::LCDObserver {
+public:
+    /** The display asks for its second picture when the first is on the screen. */
+    void OnLCDDraw(vantorel::LCD&, std::uint32_t*) override { CountToTwo(); }
+    /** The first picture was not shown. */
+    void OnLCDError(vantorel::LCD&, vantorel::Error&) override { CountToTwo(); }
+
+    /** Waits for the picture or for the display's error, but no longer than this. */
+    void Wait(std::chrono::milliseconds timeout) { shown.get_future().wait_for(timeout); }
+
+private:
+    void CountToTwo() {
+        if (calls < 2 && ++calls == 2) {
+            shown.set_value();
+        }
+    }
+
+    int calls = 0; // used by the display's thread only
+    std::promise<void> shown;
 };
 
 /** Stores the last connection state that reached this observer. */
