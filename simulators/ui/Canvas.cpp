@@ -76,20 +76,33 @@ Rect Canvas::Clip(const Rect& area) const {
     return {left, top, std::max(0, right - left), std::max(0, bottom - top)};
 }
 
-/** Fills where the signed distance to the edge is negative; blends half a pixel around the edge. */
+/**
+ * Fills where the signed distance to the edge is negative; blends half a pixel around the edge. The
+ * distance changes by at most one from a pixel to the next, so a pixel far from the edge decides
+ * for those that follow it.
+ */
 template <typename Distance>
 void Canvas::Shape(const Rect& bounds, Color color, Distance&& distance) {
+    constexpr float rounding = 0.01F;
     const Rect area = Clip(bounds);
+    const int right = area.x + area.width;
     for (int y = area.y; y < area.y + area.height; ++y) {
         std::uint32_t* row = Row(y);
-        for (int x = area.x; x < area.x + area.width; ++x) {
+        int x = area.x;
+        while (x < right) {
             const Point center{static_cast<float>(x) + 0.5F, static_cast<float>(y) + 0.5F};
-            const float coverage = 0.5F - distance(center);
+            const float edge = distance(center);
+            const float coverage = 0.5F - edge;
+            const float alike = std::fabs(edge) - 0.5F - rounding; // pixels that follow
+            const int next = alike < static_cast<float>(right - x - 1)
+                                 ? x + 1 + std::max(0, static_cast<int>(alike))
+                                 : right;
             if (coverage >= 1) {
-                row[x] = color;
+                std::fill(row + x, row + next, color);
             } else if (coverage > 0) {
                 row[x] = Mix(row[x], color, static_cast<unsigned>(coverage * 256));
             }
+            x = next;
         }
     }
 }
