@@ -23,30 +23,42 @@ float RoundedRectDistance(Point p, const Rect& area, float radius) {
     return outside + std::min(std::max(dx, dy), 0.0F) - radius;
 }
 
-/** Squared, so that a polygon computes one square root instead of one per side. */
-float SegmentDistanceSquared(Point p, Point a, Point b) {
-    const Point along{b.x - a.x, b.y - a.y};
-    const Point toP{p.x - a.x, p.y - a.y};
-    const float lengthSquared = along.x * along.x + along.y * along.y;
-    const float t =
-        lengthSquared > 0
-            ? std::clamp((toP.x * along.x + toP.y * along.y) / lengthSquared, 0.0F, 1.0F)
-            : 0.0F;
-    const float dx = toP.x - along.x * t;
-    const float dy = toP.y - along.y * t;
-    return dx * dx + dy * dy;
-}
+/** A line between two points, with what all pixels' distances from it share. */
+class Segment {
+public:
+    Segment(Point from, Point to) : a(from), along{to.x - from.x, to.y - from.y} {
+        const float lengthSquared = along.x * along.x + along.y * along.y;
+        perLengthSquared = lengthSquared > 0 ? 1 / lengthSquared : 0;
+    }
 
-float PolygonDistance(Point p, std::span<const Point> corners) {
+    /** Squared, so that a polygon computes one square root instead of one per side. */
+    float DistanceSquared(Point p) const {
+        const Point toP{p.x - a.x, p.y - a.y};
+        const float t =
+            std::clamp((toP.x * along.x + toP.y * along.y) * perLengthSquared, 0.0F, 1.0F);
+        const float dx = toP.x - along.x * t;
+        const float dy = toP.y - along.y * t;
+        return dx * dx + dy * dy;
+    }
+
+    /** Whether the line crosses the ray from the point to the right. */
+    bool CrossesRayFrom(Point p) const {
+        const float dy = p.y - a.y;
+        return (a.y > p.y) != (a.y + along.y > p.y) && p.x < along.x * dy / along.y + a.x;
+    }
+
+private:
+    Point a;
+    Point along;
+    float perLengthSquared;
+};
+
+float PolygonDistance(Point p, std::span<const Segment> sides) {
     float squared = std::numeric_limits<float>::max();
     bool inside = false;
-    for (std::size_t i = 0, j = corners.size() - 1; i < corners.size(); j = i++) {
-        const Point a = corners[i];
-        const Point b = corners[j];
-        squared = std::min(squared, SegmentDistanceSquared(p, a, b));
-        if ((a.y > p.y) != (b.y > p.y) && p.x < (b.x - a.x) * (p.y - a.y) / (b.y - a.y) + a.x) {
-            inside = !inside;
-        }
+    for (const Segment& side : sides) {
+        squared = std::min(squared, side.DistanceSquared(p));
+        inside = inside != side.CrossesRayFrom(p);
     }
     const float distance = std::sqrt(squared);
     return inside ? -distance : distance;
@@ -167,20 +179,26 @@ void Canvas::Line(Point from, Point to, float thickness, Color color) {
     const float half = thickness / 2;
     Shape(Around({std::min(from.x, to.x) - half, std::min(from.y, to.y) - half},
                  {std::max(from.x, to.x) + half, std::max(from.y, to.y) + half}),
-          color, [&](Point p) { return std::sqrt(SegmentDistanceSquared(p, from, to)) - half; });
+          color, [half, line = Segment(from, to)](Point p) {
+              return std::sqrt(line.DistanceSquared(p)) - half;
+          });
 }
 
 void Canvas::Polygon(std::span<const Point> corners, Color color) {
     if (corners.size() < 3) {
         return;
     }
-    Point least = corners.front();
-    Point most = least;
+    std::vector<Segment> sides;
+    Point previous = corners.back();
+    Point least = previous;
+    Point most = previous;
     for (const Point& corner : corners) {
+        sides.emplace_back(corner, previous);
+        previous = corner;
         least = {std::min(least.x, corner.x), std::min(least.y, corner.y)};
         most = {std::max(most.x, corner.x), std::max(most.y, corner.y)};
     }
-    Shape(Around(least, most), color, [&](Point p) { return PolygonDistance(p, corners); });
+    Shape(Around(least, most), color, [&](Point p) { return PolygonDistance(p, sides); });
 }
 
 void Canvas::Stencil(const Rect& area, const std::uint8_t* coverage, Color color) {
