@@ -24,9 +24,9 @@ float RoundedRectDistance(Point p, const Rect& area, float radius) {
 }
 
 /** A line between two points, with what all pixels' distances from it share. */
-class Segment {
+class LineSegment {
 public:
-    Segment(Point from, Point to) : a(from), along{to.x - from.x, to.y - from.y} {
+    LineSegment(Point from, Point to) : a(from), along{to.x - from.x, to.y - from.y} {
         const float lengthSquared = along.x * along.x + along.y * along.y;
         perLengthSquared = lengthSquared > 0 ? 1 / lengthSquared : 0;
     }
@@ -53,10 +53,10 @@ private:
     float perLengthSquared;
 };
 
-float PolygonDistance(Point p, std::span<const Segment> sides) {
+float PolygonDistance(Point p, std::span<const LineSegment> sides) {
     float squared = std::numeric_limits<float>::max();
     bool inside = false;
-    for (const Segment& side : sides) {
+    for (const LineSegment& side : sides) {
         squared = std::min(squared, side.DistanceSquared(p));
         inside = inside != side.CrossesRayFrom(p);
     }
@@ -179,7 +179,7 @@ void Canvas::Line(Point from, Point to, float thickness, Color color) {
     const float half = thickness / 2;
     Shape(Around({std::min(from.x, to.x) - half, std::min(from.y, to.y) - half},
                  {std::max(from.x, to.x) + half, std::max(from.y, to.y) + half}),
-          color, [half, line = Segment(from, to)](Point p) {
+          color, [half, line = LineSegment(from, to)](Point p) {
               return std::sqrt(line.DistanceSquared(p)) - half;
           });
 }
@@ -188,7 +188,7 @@ void Canvas::Polygon(std::span<const Point> corners, Color color) {
     if (corners.size() < 3) {
         return;
     }
-    std::vector<Segment> sides;
+    std::vector<LineSegment> sides;
     Point previous = corners.back();
     Point least = previous;
     Point most = previous;
