@@ -38,11 +38,11 @@ void CorrectSurroundings() {
     // An ignored signal survives an exec: then no program could be waited for.
     ::signal(SIGCHLD, SIG_DFL);
     // A device that took the number of a closed standard descriptor would receive messages.
-    int last = 0;
-    do {
-        last = ::open("/dev/null", O_RDWR);
-    } while (last != -1 && last <= STDERR_FILENO);
-    ::close(last);
+    for (int standard = STDIN_FILENO; standard <= STDERR_FILENO; ++standard) {
+        if (::fcntl(standard, F_GETFD) == -1) {
+            ::open("/dev/null", O_RDWR); // takes this number, the lowest one that is free
+        }
+    }
     // A message must not wait for another thread that prints a status line.
     std::cerr.tie(nullptr);
 }
