@@ -32,7 +32,8 @@ inline constexpr std::size_t callCount = VANTOREL_SYSTEM_CALLS(VANTOREL_COUNT_CA
 
 /**
  * Errors injected into every call, whether or not its manual page names them; they include those of
- * drivers whose device is busy, slow or gone.
+ * drivers whose device is busy, slow or gone. The first ones are those that the library
+ * distinguishes and the most common ones: slow builds inject only these.
  */
 inline constexpr int errors[] = {
     EIO,       EINTR,      ENXIO,        EPERM,     ENOENT,    EAGAIN,       ENOMEM,
