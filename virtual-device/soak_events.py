@@ -133,7 +133,7 @@ class Events:
         self.pause(2, 3)
 
     def terminal(self):
-        self.host("terminal open && sleep 1; terminal '' '/ # '; "
+        self.host("terminal open && sleep 1; terminal '\\003' '/ # '; "
                   "terminal 'echo $((6*7)) $(uname -m)' '42 armv7l'; terminal close")
 
     def network(self):
