@@ -284,11 +284,11 @@ def program(name: str):
 
 
 class Soaking(unittest.TestCase):
-    def judge(self, descriptors: tuple, failures: list) -> tuple[int, str]:
+    def judge(self, counts: tuple, failures: list, name="descriptors") -> tuple[int, str]:
         soak = program("soak")
         samples = [dict.fromkeys(soak.NAMES, 4) | {
             "seconds": 10.0 * number, "life": "1", "mode": "host", "rest": 1,
-            "descriptors": count} for number, count in enumerate(descriptors)]
+            name: count} for number, count in enumerate(counts)]
         record = types.SimpleNamespace(counted=collections.Counter(fuzz=3), pieces=[],
                                        samples=samples, failures=failures)
         with contextlib.redirect_stdout(io.StringIO()) as output:
@@ -301,9 +301,16 @@ class Soaking(unittest.TestCase):
         status, output = self.judge((4, 4, 4, 4), ["fuzz: exit status 1"])
         self.assertEqual(status, 1)
         self.assertIn("FAILED EVENTS: 1", output)
-        status, output = self.judge((4, 4, 5, 5), [])
-        self.assertEqual(status, 1)
-        self.assertIn("NOT FLAT", output)
+        for name, counts in (("descriptors", (4, 4, 5, 5)), ("descriptors", (4, 5, 5, 5)),
+                             ("mounts", (4, 5, 5, 6))):
+            with self.subTest(name, counts=counts):
+                status, output = self.judge(counts, [], name)
+                self.assertEqual(status, 1)
+                self.assertIn("NOT FLAT", output)
+
+    def test_the_drive_may_be_unmounted_when_a_sample_is_taken(self):
+        for counts in ((5, 4, 5, 5), (4, 4, 4, 5)):
+            self.assertEqual(self.judge(counts, [], "mounts")[0], 0, counts)
 
 
 class ForCI(unittest.TestCase):
