@@ -136,22 +136,23 @@ private:
     Button torchButton = Open<Button>(board::torchButtonName, board::buttons, board::torchKey);
     Button resetButton = Open<Button>(board::resetButtonName, board::buttons, board::resetKey);
     Torch torch = Open<Torch>("vantorel.torch", board::torch);
-    LCD lcd = Open<LCD>("vantorel.lcd", board::display);
     Thermometer boardThermometer =
         Open<Thermometer>(board::boardThermometerName, board::boardTemperature);
     Thermometer boardLogThermometer =
         Open<Thermometer>(board::boardLogThermometerName, board::boardTemperature);
     Thermometer processorThermometer =
         Open<Thermometer>(board::processorLogThermometerName, board::processorTemperature);
-    const SizeCheck sizeCheck{lcd};
     const VersionCheck versionCheck;
 
-    // The screen, and the observers of the user's requests.
+    // The screen, and the observers of the user's requests. The display is the last: opening it
+    // waits for a refresh, and the less is left to do then, the sooner the first picture follows.
     Logger logger = Open("log", board::logDirectory, OpenLog);
     LogFlusher logFlusher{logger};
     PowerManager power;
     CameraManager camera{board::cameraDiscoveryMode};
     UserInterfaceManager userInterface;
+    LCD lcd = Open<LCD>("vantorel.lcd", board::display);
+    const SizeCheck sizeCheck{lcd};
 
     // The first screen is shown while the rest starts: the USB port and its functions load kernel
     // modules, and the drive is formatted.

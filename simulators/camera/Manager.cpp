@@ -125,7 +125,10 @@ kirocamera_error_t kirocamera_manager::SendFrame() {
     }
     const kirosim::FrameRequest request = NextRequest(*camera);
     lock.unlock();
-    function(camera, &builder.Build(request), context);
+    if (!builder) {
+        builder.emplace(); // computes a room, for which the start of an application need not wait
+    }
+    function(camera, &builder->Build(request), context);
     return 0;
 }
 

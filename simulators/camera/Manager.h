@@ -94,7 +94,7 @@ private:
     std::optional<kirosim::ControlFifo> fifo;
 
     std::mutex frameMutex;
-    kirosim::FrameBuilder builder;
+    std::optional<kirosim::FrameBuilder> builder; /**< made for the first frame */
 
     std::thread eventThread;
     std::thread frameThread;

@@ -4,7 +4,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <limits>
+#include <vector>
+
+#include <sys/mman.h>
+#include <unistd.h>
 
 namespace vantorelui {
 
@@ -72,13 +77,27 @@ Rect Around(Point least, Point most) {
             static_cast<int>(std::ceil(most.y)) + 1 - y};
 }
 
+/**
+ * Memory with any contents, since every screen begins with a fill. One call provides its 300 pages,
+ * instead of one page fault each.
+ */
+std::unique_ptr<Color[]> Allocate(std::size_t count) {
+    auto pixels = std::make_unique_for_overwrite<Color[]>(count);
+    const auto page = static_cast<std::uintptr_t>(::sysconf(_SC_PAGESIZE));
+    const auto end = reinterpret_cast<std::uintptr_t>(pixels.get() + count);
+    const std::uintptr_t begin = reinterpret_cast<std::uintptr_t>(pixels.get()) / page * page;
+    // Ignored: a kernel before 5.14 provides each page when it is first written.
+    static_cast<void>(::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_POPULATE_WRITE));
+    return pixels;
+}
+
 } // namespace
 
 Canvas::Canvas(int columns, int rows)
     : width(columns),
       height(rows),
       clip{0, 0, columns, rows},
-      pixels(static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows)) {}
+      pixels(Allocate(static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows))) {}
 
 Rect Canvas::Clip(const Rect& area) const {
     const int left = std::max(area.x, clip.x);
@@ -124,11 +143,13 @@ void Canvas::Fill(const Rect& area, Color color) {
     if (clipped.width == 0 || clipped.height == 0) {
         return;
     }
-    // Copying a line is several times as fast as filling it pixel by pixel.
+    // Copying a line is several times as fast as filling it pixel by pixel. On ARM, memcpy is twice
+    // as fast as memmove, which the standard algorithms call.
     const std::uint32_t* first = Row(clipped.y) + clipped.x;
     std::fill_n(Row(clipped.y) + clipped.x, clipped.width, color);
     for (int y = clipped.y + 1; y < clipped.y + clipped.height; ++y) {
-        std::copy_n(first, clipped.width, Row(y) + clipped.x);
+        std::memcpy(Row(y) + clipped.x, first,
+                    static_cast<std::size_t>(clipped.width) * sizeof color);
     }
 }
 

@@ -3,8 +3,8 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <span>
-#include <vector>
 
 namespace vantorelui {
 
@@ -44,8 +44,8 @@ public:
 
     int Width() const { return width; }
     int Height() const { return height; }
-    std::uint32_t* Pixels() { return pixels.data(); }
-    std::uint32_t* Row(int y) { return pixels.data() + y * width; }
+    std::uint32_t* Pixels() { return pixels.get(); }
+    std::uint32_t* Row(int y) { return pixels.get() + y * width; }
 
     /** Restricts drawing to an area until Unclip(); redraws a part of a larger shape. */
     void ClipTo(const Rect& area) { clip = area; }
@@ -73,7 +73,7 @@ private:
     int width;
     int height;
     Rect clip; ///< lies within the image
-    std::vector<std::uint32_t> pixels;
+    std::unique_ptr<Color[]> pixels;
 };
 
 } // namespace vantorelui

@@ -4,7 +4,6 @@
 
 #include "Canvas.h"
 
-#include <array>
 #include <cstdint>
 #include <memory>
 #include <string_view>
@@ -47,7 +46,7 @@ private:
     const Glyph& At(std::uint32_t codepoint);
 
     std::unique_ptr<Typeface> typeface;
-    std::array<Glyph, 256> glyphs;
+    std::vector<Glyph> glyphs; ///< none until the first text: most screens need few fonts
 };
 
 /** Every font that the screens use. */

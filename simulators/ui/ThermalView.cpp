@@ -10,13 +10,6 @@
 
 namespace vantorelui {
 
-ThermalView::ThermalView() {
-    for (int level = 0; level < levels; ++level) {
-        palette[static_cast<std::size_t>(level)] =
-            PaletteColor(static_cast<float>(level) / static_cast<float>(levels - 1));
-    }
-}
-
 void ThermalView::Update(const std::uint8_t* pixels) {
     if (std::memcmp(picture.data(), pixels, picture.size()) != 0) {
         std::memcpy(picture.data(), pixels, picture.size());
@@ -30,6 +23,11 @@ void ThermalView::Clear() {
 }
 
 void ThermalView::DrawAll(Canvas& canvas, int top) {
+    palette.reserve(levels);
+    while (palette.size() < levels) {
+        palette.push_back(
+            PaletteColor(static_cast<float>(palette.size()) / static_cast<float>(levels - 1)));
+    }
     DrawPart(canvas, top, {0, 0, sourceWidth, sourceHeight});
     isNew = false;
 }

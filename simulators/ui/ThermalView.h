@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstdint>
+#include <vector>
 
 namespace vantorelui {
 
@@ -23,8 +24,6 @@ public:
     static constexpr int width = sourceWidth * scale;
     static constexpr int height = sourceHeight * scale;
 
-    ThermalView();
-
     /**
      * Copies an image. The application passes the newest image at every refresh, so the same image
      * may arrive several times; only a different one counts as new.
@@ -36,17 +35,20 @@ public:
     bool IsNew() const { return isNew; }
 
     void DrawAll(Canvas& canvas, int top);
-    /** Draws a part, given in camera pixels, to restore the area that an overlay covered. */
+    /**
+     * Draws a part, given in camera pixels, to restore the area that an overlay covered. Call
+     * DrawAll() first.
+     */
     void DrawPart(Canvas& canvas, int top, const Rect& source) const;
 
 private:
     using WideRow = std::array<std::uint16_t, width>;
-    static constexpr int levels = 255 * scale * scale + 1;
+    static constexpr std::size_t levels = 255 * scale * scale + 1;
 
     void Widen(int row, WideRow& wide) const;
 
     std::array<std::uint8_t, std::size_t{sourceWidth} * sourceHeight> picture{};
-    std::array<Color, levels> palette;
+    std::vector<Color> palette; ///< made by the first DrawAll()
     bool isNew = true;
 };
 

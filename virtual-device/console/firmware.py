@@ -20,8 +20,9 @@ def _state(path: Path) -> str:
 
 def _inputs(image: Path, artifacts: Path, options: list) -> str:
     """Returns a text that changes with any input of the images."""
-    files = [TOOLS / "make-firmware", TOOLS / "make-fit", image / "loader/mkimage",
-             image / "initramfs.gz", image / "loader/machine.dtb", artifacts / "app/vantorel-app"]
+    files = [TOOLS / "make-firmware", TOOLS / "make-fit", TOOLS / "library-cache",
+             image / "loader/mkimage", image / "initramfs.gz", image / "loader/machine.dtb",
+             artifacts / "app/vantorel-app"]
     for folder in ("vantorel", "simulators"):
         files += sorted(artifacts.glob(f"{folder}/**/lib*.so*"))
     for value in map(Path, options[1::2]):
