@@ -15,9 +15,11 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <cstring>
 #include <iostream>
+#include <latch>
 #include <limits>
 #include <memory>
 #include <sstream>
@@ -173,6 +175,7 @@ public:
     ~Disk() override { std::cout.rdbuf(terminal); }
 
     bool full = false;
+    std::chrono::milliseconds pause{0}; ///< that a write takes
     int flushes = 0;
     std::atomic<int> overlaps{0};
 
@@ -182,7 +185,7 @@ protected:
             ++overlaps;
             return size;
         }
-        std::this_thread::yield(); // lets other threads write
+        std::this_thread::sleep_for(pause);
         const std::streamsize written = full ? 0 : std::stringbuf::xsputn(text, size);
         busy = false;
         return written;
@@ -207,8 +210,11 @@ TEST(StatusLine, IsFlushedAndIsNotLostAfterAFailedOne) {
 
 TEST(StatusLine, IsWrittenByOneThreadAtATime) {
     Disk disk;
-    const auto print = [] {
-        for (int line = 0; line < 2000; ++line) {
+    disk.pause = 1ms;
+    std::latch bothRun(2);
+    const auto print = [&] {
+        bothRun.arrive_and_wait();
+        for (int line = 0; line < 30; ++line) {
             PrintStatus(line);
         }
     };
