@@ -14,7 +14,7 @@ namespace vantorelui {
 
 namespace {
 
-constexpr std::size_t characters = 256;
+constexpr std::size_t glyphCount = 256;
 constexpr std::uint32_t replacement = '?';
 
 /** Removes and returns the first character of UTF-8 text; a malformed byte counts as one. */
@@ -51,7 +51,7 @@ Font::Font(const unsigned char* file, float size) : typeface(std::make_unique<Ty
 Font::~Font() = default;
 
 const Font::Glyph& Font::At(std::uint32_t codepoint) {
-    glyphs.resize(characters);
+    glyphs.resize(glyphCount);
     Glyph& glyph = glyphs[codepoint < glyphs.size() ? codepoint : replacement];
     if (!glyph.ready) {
         const stbtt_fontinfo& info = typeface->info;

@@ -20,7 +20,7 @@ def _state(path: Path) -> str:
 
 def _inputs(image: Path, artifacts: Path, options: list) -> str:
     """Returns a text that changes with any input of the images."""
-    files = [TOOLS / "make-firmware", TOOLS / "make-fit", TOOLS / "library-cache",
+    files = [TOOLS / "make-firmware", TOOLS / "make-fit", TOOLS / "library_cache.py",
              image / "loader/mkimage", image / "initramfs.gz", image / "loader/machine.dtb",
              artifacts / "app/vantorel-app"]
     for folder in ("vantorel", "simulators"):

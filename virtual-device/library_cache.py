@@ -1,11 +1,10 @@
-#!/usr/bin/python3
 # SPDX-FileCopyrightText: 2026 the owner of libVantorelSystem
 # SPDX-License-Identifier: LicenseRef-Vantorel
 """Prints the loader's cache, the device's /etc/ld.so.cache, of the libraries in a folder, the
 device's /usr/lib. Without a cache the loader tries dozens of folders for the libraries of each
 program. The development machine's ldconfig refuses libraries of another architecture.
 
-Usage: virtual-device/library-cache FOLDER"""
+Usage: python3 library_cache.py FOLDER"""
 
 import os
 import re
