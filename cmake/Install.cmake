@@ -30,10 +30,8 @@ set(sdk_dir ${CMAKE_INSTALL_INCLUDEDIR}/vantorel/sdk)
 # an application is linked and when it is loaded, and the application finds the library.
 set_target_properties(VantorelSystem PROPERTIES INSTALL_RPATH "$ORIGIN")
 file(RELATIVE_PATH to_libraries ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
-set_target_properties(vantorel-app PROPERTIES INSTALL_RPATH "$ORIGIN/${to_libraries}")
-# The firmware has the files of the build. On the device the loader would search in folders of the
-# machine that built them, and in the current one: CMake fills a build's path up with colons.
-set_target_properties(VantorelSystem vantorel-app PROPERTIES
+set_target_properties(vantorel-app PROPERTIES INSTALL_RPATH "$ORIGIN/${to_libraries}"
+    # On the device the loader would search for folders of the machine that built it.
     BUILD_WITH_INSTALL_RPATH ${CMAKE_CROSSCOMPILING})
 install(TARGETS VantorelSystem EXPORT VantorelSystemTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
