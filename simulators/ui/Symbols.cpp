@@ -88,8 +88,8 @@ void DrawCrossHair(Canvas& canvas, int centerX, int centerY) {
 }
 
 void DrawEmblem(Canvas& canvas, float x, float y) {
-    // Three nested chevrons, hottest inside. Two lines are drawn in a quarter of a polygon's time,
-    // and this is part of the first picture.
+    // Three nested chevrons, hottest inside. Lines, since a polygon computes the distances of all
+    // its sides for each pixel, and this is part of the first picture.
     constexpr std::array<float, 3> heats{0.46F, 0.68F, 0.86F};
     for (std::size_t i = 0; i < heats.size(); ++i) {
         const float inset = static_cast<float>(i) * 15;
