@@ -9,7 +9,7 @@ namespace vantorelui {
 
 namespace {
 
-constexpr float right = theme::width - 20.0F;
+constexpr float rightEdge = theme::width - 20.0F;
 constexpr int pictureTop = 56;
 constexpr int pictureEnd = pictureTop + ThermalView::height;
 constexpr int readingsTop = pictureEnd + 6;
@@ -51,7 +51,7 @@ void ThermalScreen::Enter(Scene& scene) {
     scene.thermal.DrawAll(canvas, pictureTop);
     canvas.Fill({0, readingsTop, theme::width, readingsHeight}, theme::panel);
     scene.fonts.label.Draw(canvas, {20, readingsTop + 22}, "SPOT", theme::accent, Align::Left, 2);
-    scene.fonts.label.Draw(canvas, {right, readingsTop + 22}, "ENVIRONMENT", theme::muted,
+    scene.fonts.label.Draw(canvas, {rightEdge, readingsTop + 22}, "ENVIRONMENT", theme::muted,
                            Align::Right, 2);
     // Readings change while the live image is shown, and a frame must not wait for the rasteriser.
     for (Font* font : {&scene.fonts.display, &scene.fonts.reading, &scene.fonts.value}) {
@@ -126,7 +126,7 @@ void ThermalScreen::DrawReadings(Scene& scene) const {
     scene.fonts.display.Draw(canvas, {18, readingsTop + 80},
                              Readout::Temperature(state.spot, state.fahrenheit).View(),
                              theme::text);
-    scene.fonts.reading.Draw(canvas, {right, readingsTop + 80},
+    scene.fonts.reading.Draw(canvas, {rightEdge, readingsTop + 80},
                              Readout::Temperature(state.environment, state.fahrenheit).View(),
                              theme::text, Align::Right);
 }
@@ -153,8 +153,8 @@ void ThermalScreen::DrawIdentity(Scene& scene) const {
         font.Draw(canvas, {58, baseline}, scene.state.chip.View(), theme::text);
     }
     const std::string_view version = scene.state.version.View();
-    font.Draw(canvas, {right, baseline}, version.substr(0, font.Fit(version, 240)), theme::muted,
-              Align::Right);
+    font.Draw(canvas, {rightEdge, baseline}, version.substr(0, font.Fit(version, 240)),
+              theme::muted, Align::Right);
 }
 
 } // namespace vantorelui

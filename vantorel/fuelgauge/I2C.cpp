@@ -27,7 +27,7 @@ void CheckLength(std::size_t length) {
     }
 }
 
-void Transfer(const UniqueFd& bus, i2c_msg* messages, std::uint32_t count) {
+void TransferMessages(const UniqueFd& bus, i2c_msg* messages, std::uint32_t count) {
     i2c_rdwr_ioctl_data transfer{messages, count};
     OrThrow(sys::Ioctl(bus.Get(), I2C_RDWR, &transfer));
 }
@@ -57,7 +57,7 @@ void I2C::ReadRegister(std::uint8_t command, std::uint8_t* buffer, std::size_t l
     const std::uint8_t slave = address;
     i2c_msg messages[2] = {{slave, 0, 1, &command},
                            {slave, I2C_M_RD, static_cast<__u16>(length), buffer}};
-    Transfer(fd, messages, 2);
+    TransferMessages(fd, messages, 2);
 }
 
 void I2C::WriteRegister(std::uint8_t command, const std::uint8_t* data, std::size_t length) {
@@ -68,7 +68,7 @@ void I2C::WriteRegister(std::uint8_t command, const std::uint8_t* data, std::siz
     std::vector<std::uint8_t> bytes(length + 1, command);
     std::copy_n(data, length, bytes.begin() + 1);
     i2c_msg message{address, 0, static_cast<__u16>(bytes.size()), bytes.data()};
-    Transfer(fd, &message, 1);
+    TransferMessages(fd, &message, 1);
 }
 
 std::size_t I2C::Read(std::uint8_t* buffer, std::size_t length) {
