@@ -9,7 +9,9 @@
 #include "vantorel/fuelgauge/FuelGauge.h"
 
 #include <cstring>
-#include <regex>
+#include <sstream>
+#include <string>
+#include <string_view>
 
 extern "C" {
 #include "virtual-device/board/gauge.h"
@@ -227,12 +229,18 @@ TEST_F(InterruptedUpdate, IsCompletedByTheNextStartAfterAnyFailedTransfer) {
 // gauge, which no longer responds at that address.
 TEST_F(InterruptedUpdate, IsCompletedByTheRightStreamAfterAWrongOne) {
     const std::string good = stream.text;
+    std::string another = good;
+    const std::string_view check = "C: 16 04 20 05";
+    another.replace(another.find(check), check.size(), "C: 16 04 21 04");
+    std::string truncated;
+    std::istringstream lines(good);
+    for (std::string line; std::getline(lines, line);) {
+        truncated += line.substr(0, 200) + '\n';
+    }
     const std::string leaves = "W: 16 00 0F\nW: 16 64 0F 00\nX: 4000\n";
-    const std::string wrong[] = {
-        std::regex_replace(good, std::regex("C: 16 04 20 05"), "C: 16 04 21 04"),
-        std::regex_replace(good, std::regex("(.{200}).*"), "$1"), good + leaves,
-        good + leaves + "W: AA 00 02 00\nC: AA 00 09 09\n",
-        "W: AA 00 21 5C\nW: AA 00 47 1E\n" + good};
+    const std::string wrong[] = {another, truncated, good + leaves,
+                                 good + leaves + "W: AA 00 02 00\nC: AA 00 09 09\n",
+                                 "W: AA 00 21 5C\nW: AA 00 47 1E\n" + good};
     for (const std::string& text : wrong) {
         Renew();
         stream.text = text;
