@@ -83,13 +83,9 @@ endfunction()
 
 # Under a sanitizer, several sources of a library are compiled as one, because their common headers
 # take most of the time. The native build compiles each alone, so that it detects a missing include.
-# ALONE names sources whose includes differ.
 function(vantorel_compile_together target)
-    cmake_parse_arguments(TOGETHER "" "" "ALONE" ${ARGN})
     if(VANTOREL_SANITIZE)
         set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 16)
-        set_source_files_properties(${TOGETHER_ALONE}
-            PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
     endif()
 endfunction()
 
