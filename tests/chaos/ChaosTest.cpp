@@ -61,6 +61,7 @@ Machine* machine = nullptr;
 StatusLines* statusLines = nullptr;
 std::atomic<std::ptrdiff_t> descriptorsAtStart{0};
 std::atomic<bool> decidedAtEnd{false};
+std::atomic<bool> constructed{false};
 int statusAtEnd = 0;
 std::function<void()> atWaitForCamera;
 
@@ -80,8 +81,8 @@ public:
     }
 
     void Live() {
-        while (machine->flips.load() < 3) {
-            std::this_thread::sleep_for(1ms); // waits until the application is constructed
+        while (!constructed.load()) {
+            std::this_thread::sleep_for(1ms);
         }
         descriptorsAtStart = test::CountOpenDescriptors();
         std::thread([this, hostSeed = static_cast<unsigned>(random())] {
@@ -319,6 +320,7 @@ TEST(Chaos, ApplicationSurvivesRandomEvents) {
 } // namespace
 
 int PendingSignals(sigset_t* signals) {
+    constructed = true; // the application calls this when it has constructed everything
     if (const auto act = std::exchange(atWaitForCamera, nullptr)) {
         act();
     }
