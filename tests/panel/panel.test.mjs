@@ -28,8 +28,16 @@ function word(name, text, on = page) {
   const whole = new RegExp(`^${text}$`);
   return on.locator(`dd[data-state=${name}]`, { hasText: whole }).waitFor();
 }
-function lamp(lit, on = page) {
-  return on.getByRole("img", { name: `Torch: ${lit ? "on" : "off"}` }).waitFor();
+function lamp(lit, on = page, timeout = PATIENCE) {
+  return on.getByRole("img", { name: `Torch: ${lit ? "on" : "off"}` }).waitFor({ timeout });
+}
+// For the device, a press that a busy machine stretches beyond a second is no click: press again.
+async function pressUntil(lit) {
+  for (let tries = 0; tries < 10; ++tries) {
+    await page.keyboard.press("t", { delay: 150 });
+    if (await lamp(lit, page, 20000).then(() => true, () => false)) return;
+  }
+  await lamp(lit);
 }
 function pixel(x, y) {
   return page.evaluate((place) => {
@@ -153,8 +161,7 @@ test("a click and a key switch the torch, and every page shows it", async (conte
   await Promise.all([lamp(true), lamp(true, other)]);
   assert.equal(await state("led"), "1");
   await other.close();
-  await page.keyboard.press("t", { delay: 150 });
-  await lamp(false);
+  await pressUntil(false);
   assert.equal(await state("led"), "0");
   // 15 and more on a machine that is not shared; on a busy one a second may have no picture.
   let rate;
@@ -196,8 +203,7 @@ test("shortcuts can be off, a script runs, and what was clicked is saved as one"
   await page.getByText("bad.console, line 2: the panel has no such command").waitFor();
   assert.equal(await state("level"), "40");
   await shortcuts.check();
-  await page.keyboard.press("t", { delay: 150 });
-  await lamp(false);
+  await pressUntil(false);
   const lines = (await saved("Save as script")).toString();
   assert.match(lines, /^battery level 80\nstart\n/m);
   assert.doesNotMatch(lines, /undefined/); // from the switch of the shortcuts
@@ -300,8 +306,7 @@ test("other origins are refused, and bad input does not affect other pages", asy
   await leaving.close();
   await page.waitForTimeout(2500);
   assert.equal(await state("power"), "on");
-  await page.keyboard.press("t", { delay: 150 });
-  await lamp(true);
+  await pressUntil(true);
   slow.destroy();
 });
 
