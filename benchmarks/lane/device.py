@@ -21,6 +21,7 @@ EVENT = f"{TRACING}/events/drm/drm_vblank_event_delivered/enable"
 # The completion of a flip. The completion of a mode change belongs to no open file.
 FLIP = r" (\d+\.\d+): drm_vblank_event_delivered: file=(?!0+,).*seq=(\d+)"
 STARTS = 5  # number of starts of each program
+REST = 6  # seconds; the kernel stops a display's timer 5 s after its last use (drm.vblankoffdelay)
 IDLE = 10  # seconds for which wake-ups are counted
 PICTURE = 480 * 640 * 4 // 1024  # KiB
 SIMULATORS = ("libkirocamera", "libVantorelUI")
@@ -143,7 +144,11 @@ class Device:
                   note=f"refreshes missed: {missed}, bare loop {first[1] + second[1]}")
 
     def _first_flip(self, name: str, begin) -> float:
-        """Milliseconds from a program's exec to its first flip, from the kernel's trace."""
+        """Milliseconds from a program's exec to its first flip, from the kernel's trace. Starts it
+        as when the device is switched on, with a display whose timer is stopped: then the first
+        refresh comes one period after the change of mode. Otherwise it may come at any time within
+        that period, which differs from start to start and from program to program."""
+        time.sleep(REST)
         execs = f"{TRACING}/events/sched/sched_process_exec/enable"
         self.shell(f"cd {TRACING} && echo > trace && echo 1 | tee {EVENT} > {execs}")
         begin()
@@ -156,8 +161,7 @@ class Device:
         return (float(flip[1]) - float(started[1])) * 1000
 
     def startup(self):
-        """Starts both alternately, since the phase of the display's refreshes varies. The first
-        start of each loads its files."""
+        """Starts both alternately. The first start of each loads its files."""
         def begin():
             self.console().execute("start")
             self.console().execute("expect 'FPS: ' 60")
