@@ -6,21 +6,22 @@
 
 namespace vantorelui {
 
-Renderer::Renderer() : canvas(theme::width, theme::height) {}
-
 std::uint32_t* Renderer::Render(const SharedState& shared, std::int64_t milliseconds) {
     shared.Refresh(state, generation);
     Screen* const screen = Find(state.screen);
     if (screen == nullptr) {
         return nullptr;
     }
-    Scene scene{canvas, fonts, thermal, state, milliseconds};
+    if (!canvas) {
+        canvas.emplace(theme::width, theme::height);
+    }
+    Scene scene{*canvas, fonts, thermal, state, milliseconds};
     if (shown != state.screen) {
         screen->Enter(scene);
         shown = state.screen;
     }
     screen->Refresh(scene);
-    return canvas.Pixels();
+    return canvas->Pixels();
 }
 
 Screen* Renderer::Find(ScreenId id) {

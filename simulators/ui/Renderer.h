@@ -11,14 +11,13 @@
 #include "UpdateScreen.h"
 
 #include <cstdint>
+#include <optional>
 
 namespace vantorelui {
 
 /** Owns the image and updates it from the state. Not thread-safe: the caller serialises calls. */
 class Renderer {
 public:
-    Renderer();
-
     void UpdateThermalImage(const std::uint8_t* pixels) { thermal.Update(pixels); }
     /** The current image; null while no screen is selected. */
     std::uint32_t* Render(const SharedState& shared, std::int64_t milliseconds);
@@ -27,7 +26,8 @@ public:
 private:
     Screen* Find(ScreenId id);
 
-    Canvas canvas;
+    /** Created with the first image, while the program no longer waits for the display. */
+    std::optional<Canvas> canvas;
     Fonts fonts;
     ThermalView thermal;
     SplashScreen splash;
