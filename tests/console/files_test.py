@@ -147,6 +147,12 @@ class Run(InFolder):
         file.rename(self.path / "other")
         self.assertEqual(len({first, executable, digest("other")}), 3)
 
+    def test_the_end_of_a_failed_step_reaches_the_reader_of_its_output(self):
+        script = f'set -e; . "{CONSOLE.parents[1]}/scripts/progress"; follow step true false'
+        # The reader awaits the end of the output first, and then that of the script.
+        done = subprocess.run(["bash", "-c", script], stdout=subprocess.PIPE, check=False)
+        self.assertEqual((done.returncode, done.stdout), (1, b"step ...\n"))
+
 
 class DeviceFiles(InFolder):
     def test_the_device_cannot_change_this_builds_firmware(self):
