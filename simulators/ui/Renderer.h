@@ -26,7 +26,7 @@ public:
 private:
     Screen* Find(ScreenId id);
 
-    /** Created with the first image, while the program no longer waits for the display. */
+    /** Created with the first image: a program waits for its display first, not for this memory. */
     std::optional<Canvas> canvas;
     Fonts fonts;
     ThermalView thermal;
